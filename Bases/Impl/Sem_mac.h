@@ -1,0 +1,90 @@
+#ifndef VORN_BASES_IMPL_SEM_MAC_H
+#define VORN_BASES_IMPL_SEM_MAC_H
+
+// The one semaphore primitive under mutexes and events, and the event itself. One source serves
+// every host; what differs between hosts stands behind KernelSem.
+
+#include <mutex>
+
+namespace Vorn {
+
+/// A counting semaphore, named (shared between processes) or unnamed (of this process).
+///
+/// Create and Destroy belong to one thread while no other thread uses the object; the other
+/// operations may be called from any thread.
+class VornSemaphore {
+public:
+    enum SemInitState { SemLocked = 0, SemFree = 1 };
+
+    class SemImpl;
+    class SemUnnamed;
+    class SemNamed;
+
+    VornSemaphore();
+    virtual ~VornSemaphore();
+    VornSemaphore(const VornSemaphore&) = delete;
+    VornSemaphore& operator=(const VornSemaphore&) = delete;
+
+    /// Makes the platform's semaphore. Returns false when one is there already or the platform
+    /// refuses. Note: an attempt that the platform refused counts as created until Destroy.
+    bool Create(SemInitState state, const char* name, int flag);
+
+    /// Frees the semaphore, if there is one; a named one loses its name. Returns true.
+    bool Destroy();
+
+    /// Takes a count: 0xFFFFFFFF waits without limit, 0 tries once, otherwise waits at most
+    /// `timeoutMs` milliseconds. Returns true when a count was taken.
+    bool Wait(unsigned int timeoutMs);
+
+    /// The same for a caller that holds `guard`: the calling thread joins the semaphore's waiters
+    /// before the guard is unlocked, so that no post made under the guard is missed. The guard is
+    /// unlocked on return, except that a wait of 0 never unlocks it.
+    bool Wait(unsigned int timeoutMs, std::unique_lock<std::mutex>& guard);
+
+    /// Releases every blocked waiter (unnamed) or one (named).
+    void Post();
+
+    /// Drops a count that an unnamed post left free because nobody was waiting. The reported count
+    /// stays as it is.
+    void DiscardFree();
+
+    bool IsCreated() const;
+
+    /// Stores the count: the library's own bookkeeping for an unnamed semaphore, the platform's for
+    /// a named one. Returns false, with `count` unchanged, when there is none.
+    bool GetSemCounts(int& count);
+
+private:
+    SemImpl* m_pImpl;
+};
+
+/// An event: a flag of this object and one semaphore to block on.
+class VornEvent {
+public:
+    VornEvent();
+    ~VornEvent();
+    VornEvent(const VornEvent&) = delete;
+    VornEvent& operator=(const VornEvent&) = delete;
+
+    bool Create(int bManualReset, int bInitialState, const char* name);
+    bool Open(const char* name);
+    bool Set();
+    bool Reset();
+    bool Wait(unsigned int timeoutMs);
+    void Close();
+    bool IsOpened() const;
+    VornSemaphore* GetSemaphore() const;
+
+private:
+    bool ResetLocked();
+    bool FinishWait(bool waited);
+
+    int m_bSignaled;
+    int m_bManualReset;
+    VornSemaphore* m_pSem;
+    std::mutex m_flagLock; // guards the two flags; never held while blocked
+};
+
+} // namespace Vorn
+
+#endif

@@ -1,0 +1,409 @@
+#ifndef VORN_BASES_THREAD_H
+#define VORN_BASES_THREAD_H
+
+// Locks, events, threads and a task pool.
+//
+// Time-outs are counts of milliseconds, measured on the monotonic clock: 0xFFFFFFFF waits without
+// limit, 0 tries once and never blocks, any other value waits at most that long. A wait that may
+// block is a POSIX cancellation point and survives cancellation: nothing stays locked and nothing
+// leaks. A wait of 0 is no cancellation point.
+//
+// Mutexes and events can be named. The name goes to the platform's named semaphores unchanged, so
+// on Linux it is written "/name", holds no further slash and at most 251 characters; the object is
+// then one and the same for every process that uses the name. A null name makes an object of this
+// process. Named and unnamed objects behave differently on purpose:
+//
+//     |                     | unnamed                        | named                            |
+//     | ------------------- | ------------------------------ | -------------------------------- |
+//     | Unlock, Set         | release every blocked waiter   | release one waiter               |
+//     | with nobody waiting | stay free for one later wait   | every post counts                |
+//     | wait with a limit   | waits up to the limit          | a single try, never blocks       |
+//     | interrupted by a    | goes on waiting                | an unlimited wait returns false  |
+//     | signal handler      |                                |                                  |
+//     | Close               | frees it                       | removes the name for all         |
+//     |                     |                                | processes; the object itself     |
+//     |                     |                                | stays mapped until the process   |
+//     |                     |                                | ends                             |
+
+#include <list>
+#include <string>
+
+#include <pthread.h>
+
+#include <boost/function.hpp>
+
+#include <Bases/Export.h>
+
+namespace Vorn {
+
+class VornEvent;
+class VornSemaphore;
+
+/// A critical section: a recursive lock for the threads of one process. The thread that holds it
+/// may lock it again and must unlock it as often. All operations are const, so that a const method
+/// can lock a member; any thread may call them.
+class VORN_BASES_API Cs {
+public:
+    Cs();
+    ~Cs();
+    Cs(const Cs&) = delete;
+    Cs& operator=(const Cs&) = delete;
+
+    /// Waits until the section is free or already held by this thread, and takes it.
+    void Lock() const;
+
+    /// Returns true when the section could be taken without waiting, which includes that the
+    /// calling thread holds it already; false when another thread holds it.
+    bool TryLock() const;
+
+    /// Gives the section back. The caller must be the thread that holds it.
+    void Unlock() const;
+
+private:
+    mutable pthread_mutex_t m_mutex;
+};
+
+/// Holds a Cs for the length of a scope.
+class VORN_BASES_API CsLocker {
+public:
+    explicit CsLocker(const Cs& cs);
+    ~CsLocker();
+    CsLocker(const CsLocker&) = delete;
+    CsLocker& operator=(const CsLocker&) = delete;
+
+private:
+    const Cs& m_cs;
+};
+
+/// A lock that can be shared between processes by name. It is a semaphore with the count 1, not an
+/// owned lock: it is not recursive, and any thread may unlock it.
+///
+///     |            | not opened            | opened, free          | opened, held            |
+///     | ---------- | --------------------- | --------------------- | ----------------------- |
+///     | Create     | opens                 | false                 | false                   |
+///     | Open       | opens                 | false                 | false                   |
+///     | Lock       | false                 | takes it              | waits, then takes it    |
+///     | Unlock     | does nothing          | unnamed: does nothing | releases waiters        |
+///     |            |                       | named: count up       | (see above)             |
+///     | Close      | does nothing          | closes                | closes                  |
+///
+/// Create, Open and Close belong to one thread while no other thread uses the object; Lock and
+/// Unlock may be called from any thread.
+///
+/// Note: because an unnamed Unlock wakes every waiter, several threads that waited can come out of
+/// Lock together. Use Cs where exactly one thread may pass.
+class VORN_BASES_API Mutex {
+public:
+    /// Makes a mutex that is not opened yet.
+    Mutex();
+
+    /// Makes a mutex and calls Create(name); ask IsOpened for the result.
+    explicit Mutex(const char* name);
+
+    /// Closes the mutex.
+    ~Mutex();
+    Mutex(const Mutex&) = delete;
+    Mutex& operator=(const Mutex&) = delete;
+
+    /// Opens the mutex, unlocked: the named one when `name` is not null (made if it does not exist
+    /// yet), otherwise one of this process. Returns true on success.
+    ///
+    /// Returns false without a message when the mutex is opened already. When the platform refuses,
+    /// prints "[ThreadSync] Mutex create failure.\r" on standard output and returns false. Note: a
+    /// mutex that failed to open counts as opened (IsOpened is true, a further Create or Open fails
+    /// silently) until Close.
+    bool Create(const char* name);
+
+    /// The same as Create, existing or not, but for the message of a failure:
+    /// "[ThreadSync] Mutex open failure.\r".
+    bool Open(const char* name);
+
+    /// Takes the mutex, waiting at most `timeoutMs` milliseconds. Returns true when it was taken,
+    /// false when the time ran out or the mutex is not opened. Note: on a named mutex every limit
+    /// other than 0xFFFFFFFF is a single try.
+    bool Lock(unsigned int timeoutMs);
+
+    /// Frees the mutex, whoever took it. Does nothing on a mutex that is not opened.
+    void Unlock();
+
+    /// Closes the mutex; a named one loses its name for every process, and those that have it open
+    /// go on with the object that they have. It may be created or opened anew. Returns true, also
+    /// when there was nothing to close.
+    bool Close();
+
+    /// Returns true between an attempt to open, successful or not, and Close.
+    bool IsOpened();
+
+    /// Returns the semaphore inside, which the mutex owns. For identification only.
+    VornSemaphore* GetHandle();
+
+private:
+    VornSemaphore* m_pSem;
+    std::string m_strName;
+};
+
+/// Holds a Mutex for the length of a scope. Note: it waits without limit and does not look at the
+/// result, so on a mutex that is not opened it guards nothing.
+class VORN_BASES_API MutexLocker {
+public:
+    explicit MutexLocker(Mutex& mutex);
+    ~MutexLocker();
+    MutexLocker(const MutexLocker&) = delete;
+    MutexLocker& operator=(const MutexLocker&) = delete;
+
+private:
+    Mutex& m_mutex;
+};
+
+/// A flag that threads wait for.
+///
+/// A manual-reset event, once set, lets every Wait through until Reset. An auto-reset event is
+/// reset by every Wait, also by one that fails; a Set that comes while a Wait fails is not lost:
+/// that wait returns true, or the next one does.
+///
+///     |                  | not created        | not set                 | set                    |
+///     | ---------------- | ------------------ | ----------------------- | ---------------------- |
+///     | Set              | true, becomes set  | true, releases waiters  | true, does nothing     |
+///     | Reset            | false, stays       | true                    | true, becomes not set  |
+///     | Wait, manual     | false (true if it  | waits                   | true                   |
+///     |                  | was closed set)    |                         |                        |
+///     | Wait, auto       | as manual          | waits, then resets      | true, becomes not set  |
+///
+/// Create, Open and Close belong to one thread while no other thread uses the object; Set, Reset
+/// and Wait may be called from any thread.
+///
+///     Vorn::Event done;
+///     done.Create(1, 0, nullptr); // manual-reset, not set, of this process
+///     pool.Post([&done] { done.Set(); });
+///     done.Wait(0xFFFFFFFF);
+class VORN_BASES_API Event {
+public:
+    /// Makes an event that is not created yet.
+    Event();
+
+    /// Closes the event.
+    ~Event();
+    Event(const Event&) = delete;
+    Event& operator=(const Event&) = delete;
+
+    /// Creates the event: manual-reset when `bManualReset` is not 0, set at once when
+    /// `bInitialState` is not 0, shared between processes when `name` is not null. Returns true on
+    /// success. Returns false and changes nothing when the event was created or opened before, even
+    /// without success, and not closed since, or when the platform refuses. Prints nothing.
+    ///
+    /// Note: whether an event is set is remembered by each object of its own. An object of another
+    /// process with the same name sees a Set as one count of the shared semaphore.
+    bool Create(int bManualReset, int bInitialState, const char* name);
+
+    /// Opens the event `name`, or makes it when it does not exist yet, then with one wait free.
+    /// Returns true on success and false as Create does. Note: an opened event is always
+    /// auto-reset, however its creator made it.
+    bool Open(const char* name);
+
+    /// Sets the event. Returns true, always.
+    bool Set();
+
+    /// Makes the event not set. Returns true on success; false, with the event as it was, when it
+    /// has not been created.
+    bool Reset();
+
+    /// Waits at most `timeoutMs` milliseconds for the event to be set. Returns true when it was,
+    /// false when the time ran out or the event has not been created. An auto-reset event is then
+    /// not set, whatever the result.
+    bool Wait(unsigned int timeoutMs);
+
+    /// Closes the event; a named one loses its name for every process. Note: whether it was set is
+    /// remembered: Wait on an event that was closed while set returns true.
+    void Close();
+
+    /// Returns true between an attempt to create or open, successful or not, and Close.
+    bool IsOpened();
+
+    /// Returns the implementation, which the event owns. For identification only.
+    VornEvent* GetHandle();
+
+private:
+    VornEvent* m_pEvent;
+    std::string m_strName;
+};
+
+class Thread;
+
+/// What a Thread runs when it is not subclassed. The thread does not own its handler; the owner
+/// keeps it alive until the thread has been stopped.
+class VORN_BASES_API ThreadHandler {
+public:
+    /// Called by StartThread on the starting thread. A result of 0 refuses the start.
+    virtual int OnPreThreadStart(Thread* pThread) = 0;
+
+    /// The thread's body, called on the new thread. Its result is not used.
+    virtual int OnThreadEntry(Thread* pThread) = 0;
+
+    virtual ~ThreadHandler();
+
+protected:
+    ThreadHandler();
+    ThreadHandler(const ThreadHandler&) = default;
+    ThreadHandler& operator=(const ThreadHandler&) = default;
+};
+
+/// One body on one POSIX thread, with a cooperative stop: the owner asks for the stop, the body
+/// polls IsStopThread and returns. The body is a handler's OnThreadEntry or that of a subclass.
+///
+/// StartThread, StopThread, ResumeThread and destruction belong to one thread, the owner's; the
+/// body may call IsStopThread, StopThreadEvent, SleepThread, YieldThread and the getters.
+///
+///     |                  | no thread       | held at the gate    | running        | body ended      |
+///     | ---------------- | --------------- | ------------------- | -------------- | --------------- |
+///     | StartThread      | starts          | stops it, by force  | the same       | joins, starts   |
+///     |                  |                 | if need be; starts  |                |                 |
+///     | ResumeThread     | false           | lets the body run   | true           | true            |
+///     | StopThreadEvent  | false           | true                | true           | true            |
+///     | StopThread       | does nothing    | lets it run, joins  | waits, joins   | joins           |
+///     | IsStopThread(0)  | true            | stop requested?     | the same       | the same        |
+///     | IsThreadRunning  | false           | true                | true           | true            |
+///
+/// An exception that leaves the body ends the process. A subclass must be stopped before its own
+/// part is destroyed, since the base destructor stops the thread only afterwards.
+class VORN_BASES_API Thread {
+public:
+    Thread();
+
+    /// Stops the thread: asks, waits without limit for the body to end, and joins it.
+    virtual ~Thread();
+    Thread(const Thread&) = delete;
+    Thread& operator=(const Thread&) = delete;
+
+    /// Asks the body to stop, lets it through the suspend gate, waits at most `timeoutMs`
+    /// milliseconds for its end, and joins the thread. Does nothing when there is no thread.
+    ///
+    /// When the time runs out: with `bForce` 0 returns at once and leaves the thread running with
+    /// the stop request standing; otherwise cancels the thread, which ends at its next cancellation
+    /// point, and joins it. The caller must not wait without limit from the body itself.
+    virtual void StopThread(unsigned int timeoutMs, int bForce);
+
+    /// Called by StartThread before anything is made; 0 refuses the start. Asks the handler, if
+    /// there is one, and otherwise returns 1.
+    virtual int OnPreThreadStart();
+
+    /// The body. Calls the handler's, if there is one, and returns its result, otherwise 0.
+    virtual int OnThreadEntry();
+
+    /// Sets who supplies the body; null for none. Not owned.
+    void SetThreadHandler(ThreadHandler* pHandler);
+
+    /// Starts the thread; with `bSuspended` not 0 the body is held at a gate until ResumeThread or
+    /// StopThread. A thread that exists is stopped first, by force and without limit.
+    ///
+    /// Returns true on success. Returns false when OnPreThreadStart refuses, or, after one line on
+    /// standard output, when an event cannot be made: "[Thread] Create stop event failure.\r",
+    /// "[Thread] Create exit event failure.\r" or "[Thread] Create suspend event failure.\r".
+    ///
+    /// Note: after the exit event failed, every further start fails at the stop event until the
+    /// object is destroyed. Note: when the platform cannot create the thread, the result is true
+    /// all the same and the body never runs; StopThread then returns without waiting.
+    bool StartThread(int bSuspended);
+
+    /// The routine that the new thread begins with. Returns null; with null as argument it does
+    /// nothing else.
+    static void* ThreadEntryProc(void* pArgs);
+
+    /// Waits at most `timeoutMs` milliseconds for a stop request; the body's question. Returns true
+    /// when a stop was requested or no thread exists.
+    bool IsStopThread(unsigned int timeoutMs) const;
+
+    /// Asks the body to stop, without waiting. Returns true, or false when no thread exists.
+    bool StopThreadEvent();
+
+    /// Lets a body that is held at the suspend gate run. Returns true, or false when no thread
+    /// exists.
+    bool ResumeThread();
+
+    /// Returns true from StartThread until StopThread has joined the thread. Note: it stays true
+    /// after the body has ended.
+    bool IsThreadRunning() const;
+
+    /// Sleeps. Note: the microseconds are computed in 32 bits, so 4294968 milliseconds and more
+    /// wrap to a short sleep.
+    void SleepThread(unsigned int ms);
+
+    /// Gives the rest of the calling thread's time slice away. Returns true on success.
+    bool YieldThread();
+
+    /// The stored priority, 15 at first. Note: it is never applied to the platform's thread.
+    int GetThreadPriority() const;
+    void SetThreadPriority(int nPriority);
+
+    /// Returns where the platform's thread identity is kept, owned by this object; null when no
+    /// thread exists.
+    pthread_t* GetHandle() const;
+
+    /// Returns the event that a stop request sets, owned by this object.
+    VornEvent* GetStopThreadEvent() const;
+
+    /// Returns 32 bits of the platform's thread identity; 0 when no thread exists.
+    int GetThreadId() const;
+
+    /// Compare the handles: two objects without a thread are equal, two running ones only when they
+    /// are one object.
+    bool operator==(const Thread& other) const;
+    bool operator!=(const Thread& other) const;
+
+private:
+    struct StartRecord;
+
+    bool CreateEvents();
+    void CloseEvents();
+
+    ThreadHandler* m_pHandler;
+    pthread_t* m_pThread;
+    VornEvent* m_pStopEvent;
+    VornEvent* m_pExitEvent;
+    VornEvent* m_pSuspendEvent;
+    int m_nReserved; // kept for the layout; used by no operation
+    int m_nPriority;
+    bool m_bJoinable; // false when the platform could not create the thread
+};
+
+/// A queue of tasks and one worker thread that runs them, one after another, first posted first
+/// run. Any thread may post, a running task included. Start and stop it as a Thread; tasks posted
+/// before the start wait.
+///
+/// An idle worker looks for a stop request every 100 ms. An exception that leaves a task, and the
+/// boost::bad_function_call of an empty one, ends the process.
+///
+///     Vorn::ThreadTaskPool pool;
+///     pool.StartThread(0);
+///     pool.Post([] { std::puts("on the worker"); });
+///     pool.StopThread(0xFFFFFFFF, 0); // drops what has not begun
+class VORN_BASES_API ThreadTaskPool : public Thread {
+public:
+    ThreadTaskPool();
+
+    /// Stops the worker, waiting without limit for the task that it runs; queued tasks are
+    /// destroyed without being run.
+    ~ThreadTaskPool() override;
+    ThreadTaskPool(const ThreadTaskPool&) = delete;
+    ThreadTaskPool& operator=(const ThreadTaskPool&) = delete;
+
+    /// Stops the worker as Thread::StopThread does: the running task goes on to its end, unless a
+    /// forced stop cancels it. Then destroys all queued tasks, on the calling thread, without
+    /// running them; also when the worker is left running because the time ran out.
+    void StopThread(unsigned int timeoutMs, int bForce) override;
+
+    /// The worker's loop. Returns 0 when a stop is requested.
+    int OnThreadEntry() override;
+
+    /// Appends a copy of the task to the queue. Never blocks for longer than the queue is looked
+    /// at. An empty task is accepted here.
+    void Post(boost::function<void()> task);
+
+private:
+    std::list<boost::function<void()>>* m_pTasks;
+    Cs m_csTasks;
+    Event m_evtTasks;
+};
+
+} // namespace Vorn
+
+#endif

@@ -1,0 +1,15 @@
+# What every target of this project is compiled with; a program that uses the installed library
+# gets none of it.
+add_library(VornBasesCompiler INTERFACE)
+target_compile_features(VornBasesCompiler INTERFACE cxx_std_20)
+target_compile_options(VornBasesCompiler INTERFACE
+  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
+  $<$<BOOL:${VORN_BASES_WERROR}>:-Werror>
+  # Assertions and other uses of __FILE__ name the file as it stands in the repository.
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+
+if(VORN_BASES_SANITIZE)
+  target_compile_options(VornBasesCompiler INTERFACE
+    -fsanitize=${VORN_BASES_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+  target_link_options(VornBasesCompiler INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
+endif()

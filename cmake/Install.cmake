@@ -1,0 +1,31 @@
+# Installs the library, its headers and the files by which find_package(VornBases) and
+# pkg-config Vorn-Bases find them.
+include(CMakePackageConfigHelpers)
+
+set(VORN_BASES_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/VornBases)
+
+install(TARGETS VornBases EXPORT VornBasesTargets
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/Bases/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Bases
+  FILES_MATCHING PATTERN "*.h" PATTERN "Impl" EXCLUDE)
+install(EXPORT VornBasesTargets NAMESPACE Vorn:: DESTINATION ${VORN_BASES_CMAKE_DIR})
+
+configure_package_config_file(
+  ${PROJECT_SOURCE_DIR}/cmake/VornBasesConfig.cmake.in
+  ${PROJECT_BINARY_DIR}/VornBasesConfig.cmake
+  INSTALL_DESTINATION ${VORN_BASES_CMAKE_DIR})
+write_basic_package_version_file(
+  ${PROJECT_BINARY_DIR}/VornBasesConfigVersion.cmake
+  COMPATIBILITY SameMajorVersion)
+install(FILES
+  ${PROJECT_BINARY_DIR}/VornBasesConfig.cmake
+  ${PROJECT_BINARY_DIR}/VornBasesConfigVersion.cmake
+  DESTINATION ${VORN_BASES_CMAKE_DIR})
+
+# pkg-config wants absolute directories; CMAKE_INSTALL_LIBDIR may be relative or absolute.
+cmake_path(APPEND VORN_BASES_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_LIBDIR}")
+cmake_path(APPEND VORN_BASES_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_INCLUDEDIR}")
+configure_file(
+  ${PROJECT_SOURCE_DIR}/cmake/Vorn-Bases.pc.in
+  ${PROJECT_BINARY_DIR}/Vorn-Bases.pc @ONLY)
+install(FILES ${PROJECT_BINARY_DIR}/Vorn-Bases.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
