@@ -26,6 +26,7 @@
 //     |                     |                                | ends                             |
 
 #include <list>
+#include <memory>
 #include <string>
 
 #include <pthread.h>
@@ -138,8 +139,8 @@ public:
     VornSemaphore* GetHandle();
 
 private:
-    VornSemaphore* m_pSem;
-    std::string m_strName;
+    std::unique_ptr<VornSemaphore> m_pSem;
+    std::string m_strName; // always empty; kept for the layout
 };
 
 /// Holds a Mutex for the length of a scope. Note: it waits without limit and does not look at the
@@ -223,8 +224,8 @@ public:
     VornEvent* GetHandle();
 
 private:
-    VornEvent* m_pEvent;
-    std::string m_strName;
+    std::unique_ptr<VornEvent> m_pEvent;
+    std::string m_strName; // always empty; kept for the layout
 };
 
 class Thread;

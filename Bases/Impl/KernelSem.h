@@ -4,6 +4,7 @@
 // What a platform supplies for unnamed semaphores. KernelSem_mac.cpp maps it to the kernel's own
 // semaphores, KernelSem_linux.cpp builds it from a lock and a condition variable.
 
+#include <memory>
 #include <mutex>
 
 namespace Vorn {
@@ -28,14 +29,13 @@ public:
     /// Frees the semaphore. Returns false when there is none. Nobody may be waiting.
     bool Destroy();
 
-    /// Waits without limit. When `pGuard` is not null the calling thread joins the waiters, or takes
-    /// a free wait, before the guard is unlocked: a post made by whoever locks it next finds this
+    /// Waits without limit. When `pGuard` is not null and the thread has to block, it joins the
+    /// waiters before it unlocks the guard: a post made by whoever locks that next finds this
     /// thread waiting. A cancellation point; a thread that is cancelled holds neither lock.
     KernelWait Wait(std::unique_lock<std::mutex>* pGuard);
 
     /// The same for at most the given time, measured on the monotonic clock. With a time of zero it
-    /// takes a free wait or returns TimedOut; it then never blocks, is no cancellation point and
-    /// leaves the guard locked.
+    /// takes a free wait or returns TimedOut; it then never blocks and is no cancellation point.
     KernelWait TimedWait(unsigned int seconds, unsigned int nanoseconds,
                          std::unique_lock<std::mutex>* pGuard);
 
@@ -48,7 +48,7 @@ public:
 
 private:
     struct State;
-    State* m_pState;
+    std::unique_ptr<State> m_pState;
 };
 
 } // namespace Vorn

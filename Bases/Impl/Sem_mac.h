@@ -4,6 +4,7 @@
 // The one semaphore primitive under mutexes and events, and the event itself. One source serves
 // every host; what differs between hosts stands behind KernelSem.
 
+#include <memory>
 #include <mutex>
 
 namespace Vorn {
@@ -37,9 +38,9 @@ public:
     bool Wait(unsigned int timeoutMs);
 
     /// The same for a caller that holds `guard`: the calling thread joins the semaphore's waiters
-    /// before the guard is unlocked, so that no post made under the guard is missed. The guard is
-    /// unlocked on return, except that a wait of 0 never unlocks it.
-    bool Wait(unsigned int timeoutMs, std::unique_lock<std::mutex>& guard);
+    /// before the guard is unlocked, so that no post made under the guard is missed. On return the
+    /// guard may be locked or not.
+    bool WaitJoined(unsigned int timeoutMs, std::unique_lock<std::mutex>& guard);
 
     /// Releases every blocked waiter (unnamed) or one (named).
     void Post();
@@ -55,7 +56,7 @@ public:
     bool GetSemCounts(int& count);
 
 private:
-    SemImpl* m_pImpl;
+    std::unique_ptr<SemImpl> m_pImpl;
 };
 
 /// An event: a flag of this object and one semaphore to block on.
@@ -77,11 +78,10 @@ public:
 
 private:
     bool ResetLocked();
-    bool FinishWait(bool waited);
 
     int m_bSignaled;
     int m_bManualReset;
-    VornSemaphore* m_pSem;
+    std::unique_ptr<VornSemaphore> m_pSem;
     std::mutex m_flagLock; // guards the two flags; never held while blocked
 };
 

@@ -1,0 +1,366 @@
+#include <Bases/Impl/Sem_mac.h>
+
+#include <atomic>
+#include <cstddef>
+#include <limits>
+#include <new>
+#include <string>
+
+#include <fcntl.h>
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore.h>
+#include <sys/time.h>
+
+#include <Bases/Impl/Assert.h>
+#include <Bases/Impl/KernelSem.h>
+
+namespace Vorn {
+
+namespace {
+
+constexpr unsigned int NoLimit = 0xFFFFFFFF;
+
+using Guard = std::unique_lock<std::mutex>;
+
+} // namespace
+
+class VornSemaphore::SemImpl {
+public:
+    SemImpl() = default;
+    virtual ~SemImpl() = default;
+    SemImpl(const SemImpl&) = delete;
+    SemImpl& operator=(const SemImpl&) = delete;
+
+    virtual bool Create(SemInitState state) = 0;
+    virtual bool Destroy() = 0;
+    virtual bool Wait() = 0;
+    virtual bool TryWait() = 0;
+    virtual bool TimedWait(unsigned int timeoutMs) = 0;
+    virtual void Post() = 0;
+    virtual bool GetSemCounts(int& count) = 0;
+
+    // What an event needs beside these. A platform semaphore that keeps every post for a later wait
+    // needs no more than the defaults.
+    virtual bool WaitJoined(unsigned int timeoutMs, Guard& guard) {
+        guard.unlock();
+        return timeoutMs == NoLimit ? Wait() : TimedWait(timeoutMs);
+    }
+    virtual void DiscardFree() {}
+};
+
+class VornSemaphore::SemUnnamed : public SemImpl {
+public:
+    SemUnnamed() : m_bCreated(0), m_nCount(0) {}
+    ~SemUnnamed() override { Release(); }
+
+    bool Create(SemInitState state) override {
+        if (m_bCreated != 0)
+            return true;
+        m_nCount.store(state, std::memory_order_relaxed);
+        if (!m_sem.Create(state))
+            return false;
+        m_bCreated = 1;
+        return true;
+    }
+
+    bool Destroy() override { return Release(); }
+
+    bool Wait() override {
+        if (m_bCreated == 0)
+            return false;
+        CountDown();
+        return m_sem.Wait(nullptr) == KernelWait::Success;
+    }
+
+    bool TryWait() override { return TimedWait(0); }
+
+    bool TimedWait(unsigned int timeoutMs) override { return TimedWait(timeoutMs, nullptr); }
+
+    // Wakes every thread that waits, and not one of them: mutexes and events are built on it.
+    void Post() override {
+        if (m_bCreated == 0)
+            return;
+        m_nCount.store(0, std::memory_order_relaxed);
+        m_sem.PostAll();
+    }
+
+    bool GetSemCounts(int& count) override {
+        if (m_bCreated == 0)
+            return false;
+        count = m_nCount.load(std::memory_order_relaxed);
+        return true;
+    }
+
+    bool WaitJoined(unsigned int timeoutMs, Guard& guard) override {
+        if (m_bCreated == 0)
+            return false;
+        if (timeoutMs != NoLimit)
+            return TimedWait(timeoutMs, &guard);
+        CountDown();
+        return m_sem.Wait(&guard) == KernelWait::Success;
+    }
+
+    void DiscardFree() override {
+        if (m_bCreated != 0)
+            m_sem.DiscardFree();
+    }
+
+private:
+    bool Release() {
+        if (!m_sem.Destroy())
+            return false;
+        m_bCreated = 0;
+        return true;
+    }
+
+    bool TimedWait(unsigned int timeoutMs, Guard* pGuard) {
+        if (m_bCreated == 0)
+            return false;
+        CountDown();
+        const unsigned int seconds = timeoutMs / 1000;
+        const unsigned int nanoseconds = timeoutMs % 1000 * 1000000;
+
+        // A wait that the kernel gave up is tried once more, again with the full time.
+        KernelWait result = m_sem.TimedWait(seconds, nanoseconds, pGuard);
+        if (result == KernelWait::Aborted)
+            result = m_sem.TimedWait(seconds, nanoseconds, nullptr); // the guard is unlocked by now
+        return result == KernelWait::Success;
+    }
+
+    // The reported count is this class's own record: down with every attempt to wait, 0 with every
+    // post. Relaxed, because it orders nothing; at the smallest int it stays.
+    void CountDown() {
+        int count = m_nCount.load(std::memory_order_relaxed);
+        while (count != std::numeric_limits<int>::min() &&
+               !m_nCount.compare_exchange_weak(count, count - 1, std::memory_order_relaxed)) {
+        }
+    }
+
+    int m_bCreated;
+    std::atomic<int> m_nCount;
+    KernelSem m_sem;
+};
+
+class VornSemaphore::SemNamed : public SemImpl {
+public:
+    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name != nullptr ? name : "") {}
+    ~SemNamed() override { Release(); }
+
+    // The test is for null and not for the platform's failure value: where that value is another
+    // one, a refused semaphore counts as made, and hosts know that.
+    bool Create(SemInitState state) override {
+        if (m_strName.empty())
+            return false;
+        m_hSem = sem_open(m_strName.c_str(), O_CREAT, 0777, static_cast<unsigned int>(state));
+        return m_hSem != nullptr;
+    }
+
+    bool Destroy() override { return Release(); }
+
+    bool Wait() override { return m_hSem != nullptr && sem_wait(m_hSem) == 0; }
+
+    bool TryWait() override { return m_hSem != nullptr && sem_trywait(m_hSem) == 0; }
+
+    // The limit is a time since the epoch although it was meant as one from now, so the loop ends
+    // before its first round: a limited wait is one try. Programs have been tuned to that.
+    bool TimedWait(unsigned int timeoutMs) override {
+        if (m_hSem == nullptr)
+            return false;
+        if (sem_trywait(m_hSem) == 0)
+            return true;
+        timeval limit{};
+        limit.tv_sec = timeoutMs / 1000;
+        limit.tv_usec = timeoutMs % 1000 * 1000;
+        timeval now{};
+        gettimeofday(&now, nullptr);
+        while (LowerTimeVal(now, limit)) {
+            if (sem_trywait(m_hSem) == 0)
+                return true;
+            sched_yield();
+            gettimeofday(&now, nullptr);
+        }
+        return false;
+    }
+
+    void Post() override {
+        if (m_hSem != nullptr)
+            sem_post(m_hSem);
+    }
+
+    bool GetSemCounts(int& count) override {
+        return m_hSem != nullptr && sem_getvalue(m_hSem, &count) == 0;
+    }
+
+private:
+    // Removes the name for every process. The semaphore itself is never closed, so a wait that
+    // another thread still has under way does not lose its memory.
+    bool Release() {
+        if (m_hSem == nullptr)
+            return true;
+        if (m_strName.empty())
+            return false;
+        sem_unlink(m_strName.c_str());
+        m_hSem = nullptr;
+        return true;
+    }
+
+    static bool LowerTimeVal(const timeval& a, const timeval& b) {
+        const auto microseconds = [](const timeval& time) {
+            return static_cast<unsigned long>(time.tv_sec) * 1000000 +
+                   static_cast<unsigned long>(time.tv_usec);
+        };
+        return microseconds(a) < microseconds(b);
+    }
+
+    sem_t* m_hSem;
+    std::string m_strName;
+};
+
+VornSemaphore::VornSemaphore() = default;
+
+VornSemaphore::~VornSemaphore() { Destroy(); }
+
+bool VornSemaphore::Create(SemInitState state, const char* name, int flag) {
+    if (m_pImpl != nullptr)
+        return false;
+    if (name != nullptr)
+        m_pImpl = std::make_unique<SemNamed>(name);
+    else
+        m_pImpl = std::make_unique<SemUnnamed>();
+    if (name != nullptr && flag != 0)
+        m_pImpl->Destroy(); // finds nothing to free in a fresh object; part of the start order
+    return m_pImpl->Create(state);
+}
+
+bool VornSemaphore::Destroy() {
+    m_pImpl.reset();
+    return true;
+}
+
+bool VornSemaphore::Wait(unsigned int timeoutMs) {
+    if (m_pImpl == nullptr)
+        return false;
+    switch (timeoutMs) {
+    case NoLimit:
+        return m_pImpl->Wait();
+    case 0:
+        return m_pImpl->TryWait();
+    default:
+        return m_pImpl->TimedWait(timeoutMs);
+    }
+}
+
+bool VornSemaphore::WaitJoined(unsigned int timeoutMs, Guard& guard) {
+    if (m_pImpl == nullptr)
+        return false;
+    return timeoutMs == 0 ? m_pImpl->TryWait() : m_pImpl->WaitJoined(timeoutMs, guard);
+}
+
+void VornSemaphore::Post() {
+    if (m_pImpl != nullptr)
+        m_pImpl->Post();
+}
+
+void VornSemaphore::DiscardFree() {
+    if (m_pImpl != nullptr)
+        m_pImpl->DiscardFree();
+}
+
+bool VornSemaphore::IsCreated() const { return m_pImpl != nullptr; }
+
+bool VornSemaphore::GetSemCounts(int& count) {
+    return m_pImpl != nullptr && m_pImpl->GetSemCounts(count);
+}
+
+// Where assertions are compiled out and the allocation failed, the event goes on without its
+// semaphore: every operation that needs one fails.
+VornEvent::VornEvent()
+    : m_bSignaled(0), m_bManualReset(1), m_pSem(new (std::nothrow) VornSemaphore) {
+    VORN_ASSERT(m_pSem != NULL);
+}
+
+VornEvent::~VornEvent() { Close(); }
+
+bool VornEvent::Create(int bManualReset, int bInitialState, const char* name) {
+    const auto state = bInitialState != 0 ? VornSemaphore::SemFree : VornSemaphore::SemLocked;
+    if (m_pSem == nullptr || !m_pSem->Create(state, name, 1))
+        return false;
+    const std::lock_guard lock(m_flagLock);
+    m_bSignaled = bInitialState;
+    m_bManualReset = bManualReset;
+    return true;
+}
+
+bool VornEvent::Open(const char* name) {
+    if (m_pSem == nullptr || !m_pSem->Create(VornSemaphore::SemFree, name, 1))
+        return false;
+    const std::lock_guard lock(m_flagLock);
+    m_bManualReset = 0;
+    return true;
+}
+
+bool VornEvent::Set() {
+    if (m_pSem == nullptr)
+        return false;
+    const std::lock_guard lock(m_flagLock);
+    if (m_bSignaled != 0)
+        return true;
+    m_pSem->Post();
+    m_bSignaled = 1;
+    return true;
+}
+
+bool VornEvent::Reset() {
+    if (m_pSem == nullptr)
+        return false;
+    const std::lock_guard lock(m_flagLock);
+    return ResetLocked();
+}
+
+// Looking at the flag and joining the semaphore's waiters is one step under the lock, so that a Set
+// either is seen in the flag or finds this thread waiting.
+bool VornEvent::Wait(unsigned int timeoutMs) {
+    if (m_pSem == nullptr)
+        return false;
+    if (timeoutMs != 0)
+        pthread_testcancel();
+
+    Guard guard(m_flagLock);
+    bool passed = m_bSignaled != 0 || m_pSem->WaitJoined(timeoutMs, guard);
+    // Taken again even when nothing is left to do: the thread whose Set released this one may still
+    // be about to raise the flag, and the caller may destroy the event on return.
+    if (!guard.owns_lock())
+        guard.lock();
+    if (m_bManualReset != 0)
+        return passed;
+    // A Set that came after the wait had failed must not be lost in the reset.
+    passed = passed || m_bSignaled != 0;
+    ResetLocked();
+    return passed;
+}
+
+void VornEvent::Close() {
+    if (m_pSem != nullptr)
+        m_pSem->Destroy();
+    const std::lock_guard lock(m_flagLock);
+    m_bManualReset = 1;
+}
+
+bool VornEvent::IsOpened() const { return m_pSem != nullptr && m_pSem->IsCreated(); }
+
+VornSemaphore* VornEvent::GetSemaphore() const { return m_pSem.get(); }
+
+bool VornEvent::ResetLocked() {
+    int count = 0;
+    if (!m_pSem->GetSemCounts(count))
+        return false;
+    for (; count > 0; --count)
+        m_pSem->Wait(0);
+    // An unnamed post that found nobody waiting left a wait free that the count does not show.
+    m_pSem->DiscardFree();
+    m_bSignaled = 0;
+    return true;
+}
+
+} // namespace Vorn
