@@ -15,7 +15,7 @@ namespace Vorn {
 /// operations may be called from any thread.
 class VornSemaphore {
 public:
-    enum SemInitState { SemLocked = 0, SemFree = 1 };
+    enum SemInitState : int { SemLocked = 0, SemFree = 1 };
 
     class SemImpl;
     class SemUnnamed;

@@ -1,0 +1,411 @@
+// Concerns: the reported count is the library's own bookkeeping and not the number of free waits;
+// an unnamed post wakes everybody and leaves at most one wait free; nothing is lost between two
+// threads; a wait survives cancellation, and a post that chose a cancelled thread is not lost.
+#include <Bases/Impl/Sem_mac.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <thread>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+
+#include "support/BlockedThreads.h"
+
+namespace {
+
+using Vorn::VornSemaphore;
+using namespace std::chrono_literals;
+
+constexpr unsigned int NoLimit = 0xFFFFFFFF;
+
+std::atomic<bool> g_failCondInit{false};
+
+// What a thread does when it wakes from its wait inside a semaphore.
+enum class OnWake { Nothing, BeCancelled, TimeOut };
+thread_local OnWake g_onWake = OnWake::Nothing;
+thread_local std::atomic<bool>* g_pGate = nullptr; // stay asleep until this becomes true
+
+// Called with the semaphore's lock held, as a wait returns.
+int Wake(pthread_mutex_t* lock, int status) {
+    if (g_pGate != nullptr) {
+        pthread_mutex_unlock(lock);
+        while (!g_pGate->load())
+            sched_yield();
+        pthread_mutex_lock(lock);
+    }
+    if (g_onWake == OnWake::BeCancelled) {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    }
+    return g_onWake == OnWake::TimeOut ? ETIMEDOUT : status;
+}
+
+} // namespace
+
+extern "C" {
+
+int __real_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes);
+int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) {
+    return g_failCondInit ? ENOMEM : __real_pthread_cond_init(cond, attributes);
+}
+
+int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock);
+int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
+    return Wake(lock, __real_pthread_cond_wait(cond, lock));
+}
+
+int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock, const timespec* end);
+int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock,
+                                  const timespec* end) {
+    return Wake(lock, __real_pthread_cond_timedwait(cond, lock, end));
+}
+}
+
+namespace {
+
+class UnnamedSemaphore : public testing::Test {
+protected:
+    void Make(VornSemaphore::SemInitState state) { ASSERT_TRUE(m_sem.Create(state, nullptr, 1)); }
+
+    int Count() {
+        int count = 12345;
+        EXPECT_TRUE(m_sem.GetSemCounts(count));
+        return count;
+    }
+
+    VornSemaphore m_sem;
+};
+
+TEST_F(UnnamedSemaphore, AnswersFalseBeforeItIsCreated) {
+    int count = 77;
+    EXPECT_FALSE(m_sem.IsCreated());
+    EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(20));
+    EXPECT_FALSE(m_sem.Wait(NoLimit));
+    m_sem.Post();
+    EXPECT_FALSE(m_sem.GetSemCounts(count));
+    EXPECT_EQ(77, count);
+    EXPECT_TRUE(m_sem.Destroy());
+}
+
+TEST_F(UnnamedSemaphore, PostBeforeCreateLeavesNothing) {
+    m_sem.Post();
+    Make(VornSemaphore::SemLocked);
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, MadeFreeIsTakenOnceAndThenReportsMinusOne) {
+    Make(VornSemaphore::SemFree);
+    EXPECT_EQ(1, Count());
+    EXPECT_TRUE(m_sem.Wait(0));
+    EXPECT_EQ(0, Count());
+    EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_EQ(-1, Count());
+}
+
+TEST_F(UnnamedSemaphore, CountFallsWithEveryAttemptOfEveryKind) {
+    Make(VornSemaphore::SemLocked);
+    EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(1));
+    EXPECT_EQ(-2, Count());
+    m_sem.Post();
+    EXPECT_TRUE(m_sem.Wait(NoLimit));
+    EXPECT_EQ(-1, Count());
+    m_sem.Post();
+    EXPECT_TRUE(m_sem.Wait(1000));
+    EXPECT_EQ(-1, Count());
+}
+
+TEST_F(UnnamedSemaphore, CountStopsFallingAtTheSmallestInt) {
+    Make(static_cast<VornSemaphore::SemInitState>(INT_MIN + 1));
+    EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_EQ(INT_MIN, Count());
+    EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_EQ(INT_MIN, Count());
+}
+
+TEST_F(UnnamedSemaphore, PostReportsZeroWhateverTheCountWas) {
+    Make(VornSemaphore::SemFree);
+    m_sem.Post();
+    EXPECT_EQ(0, Count());
+    m_sem.Wait(0);
+    m_sem.Wait(0);
+    m_sem.Wait(0);
+    EXPECT_EQ(-3, Count());
+    m_sem.Post();
+    EXPECT_EQ(0, Count());
+}
+
+TEST_F(UnnamedSemaphore, PostsWithoutWaitersLeaveOneWaitFree) {
+    Make(VornSemaphore::SemLocked);
+    m_sem.Post();
+    m_sem.Post();
+    m_sem.Post();
+    EXPECT_TRUE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, DiscardTakesTheFreeWaitBackAndKeepsTheCount) {
+    Make(VornSemaphore::SemLocked);
+    m_sem.Post();
+    m_sem.DiscardFree();
+    EXPECT_EQ(0, Count());
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, SecondCreateFailsUntilDestroyed) {
+    Make(VornSemaphore::SemFree);
+    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemLocked, nullptr, 1));
+    EXPECT_TRUE(m_sem.Wait(0));
+    EXPECT_TRUE(m_sem.Destroy());
+    EXPECT_FALSE(m_sem.IsCreated());
+    Make(VornSemaphore::SemFree);
+    EXPECT_TRUE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, CountsAsCreatedAfterThePlatformRefused) {
+    g_failCondInit = true;
+    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
+    g_failCondInit = false;
+
+    int count = 77;
+    EXPECT_TRUE(m_sem.IsCreated());
+    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
+    EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(20));
+    EXPECT_FALSE(m_sem.Wait(NoLimit));
+    EXPECT_FALSE(m_sem.GetSemCounts(count));
+    EXPECT_EQ(77, count);
+    m_sem.Post();
+    m_sem.DiscardFree();
+
+    EXPECT_TRUE(m_sem.Destroy());
+    Make(VornSemaphore::SemFree);
+    EXPECT_TRUE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, TimedWaitLastsSecondsAndMilliseconds) {
+    Make(VornSemaphore::SemLocked);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(m_sem.Wait(1500));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 1500ms);
+}
+
+TEST_F(UnnamedSemaphore, WaitOfZeroNeverBlocks) {
+    Make(VornSemaphore::SemLocked);
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 0; i < 1000; ++i)
+        EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
+}
+
+TEST_F(UnnamedSemaphore, OnePostReleasesEveryBlockedThreadAndLeavesNothingFree) {
+    Make(VornSemaphore::SemLocked);
+    std::atomic<int> passed{0};
+    std::vector<std::unique_ptr<test::PosixThread>> threads;
+    std::vector<const test::PosixThread*> views;
+    for (int i = 0; i < 8; ++i) {
+        const unsigned int timeoutMs = i % 2 == 0 ? NoLimit : 600000;
+        threads.push_back(std::make_unique<test::PosixThread>([&, timeoutMs] {
+            if (m_sem.Wait(timeoutMs))
+                ++passed;
+        }));
+        views.push_back(threads.back().get());
+    }
+    test::WaitUntilBlocked(views);
+    EXPECT_EQ(-8, Count());
+    m_sem.Post();
+    threads.clear();
+    EXPECT_EQ(8, passed);
+    EXPECT_FALSE(m_sem.Wait(0));
+    m_sem.Post();
+    EXPECT_TRUE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
+    Make(VornSemaphore::SemLocked);
+    bool passed = false;
+    test::PosixThread waiter([&] {
+        g_onWake = OnWake::TimeOut;
+        passed = m_sem.Wait(600000);
+    });
+    test::WaitUntilBlocked({&waiter});
+    m_sem.Post();
+    EXPECT_FALSE(waiter.Join());
+    EXPECT_TRUE(passed);
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, IsUsableAfterAThreadWasCancelledInItsWait) {
+    Make(VornSemaphore::SemLocked);
+    for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+        test::PosixThread waiter([&] { m_sem.Wait(timeoutMs); });
+        test::WaitUntilBlocked({&waiter});
+        waiter.Cancel();
+        EXPECT_TRUE(waiter.Join());
+        EXPECT_FALSE(m_sem.Wait(0));
+        m_sem.Post();
+        EXPECT_TRUE(m_sem.Wait(0));
+        EXPECT_FALSE(m_sem.Wait(0));
+    }
+}
+
+TEST_F(UnnamedSemaphore, CancellingOneWaiterLeavesTheOthersWaiting) {
+    Make(VornSemaphore::SemLocked);
+    std::atomic<int> passed{0};
+    const auto body = [&] {
+        m_sem.Wait(NoLimit);
+        ++passed;
+    };
+    test::PosixThread first(body);
+    test::PosixThread second(body);
+    test::PosixThread third(body);
+    test::WaitUntilBlocked({&first, &second, &third});
+    second.Cancel();
+    EXPECT_TRUE(second.Join());
+    test::WaitUntilBlocked({&first, &third});
+    m_sem.Post();
+    EXPECT_FALSE(first.Join());
+    EXPECT_FALSE(third.Join());
+    EXPECT_EQ(2, passed);
+}
+
+TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
+    Make(VornSemaphore::SemLocked);
+    test::PosixThread waiter([&] {
+        g_onWake = OnWake::BeCancelled;
+        m_sem.Wait(NoLimit);
+    });
+    test::WaitUntilBlocked({&waiter});
+    m_sem.Post();
+    EXPECT_TRUE(waiter.Join());
+    EXPECT_TRUE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
+    Make(VornSemaphore::SemLocked);
+    std::atomic<bool> gate{false};
+    test::PosixThread cancelled([&] {
+        g_onWake = OnWake::BeCancelled;
+        g_pGate = &gate;
+        m_sem.Wait(NoLimit);
+    });
+    test::WaitUntilBlocked({&cancelled});
+    m_sem.Post();
+    test::PosixThread late([&] { m_sem.Wait(NoLimit); });
+    test::WaitUntilBlocked({&late});
+    gate = true;
+    EXPECT_TRUE(cancelled.Join());
+    EXPECT_FALSE(late.Join());
+}
+
+TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
+    Make(VornSemaphore::SemLocked);
+    std::atomic<bool> gate{false};
+    test::PosixThread cancelled([&] {
+        g_onWake = OnWake::BeCancelled;
+        g_pGate = &gate;
+        m_sem.Wait(NoLimit);
+    });
+    test::PosixThread served([&] { m_sem.Wait(NoLimit); });
+    test::WaitUntilBlocked({&cancelled, &served});
+    m_sem.Post();
+    EXPECT_FALSE(served.Join());
+    gate = true;
+    EXPECT_TRUE(cancelled.Join());
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
+    Make(VornSemaphore::SemLocked);
+    std::atomic<bool> gate{false};
+    test::PosixThread cancelled([&] {
+        g_onWake = OnWake::BeCancelled;
+        g_pGate = &gate;
+        m_sem.Wait(NoLimit);
+    });
+    test::WaitUntilBlocked({&cancelled});
+    m_sem.Post();
+    m_sem.DiscardFree();
+    gate = true;
+    EXPECT_TRUE(cancelled.Join());
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
+    Make(VornSemaphore::SemLocked);
+    const auto body = [&] {
+        g_onWake = OnWake::BeCancelled;
+        m_sem.Wait(NoLimit);
+    };
+    test::PosixThread first(body);
+    test::PosixThread second(body);
+    test::WaitUntilBlocked({&first, &second});
+    m_sem.Post();
+    EXPECT_TRUE(first.Join());
+    EXPECT_TRUE(second.Join());
+    EXPECT_TRUE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
+    Make(VornSemaphore::SemFree);
+    for (const unsigned int timeoutMs : {NoLimit, 1U}) {
+        std::atomic<bool> triedWithoutBlocking{false};
+        test::PosixThread thread([&] {
+            pthread_cancel(pthread_self());
+            m_sem.Wait(0);
+            triedWithoutBlocking = true;
+            m_sem.Wait(timeoutMs); // one wait is free: it would not block
+        });
+        m_sem.Post();
+        EXPECT_TRUE(thread.Join());
+        EXPECT_TRUE(triedWithoutBlocking);
+    }
+}
+
+void PinToOneProcessor() {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu(), &one);
+    sched_setaffinity(0, sizeof one, &one); // without the right to it the test only takes longer
+}
+
+// Two threads hand a turn to each other; a lost wake-up would leave both asleep.
+void HandOver(int rounds) {
+    VornSemaphore ping;
+    VornSemaphore pong;
+    ASSERT_TRUE(ping.Create(VornSemaphore::SemLocked, nullptr, 1));
+    ASSERT_TRUE(pong.Create(VornSemaphore::SemLocked, nullptr, 1));
+    std::atomic<int> answered{0};
+    std::thread partner([&] {
+        for (int i = 0; i < rounds; ++i) {
+            if (ping.Wait(NoLimit))
+                ++answered;
+            pong.Post();
+        }
+    });
+    int returned = 0;
+    for (int i = 0; i < rounds; ++i) {
+        ping.Post();
+        if (pong.Wait(NoLimit))
+            ++returned;
+        ASSERT_EQ(i + 1, answered); // one post, one wait: nothing passes twice
+    }
+    partner.join();
+    EXPECT_EQ(rounds, returned);
+}
+
+TEST(SemaphoreStress, AMillionHandOversOnOneProcessorLoseNothing) {
+    PinToOneProcessor();
+    HandOver(500000);
+}
+
+TEST(SemaphoreStress, HandOversAcrossProcessorsLoseNothing) { HandOver(100000); }
+
+} // namespace
