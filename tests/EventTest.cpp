@@ -1,0 +1,519 @@
+// Concerns: what each kind of event remembers after every operation, failed ones included; no Set is
+// lost, whichever wait it meets; waiters may be cancelled and events destroyed as soon as a wait
+// returns.
+#include <Bases/Thread.h>
+
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <memory>
+#include <new>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <semaphore.h>
+
+#include <Bases/Impl/Sem_mac.h>
+
+#include "support/BlockedThreads.h"
+
+namespace {
+
+using Vorn::Event;
+using Vorn::VornEvent;
+using namespace std::chrono_literals;
+
+constexpr unsigned int NoLimit = 0xFFFFFFFF;
+constexpr int ManualReset = 1;
+constexpr int AutoReset = 0;
+
+std::atomic<bool> g_failCondInit{false};
+bool g_failNothrowNew = false;
+thread_local std::atomic<bool>* g_pGate = nullptr; // stay asleep until this becomes true
+
+int ReportedCount(const VornEvent& event) {
+    int count = 12345;
+    EXPECT_TRUE(event.GetSemaphore()->GetSemCounts(count));
+    return count;
+}
+
+} // namespace
+
+extern "C" {
+
+int __real_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes);
+int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) {
+    return g_failCondInit ? ENOMEM : __real_pthread_cond_init(cond, attributes);
+}
+
+int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock);
+int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
+    const int status = __real_pthread_cond_wait(cond, lock);
+    if (g_pGate == nullptr)
+        return status;
+    pthread_mutex_unlock(lock);
+    while (!g_pGate->load())
+        sched_yield();
+    pthread_mutex_lock(lock);
+    pthread_cancel(pthread_self());
+    pthread_testcancel();
+    return status;
+}
+
+// operator new(std::size_t, std::nothrow_t const&)
+void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
+void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
+    return g_failNothrowNew ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
+}
+}
+
+namespace {
+
+TEST(Event, IsNotOpenedAtFirst) {
+    Event event;
+    EXPECT_FALSE(event.IsOpened());
+    EXPECT_NE(nullptr, event.GetHandle());
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(20));
+    EXPECT_FALSE(event.Wait(NoLimit));
+    EXPECT_FALSE(event.Reset());
+    event.Close();
+    EXPECT_FALSE(event.IsOpened());
+}
+
+TEST(Event, SetBeforeCreateIsRememberedAndEveryWaitPasses) {
+    Event event;
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(NoLimit));
+    EXPECT_FALSE(event.Reset()); // and leaves it set
+    EXPECT_TRUE(event.Wait(0));
+}
+
+TEST(Event, ManualResetCreatedSetPassesUntilReset) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
+    EXPECT_TRUE(event.IsOpened());
+    for (const unsigned int timeoutMs : {0U, 5U, NoLimit, 0U})
+        EXPECT_TRUE(event.Wait(timeoutMs));
+    EXPECT_TRUE(event.Reset());
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(5));
+}
+
+TEST(Event, ManualResetWaitsPassFromTheFlagWithoutTouchingTheSemaphore) {
+    VornEvent event;
+    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(5));
+    EXPECT_EQ(1, ReportedCount(event));
+    EXPECT_TRUE(event.Reset());
+    EXPECT_EQ(0, ReportedCount(event)); // one stated try took the initial count
+}
+
+TEST(Event, AutoResetCreatedSetPassesOnce) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 1, nullptr));
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(5));
+}
+
+TEST(Event, AutoResetPassesOncePerSet) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    EXPECT_FALSE(event.Wait(0));
+    for (int i = 0; i < 3; ++i) {
+        EXPECT_TRUE(event.Set());
+        EXPECT_TRUE(event.Wait(i == 1 ? NoLimit : 0));
+        EXPECT_FALSE(event.Wait(0));
+    }
+}
+
+TEST(Event, AnyNonZeroKindIsManualResetAndAnyNonZeroStateIsSet) {
+    Event event;
+    ASSERT_TRUE(event.Create(-7, 42, nullptr));
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(0));
+}
+
+TEST(Event, SetThenResetThenWaitFails) {
+    for (const int kind : {ManualReset, AutoReset}) {
+        Event event;
+        ASSERT_TRUE(event.Create(kind, 0, nullptr));
+        for (int i = 0; i < 3; ++i) {
+            EXPECT_TRUE(event.Set());
+            EXPECT_TRUE(event.Reset());
+            EXPECT_FALSE(event.Wait(0));
+            EXPECT_FALSE(event.Wait(1));
+        }
+    }
+}
+
+// Every sequence of up to seven operations against a model of one flag.
+TEST(Event, EverySequenceOfOperationsAgreesWithOneFlag) {
+    for (const int kind : {ManualReset, AutoReset})
+        for (const int initial : {0, 1})
+            for (int sequence = 0; sequence < 4 * 4 * 4 * 4 * 4 * 4 * 4; ++sequence) {
+                Event event;
+                ASSERT_TRUE(event.Create(kind, initial, nullptr));
+                bool flag = initial != 0;
+                for (int rest = sequence, step = 0; step < 7; rest /= 4, ++step) {
+                    switch (rest % 4) {
+                    case 0:
+                        ASSERT_TRUE(event.Set());
+                        flag = true;
+                        break;
+                    case 1:
+                        ASSERT_TRUE(event.Reset());
+                        flag = false;
+                        break;
+                    default:
+                        ASSERT_EQ(flag, event.Wait(0)) << "sequence " << sequence << " " << kind;
+                        flag = flag && kind == ManualReset;
+                        break;
+                    }
+                }
+            }
+}
+
+TEST(Event, SetPostsOnlyOnTheChangeToSet) {
+    VornEvent event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    event.GetSemaphore()->Wait(0);
+    event.GetSemaphore()->Wait(0);
+    EXPECT_EQ(-2, ReportedCount(event));
+    EXPECT_TRUE(event.Set());
+    EXPECT_EQ(0, ReportedCount(event)); // a post reports 0
+    event.GetSemaphore()->Wait(0);
+    event.GetSemaphore()->Wait(0);
+    EXPECT_TRUE(event.Set());
+    EXPECT_EQ(-2, ReportedCount(event)); // no second post
+}
+
+TEST(Event, ResetAfterFailedWaitsLeavesTheNegativeCount) {
+    VornEvent event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_EQ(-2, ReportedCount(event));
+    EXPECT_TRUE(event.Reset());
+    EXPECT_EQ(-2, ReportedCount(event));
+}
+
+TEST(Event, SecondCreateFailsAndChangesNothing) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
+    EXPECT_FALSE(event.Create(AutoReset, 0, nullptr));
+    EXPECT_FALSE(event.Open(nullptr));
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(0)); // still manual-reset and set
+}
+
+TEST(Event, FailedCreateCountsAsOpenedUntilClosed) {
+    testing::internal::CaptureStdout();
+    Event event;
+    g_failCondInit = true;
+    EXPECT_FALSE(event.Create(AutoReset, 1, nullptr));
+    g_failCondInit = false;
+    EXPECT_TRUE(event.IsOpened());
+    EXPECT_FALSE(event.Create(AutoReset, 1, nullptr));
+    EXPECT_FALSE(event.Wait(0)); // neither flag was taken over
+    EXPECT_FALSE(event.Reset());
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(0)); // manual-reset, as before it is created
+    event.Close();
+    EXPECT_TRUE(event.Create(AutoReset, 0, nullptr));
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
+}
+
+TEST(Event, OpenWithoutANameMakesAnAutoResetEventWithOneWaitFree) {
+    Event event;
+    ASSERT_TRUE(event.Open(nullptr));
+    EXPECT_TRUE(event.IsOpened());
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, OpenKeepsTheFlagOfAnEarlierLife) {
+    Event event;
+    event.Set();
+    ASSERT_TRUE(event.Open(nullptr));
+    EXPECT_TRUE(event.Wait(0)); // from the flag
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, ClosedWhileSetGoesOnPassing) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 1, nullptr));
+    event.Close();
+    EXPECT_FALSE(event.IsOpened());
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(0)); // a closed event counts as manual-reset
+    EXPECT_FALSE(event.Reset());
+    EXPECT_TRUE(event.Wait(0));
+    event.Close();
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, ClosedWhileNotSetFails) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    event.Close();
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(NoLimit));
+}
+
+TEST(Event, TimedWaitLastsItsTime) {
+    for (const int kind : {ManualReset, AutoReset}) {
+        Event event;
+        ASSERT_TRUE(event.Create(kind, 0, nullptr));
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_FALSE(event.Wait(120));
+        EXPECT_GE(std::chrono::steady_clock::now() - start, 120ms);
+    }
+}
+
+TEST(Event, OneSetReleasesEightBlockedThreads) {
+    for (const int kind : {ManualReset, AutoReset}) {
+        Event event;
+        ASSERT_TRUE(event.Create(kind, 0, nullptr));
+        std::atomic<int> passed{0};
+        std::vector<std::unique_ptr<test::PosixThread>> threads;
+        std::vector<const test::PosixThread*> views;
+        for (int i = 0; i < 8; ++i) {
+            const unsigned int timeoutMs = i % 2 == 0 ? NoLimit : 600000;
+            threads.push_back(std::make_unique<test::PosixThread>([&, timeoutMs] {
+                if (event.Wait(timeoutMs))
+                    ++passed;
+            }));
+            views.push_back(threads.back().get());
+        }
+        test::WaitUntilBlocked(views);
+        EXPECT_TRUE(event.Set());
+        threads.clear();
+        EXPECT_EQ(8, passed);
+        EXPECT_EQ(kind == ManualReset, event.Wait(0));
+    }
+}
+
+// The reset runs while the released threads are held back: what a post has decided stays decided.
+TEST(Event, ResetDoesNotRevokeASet) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    bool passed = false;
+    test::PosixThread waiter([&] { passed = event.Wait(NoLimit); });
+    test::WaitUntilBlocked({&waiter});
+    event.Set();
+    event.Reset();
+    EXPECT_FALSE(waiter.Join());
+    EXPECT_TRUE(passed);
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, IsUsableAfterAThreadWasCancelledInItsWait) {
+    for (const int kind : {ManualReset, AutoReset})
+        for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+            Event event;
+            ASSERT_TRUE(event.Create(kind, 0, nullptr));
+            test::PosixThread waiter([&] { event.Wait(timeoutMs); });
+            test::WaitUntilBlocked({&waiter});
+            waiter.Cancel();
+            EXPECT_TRUE(waiter.Join());
+            EXPECT_FALSE(event.Wait(0));
+            EXPECT_TRUE(event.Set());
+            EXPECT_TRUE(event.Wait(0));
+            EXPECT_TRUE(event.Reset());
+            EXPECT_FALSE(event.Wait(0));
+        }
+}
+
+TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    std::atomic<bool> gate{true};
+    test::PosixThread waiter([&] {
+        g_pGate = &gate;
+        event.Wait(NoLimit);
+    });
+    test::WaitUntilBlocked({&waiter});
+    event.Set();
+    EXPECT_TRUE(waiter.Join());
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    std::atomic<bool> gate{false};
+    test::PosixThread waiter([&] {
+        g_pGate = &gate;
+        event.Wait(NoLimit);
+    });
+    test::WaitUntilBlocked({&waiter});
+    event.Set();
+    event.Reset();
+    gate = true;
+    EXPECT_TRUE(waiter.Join());
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(1));
+}
+
+TEST(Event, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
+    for (const unsigned int timeoutMs : {NoLimit, 1U}) {
+        std::atomic<bool> triedWithoutBlocking{false};
+        test::PosixThread thread([&] {
+            pthread_cancel(pthread_self());
+            event.Wait(0);
+            triedWithoutBlocking = true;
+            event.Wait(timeoutMs); // the event is set: it would not block
+        });
+        EXPECT_TRUE(thread.Join());
+        EXPECT_TRUE(triedWithoutBlocking);
+    }
+}
+
+#ifndef NDEBUG
+TEST(EventDeathTest, StopsWhenItsSemaphoreCannotBeAllocated) {
+    EXPECT_DEATH(
+        {
+            g_failNothrowNew = true;
+            VornEvent event;
+        },
+        "Bases/Impl/Sem_mac.cpp:.*VornEvent.*m_pSem != __null");
+}
+#else
+TEST(Event, GoesOnWithoutASemaphoreWhereAssertionsAreCompiledOut) {
+    g_failNothrowNew = true;
+    VornEvent event;
+    g_failNothrowNew = false;
+    EXPECT_FALSE(event.Create(ManualReset, 1, nullptr));
+    EXPECT_FALSE(event.Open(nullptr));
+    EXPECT_FALSE(event.Set());
+    EXPECT_FALSE(event.Reset());
+    EXPECT_FALSE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(NoLimit));
+    EXPECT_FALSE(event.IsOpened());
+    event.Close();
+}
+#endif
+
+void HandOver(int rounds) {
+    Event ping;
+    Event pong;
+    ASSERT_TRUE(ping.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(pong.Create(AutoReset, 0, nullptr));
+    std::atomic<int> answered{0};
+    std::thread partner([&] {
+        for (int i = 0; i < rounds; ++i) {
+            if (ping.Wait(NoLimit))
+                ++answered;
+            pong.Set();
+        }
+    });
+    for (int i = 0; i < rounds; ++i) {
+        ping.Set();
+        ASSERT_TRUE(pong.Wait(NoLimit));
+        ASSERT_EQ(i + 1, answered);
+    }
+    partner.join();
+}
+
+TEST(EventStress, AMillionHandOversOnOneProcessorLoseNothing) {
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(sched_getcpu(), &one);
+    sched_setaffinity(0, sizeof one, &one); // without the right to it the test only takes longer
+    HandOver(500000);
+}
+
+TEST(EventStress, HandOversAcrossProcessorsLoseNothing) { HandOver(100000); }
+
+// Waits of every kind fail again and again while Sets come at any moment. A Set swallowed by the
+// reset of a failed wait would never be acknowledged.
+TEST(EventStress, NoSetIsSwallowedByTheResetOfAFailedWait) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    constexpr int rounds = 20000;
+    std::atomic<int> seen{0};
+    std::thread waiter([&] {
+        for (unsigned int i = 0; seen < rounds; ++i)
+            if (event.Wait(i % 64 == 0 ? 1 : 0))
+                ++seen;
+    });
+    for (int i = 0; i < rounds; ++i) {
+        event.Set();
+        while (seen <= i)
+            sched_yield();
+    }
+    waiter.join();
+    EXPECT_EQ(rounds, seen);
+}
+
+TEST(EventStress, SetsAndResetsOfManyThreadsKeepTheEventWhole) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&, t] {
+            for (int i = 0; i < 20000; ++i) {
+                if (t % 2 == 0)
+                    event.Set();
+                else
+                    event.Reset();
+                event.Wait(0);
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    event.Reset();
+    EXPECT_FALSE(event.Wait(0));
+    event.Set();
+    EXPECT_TRUE(event.Wait(NoLimit));
+}
+
+// The waiter frees the event at once while the setter may still be on its way out of Set.
+TEST(EventStress, MayBeDestroyedAsSoonAsAWaitHasReturned) {
+    for (int i = 0; i < 3000; ++i) {
+        auto event = std::make_unique<Event>();
+        ASSERT_TRUE(event->Create(i % 2, 0, nullptr));
+        std::thread setter([pEvent = event.get()] { pEvent->Set(); });
+        ASSERT_TRUE(event->Wait(NoLimit));
+        event.reset();
+        setter.join();
+    }
+}
+
+TEST(EventStress, SurvivesCancellationAtAnyMoment) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    for (int i = 0; i < 1500; ++i) {
+        test::PosixThread waiter([&] {
+            for (;;)
+                event.Wait(NoLimit);
+        });
+        std::thread setter([&] { event.Set(); });
+        waiter.Cancel();
+        EXPECT_TRUE(waiter.Join());
+        setter.join();
+    }
+    event.Reset();
+    EXPECT_FALSE(event.Wait(0));
+    event.Set();
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+}
+
+} // namespace
