@@ -1,0 +1,487 @@
+// Concerns: named mutexes, semaphores and events are the platform's named semaphores, one post
+// for one waiter, shared with other processes until any of them closes its object; a limited wait
+// is a single try. The second process of these tests is a real one.
+#include <Bases/Thread.h>
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <chrono>
+#include <cstdarg>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <pthread.h>
+#include <semaphore.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <Bases/Impl/Sem_mac.h>
+
+#include "support/BlockedThreads.h"
+
+extern char** environ;
+
+namespace {
+
+using Vorn::Event;
+using Vorn::Mutex;
+using Vorn::VornEvent;
+using Vorn::VornSemaphore;
+using namespace std::chrono_literals;
+
+constexpr unsigned int NoLimit = 0xFFFFFFFF;
+
+// What sem_open was asked last, and what is made to fail.
+struct SemOpenCall {
+    std::string name;
+    int flags = 0;
+    mode_t mode = 0;
+    unsigned int value = 0;
+};
+SemOpenCall g_lastOpen;
+int g_semCloseCalls = 0;
+std::atomic<bool> g_failGetValue{false};
+
+} // namespace
+
+extern "C" {
+
+sem_t* __real_sem_open(const char* name, int flags, ...);
+sem_t* __wrap_sem_open(const char* name, int flags, ...) {
+    va_list arguments;
+    va_start(arguments, flags);
+    const mode_t mode = va_arg(arguments, mode_t);
+    const unsigned int value = va_arg(arguments, unsigned int);
+    va_end(arguments);
+    g_lastOpen = {name, flags, mode, value};
+    return __real_sem_open(name, flags, mode, value);
+}
+
+int __real_sem_close(sem_t* sem);
+int __wrap_sem_close(sem_t* sem) {
+    ++g_semCloseCalls;
+    return __real_sem_close(sem);
+}
+
+int __real_sem_getvalue(sem_t* sem, int* value);
+int __wrap_sem_getvalue(sem_t* sem, int* value) {
+    if (!g_failGetValue)
+        return __real_sem_getvalue(sem, value);
+    errno = ENOSYS;
+    return -1;
+}
+}
+
+namespace {
+
+// The other process. Its answers are read in the order of the commands.
+class Peer {
+public:
+    Peer() {
+        std::array<int, 2> commands{};
+        std::array<int, 2> answers{};
+        EXPECT_EQ(0, pipe2(commands.data(), O_CLOEXEC));
+        EXPECT_EQ(0, pipe2(answers.data(), O_CLOEXEC));
+        posix_spawn_file_actions_t actions;
+        posix_spawn_file_actions_init(&actions);
+        posix_spawn_file_actions_adddup2(&actions, commands[0], STDIN_FILENO);
+        posix_spawn_file_actions_adddup2(&actions, answers[1], STDOUT_FILENO);
+        std::string program = VORN_NAMED_PEER;
+        std::array<char*, 2> arguments{program.data(), nullptr};
+        EXPECT_EQ(
+            0, posix_spawn(&m_pid, program.c_str(), &actions, nullptr, arguments.data(), environ));
+        posix_spawn_file_actions_destroy(&actions);
+        close(commands[0]);
+        close(answers[1]);
+        m_pCommands.reset(fdopen(commands[1], "w"));
+        m_pAnswers.reset(fdopen(answers[0], "r"));
+    }
+
+    ~Peer() {
+        m_pCommands.reset(); // the end of its commands ends it
+        int status = 0;
+        waitpid(m_pid, &status, 0);
+        EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+    }
+
+    Peer(const Peer&) = delete;
+    Peer& operator=(const Peer&) = delete;
+
+    void Start(const std::string& command) {
+        std::fputs((command + "\n").c_str(), m_pCommands.get());
+        std::fflush(m_pCommands.get());
+    }
+
+    bool Answer() {
+        std::array<char, 16> line{};
+        EXPECT_NE(nullptr, std::fgets(line.data(), line.size(), m_pAnswers.get()));
+        return line[0] == '1';
+    }
+
+    bool HasAnswer(int timeoutMs) const {
+        pollfd ready{fileno(m_pAnswers.get()), POLLIN, 0};
+        return poll(&ready, 1, timeoutMs) == 1;
+    }
+
+    bool Do(const std::string& command) {
+        Start(command);
+        return Answer();
+    }
+
+    // Waits until the process sleeps in the kernel, in a command that was started.
+    void WaitUntilBlocked() const {
+        while (!SleepsInFutex())
+            usleep(500);
+    }
+
+private:
+    struct CloseFile {
+        void operator()(FILE* pFile) const { std::fclose(pFile); }
+    };
+
+    // The first word of /proc/PID/syscall is the number of the system call a thread sleeps in.
+    bool SleepsInFutex() const {
+        const std::string path = "/proc/" + std::to_string(m_pid) + "/syscall";
+        const std::unique_ptr<FILE, CloseFile> pFile(std::fopen(path.c_str(), "r"));
+        long number = 0;
+        return pFile != nullptr && std::fscanf(pFile.get(), "%ld", &number) == 1 &&
+               number == SYS_futex;
+    }
+
+    pid_t m_pid = 0;
+    std::unique_ptr<FILE, CloseFile> m_pCommands;
+    std::unique_ptr<FILE, CloseFile> m_pAnswers;
+};
+
+class Named : public testing::Test {
+protected:
+    Named() : m_name("/vorn-test-" + std::to_string(getpid())) {
+        g_failGetValue = false;
+        g_semCloseCalls = 0;
+    }
+    ~Named() override { sem_unlink(m_name.c_str()); }
+
+    const char* Name() const { return m_name.c_str(); }
+
+    bool NameExists() const {
+        sem_t* sem = __real_sem_open(Name(), 0);
+        if (sem == nullptr)
+            return false;
+        __real_sem_close(sem);
+        return true;
+    }
+
+    std::string m_name;
+};
+
+using NamedMutex = Named;
+using NamedEvent = Named;
+using NamedSemaphore = Named;
+
+TEST_F(NamedMutex, IsOneLockForTwoProcesses) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    Peer peer;
+    ASSERT_TRUE(peer.Do("mutex-open " + m_name));
+    EXPECT_TRUE(mutex.Lock(0));
+    EXPECT_FALSE(peer.Do("mutex-lock 0"));
+    mutex.Unlock();
+    EXPECT_TRUE(peer.Do("mutex-lock 0"));
+    EXPECT_FALSE(mutex.Lock(0));
+    peer.Do("mutex-unlock");
+    EXPECT_TRUE(mutex.Lock(NoLimit));
+}
+
+TEST_F(NamedMutex, UnlockReleasesOneWaiterOnly) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    ASSERT_TRUE(mutex.Lock(0));
+    Peer first;
+    Peer second;
+    first.Do("mutex-open " + m_name);
+    second.Do("mutex-open " + m_name);
+    first.Start("mutex-lock 4294967295");
+    first.WaitUntilBlocked();
+    second.Start("mutex-lock 4294967295");
+    second.WaitUntilBlocked();
+
+    mutex.Unlock();
+    while (!first.HasAnswer(10) && !second.HasAnswer(10)) {
+    }
+    Peer& released = first.HasAnswer(0) ? first : second;
+    Peer& waiting = first.HasAnswer(0) ? second : first;
+    EXPECT_TRUE(released.Answer());
+    waiting.WaitUntilBlocked();
+    EXPECT_FALSE(waiting.HasAnswer(0));
+
+    mutex.Unlock();
+    EXPECT_TRUE(waiting.Answer());
+    EXPECT_FALSE(mutex.Lock(0));
+}
+
+TEST_F(NamedMutex, EveryUnlockCounts) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    mutex.Unlock();
+    mutex.Unlock();
+    for (int i = 0; i < 3; ++i)
+        EXPECT_TRUE(mutex.Lock(0));
+    EXPECT_FALSE(mutex.Lock(0));
+}
+
+TEST_F(NamedMutex, OpenMakesWhatDoesNotExistYet) {
+    EXPECT_FALSE(NameExists());
+    Mutex mutex;
+    EXPECT_TRUE(mutex.Open(Name()));
+    EXPECT_TRUE(NameExists());
+    EXPECT_TRUE(mutex.Lock(0));
+    EXPECT_FALSE(mutex.Lock(0));
+}
+
+TEST_F(NamedMutex, CreateTakesTheCountOfTheOneThatExists) {
+    Mutex first;
+    ASSERT_TRUE(first.Create(Name()));
+    ASSERT_TRUE(first.Lock(0));
+    Mutex second;
+    ASSERT_TRUE(second.Create(Name()));
+    EXPECT_FALSE(second.Lock(0));
+}
+
+TEST_F(NamedMutex, IsOpenedWithTheNameUnchangedAndNeverExclusively) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    EXPECT_EQ(m_name, g_lastOpen.name);
+    EXPECT_EQ(O_CREAT, g_lastOpen.flags);
+    EXPECT_EQ(static_cast<mode_t>(0777), g_lastOpen.mode);
+    EXPECT_EQ(1U, g_lastOpen.value);
+    mutex.Close();
+    g_lastOpen = {};
+    ASSERT_TRUE(mutex.Open(Name()));
+    EXPECT_EQ(m_name, g_lastOpen.name);
+    EXPECT_EQ(O_CREAT, g_lastOpen.flags);
+    EXPECT_EQ(static_cast<mode_t>(0777), g_lastOpen.mode);
+    EXPECT_EQ(1U, g_lastOpen.value);
+}
+
+TEST_F(NamedMutex, LimitedLockIsASingleTry) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    EXPECT_TRUE(mutex.Lock(600000));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(mutex.Lock(600000));
+    EXPECT_FALSE(mutex.Lock(0xFFFFFFFE));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 60s);
+}
+
+TEST_F(NamedMutex, CloseRemovesTheNameForEveryProcess) {
+    Peer peer;
+    ASSERT_TRUE(peer.Do("mutex-create " + m_name));
+    ASSERT_TRUE(peer.Do("mutex-lock 0"));
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Open(Name()));
+    EXPECT_TRUE(mutex.Close());
+    EXPECT_FALSE(NameExists());
+
+    // The peer goes on with the object it has; whoever opens the name now gets a new one.
+    ASSERT_TRUE(mutex.Open(Name()));
+    EXPECT_TRUE(mutex.Lock(0));
+    EXPECT_FALSE(peer.Do("mutex-lock 0"));
+    peer.Do("mutex-unlock");
+    EXPECT_FALSE(mutex.Lock(0));
+    EXPECT_TRUE(peer.Do("mutex-close"));
+    EXPECT_FALSE(NameExists()); // this time the new object's name
+}
+
+TEST_F(NamedMutex, DestructorRemovesTheName) {
+    { const Mutex mutex(Name()); }
+    EXPECT_FALSE(NameExists());
+}
+
+TEST_F(NamedMutex, NeverClosesTheSemaphoreItself) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    mutex.Close();
+    mutex.Close();
+    EXPECT_EQ(0, g_semCloseCalls);
+}
+
+TEST_F(NamedMutex, FailedCreatePrintsOnceAndARetryFailsSilently) {
+    testing::internal::CaptureStdout();
+    Mutex mutex;
+    EXPECT_FALSE(mutex.Create("/no/such/place"));
+    EXPECT_TRUE(mutex.IsOpened());
+    EXPECT_FALSE(mutex.Create("/no/such/place"));
+    EXPECT_FALSE(mutex.Open(Name()));
+    EXPECT_FALSE(mutex.Lock(0));
+    EXPECT_FALSE(mutex.Lock(20));
+    EXPECT_FALSE(mutex.Lock(NoLimit));
+    mutex.Unlock();
+    EXPECT_TRUE(mutex.Close());
+    EXPECT_TRUE(mutex.Create(Name()));
+    EXPECT_EQ("[ThreadSync] Mutex create failure.\r\n", testing::internal::GetCapturedStdout());
+}
+
+TEST_F(NamedMutex, EmptyNameIsRefusedWithoutAskingThePlatform) {
+    testing::internal::CaptureStdout();
+    Mutex mutex;
+    g_lastOpen.name = "not called";
+    EXPECT_FALSE(mutex.Open(""));
+    EXPECT_EQ("not called", g_lastOpen.name);
+    EXPECT_TRUE(mutex.IsOpened());
+    EXPECT_EQ("[ThreadSync] Mutex open failure.\r\n", testing::internal::GetCapturedStdout());
+}
+
+TEST_F(NamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    ASSERT_TRUE(mutex.Lock(0));
+    test::PosixThread waiter([&] { mutex.Lock(NoLimit); });
+    test::WaitUntilBlocked({&waiter});
+    waiter.Cancel();
+    EXPECT_TRUE(waiter.Join());
+    EXPECT_FALSE(mutex.Lock(0));
+    mutex.Unlock();
+    EXPECT_TRUE(mutex.Lock(0));
+}
+
+TEST_F(NamedSemaphore, ReportsThePlatformsCount) {
+    VornSemaphore sem;
+    ASSERT_TRUE(sem.Create(VornSemaphore::SemLocked, Name(), 1));
+    EXPECT_EQ(0U, g_lastOpen.value);
+    int count = 77;
+    EXPECT_TRUE(sem.GetSemCounts(count));
+    EXPECT_EQ(0, count);
+    EXPECT_FALSE(sem.Wait(0));
+    EXPECT_TRUE(sem.GetSemCounts(count));
+    EXPECT_EQ(0, count); // a failed try is no bookkeeping of ours here
+    sem.Post();
+    sem.Post();
+    EXPECT_TRUE(sem.GetSemCounts(count));
+    EXPECT_EQ(2, count);
+    sem.DiscardFree();
+    EXPECT_TRUE(sem.GetSemCounts(count));
+    EXPECT_EQ(2, count);
+
+    g_failGetValue = true;
+    count = 77;
+    EXPECT_FALSE(sem.GetSemCounts(count));
+    EXPECT_EQ(77, count);
+}
+
+TEST_F(NamedSemaphore, LosesItsNameWhenDestroyedAndCanBeMadeAnew) {
+    VornSemaphore sem;
+    ASSERT_TRUE(sem.Create(VornSemaphore::SemFree, Name(), 0));
+    EXPECT_FALSE(sem.Create(VornSemaphore::SemFree, Name(), 0));
+    EXPECT_TRUE(sem.Destroy());
+    EXPECT_FALSE(NameExists());
+    ASSERT_TRUE(sem.Create(VornSemaphore::SemFree, Name(), 1));
+    EXPECT_TRUE(sem.Wait(0));
+}
+
+TEST_F(NamedEvent, ReachesAnotherProcess) {
+    Event event;
+    ASSERT_TRUE(event.Create(1, 0, Name()));
+    EXPECT_EQ(0U, g_lastOpen.value);
+    Peer peer;
+    ASSERT_TRUE(peer.Do("event-open " + m_name));
+    peer.Start("event-wait 4294967295");
+    peer.WaitUntilBlocked();
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(peer.Answer());
+    EXPECT_TRUE(event.Wait(0)); // this object's own flag
+    EXPECT_FALSE(peer.Do("event-wait 0"));
+}
+
+TEST_F(NamedEvent, OpenedIsAutoResetAlthoughItsCreatorMadeItManualReset) {
+    Event event;
+    ASSERT_TRUE(event.Create(1, 1, Name()));
+    EXPECT_EQ(1U, g_lastOpen.value);
+    Peer peer;
+    ASSERT_TRUE(peer.Do("event-open " + m_name));
+    EXPECT_TRUE(peer.Do("event-wait 0"));
+    EXPECT_FALSE(peer.Do("event-wait 0"));
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(0));
+}
+
+TEST_F(NamedEvent, OpenOfANewNameHasOneWaitFree) {
+    Event event;
+    ASSERT_TRUE(event.Open(Name()));
+    EXPECT_EQ(O_CREAT, g_lastOpen.flags);
+    EXPECT_EQ(1U, g_lastOpen.value);
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST_F(NamedEvent, ResetDrainsEveryCountThatTheSemaphoreReports) {
+    VornEvent event;
+    ASSERT_TRUE(event.Create(1, 0, Name()));
+    for (int i = 0; i < 5; ++i)
+        event.GetSemaphore()->Post();
+    EXPECT_TRUE(event.Reset());
+    int count = 77;
+    EXPECT_TRUE(event.GetSemaphore()->GetSemCounts(count));
+    EXPECT_EQ(0, count);
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST_F(NamedEvent, ResetFailsAndLeavesTheFlagWhereCountsAreNotReported) {
+    Event event;
+    ASSERT_TRUE(event.Create(0, 1, Name()));
+    g_failGetValue = true;
+    EXPECT_FALSE(event.Reset());
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(0)); // its own reset fails too
+    g_failGetValue = false;
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST_F(NamedEvent, SetTwicePostsOnce) {
+    VornEvent event;
+    ASSERT_TRUE(event.Create(1, 0, Name()));
+    event.Set();
+    event.Set();
+    int count = 0;
+    EXPECT_TRUE(event.GetSemaphore()->GetSemCounts(count));
+    EXPECT_EQ(1, count);
+}
+
+TEST_F(NamedEvent, LimitedWaitIsASingleTry) {
+    Event event;
+    ASSERT_TRUE(event.Create(0, 0, Name()));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(event.Wait(600000));
+    EXPECT_LT(std::chrono::steady_clock::now() - start, 60s);
+}
+
+TEST_F(NamedEvent, CloseInOneProcessRemovesTheName) {
+    Event event;
+    ASSERT_TRUE(event.Create(1, 0, Name()));
+    Peer peer;
+    ASSERT_TRUE(peer.Do("event-open " + m_name));
+    EXPECT_TRUE(peer.Do("event-close"));
+    EXPECT_FALSE(NameExists());
+}
+
+TEST_F(NamedEvent, FailedOpenIsSilent) {
+    testing::internal::CaptureStdout();
+    Event event;
+    EXPECT_FALSE(event.Open("/no/such/place"));
+    EXPECT_FALSE(event.Create(1, 1, Name()));
+    EXPECT_TRUE(event.IsOpened());
+    EXPECT_FALSE(event.Wait(0));
+    event.Close();
+    EXPECT_TRUE(event.Open(Name()));
+    EXPECT_EQ("", testing::internal::GetCapturedStdout());
+}
+
+} // namespace
