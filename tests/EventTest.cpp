@@ -6,9 +6,11 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <new>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -33,6 +35,13 @@ constexpr int AutoReset = 0;
 std::atomic<bool> g_failCondInit{false};
 bool g_failNothrowNew = false;
 thread_local std::atomic<bool>* g_pGate = nullptr; // stay asleep until this becomes true
+
+// Run once by this thread between the end of its next limited wait and its next lock.
+thread_local std::function<void()> g_afterTimeOut;
+thread_local bool g_timedOut = false;
+
+// Run once by this thread after its next unlock.
+thread_local std::function<void()> g_afterUnlock;
 
 int ReportedCount(const VornEvent& event) {
     int count = 12345;
@@ -60,6 +69,29 @@ int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
     pthread_mutex_lock(lock);
     pthread_cancel(pthread_self());
     pthread_testcancel();
+    return status;
+}
+
+int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock, const timespec* end);
+int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock,
+                                  const timespec* end) {
+    const int status = __real_pthread_cond_timedwait(cond, lock, end);
+    g_timedOut = status == ETIMEDOUT;
+    return status;
+}
+
+int __real_pthread_mutex_lock(pthread_mutex_t* lock);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* lock) {
+    if (std::exchange(g_timedOut, false) && g_afterTimeOut)
+        std::exchange(g_afterTimeOut, nullptr)();
+    return __real_pthread_mutex_lock(lock);
+}
+
+int __real_pthread_mutex_unlock(pthread_mutex_t* lock);
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* lock) {
+    const int status = __real_pthread_mutex_unlock(lock);
+    if (g_afterUnlock)
+        std::exchange(g_afterUnlock, nullptr)();
     return status;
 }
 
@@ -318,6 +350,50 @@ TEST(Event, ResetDoesNotRevokeASet) {
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(passed);
     EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    g_afterTimeOut = [&] { event.Set(); };
+    EXPECT_TRUE(event.Wait(1));
+    EXPECT_FALSE(g_afterTimeOut); // the Set came in the gap
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    g_afterTimeOut = [&] { event.Set(); };
+    EXPECT_FALSE(event.Wait(1));
+    EXPECT_FALSE(g_afterTimeOut);
+    EXPECT_TRUE(event.Wait(0));
+}
+
+// Whoever has waited may destroy the event, so the setter must be done with it by then.
+TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    std::atomic<bool> returned{false};
+    sem_t finish;
+    ASSERT_EQ(0, sem_init(&finish, 0, 0));
+    test::PosixThread waiter([&] {
+        event.Wait(NoLimit);
+        returned = true;
+        sem_wait(&finish);
+    });
+    test::WaitUntilBlocked({&waiter});
+
+    g_afterUnlock = [&] { // the post is made, the flag is not raised yet
+        test::WaitUntilBlocked({&waiter});
+        EXPECT_FALSE(returned);
+    };
+    event.Set();
+    EXPECT_FALSE(g_afterUnlock);
+    sem_post(&finish);
+    EXPECT_FALSE(waiter.Join());
+    EXPECT_TRUE(returned);
+    sem_destroy(&finish);
 }
 
 TEST(Event, IsUsableAfterAThreadWasCancelledInItsWait) {

@@ -337,6 +337,26 @@ TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
+TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
+    Make(VornSemaphore::SemLocked);
+    std::atomic<bool> gate{false};
+    test::PosixThread cancelled([&] {
+        g_onWake = OnWake::BeCancelled;
+        m_sem.Wait(NoLimit);
+    });
+    test::PosixThread slow([&] {
+        g_pGate = &gate;
+        m_sem.Wait(NoLimit);
+    });
+    test::WaitUntilBlocked({&cancelled, &slow});
+    m_sem.Post();
+    EXPECT_TRUE(cancelled.Join());
+    EXPECT_FALSE(m_sem.Wait(0));
+    gate = true;
+    EXPECT_FALSE(slow.Join());
+    EXPECT_FALSE(m_sem.Wait(0));
+}
+
 TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
     Make(VornSemaphore::SemLocked);
     const auto body = [&] {
