@@ -370,6 +370,33 @@ TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
     EXPECT_TRUE(event.Wait(0));
 }
 
+// A Set and a Reset come as soon as the waiter has looked at the flag and let go of the event.
+TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) {
+    Event event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    sem_t start;
+    sem_t finish;
+    ASSERT_EQ(0, sem_init(&start, 0, 0));
+    ASSERT_EQ(0, sem_init(&finish, 0, 0));
+    test::PosixThread setter([&] {
+        sem_wait(&start);
+        event.Set();
+        event.Reset();
+        sem_wait(&finish);
+    });
+
+    g_afterUnlock = [&] {
+        sem_post(&start);
+        test::WaitUntilBlocked({&setter}); // done, or held up because this thread is joining
+    };
+    EXPECT_TRUE(event.Wait(2000));
+    sem_post(&finish);
+    EXPECT_FALSE(setter.Join());
+    EXPECT_FALSE(event.Wait(0));
+    sem_destroy(&start);
+    sem_destroy(&finish);
+}
+
 // Whoever has waited may destroy the event, so the setter must be done with it by then.
 TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
     Event event;
