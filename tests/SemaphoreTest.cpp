@@ -374,18 +374,19 @@ TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
 }
 
 TEST_F(UnnamedSemaphore, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
-    Make(VornSemaphore::SemFree);
+    Make(VornSemaphore::SemLocked);
     for (const unsigned int timeoutMs : {NoLimit, 1U}) {
         std::atomic<bool> triedWithoutBlocking{false};
         test::PosixThread thread([&] {
             pthread_cancel(pthread_self());
             m_sem.Wait(0);
             triedWithoutBlocking = true;
+            m_sem.Post();
             m_sem.Wait(timeoutMs); // one wait is free: it would not block
         });
-        m_sem.Post();
         EXPECT_TRUE(thread.Join());
         EXPECT_TRUE(triedWithoutBlocking);
+        EXPECT_TRUE(m_sem.Wait(0)); // the free wait is still there
     }
 }
 
