@@ -320,17 +320,17 @@ TEST(Event, OneSetReleasesEightBlockedThreads) {
         Event event;
         ASSERT_TRUE(event.Create(kind, 0, nullptr));
         std::atomic<int> passed{0};
-        std::vector<std::unique_ptr<test::PosixThread>> threads;
-        std::vector<const test::PosixThread*> views;
+        std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
+        std::vector<const VornTest::PosixThread*> views;
         for (int i = 0; i < 8; ++i) {
             const unsigned int timeoutMs = i % 2 == 0 ? NoLimit : 600000;
-            threads.push_back(std::make_unique<test::PosixThread>([&, timeoutMs] {
+            threads.push_back(std::make_unique<VornTest::PosixThread>([&, timeoutMs] {
                 if (event.Wait(timeoutMs))
                     ++passed;
             }));
             views.push_back(threads.back().get());
         }
-        test::WaitUntilBlocked(views);
+        VornTest::WaitUntilBlocked(views);
         EXPECT_TRUE(event.Set());
         threads.clear();
         EXPECT_EQ(8, passed);
@@ -343,8 +343,8 @@ TEST(Event, ResetDoesNotRevokeASet) {
     Event event;
     ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
     bool passed = false;
-    test::PosixThread waiter([&] { passed = event.Wait(NoLimit); });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::PosixThread waiter([&] { passed = event.Wait(NoLimit); });
+    VornTest::WaitUntilBlocked({&waiter});
     event.Set();
     event.Reset();
     EXPECT_FALSE(waiter.Join());
@@ -378,7 +378,7 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
     sem_t finish;
     ASSERT_EQ(0, sem_init(&start, 0, 0));
     ASSERT_EQ(0, sem_init(&finish, 0, 0));
-    test::PosixThread setter([&] {
+    VornTest::PosixThread setter([&] {
         sem_wait(&start);
         event.Set();
         event.Reset();
@@ -387,7 +387,7 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
 
     g_afterUnlock = [&] {
         sem_post(&start);
-        test::WaitUntilBlocked({&setter}); // done, or held up because this thread is joining
+        VornTest::WaitUntilBlocked({&setter}); // done, or held up because this thread is joining
     };
     EXPECT_TRUE(event.Wait(2000));
     sem_post(&finish);
@@ -404,15 +404,15 @@ TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
     std::atomic<bool> returned{false};
     sem_t finish;
     ASSERT_EQ(0, sem_init(&finish, 0, 0));
-    test::PosixThread waiter([&] {
+    VornTest::PosixThread waiter([&] {
         event.Wait(NoLimit);
         returned = true;
         sem_wait(&finish);
     });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::WaitUntilBlocked({&waiter});
 
     g_afterUnlock = [&] { // the post is made, the flag is not raised yet
-        test::WaitUntilBlocked({&waiter});
+        VornTest::WaitUntilBlocked({&waiter});
         EXPECT_FALSE(returned);
     };
     event.Set();
@@ -428,8 +428,8 @@ TEST(Event, IsUsableAfterAThreadWasCancelledInItsWait) {
         for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
             Event event;
             ASSERT_TRUE(event.Create(kind, 0, nullptr));
-            test::PosixThread waiter([&] { event.Wait(timeoutMs); });
-            test::WaitUntilBlocked({&waiter});
+            VornTest::PosixThread waiter([&] { event.Wait(timeoutMs); });
+            VornTest::WaitUntilBlocked({&waiter});
             waiter.Cancel();
             EXPECT_TRUE(waiter.Join());
             EXPECT_FALSE(event.Wait(0));
@@ -444,11 +444,11 @@ TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
     Event event;
     ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
     std::atomic<bool> gate{true};
-    test::PosixThread waiter([&] {
+    VornTest::PosixThread waiter([&] {
         g_pGate = &gate;
         event.Wait(NoLimit);
     });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::WaitUntilBlocked({&waiter});
     event.Set();
     EXPECT_TRUE(waiter.Join());
     EXPECT_TRUE(event.Wait(0));
@@ -459,11 +459,11 @@ TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
     Event event;
     ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
     std::atomic<bool> gate{false};
-    test::PosixThread waiter([&] {
+    VornTest::PosixThread waiter([&] {
         g_pGate = &gate;
         event.Wait(NoLimit);
     });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::WaitUntilBlocked({&waiter});
     event.Set();
     event.Reset();
     gate = true;
@@ -477,7 +477,7 @@ TEST(Event, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
     ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
     for (const unsigned int timeoutMs : {NoLimit, 1U}) {
         std::atomic<bool> triedWithoutBlocking{false};
-        test::PosixThread thread([&] {
+        VornTest::PosixThread thread([&] {
             pthread_cancel(pthread_self());
             event.Wait(0);
             triedWithoutBlocking = true;
@@ -603,7 +603,7 @@ TEST(EventStress, SurvivesCancellationAtAnyMoment) {
     Event event;
     ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
     for (int i = 0; i < 1500; ++i) {
-        test::PosixThread waiter([&] {
+        VornTest::PosixThread waiter([&] {
             for (;;)
                 event.Wait(NoLimit);
         });

@@ -343,8 +343,8 @@ TEST_F(NamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
     Mutex mutex;
     ASSERT_TRUE(mutex.Create(Name()));
     ASSERT_TRUE(mutex.Lock(0));
-    test::PosixThread waiter([&] { mutex.Lock(NoLimit); });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::PosixThread waiter([&] { mutex.Lock(NoLimit); });
+    VornTest::WaitUntilBlocked({&waiter});
     waiter.Cancel();
     EXPECT_TRUE(waiter.Join());
     EXPECT_FALSE(mutex.Lock(0));

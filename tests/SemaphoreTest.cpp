@@ -206,17 +206,17 @@ TEST_F(UnnamedSemaphore, WaitOfZeroNeverBlocks) {
 TEST_F(UnnamedSemaphore, OnePostReleasesEveryBlockedThreadAndLeavesNothingFree) {
     Make(VornSemaphore::SemLocked);
     std::atomic<int> passed{0};
-    std::vector<std::unique_ptr<test::PosixThread>> threads;
-    std::vector<const test::PosixThread*> views;
+    std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
+    std::vector<const VornTest::PosixThread*> views;
     for (int i = 0; i < 8; ++i) {
         const unsigned int timeoutMs = i % 2 == 0 ? NoLimit : 600000;
-        threads.push_back(std::make_unique<test::PosixThread>([&, timeoutMs] {
+        threads.push_back(std::make_unique<VornTest::PosixThread>([&, timeoutMs] {
             if (m_sem.Wait(timeoutMs))
                 ++passed;
         }));
         views.push_back(threads.back().get());
     }
-    test::WaitUntilBlocked(views);
+    VornTest::WaitUntilBlocked(views);
     EXPECT_EQ(-8, Count());
     m_sem.Post();
     threads.clear();
@@ -229,11 +229,11 @@ TEST_F(UnnamedSemaphore, OnePostReleasesEveryBlockedThreadAndLeavesNothingFree) 
 TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
     Make(VornSemaphore::SemLocked);
     bool passed = false;
-    test::PosixThread waiter([&] {
+    VornTest::PosixThread waiter([&] {
         g_onWake = OnWake::TimeOut;
         passed = m_sem.Wait(600000);
     });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::WaitUntilBlocked({&waiter});
     m_sem.Post();
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(passed);
@@ -243,8 +243,8 @@ TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
 TEST_F(UnnamedSemaphore, IsUsableAfterAThreadWasCancelledInItsWait) {
     Make(VornSemaphore::SemLocked);
     for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
-        test::PosixThread waiter([&] { m_sem.Wait(timeoutMs); });
-        test::WaitUntilBlocked({&waiter});
+        VornTest::PosixThread waiter([&] { m_sem.Wait(timeoutMs); });
+        VornTest::WaitUntilBlocked({&waiter});
         waiter.Cancel();
         EXPECT_TRUE(waiter.Join());
         EXPECT_FALSE(m_sem.Wait(0));
@@ -261,13 +261,13 @@ TEST_F(UnnamedSemaphore, CancellingOneWaiterLeavesTheOthersWaiting) {
         m_sem.Wait(NoLimit);
         ++passed;
     };
-    test::PosixThread first(body);
-    test::PosixThread second(body);
-    test::PosixThread third(body);
-    test::WaitUntilBlocked({&first, &second, &third});
+    VornTest::PosixThread first(body);
+    VornTest::PosixThread second(body);
+    VornTest::PosixThread third(body);
+    VornTest::WaitUntilBlocked({&first, &second, &third});
     second.Cancel();
     EXPECT_TRUE(second.Join());
-    test::WaitUntilBlocked({&first, &third});
+    VornTest::WaitUntilBlocked({&first, &third});
     m_sem.Post();
     EXPECT_FALSE(first.Join());
     EXPECT_FALSE(third.Join());
@@ -276,11 +276,11 @@ TEST_F(UnnamedSemaphore, CancellingOneWaiterLeavesTheOthersWaiting) {
 
 TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
     Make(VornSemaphore::SemLocked);
-    test::PosixThread waiter([&] {
+    VornTest::PosixThread waiter([&] {
         g_onWake = OnWake::BeCancelled;
         m_sem.Wait(NoLimit);
     });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::WaitUntilBlocked({&waiter});
     m_sem.Post();
     EXPECT_TRUE(waiter.Join());
     EXPECT_TRUE(m_sem.Wait(0));
@@ -290,15 +290,15 @@ TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
 TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     Make(VornSemaphore::SemLocked);
     std::atomic<bool> gate{false};
-    test::PosixThread cancelled([&] {
+    VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
         m_sem.Wait(NoLimit);
     });
-    test::WaitUntilBlocked({&cancelled});
+    VornTest::WaitUntilBlocked({&cancelled});
     m_sem.Post();
-    test::PosixThread late([&] { m_sem.Wait(NoLimit); });
-    test::WaitUntilBlocked({&late});
+    VornTest::PosixThread late([&] { m_sem.Wait(NoLimit); });
+    VornTest::WaitUntilBlocked({&late});
     gate = true;
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(late.Join());
@@ -307,13 +307,13 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
 TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
     std::atomic<bool> gate{false};
-    test::PosixThread cancelled([&] {
+    VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
         m_sem.Wait(NoLimit);
     });
-    test::PosixThread served([&] { m_sem.Wait(NoLimit); });
-    test::WaitUntilBlocked({&cancelled, &served});
+    VornTest::PosixThread served([&] { m_sem.Wait(NoLimit); });
+    VornTest::WaitUntilBlocked({&cancelled, &served});
     m_sem.Post();
     EXPECT_FALSE(served.Join());
     gate = true;
@@ -324,12 +324,12 @@ TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
 TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
     std::atomic<bool> gate{false};
-    test::PosixThread cancelled([&] {
+    VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
         m_sem.Wait(NoLimit);
     });
-    test::WaitUntilBlocked({&cancelled});
+    VornTest::WaitUntilBlocked({&cancelled});
     m_sem.Post();
     m_sem.DiscardFree();
     gate = true;
@@ -340,15 +340,15 @@ TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
 TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
     std::atomic<bool> gate{false};
-    test::PosixThread cancelled([&] {
+    VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         m_sem.Wait(NoLimit);
     });
-    test::PosixThread slow([&] {
+    VornTest::PosixThread slow([&] {
         g_pGate = &gate;
         m_sem.Wait(NoLimit);
     });
-    test::WaitUntilBlocked({&cancelled, &slow});
+    VornTest::WaitUntilBlocked({&cancelled, &slow});
     m_sem.Post();
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(m_sem.Wait(0));
@@ -363,9 +363,9 @@ TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
         g_onWake = OnWake::BeCancelled;
         m_sem.Wait(NoLimit);
     };
-    test::PosixThread first(body);
-    test::PosixThread second(body);
-    test::WaitUntilBlocked({&first, &second});
+    VornTest::PosixThread first(body);
+    VornTest::PosixThread second(body);
+    VornTest::WaitUntilBlocked({&first, &second});
     m_sem.Post();
     EXPECT_TRUE(first.Join());
     EXPECT_TRUE(second.Join());
@@ -377,7 +377,7 @@ TEST_F(UnnamedSemaphore, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsN
     Make(VornSemaphore::SemLocked);
     for (const unsigned int timeoutMs : {NoLimit, 1U}) {
         std::atomic<bool> triedWithoutBlocking{false};
-        test::PosixThread thread([&] {
+        VornTest::PosixThread thread([&] {
             pthread_cancel(pthread_self());
             m_sem.Wait(0);
             triedWithoutBlocking = true;

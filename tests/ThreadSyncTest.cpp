@@ -162,10 +162,10 @@ TEST_F(UnnamedMutex, OneUnlockLetsEveryWaiterPass) {
         if (m_mutex.Lock(NoLimit))
             ++passed;
     };
-    test::PosixThread first(body);
-    test::PosixThread second(body);
-    test::PosixThread third(body);
-    test::WaitUntilBlocked({&first, &second, &third});
+    VornTest::PosixThread first(body);
+    VornTest::PosixThread second(body);
+    VornTest::PosixThread third(body);
+    VornTest::WaitUntilBlocked({&first, &second, &third});
     m_mutex.Unlock();
     first.Join();
     second.Join();
@@ -179,8 +179,8 @@ TEST_F(UnnamedMutex, OneUnlockLetsEveryWaiterPass) {
 TEST_F(UnnamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
     ASSERT_TRUE(m_mutex.Create(nullptr));
     ASSERT_TRUE(m_mutex.Lock(0));
-    test::PosixThread waiter([&] { m_mutex.Lock(NoLimit); });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::PosixThread waiter([&] { m_mutex.Lock(NoLimit); });
+    VornTest::WaitUntilBlocked({&waiter});
     waiter.Cancel();
     EXPECT_TRUE(waiter.Join());
     EXPECT_FALSE(m_mutex.Lock(0));
@@ -256,8 +256,8 @@ TEST_F(UnnamedMutex, LockerHoldsItForItsScopeAndWaitsWithoutLimit) {
     }
     EXPECT_TRUE(m_mutex.Lock(0));
 
-    test::PosixThread waiter([&] { const MutexLocker locker(m_mutex); });
-    test::WaitUntilBlocked({&waiter});
+    VornTest::PosixThread waiter([&] { const MutexLocker locker(m_mutex); });
+    VornTest::WaitUntilBlocked({&waiter});
     m_mutex.Unlock();
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(m_mutex.Lock(0)); // the locker has given it back

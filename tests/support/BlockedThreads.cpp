@@ -8,7 +8,7 @@
 #include <sys/syscall.h>
 #include <unistd.h>
 
-namespace test {
+namespace VornTest {
 
 namespace {
 
@@ -86,4 +86,4 @@ void WaitUntilBlocked(const std::vector<const PosixThread*>& threads) {
         usleep(200);
 }
 
-} // namespace test
+} // namespace VornTest

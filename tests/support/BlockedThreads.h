@@ -11,7 +11,7 @@
 #include <pthread.h>
 #include <sys/types.h>
 
-namespace test {
+namespace VornTest {
 
 /// One POSIX thread that runs `body`. Unlike std::thread it may be cancelled.
 class PosixThread {
@@ -42,6 +42,6 @@ private:
 /// can then hold a short lock that another one of the set waits for.
 void WaitUntilBlocked(const std::vector<const PosixThread*>& threads);
 
-} // namespace test
+} // namespace VornTest
 
 #endif
