@@ -66,8 +66,8 @@ TEST(TempDirs, LeaveAloneWhatALinkInsideLeadsTo) {
     EXPECT_TRUE(fs::exists(kept.File("file")));
 }
 
-// Concerns: what stdio holds back is seen, order is kept, text around the capture is not part of it,
-// and standard output works again afterwards.
+// Concerns: what stdio holds back is seen, order is kept, text around the capture is not part of
+// it, and standard output works again afterwards.
 
 TEST(StdoutCaptures, SeeStdioAndTheDescriptorInOrder) {
     const std::string text = StdoutOf([] {
@@ -102,6 +102,17 @@ TEST(StdoutCaptures, AreNestedIntoWhatWasThereBefore) {
     });
     EXPECT_EQ("inside", inner);
     EXPECT_EQ("before after", outer);
+}
+
+TEST(StdoutCaptures, LeaveTheLowDescriptorsAsTheyAre) {
+    const int lowest = dup(STDERR_FILENO);
+    close(lowest);
+    int during = -1;
+    StdoutOf([&during] {
+        during = dup(STDERR_FILENO);
+        close(during);
+    });
+    EXPECT_EQ(lowest, during);
 }
 
 TEST(StdoutCaptures, ReadMoreThanOnePart) {

@@ -4,10 +4,12 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <utility>
 
+#include <fcntl.h>
 #include <unistd.h>
 
 namespace VornTest {
@@ -18,19 +20,15 @@ namespace VornTest {
 /// Note: a failed expectation is reported on standard output too, so keep expectations outside.
 class StdoutCapture {
 public:
-    StdoutCapture() {
-        std::fflush(stdout);
-        m_file = Check(std::tmpfile(), "tmpfile");
-        m_stdout = dup(STDOUT_FILENO);
-        if (m_stdout < 0 || dup2(fileno(m_file), STDOUT_FILENO) < 0)
-            Fail("redirecting standard output");
+    StdoutCapture() : m_file(Keep(TemporaryFile().get())), m_stdout(Keep(stdout)) {
+        Redirect(m_file);
     }
 
     ~StdoutCapture() {
         std::fflush(stdout);
         dup2(m_stdout, STDOUT_FILENO);
         close(m_stdout);
-        std::fclose(m_file);
+        close(m_file);
     }
 
     StdoutCapture(const StdoutCapture&) = delete;
@@ -42,7 +40,7 @@ public:
         std::string text;
         std::array<char, 4096> part{};
         for (off_t offset = 0;;) {
-            const ssize_t length = pread(fileno(m_file), part.data(), part.size(), offset);
+            const ssize_t length = pread(m_file, part.data(), part.size(), offset);
             if (length < 0)
                 Fail("reading what was captured");
             if (length == 0)
@@ -53,18 +51,37 @@ public:
     }
 
 private:
+    struct Closer {
+        void operator()(std::FILE* file) const { std::fclose(file); }
+    };
+
     [[noreturn]] static void Fail(const char* what) {
         throw std::system_error(errno, std::generic_category(), what);
     }
 
-    static std::FILE* Check(std::FILE* file, const char* what) {
+    static std::unique_ptr<std::FILE, Closer> TemporaryFile() {
+        std::unique_ptr<std::FILE, Closer> file(std::tmpfile());
         if (file == nullptr)
-            Fail(what);
+            Fail("tmpfile");
         return file;
     }
 
-    std::FILE* m_file = nullptr;
-    int m_stdout = -1;
+    // High descriptors, so that tests that look at the lowest ones see them as without a capture.
+    static int Keep(std::FILE* file) {
+        std::fflush(file);
+        const int descriptor = fcntl(fileno(file), F_DUPFD_CLOEXEC, 100);
+        if (descriptor < 0)
+            Fail("duplicating a descriptor");
+        return descriptor;
+    }
+
+    static void Redirect(int descriptor) {
+        if (dup2(descriptor, STDOUT_FILENO) < 0)
+            Fail("redirecting standard output");
+    }
+
+    int m_file;
+    int m_stdout;
 };
 
 /// Calls `action` and returns what the process wrote to its standard output meanwhile.
