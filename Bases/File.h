@@ -175,6 +175,16 @@ private:
     std::string m_strPath;
 };
 
+/// Keeps the name of a handle for text files. It holds nothing and does nothing: it can only be
+/// made and destroyed, from any thread, and is unrelated to FileIo.
+class VORN_BASES_API TextFileIo {
+public:
+    TextFileIo();
+    virtual ~TextFileIo();
+    TextFileIo(const TextFileIo&) = delete;
+    TextFileIo& operator=(const TextFileIo&) = delete;
+};
+
 } // namespace Vorn
 
 #endif
