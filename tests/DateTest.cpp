@@ -264,8 +264,8 @@ TEST(DayOfWeek, RunsADayPastAShortMonthIntoTheNext) {
     EXPECT_EQ(Vorn::GetDayOfWeek(1981, 3, 3), Vorn::GetDayOfWeek(1981, 2, 31));
 }
 
-// Concerns: the rows of a printed calendar, the formula's symmetry, its unsigned arithmetic, and the
-// last seven days of every month.
+// Concerns: the rows of a printed calendar, the formula's symmetry, its unsigned arithmetic, and
+// the last seven days of every month.
 
 TEST(WeekOfMonth, NumbersTheRowsOfASundayBasedCalendar) {
     EXPECT_EQ(1U, Vorn::GetWeekOfMonth(1, 0));

@@ -1,6 +1,9 @@
 #include <Bases/Time.h>
 
+#include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <string_view>
 
 #include <sys/time.h>
 
@@ -41,8 +44,8 @@ void SysTimeFromTm(const std::tm& tm, long milliseconds, SysTime& sysTime) {
 }
 
 // The year and the month go over raw, without taking off 1900 and 1: programs rely on the values
-// that come out (pinned by SysTimeToTime.TakesTheYearAndTheMonthRaw). Fields that a SysTime does not
-// have, the daylight-saving flag among them, are 0.
+// that come out (pinned by SysTimeToTime.TakesTheYearAndTheMonthRaw). Fields that a SysTime does
+// not have, the daylight-saving flag among them, are 0.
 void TmFromSysTime(const SysTime& sysTime, std::tm& tm) {
     tm = {};
     tm.tm_year = sysTime.year;
@@ -105,9 +108,98 @@ bool IsChangeDay(const SysTime& date, const TimeZone& timeZone, const SysTime& r
         return GetLastWeekOfMonth(static_cast<unsigned long>(date.year),
                                   static_cast<unsigned long>(date.month), day);
     // By the day's own weekday, not that of the first of the month: for weekdays other than Sunday
-    // the count is shifted, and the rules of existing zone records are written for it.
+    // the count is shifted, and callers' rules allow for that
+    // (DstDay.CountsAFirstMondayOnTheSeventhAsTheSecond).
     return GetWeekOfMonth(day, static_cast<unsigned long>(date.dayOfWeek)) ==
            static_cast<unsigned long>(rule.day);
+}
+
+struct NumberToken {
+    std::string_view text;
+    int digits; // at least so many, sign included
+    bool skipsZero;
+    int (*getValue)(const SysTime& sysTime);
+};
+
+int GetYear(const SysTime& sysTime) { return sysTime.year; }
+int GetCentury(const SysTime& sysTime) { return sysTime.year / 100; }
+int GetMonth(const SysTime& sysTime) { return sysTime.month; }
+int GetDay(const SysTime& sysTime) { return sysTime.day; }
+int GetHour(const SysTime& sysTime) { return sysTime.hour; }
+int GetMinute(const SysTime& sysTime) { return sysTime.minute; }
+int GetSecond(const SysTime& sysTime) { return sysTime.second; }
+int GetMilliseconds(const SysTime& sysTime) { return sysTime.milliseconds; }
+int GetHundredths(const SysTime& sysTime) { return sysTime.milliseconds / 10; }
+int GetTenths(const SysTime& sysTime) { return sysTime.milliseconds / 100; }
+
+// Midnight stays 0: only the hours after noon are counted anew.
+int GetHourOfHalfDay(const SysTime& sysTime) {
+    return sysTime.hour > 12 ? sysTime.hour - 12 : sysTime.hour;
+}
+
+constexpr NumberToken NumberTokens[] = {
+    {"y", 1, false, GetCentury},
+    {"yy", 2, false, GetCentury},
+    {"yyy", 3, false, GetYear},
+    {"yyyy", 4, false, GetYear},
+    {"M", 1, false, GetMonth},
+    {"MM", 2, false, GetMonth},
+    {"d", 1, false, GetDay},
+    {"dd", 2, false, GetDay},
+    {"h", 1, false, GetHourOfHalfDay},
+    {"hh", 2, false, GetHourOfHalfDay},
+    {"H", 1, false, GetHour},
+    {"HH", 2, false, GetHour},
+    {"m", 1, false, GetMinute},
+    {"mm", 2, false, GetMinute},
+    {"s", 1, false, GetSecond},
+    {"ss", 2, false, GetSecond},
+    {"f", 1, false, GetTenths},
+    {"ff", 2, false, GetHundredths},
+    {"fff", 3, false, GetMilliseconds},
+    {"F", 1, true, GetTenths},
+    {"FF", 2, true, GetHundredths},
+    {"FFF", 3, true, GetMilliseconds},
+};
+
+bool IsPatternLetter(char c) {
+    return std::string_view("FHMSTYdfhmsty").find(c) != std::string_view::npos;
+}
+
+void AppendNumber(int value, int digits, std::string& out) {
+    char scratch[255];
+    std::snprintf(scratch, sizeof scratch, "%0*d", digits, value);
+    out += scratch;
+}
+
+void DateTimeFormatToString(std::string_view token, const SysTime& sysTime, std::string& out) {
+    for (const NumberToken& number : NumberTokens) {
+        if (number.text != token)
+            continue;
+        const int value = number.getValue(sysTime);
+        if (value != 0 || !number.skipsZero)
+            AppendNumber(value, number.digits, out);
+        return;
+    }
+    if (token == "t")
+        out += sysTime.hour < 12 ? "A" : "P";
+    else if (token == "tt")
+        out += sysTime.hour < 12 ? "AM" : "PM";
+    else
+        out += token;
+}
+
+// Cleared first: a time that cannot be converted prints as zeros.
+SysTime GetUniversalFields(const Time& time) {
+    SysTime sysTime{};
+    TimeToSysTime(time, sysTime);
+    return sysTime;
+}
+
+SysTime GetLocalFields(const Time& time) {
+    SysTime sysTime{};
+    TimeToLocalSysTime(time, sysTime);
+    return sysTime;
 }
 
 } // namespace
@@ -209,15 +301,11 @@ bool IsDstEndDay(const SysTime& sysTime, const TimeZone& timeZone) {
 }
 
 bool IsDstStartDay(const Time& time, const TimeZone& timeZone) {
-    SysTime sysTime{};
-    TimeToSysTime(time, sysTime);
-    return IsDstStartDay(sysTime, timeZone);
+    return IsDstStartDay(GetUniversalFields(time), timeZone);
 }
 
 bool IsDstEndDay(const Time& time, const TimeZone& timeZone) {
-    SysTime sysTime{};
-    TimeToSysTime(time, sysTime);
-    return IsDstEndDay(sysTime, timeZone);
+    return IsDstEndDay(GetUniversalFields(time), timeZone);
 }
 
 bool GetTimeZoneList(std::deque<TimeZone*>&) { return false; }
@@ -243,5 +331,65 @@ bool AdjustTimeZone(SysTime&, const SysTime&, const TimeZone&) { return false; }
 bool TimeToSysTime(const Time&, SysTime&, const TimeZone&) { return false; }
 
 bool SysTimeToTime(const SysTime&, Time&, const TimeZone&) { return false; }
+
+bool GetDateTimeFormat(std::string& out, const std::string& pattern, const SysTime& sysTime) {
+    out.clear(); // before the pattern is looked at, which may be the same string
+    const std::string_view text = pattern;
+    std::size_t tokenBegin = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (IsPatternLetter(text[i]))
+            continue;
+        DateTimeFormatToString(text.substr(tokenBegin, i - tokenBegin), sysTime, out);
+        out += text[i];
+        tokenBegin = i + 1;
+    }
+    DateTimeFormatToString(text.substr(tokenBegin), sysTime, out);
+    return !out.empty();
+}
+
+bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
+                       const SysTime& sysTime) {
+    if (buffer == nullptr)
+        return false;
+    std::string text;
+    if (!GetDateTimeFormat(text, pattern, sysTime) || text.size() >= size)
+        return false;
+    std::memcpy(buffer, text.c_str(), text.size() + 1);
+    return true;
+}
+
+std::string GetDateTimeFormat(const std::string& pattern, const SysTime& sysTime) {
+    std::string out;
+    GetDateTimeFormat(out, pattern, sysTime);
+    return out;
+}
+
+bool GetDateTimeFormat(std::string& out, const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(out, pattern, GetLocalFields(time));
+}
+
+// Universal time, unlike the forms that fill a string; each has callers that rely on it
+// (DateTimeFormatOfATime.IsLocalInAStringAndUniversalInABuffer).
+bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
+                       const Time& time) {
+    return GetDateTimeFormat(buffer, size, pattern, GetUniversalFields(time));
+}
+
+std::string GetDateTimeFormat(const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(pattern, GetLocalFields(time));
+}
+
+bool GetLocalDateTimeFormat(std::string& out, const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(out, pattern, GetLocalFields(time));
+}
+
+bool GetLocalDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
+                            const Time& time) {
+    return GetDateTimeFormat(buffer, size, pattern, GetLocalFields(time));
+}
+
+std::string GetLocalDateTimeFormat(const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(pattern, GetLocalFields(time));
+}
 
 } // namespace Vorn
