@@ -1,0 +1,9 @@
+#include <Bases/File.h>
+
+namespace Vorn {
+
+TextFileIo::TextFileIo() = default;
+
+TextFileIo::~TextFileIo() = default;
+
+} // namespace Vorn

@@ -1,0 +1,63 @@
+#include <Bases/File.h>
+
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+
+#include <filesystem>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <type_traits>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Concerns: the class stays the empty name that it is: no data, no relation to the binary handle,
+// nothing done to files, descriptors or the output; destruction works through a pointer.
+
+TEST(TextFileIoHandle, HoldsNothingAndIsUnrelatedToTheBinaryHandle) {
+    static_assert(std::has_virtual_destructor_v<Vorn::TextFileIo>);
+    static_assert(!std::is_base_of_v<Vorn::FileIo, Vorn::TextFileIo>);
+    static_assert(!std::is_copy_constructible_v<Vorn::TextFileIo>);
+    static_assert(!std::is_copy_assignable_v<Vorn::TextFileIo>);
+    EXPECT_EQ(sizeof(void*), sizeof(Vorn::TextFileIo)); // the table of its destructor
+}
+
+TEST(TextFileIoHandle, CanBeDeletedAsWhatItIsDerivedTo) {
+    struct Derived : Vorn::TextFileIo {
+        explicit Derived(int& deleted) : m_deleted(deleted) {}
+        ~Derived() override { ++m_deleted; }
+        Derived(const Derived&) = delete;
+        Derived& operator=(const Derived&) = delete;
+        int& m_deleted;
+    };
+    int deleted = 0;
+    std::unique_ptr<Vorn::TextFileIo> file = std::make_unique<Derived>(deleted);
+    file.reset();
+    EXPECT_EQ(1, deleted);
+}
+
+TEST(TextFileIoHandle, LeavesFilesDescriptorsAndOutputAlone) {
+    const VornTest::TempDir dir;
+    const fs::path before = fs::current_path();
+    fs::current_path(dir.Path());
+    const auto descriptors = [] {
+        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+    };
+    std::ptrdiff_t during = 0;
+    std::ptrdiff_t outside = 0;
+    const std::string output = VornTest::StdoutOf([&] {
+        outside = descriptors();
+        const Vorn::TextFileIo file;
+        during = descriptors();
+    });
+    fs::current_path(before);
+    EXPECT_EQ("", output);
+    EXPECT_EQ(outside, during);
+    EXPECT_TRUE(fs::is_empty(dir.Path()));
+}
+
+} // namespace
