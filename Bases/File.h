@@ -1,11 +1,12 @@
 #ifndef VORN_BASES_FILE_H
 #define VORN_BASES_FILE_H
 
-// Binary files by desktop-style access, share and disposition words, over POSIX descriptors.
+// Binary files by desktop-style access, share and disposition words, over POSIX descriptors, and
+// operations on files and directories by path.
 //
-// Nothing here throws. A failure is a false or a 0; Open and Seek tell its cause as well, in one
-// line on standard output that ends in a carriage return and a newline. Standard output is the
-// host's: the line is written with puts and not flushed. No line disturbs errno.
+// Nothing here throws. A failure is a false or a 0; FileIo's Open and Seek tell its cause as well,
+// in one line on standard output that ends in a carriage return and a newline. Standard output is
+// the host's: the line is written with puts and not flushed. No line disturbs errno.
 //
 // Paths are in the platform's own encoding and go to it unchanged.
 
@@ -184,6 +185,107 @@ public:
     TextFileIo(const TextFileIo&) = delete;
     TextFileIo& operator=(const TextFileIo&) = delete;
 };
+
+/// Operations on paths. They hold no state and may be called from any thread; two of them that work
+/// on the same path at the same time meet as the system's own calls do.
+///
+/// Unless stated otherwise they return true on success; they return false and leave their outputs
+/// as they were when the system refuses. Nothing is printed, but for GetFileSize. Links are
+/// followed except where an operation takes away or renames the link itself.
+namespace FileSys {
+
+/// Returns false and leaves `root` as it is. The name is reserved.
+VORN_BASES_API bool GetRootPath(const std::string& path, std::string& root);
+
+/// Returns the last dot of `path` and what follows it, as a pointer into the text of `path`, or
+/// null when it has no dot. The pointer lives as long as that text: never pass a temporary.
+///
+/// Note: separators do not count. The extension of "dir.d/file" is ".d/file".
+VORN_BASES_API const char* GetFileExt(const std::string& path);
+
+/// The same for a zero-terminated text; null for a null pointer.
+VORN_BASES_API const char* GetFileExt(const char* path);
+
+/// Assigns the same extension to `ext` and returns true; false when there is none.
+VORN_BASES_API bool GetFileExt(const std::string& path, std::string& ext);
+
+/// Stores the length of the file in bytes in `size`.
+///
+/// Returns false when the file cannot be opened for reading, which includes directories, pipes and
+/// sockets. FileIo then tells the cause on standard output, as in FileIo::Open; for a pipe there is
+/// no line, because it is not opened at all: that would wait for a writer.
+///
+/// The file is neither made nor changed, and needs no permission to be written. Note: a device that
+/// has no length, such as a terminal, gives 0 and true.
+VORN_BASES_API bool GetFileSize(const std::string& path, unsigned long long& size);
+
+/// Store the size of the file system that holds `path`, the part of it in use and the part that is
+/// free, in bytes. Note: what is reserved for the superuser counts as used.
+///
+/// Note: the sizes are the file system's block counts times its preferred transfer size (f_bsize).
+/// Where it counts blocks of another size (f_frsize), they are off by the ratio of the two.
+VORN_BASES_API bool GetDiskSize(const std::string& path, unsigned long long& total,
+                                unsigned long long& used, unsigned long long& free);
+VORN_BASES_API bool GetDiskTotalSize(const std::string& path, unsigned long long& total);
+VORN_BASES_API bool GetDiskUsedSize(const std::string& path, unsigned long long& used);
+VORN_BASES_API bool GetDiskFreeSize(const std::string& path, unsigned long long& free);
+
+/// Renames a file, a directory or a link, within one file system. Note: an existing file at `to` is
+/// replaced, and so is an empty directory by a directory.
+VORN_BASES_API bool MoveFile(const std::string& from, const std::string& to);
+
+/// Removes a file, a link or an empty directory. An empty `path` gives false.
+VORN_BASES_API bool DeleteFile(const std::string& path);
+
+/// Removes an empty directory.
+VORN_BASES_API bool DeleteDir(const std::string& path);
+
+/// Makes one directory with the permissions 0755, less the process's mask. Its parent must exist.
+VORN_BASES_API bool CreateDir(const std::string& path);
+
+/// Returns true when there is a directory at `path`.
+VORN_BASES_API bool IsDirectory(const std::string& path);
+
+/// Return true when there is anything at `path`, directories included; false for a null pointer.
+/// Note: a link that leads nowhere does not exist.
+VORN_BASES_API bool IsExistFile(const char* path);
+VORN_BASES_API bool IsExistFile(const std::string& path);
+
+/// Copies the bytes, the permissions (less the process's mask) and, where the process may give
+/// files away, the owner of the file at `from` to a new file at `to`. Times are not copied.
+///
+/// Returns false, and makes nothing, when there is something at `to` already, when `from` cannot be
+/// read, and when `to` cannot be made. A link at `to` that leads nowhere gets the file made where
+/// it leads.
+///
+/// Note: returns true once the target has been made, whatever happens then. Bytes that the system
+/// does not take, on a full disk for example, are missing from the target, and a read error ends
+/// the copy like the end of the file. Compare the lengths where that matters. A directory at `from`
+/// is "copied" to an empty file.
+VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
+
+/// Makes the directories on the way to `path` that are missing: every part of `path` that ends in
+/// "/", looking for these from the character at index `level` on. With `createLast` not 0 it makes
+/// `path` itself as well, which matters when that does not end in "/".
+///
+/// Returns true when each one existed or was made and `path` is a directory at the end. Returns
+/// false for an empty `path`, and after the first one that could not be made; those before it stay,
+/// and `createLast` is tried all the same.
+///
+///     using Vorn::FileSys::CreateDirLevel;
+///     CreateDirLevel("/var/tmp/a/b/", 0, 0);  // makes "/var/tmp/a" and "/var/tmp/a/b"
+///     CreateDirLevel("/var/tmp/a/b/c", 0, 0); // false: "/var/tmp/a/b/c" is not there
+///     CreateDirLevel("/var/tmp/a/b/c", 0, 1); // makes it
+///
+/// Note: from level 0, the first two directories of an absolute path are taken to exist and are
+/// never made. A path with fewer than two separators behind its second character, such as "/x" or
+/// "/x/y", gives true at once, also with `createLast`, and nothing is looked at or made. A level
+/// that is not inside the text counts as 0.
+///
+/// Note: a part that is two characters long, such as "./" or "a/", is never made.
+VORN_BASES_API bool CreateDirLevel(const std::string& path, unsigned long level, int createLast);
+
+} // namespace FileSys
 
 } // namespace Vorn
 
