@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_FILE_H
 #define VORN_BASES_FILE_H
 
-// Binary files by desktop-style access, share and disposition words, over POSIX descriptors, and
-// operations on files and directories by path.
+// Binary files by desktop-style access, share and disposition words, over POSIX descriptors; the
+// entries of a directory; operations on files and directories by path.
 //
 // Nothing here throws. A failure is a false or a 0; FileIo's Open and Seek tell its cause as well,
 // in one line on standard output that ends in a carriage return and a newline. Standard output is
@@ -10,9 +10,11 @@
 //
 // Paths are in the platform's own encoding and go to it unchanged.
 
+#include <memory>
 #include <string>
 
 #include <Bases/Export.h>
+#include <Bases/Time.h>
 
 namespace Vorn {
 
@@ -184,6 +186,96 @@ public:
     virtual ~TextFileIo();
     TextFileIo(const TextFileIo&) = delete;
     TextFileIo& operator=(const TextFileIo&) = delete;
+};
+
+/// Walks through the entries of a directory one by one, in the order in which the system gives them,
+/// and tells about the current one. Links are followed. The object owns its directory stream. It is
+/// used by one thread at a time. Nothing is printed.
+///
+///     |                     | no search                 | searching                             |
+///     | ------------------- | ------------------------- | ------------------------------------- |
+///     | FindFirst           | begins at the first entry | false; the current entry stays        |
+///     | FindNext            | false                     | goes to the next entry                |
+///     | FindClose           | does nothing              | ends the search                       |
+///     | GetFileName         | null                      | the current entry's                   |
+///     | every other query   | 0                         | the current entry's                   |
+///
+///     Vorn::FileFind find;
+///     for (bool found = find.FindFirst("/etc/", ""); found; found = find.FindNext())
+///         std::printf("%lld %s\n", find.GetFileSize(), find.GetFileName());
+class VORN_BASES_API FileFind {
+public:
+    /// What is kept of the current entry; for the implementation only.
+    class FileInfo;
+
+    /// Makes an object without a search.
+    FileFind();
+
+    /// Opens the directory as FindFirst does, and forgets the entry found. Note: there is nothing to
+    /// be had from such an object. Every query gives 0 or null and FindNext false, but the directory
+    /// stays open and FindFirst fails until FindClose.
+    FileFind(const std::string& dir, const std::string& pattern);
+
+    /// Ends the search.
+    virtual ~FileFind();
+    FileFind(const FileFind&) = delete;
+    FileFind& operator=(const FileFind&) = delete;
+
+    /// Begins a search at the first entry of the directory `dir` that is neither "." nor "..".
+    /// `dir` ends in a separator. `pattern` is not looked at: every entry matches. Returns true on
+    /// success.
+    ///
+    /// Returns false, and there is no search then, when the directory cannot be opened, holds no
+    /// entry, or nothing can be learned of the first one. Note: a link that leads nowhere fails a
+    /// whole search when it comes first.
+    ///
+    /// Note: names are appended to `dir` as they are. Without a separator at its end the search
+    /// fails, or tells about the file that happens to have the name made up so.
+    bool FindFirst(const std::string& dir, const std::string& pattern);
+
+    /// Goes to the next entry. Returns true on success.
+    ///
+    /// Returns false at the end; the last entry then stays the current one and the search open.
+    /// Returns false, too, when nothing can be learned of the next entry, such as a link that leads
+    /// nowhere: its name is the current one then, with the size, kind and times of the entry before.
+    /// The search can go on; that the name has changed tells the two apart.
+    ///
+    /// Note: unlike FindFirst it gives "." and "..", wherever the system has them.
+    bool FindNext();
+
+    /// Ends the search. Does nothing when there is none.
+    void FindClose();
+
+    /// Returns the name, without the directory, owned by this object; it lives until the next call
+    /// of FindFirst, FindNext or FindClose.
+    const char* GetFileName();
+
+    /// Returns the size in bytes.
+    long long GetFileSize();
+
+    /// Returns 2 for a regular file, 3 for a directory, and 1 for anything else.
+    unsigned int GetFileType();
+
+    /// Return times in milliseconds since 1970-01-01 00:00:00 universal time; negative ones before.
+    ///
+    /// Note: the creation time is the second of the last status change with the milliseconds of the
+    /// last access; the last-access time is that of the last status change. Only the last-write time
+    /// is what it is called.
+    Time GetFileCreationTime();
+    Time GetFileLastAccessTime();
+    Time GetFileLastWriteTime();
+
+    /// Returns 1024, the room that suffices for every name.
+    long long GetMaxFileNameSize();
+
+private:
+    class Stream;
+
+    // The entry that the queries tell about, or null.
+    const FileInfo* Current() const;
+
+    std::unique_ptr<Stream> m_pStream; // null when there is no search
+    std::unique_ptr<FileInfo> m_pInfo; // made by the first search and kept for the next ones
 };
 
 /// Operations on paths. They hold no state and may be called from any thread; two of them that work

@@ -3,13 +3,185 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
+#include <memory>
+#include <string>
+#include <utility>
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <sys/statvfs.h>
 #include <unistd.h>
 
 namespace Vorn {
+
+namespace {
+
+constexpr long long kMaxFileNameSize = 1024;
+
+// What GetFileType answers.
+constexpr unsigned int kTypeNone = 0;
+constexpr unsigned int kTypeOther = 1;
+constexpr unsigned int kTypeFile = 2;
+constexpr unsigned int kTypeDirectory = 3;
+
+// The members of a status that hold its times; macOS names them its own way.
+#ifdef __APPLE__
+constexpr timespec stat::*kAccessed = &stat::st_atimespec;
+constexpr timespec stat::*kModified = &stat::st_mtimespec;
+constexpr timespec stat::*kChanged = &stat::st_ctimespec;
+#else
+constexpr timespec stat::*kAccessed = &stat::st_atim;
+constexpr timespec stat::*kModified = &stat::st_mtim;
+constexpr timespec stat::*kChanged = &stat::st_ctim;
+#endif
+
+// Some file systems keep seconds that are too many for a count of milliseconds; these wrap.
+Time Milliseconds(time_t seconds, long nanoseconds) {
+    const auto wholeSeconds = static_cast<unsigned long long>(seconds);
+    return static_cast<Time>(wholeSeconds * 1000 +
+                             static_cast<unsigned long long>(nanoseconds / 1000000));
+}
+
+bool IsSelfOrParent(const std::string& name) { return name == "." || name == ".."; }
+
+// `dir` ends in a separator where one is needed. A status that cannot be had leaves `out` as it is.
+bool GetFileInfo(const std::string& dir, const char* name, struct stat& out) {
+    struct stat status {};
+    if (stat((dir + name).c_str(), &status) < 0)
+        return false;
+    out = status;
+    return true;
+}
+
+} // namespace
+
+// What is kept of the current entry. The name is a copy: the stream reuses its own entry, and frees
+// it when it is closed.
+class FileFind::FileInfo {
+public:
+    std::string name;
+    struct stat status {};
+    std::string directory;
+};
+
+class FileFind::Stream {
+public:
+    explicit Stream(const std::string& dir) : m_pDir(opendir(dir.c_str())) {}
+    ~Stream() {
+        if (IsOpened())
+            closedir(m_pDir);
+    }
+    Stream(const Stream&) = delete;
+    Stream& operator=(const Stream&) = delete;
+
+    bool IsOpened() const { return m_pDir != nullptr; }
+
+    /// Returns the next name, which lives until the next call, or null when there is none.
+    const char* NextName() {
+        const dirent* entry = readdir(m_pDir);
+        return entry == nullptr ? nullptr : entry->d_name;
+    }
+
+private:
+    DIR* m_pDir;
+};
+
+FileFind::FileFind() = default;
+
+FileFind::FileFind(const std::string& dir, const std::string& pattern) : FileFind() {
+    FindFirst(dir, pattern);
+    m_pInfo.reset();
+}
+
+FileFind::~FileFind() { FindClose(); }
+
+bool FileFind::FindFirst(const std::string& dir, const std::string& /*pattern*/) {
+    if (m_pStream != nullptr)
+        return false;
+    if (m_pInfo == nullptr)
+        m_pInfo = std::make_unique<FileInfo>();
+    auto pStream = std::make_unique<Stream>(dir);
+    if (!pStream->IsOpened())
+        return false;
+    const char* name = pStream->NextName();
+    while (name != nullptr && IsSelfOrParent(name))
+        name = pStream->NextName();
+    if (name == nullptr)
+        return false;
+    m_pInfo->name = name;
+    m_pInfo->directory = dir;
+    if (!GetFileInfo(dir, name, m_pInfo->status))
+        return false;
+    m_pStream = std::move(pStream);
+    return true;
+}
+
+bool FileFind::FindNext() {
+    if (Current() == nullptr)
+        return false;
+    const char* name = m_pStream->NextName();
+    if (name == nullptr)
+        return false;
+    m_pInfo->name = name;
+    return GetFileInfo(m_pInfo->directory, name, m_pInfo->status);
+}
+
+void FileFind::FindClose() { m_pStream.reset(); }
+
+const char* FileFind::GetFileName() {
+    const FileInfo* pInfo = Current();
+    return pInfo == nullptr ? nullptr : pInfo->name.c_str();
+}
+
+long long FileFind::GetFileSize() {
+    const FileInfo* pInfo = Current();
+    return pInfo == nullptr ? 0 : pInfo->status.st_size;
+}
+
+unsigned int FileFind::GetFileType() {
+    const FileInfo* pInfo = Current();
+    if (pInfo == nullptr)
+        return kTypeNone;
+    switch (pInfo->status.st_mode & S_IFMT) {
+    case S_IFREG:
+        return kTypeFile;
+    case S_IFDIR:
+        return kTypeDirectory;
+    default:
+        return kTypeOther;
+    }
+}
+
+// The creation time is a second of one stamp with the fraction of another, and the access time is not
+// of the last access. Hosts compare these values with stored ones, so they stay what they are.
+Time FileFind::GetFileCreationTime() {
+    const FileInfo* pInfo = Current();
+    if (pInfo == nullptr)
+        return 0;
+    return Milliseconds((pInfo->status.*kChanged).tv_sec, (pInfo->status.*kAccessed).tv_nsec);
+}
+
+Time FileFind::GetFileLastAccessTime() {
+    const FileInfo* pInfo = Current();
+    if (pInfo == nullptr)
+        return 0;
+    return Milliseconds((pInfo->status.*kChanged).tv_sec, (pInfo->status.*kChanged).tv_nsec);
+}
+
+Time FileFind::GetFileLastWriteTime() {
+    const FileInfo* pInfo = Current();
+    if (pInfo == nullptr)
+        return 0;
+    return Milliseconds((pInfo->status.*kModified).tv_sec, (pInfo->status.*kModified).tv_nsec);
+}
+
+long long FileFind::GetMaxFileNameSize() { return Current() == nullptr ? 0 : kMaxFileNameSize; }
+
+const FileFind::FileInfo* FileFind::Current() const {
+    return m_pStream == nullptr ? nullptr : m_pInfo.get();
+}
 
 namespace FileSys {
 
