@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_TEXT_H
 #define VORN_BASES_TEXT_H
 
-// Text: conversions between character sets, and integers as text.
+// Text: conversions between character sets, integers and sizes as text.
 //
 // The conversions know four kinds of string. Which encoding the narrow ones have is decided by a
 // locale, never by the library, which has no codec of its own:
@@ -25,7 +25,8 @@
 //     std::string back = Vorn::wcs_to_mbs(wide);                // the four bytes again
 //
 // Everything here may be called from any thread, but no other thread may change the C library's
-// locale (as BasesInit does) while a conversion from or to `utf8` runs.
+// locale (as BasesInit does) while a conversion from or to `utf8`, or GetSizeFormat of a double,
+// runs.
 
 #include <locale>
 #include <string>
@@ -153,6 +154,54 @@ VORN_BASES_API wchar_t* _ltow(long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _ultow(unsigned long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _i64tow(long long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _ui64tow(unsigned long long value, wchar_t* buffer, int radix);
+
+/// Scales a count of bytes for display. Stores `bytes`, divided by 1024 as often as it takes to
+/// come below 1024 but at most six times, in `scaled`, and returns the number of divisions: 0 for
+/// bytes, 1 for kibibytes, 2 mebibytes, 3 gibibytes, 4 tebibytes, 5 pebibytes, 6 exbibytes. There
+/// is no failure. The library has no names for the units; callers have their own labels. May be
+/// called from any thread.
+///
+/// Note: a negative count is always in bytes. Note: the count becomes a double first, so that one
+/// just below a unit that needs more than 53 bits is already in that unit.
+///
+///     double scaled;
+///     int unit = Vorn::GetSizeUnit(1536, scaled); // 1, and 1.5 in `scaled`
+VORN_BASES_API int GetSizeUnit(long long bytes, double& scaled);
+
+/// Writes a number for display, with a separator, into `buffer`, which holds `size` bytes: as much
+/// of the text as fits with its terminating zero, and zeros up to the end of the buffer.
+///
+/// Returns 1. Returns 0 for a null buffer and for a size of 0; the buffer is then untouched. A text
+/// that is cut is not reported. May be called from any thread.
+///
+///     | value              | text             |
+///     | ------------------ | ---------------- |
+///     | 12                 | "12"             |
+///     | 999                | ",999"           |
+///     | 1234567            | "1234,567"       |
+///     | -123               | "-,123"          |
+///     | 1234.5 (precision  | "12,34.500000"   |
+///     | 0 or more)         |                  |
+///     | 1234.5 (precision  | "%.0-3f" (glibc) |
+///     | -3)                |                  |
+///
+/// Note: there is at most one comma. It stands before the third character from the end of the text,
+/// or, when there is a ".", before the second character in front of it, whether those are digits,
+/// a sign or the letters of "inf". A text too short for that gets none.
+///
+/// Note: a floating-point value always has six decimals; a `precision` of 0 or more is not used. A
+/// negative one makes the text what the C library prints for the format "%.-Nf", which is hardly
+/// ever a number. Note: the decimal point is that of the C library's locale. Where it is not a ".",
+/// the comma stands among the decimals: "1234,500,000".
+///
+/// Note: the text of a value is cut to 254 characters before the comma is inserted, so that doubles
+/// from 1e247 on lose decimals and those from 1e254 on their last digits, too.
+VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, long long value);
+VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, double value, int precision);
+
+/// Assign the same text to `out`, cut to 254 characters with the comma. Return 1.
+VORN_BASES_API int GetSizeFormat(std::string& out, long long value);
+VORN_BASES_API int GetSizeFormat(std::string& out, double value, int precision);
 
 } // namespace Vorn
 
