@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_TEXT_H
 #define VORN_BASES_TEXT_H
 
-// Text: conversions between character sets, integers and sizes as text.
+// Text: conversions between character sets, integers and sizes as text, and Base64.
 //
 // The conversions know four kinds of string. Which encoding the narrow ones have is decided by a
 // locale, never by the library, which has no codec of its own:
@@ -202,6 +202,79 @@ VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, double value,
 /// Assign the same text to `out`, cut to 254 characters with the comma. Return 1.
 VORN_BASES_API int GetSizeFormat(std::string& out, long long value);
 VORN_BASES_API int GetSizeFormat(std::string& out, double value, int precision);
+
+/// Base64 text (RFC 4648, the standard alphabet with "+" and "/"): encodes bytes, decodes text.
+///
+/// An object holds nothing. Any thread may use it, one call at a time for each object; the static
+/// functions may run on several threads at once.
+///
+///     Vorn::Base64 base64;
+///     std::string text;
+///     base64.Encode("foob", 4, text);             // "Zm9vYg=="
+///
+///     std::vector<char> data(text.size() + 1);    // what Decode needs at least
+///     data.resize(base64.Decode(text.c_str(), data.data())); // "foob"
+class VORN_BASES_API Base64 {
+public:
+    Base64();
+    virtual ~Base64();
+    Base64(const Base64&) = default;
+    Base64& operator=(const Base64&) = default;
+
+    /// Encodes the `len` bytes at `pData` and assigns the text to `out`, filled up with "=" to a
+    /// multiple of four characters, without line breaks. The bytes must not lie in `out`.
+    ///
+    /// Returns 1; no bytes give an empty text. A null `pData` stops the program on the assertion
+    /// "pData != __null"; where assertions are compiled out it returns 0, with `out` unchanged.
+    ///
+    /// Note: `len` is not checked, and a null `pData` is an error even with a `len` of 0.
+    virtual int Encode(const char* pData, unsigned long len, std::string& out);
+
+    /// Decodes the text at `pszEnc`, which ends at its terminating zero, to `pDecData`, which holds
+    /// at least strlen(pszEnc) + 1 bytes. That many bytes are set to zero first, so that zeros
+    /// follow the decoded bytes.
+    ///
+    /// Returns the number of bytes decoded. Returns 0 for an empty text, with `pDecData` untouched,
+    /// and for a text with a character that is neither of the alphabet nor "=", such as a space or
+    /// a line break; what was decoded before that character then stays in `pDecData`. A null
+    /// argument stops the program on the assertion "pszEnc != __null" or "pDecData != __null";
+    /// where assertions are compiled out it returns 0, with `pDecData` untouched.
+    ///
+    /// Note: "=" is skipped wherever it stands and never asked for. Bits behind the last whole byte
+    /// are dropped, whatever they are. Note: the highest bit of every character is ignored: 0xDA is
+    /// a "Z" as 0x5A is. Note: 0 is also the result for a text that is valid but too short for a
+    /// byte, such as "Z" or "==". Note: decoding in place gives 0, for the text is cleared first.
+    virtual unsigned long Decode(const char* pszEnc, char* pDecData);
+
+    /// Takes the next `nBits` bits, 0 to 8, from the `len` bytes at `pData`, highest bit first.
+    ///
+    /// `pos`, `nBitsWaiting` and `acc` hold the state between the calls: the next byte, the number
+    /// of bits that were read but not taken, and those bits, in the low end of `acc`. The caller
+    /// starts with 0 in all three and leaves them alone.
+    ///
+    /// Returns the bits, in the low end, and stores their number in `*pnRead`: `nBits`, or fewer
+    /// when the bytes have run out. The bits that are missing are zeros at the low end. 0 in
+    /// `*pnRead` for an `nBits` above 0 means the end.
+    ///
+    /// Note: nothing is checked. Other widths, a null pointer or a state of the caller's own making
+    /// are the caller's error.
+    static unsigned int ReadBits(int nBits, int* pnRead, const char* pData, unsigned long len,
+                                 unsigned long& pos, int& nBitsWaiting, unsigned long& acc);
+
+    /// Appends the `nBits` low bits, 0 to 8, of `value` to the bytes at `pOut`, highest bit first.
+    /// Writes a byte to `pOut[pos]`, and moves `pos` on, as soon as there are eight bits for it.
+    /// The state is held as for ReadBits.
+    ///
+    /// Note: bits that do not fill a byte stay in the state; there is no operation to write them.
+    /// Note: nothing is checked. `value` must have no bits above the `nBits` low ones: they are not
+    /// masked and change the bits that are waiting.
+    static void WriteBits(unsigned int value, int nBits, char* pOut, unsigned long& pos,
+                          int& nBitsWaiting, unsigned long& acc);
+
+private:
+    static const char s_szBase64Alphabet[128];
+    static const unsigned long s_nMask[9];
+};
 
 } // namespace Vorn
 
