@@ -407,7 +407,7 @@ public:
 
     ChainCase Next() {
         ChainCase item{Below(2) == 0 ? m_cwd + "/" : "", 0, static_cast<int>(Below(3)) - 1};
-        const std::size_t parts = Below(kDepth + 1);
+        const std::size_t parts = Below(Depth + 1);
         for (std::size_t part = 0; part < parts; ++part)
             item.path += Name(item.path) + (part + 1 < parts || Below(2) == 0 ? "/" : "");
         if (Below(2) == 0)
@@ -416,7 +416,7 @@ public:
     }
 
     /// How many ".." a path can hold at most.
-    static constexpr std::size_t kDepth = 6;
+    static constexpr std::size_t Depth = 6;
 
 private:
     std::size_t Below(std::size_t limit) { return m_random() % limit; }

@@ -74,9 +74,9 @@ public:
             return nullptr;
         }
         const std::string& name = m_entries[m_next++].name;
-        constexpr std::size_t kNameAt = offsetof(dirent, d_name);
-        m_entry = std::make_unique<char[]>(kNameAt + name.size() + 1);
-        std::memcpy(m_entry.get() + kNameAt, name.c_str(), name.size() + 1);
+        constexpr std::size_t NameAt = offsetof(dirent, d_name);
+        m_entry = std::make_unique<char[]>(NameAt + name.size() + 1);
+        std::memcpy(m_entry.get() + NameAt, name.c_str(), name.size() + 1);
         return reinterpret_cast<dirent*>(m_entry.get());
     }
 
@@ -176,7 +176,7 @@ std::string Told(FileFind& find) {
     return text.str();
 }
 
-const std::string kNothing = "(null) size 0 type 0 times 0 0 0 room 0";
+const std::string Nothing = "(null) size 0 type 0 times 0 0 0 room 0";
 
 // The names from the first to the last one, of which something could be learned each.
 std::vector<std::string> NamesFrom(FileFind& find, const std::string& dir) {
@@ -217,11 +217,11 @@ TEST(FileFindObject, HasAVirtualDestructorAndNoCopies) {
 
 TEST(FileFindObject, TellsNothingBeforeASearch) {
     FileFind find;
-    EXPECT_EQ(kNothing, Told(find));
+    EXPECT_EQ(Nothing, Told(find));
     EXPECT_EQ(nullptr, find.GetFileName());
     EXPECT_FALSE(find.FindNext());
     find.FindClose();
-    EXPECT_EQ(kNothing, Told(find));
+    EXPECT_EQ(Nothing, Told(find));
 }
 
 TEST(FileFindObject, TellsNothingAfterASearch) {
@@ -229,9 +229,9 @@ TEST(FileFindObject, TellsNothingAfterASearch) {
     MakeFile(dir.File("file"), 7);
     FileFind find;
     ASSERT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
-    EXPECT_NE(kNothing, Told(find));
+    EXPECT_NE(Nothing, Told(find));
     find.FindClose();
-    EXPECT_EQ(kNothing, Told(find));
+    EXPECT_EQ(Nothing, Told(find));
     EXPECT_FALSE(find.FindNext());
     find.FindClose();
 }
@@ -259,9 +259,9 @@ TEST(FileFindConstructor, OnlyOpens) {
     {
         FileFind find(dir.Path() + "/", "*");
         EXPECT_EQ(before + 1, OpenDescriptors());
-        EXPECT_EQ(kNothing, Told(find));
+        EXPECT_EQ(Nothing, Told(find));
         EXPECT_FALSE(find.FindNext());
-        EXPECT_EQ(kNothing, Told(find));
+        EXPECT_EQ(Nothing, Told(find));
         EXPECT_FALSE(find.FindFirst(dir.Path() + "/", "*"));
         EXPECT_EQ(before + 1, OpenDescriptors());
         find.FindClose();
@@ -278,7 +278,7 @@ TEST(FileFindConstructor, OpensNothingWhereFindFirstFails) {
     const auto before = OpenDescriptors();
     FileFind find(dir.File("missing/"), "*");
     EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_EQ(kNothing, Told(find));
+    EXPECT_EQ(Nothing, Told(find));
     EXPECT_FALSE(find.FindNext());
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
     EXPECT_EQ("file", NameOf(find));
@@ -325,7 +325,7 @@ TEST(FirstEntry, FailsWithoutASeparatorAtTheEndOfTheDirectory) {
     FileFind find;
     EXPECT_FALSE(find.FindFirst(dir.Path(), "*"));
     EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_EQ(kNothing, Told(find));
+    EXPECT_EQ(Nothing, Told(find));
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
     EXPECT_EQ("file", NameOf(find));
 }
@@ -348,7 +348,7 @@ TEST(FirstEntry, IsNotFoundWhereTheDirectoryCannotBeOpened) {
     for (const std::string& path :
          {dir.File("missing/"), dir.File("file/"), dir.File("file"), std::string()}) {
         EXPECT_FALSE(find.FindFirst(path, "*")) << path;
-        EXPECT_EQ(kNothing, Told(find)) << path;
+        EXPECT_EQ(Nothing, Told(find)) << path;
     }
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
 }
@@ -359,7 +359,7 @@ TEST(FirstEntry, IsNotFoundInAnEmptyDirectory) {
     FileFind find;
     EXPECT_FALSE(find.FindFirst(dir.Path() + "/", "*"));
     EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_EQ(kNothing, Told(find));
+    EXPECT_EQ(Nothing, Told(find));
     EXPECT_FALSE(find.FindNext());
     MakeFile(dir.File("file"));
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
@@ -370,7 +370,7 @@ TEST(FirstEntry, FailsTheSearchWhenItIsALinkThatLeadsNowhere) {
     FileFind find;
     EXPECT_FALSE(find.FindFirst("/x/", "*"));
     EXPECT_EQ(1, directory.closes);
-    EXPECT_EQ(kNothing, Told(find));
+    EXPECT_EQ(Nothing, Told(find));
     EXPECT_FALSE(find.FindNext());
     EXPECT_FALSE(find.FindFirst("/x/", "*"));
     EXPECT_EQ(2, directory.closes);
@@ -566,9 +566,9 @@ TEST(EntryTimes, TruncateTheFractionTowardZero) {
 }
 
 TEST(EntryTimes, WrapBeyond64Bits) {
-    constexpr time_t kMany = LLONG_MAX / 1000 + 1; // one second too many
+    constexpr time_t Many = LLONG_MAX / 1000 + 1; // one second too many
     EXPECT_EQ((Times{LLONG_MIN + 192, LLONG_MIN + 193, 807}),
-              TimesOfPretended(Stamps({0, 0}, {0, 807000000}, {kMany, 1000000})));
+              TimesOfPretended(Stamps({0, 0}, {0, 807000000}, {Many, 1000000})));
 }
 
 // What stat says of the path, as the entry's times should come from it.

@@ -35,9 +35,9 @@ using VornTest::TempDir;
 
 namespace {
 
-constexpr unsigned int kRead = 0x80000000;
-constexpr unsigned int kWrite = 0x40000000;
-constexpr unsigned int kReadWrite = 0xC0000000;
+constexpr unsigned int ReadAccess = 0x80000000;
+constexpr unsigned int WriteAccess = 0x40000000;
+constexpr unsigned int ReadWriteAccess = 0xC0000000;
 
 struct OpenCall {
     std::string path;
@@ -264,7 +264,7 @@ class OpenedFile : public testing::Test {
 protected:
     void SetUp() override {
         WriteFile(path, "0123456789");
-        ASSERT_TRUE(file.Open(path, kReadWrite, 3, 4));
+        ASSERT_TRUE(file.Open(path, ReadWriteAccess, 3, 4));
     }
 
     TempDir dir;
@@ -355,7 +355,7 @@ TEST(FileIoHandle, CloseDoesNothingWhenClosed) {
 
 TEST_F(OpenedFile, ClosesItsDescriptorOnce) {
     Platform platform;
-    ASSERT_TRUE(file.Open(path, kRead, 3, 4));
+    ASSERT_TRUE(file.Open(path, ReadAccess, 3, 4));
     platform.closes.clear();
     file.Close();
     EXPECT_FALSE(file.IsOpened());
@@ -366,7 +366,7 @@ TEST_F(OpenedFile, ClosesItsDescriptorOnce) {
 TEST_F(OpenedFile, IsClosedAlsoWhenTheSystemReportsAFailedClose) {
     Platform platform;
     platform.close = {std::nullopt};
-    ASSERT_TRUE(file.Open(path, kRead, 3, 4));
+    ASSERT_TRUE(file.Open(path, ReadAccess, 3, 4));
     platform.close = {Answer{-1, EIO}};
     errno = EDOM;
     file.Close();
@@ -379,7 +379,7 @@ TEST_F(OpenedFile, IsClosedByItsDestructor) {
     const int before = OpenDescriptors();
     {
         const std::unique_ptr<Vorn::FileIo> other(new Vorn::FileIo);
-        ASSERT_TRUE(other->Open(path, kRead, 3, 4));
+        ASSERT_TRUE(other->Open(path, ReadAccess, 3, 4));
         EXPECT_EQ(before + 1, OpenDescriptors());
     }
     EXPECT_EQ(before, OpenDescriptors());
@@ -400,7 +400,7 @@ TEST_F(OpenedFile, NeverTellsItsPath) {
 TEST_F(OpenedFile, IsClosedBeforeItIsOpenedAnew) {
     Platform platform;
     WriteFile(dir.File("other"), "other");
-    ASSERT_TRUE(file.Open(dir.File("other"), kRead, 3, 4));
+    ASSERT_TRUE(file.Open(dir.File("other"), ReadAccess, 3, 4));
     ASSERT_EQ(1U, platform.closes.size());
     std::array<char, 8> buffer{};
     EXPECT_EQ(5U, file.Read(buffer.data(), 8));
@@ -410,9 +410,9 @@ TEST_F(OpenedFile, IsClosedBeforeItIsOpenedAnew) {
 TEST_F(OpenedFile, StaysClosedAfterEveryFailedOpen) {
     struct {
         unsigned int access, disposition;
-    } const failing[] = {{0, 4}, {kRead, 0}, {kRead, 4}};
+    } const failing[] = {{0, 4}, {ReadAccess, 0}, {ReadAccess, 4}};
     for (const auto& words : failing) {
-        ASSERT_TRUE(file.Open(path, kRead, 3, 4));
+        ASSERT_TRUE(file.Open(path, ReadAccess, 3, 4));
         const int before = OpenDescriptors();
         bool opened = true;
         Printed(
@@ -433,7 +433,7 @@ struct Attempts {
 };
 
 // By disposition; the index is the word's lowest three bits.
-const std::array<std::optional<Attempts>, 8> kAttempts = {
+const std::array<std::optional<Attempts>, 8> AttemptsByDisposition = {
     std::nullopt,
     Attempts{O_CREAT | O_EXCL, O_CREAT | O_EXCL, O_CREAT | O_EXCL},
     Attempts{O_CREAT | O_TRUNC, O_CREAT | O_TRUNC | O_EXCL, O_CREAT | O_TRUNC},
@@ -449,20 +449,20 @@ struct Access {
     int mode;
 };
 
-const std::array<Access, 6> kAccesses = {{{kRead, O_RDONLY},
-                                          {kWrite, O_WRONLY},
-                                          {kReadWrite, O_RDWR},
-                                          {kRead | 0x3FFFFFFF, O_RDONLY},
-                                          {kWrite | 0x00000001, O_WRONLY},
-                                          {0xFFFFFFFF, O_RDWR}}};
+const std::array<Access, 6> Accesses = {{{ReadAccess, O_RDONLY},
+                                         {WriteAccess, O_WRONLY},
+                                         {ReadWriteAccess, O_RDWR},
+                                         {ReadAccess | 0x3FFFFFFF, O_RDONLY},
+                                         {WriteAccess | 0x00000001, O_WRONLY},
+                                         {0xFFFFFFFF, O_RDWR}}};
 
 // Disposition words that ask for truncation without write access are a mistake of the caller.
 bool IsMistake(unsigned int access, unsigned int disposition) {
-    return (disposition & 5) == 5 && (access & kWrite) == 0;
+    return (disposition & 5) == 5 && (access & WriteAccess) == 0;
 }
 
 std::vector<OpenCall> Expected(const Access& access, unsigned int share, unsigned int disposition) {
-    const Attempts& attempts = kAttempts.at(disposition & 7).value();
+    const Attempts& attempts = AttemptsByDisposition.at(disposition & 7).value();
     std::vector<OpenCall> calls = {{"some/path", access.mode | attempts.first, 0600}};
     const std::optional<int> second = (share & 3) == 3 ? attempts.shared : attempts.unshared;
     if (second)
@@ -483,7 +483,7 @@ void CheckAttempts(const Access& access, unsigned int share, unsigned int dispos
 }
 
 void CheckAttempts(unsigned int disposition) {
-    for (const Access& access : kAccesses) {
+    for (const Access& access : Accesses) {
         if (IsMistake(access.word, disposition))
             continue;
         for (const unsigned int share : {0U, 1U, 2U, 3U, 4U, 7U, 0xFFFFFFFCU, 0xFFFFFFFFU})
@@ -513,7 +513,7 @@ TEST_P(FileIoAttempts, AreNoMoreThanOneWhenTheFirstSucceeds) {
         platform.close = {Answer{0}};
         Vorn::FileIo file;
         bool result = false;
-        EXPECT_EQ("", Printed([&] { result = file.Open("p", kWrite, share, GetParam()); }));
+        EXPECT_EQ("", Printed([&] { result = file.Open("p", WriteAccess, share, GetParam()); }));
         EXPECT_TRUE(result);
         EXPECT_TRUE(file.IsOpened());
         EXPECT_EQ(1U, platform.opens.size());
@@ -534,7 +534,7 @@ TEST_P(FileIoSecondAttempt, SucceedsSilentlyAfterAFailedFirst) {
     platform.open = {Answer{-1, EACCES}, Answer{77}};
     Vorn::FileIo file;
     bool result = false;
-    EXPECT_EQ("", Printed([&] { result = file.Open("p", kRead, 0, GetParam()); }));
+    EXPECT_EQ("", Printed([&] { result = file.Open("p", ReadAccess, 0, GetParam()); }));
     EXPECT_TRUE(result);
     platform.closes.clear();
     platform.close = {Answer{0}};
@@ -546,7 +546,7 @@ TEST_P(FileIoSecondAttempt, MayYieldDescriptorZero) {
     Platform platform;
     platform.open = {Answer{-1, EACCES}, Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", kRead, 0, GetParam()));
+    EXPECT_TRUE(file.Open("p", ReadAccess, 0, GetParam()));
     EXPECT_TRUE(file.IsOpened());
     EXPECT_THAT(platform.closes, IsEmpty());
     platform.close = {Answer{0}};
@@ -559,7 +559,7 @@ TEST_P(FileIoSecondAttempt, ReplacesDescriptorZeroOfTheFirst) {
     platform.open = {Answer{0}, Answer{77}};
     platform.close = {Answer{0}, Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", kRead, 0, GetParam()));
+    EXPECT_TRUE(file.Open("p", ReadAccess, 0, GetParam()));
     EXPECT_EQ(2U, platform.opens.size());
     EXPECT_THAT(platform.closes, ElementsAre(0));
     file.Close();
@@ -574,7 +574,7 @@ TEST_P(FileIoSecondAttempt, DecidesTheFailureAfterDescriptorZero) {
     bool result = true;
     int error = 0;
     EXPECT_EQ("[FileIo] Open : Always existing.\r\n", Printed([&] {
-                  result = file.Open("p", kRead, 0, GetParam());
+                  result = file.Open("p", ReadAccess, 0, GetParam());
                   error = errno;
               }));
     EXPECT_FALSE(result);
@@ -589,7 +589,7 @@ TEST_P(FileIoSecondAttempt, KeepsDescriptorZeroWhenItYieldsItAnew) {
     platform.open = {Answer{0}, Answer{0}};
     platform.close = {Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", kRead, 0, GetParam()));
+    EXPECT_TRUE(file.Open("p", ReadAccess, 0, GetParam()));
     EXPECT_THAT(platform.closes, IsEmpty());
     file.Close();
     EXPECT_THAT(platform.closes, ElementsAre(0));
@@ -601,7 +601,7 @@ TEST(FileIoOpen, AcceptsDescriptorZeroWhereThereIsNoSecondAttempt) {
         platform.open = {Answer{0}};
         platform.close = {Answer{0}};
         Vorn::FileIo file;
-        EXPECT_TRUE(file.Open("p", kWrite, 0, disposition));
+        EXPECT_TRUE(file.Open("p", WriteAccess, 0, disposition));
         EXPECT_TRUE(file.IsOpened());
         EXPECT_EQ(1U, platform.opens.size());
         EXPECT_THAT(platform.closes, IsEmpty());
@@ -637,7 +637,7 @@ private:
 TEST_F(WithoutStandardInput, ASharedFileOpensWithAnotherDescriptor) {
     Vorn::FileIo file;
     Platform platform;
-    ASSERT_TRUE(file.Open(dir.File("file"), kWrite, 3, 2));
+    ASSERT_TRUE(file.Open(dir.File("file"), WriteAccess, 3, 2));
     EXPECT_EQ(0, platform.opened.at(0));
     EXPECT_LT(0, platform.opened.at(1));
     EXPECT_TRUE(IsZeroFree());
@@ -652,7 +652,7 @@ TEST_F(WithoutStandardInput, MakingAFileFailsAndLeavesIt) {
         Vorn::FileIo file;
         bool result = true;
         EXPECT_EQ("[FileIo] Open : Always existing.\r\n",
-                  Printed([&] { result = file.Open(path, kWrite, 0, disposition); }));
+                  Printed([&] { result = file.Open(path, WriteAccess, 0, disposition); }));
         EXPECT_FALSE(result);
         EXPECT_TRUE(std::filesystem::exists(path));
         EXPECT_TRUE(IsZeroFree());
@@ -662,7 +662,7 @@ TEST_F(WithoutStandardInput, MakingAFileFailsAndLeavesIt) {
 TEST_F(WithoutStandardInput, AnExistingFileOpensAsDescriptorZero) {
     WriteFile(dir.File("file"), "text");
     Vorn::FileIo file;
-    ASSERT_TRUE(file.Open(dir.File("file"), kRead, 0, 4));
+    ASSERT_TRUE(file.Open(dir.File("file"), ReadAccess, 0, 4));
     EXPECT_FALSE(IsZeroFree());
     EXPECT_TRUE(file.IsOpened());
     file.Close();
@@ -686,7 +686,7 @@ protected:
 
 TEST_F(FileIoDisposition, MakesAFileForItsOwnerOnly) {
     const mode_t mask = umask(0);
-    const std::string output = OpenAndListen(kWrite, 0, 1);
+    const std::string output = OpenAndListen(WriteAccess, 0, 1);
     umask(mask);
     EXPECT_EQ("", output);
     EXPECT_TRUE(opened);
@@ -698,7 +698,7 @@ TEST_F(FileIoDisposition, MakesAFileForItsOwnerOnly) {
 
 TEST_F(FileIoDisposition, OneRefusesAnExistingFile) {
     WriteFile(path, "text");
-    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(kReadWrite, 3, 1));
+    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(ReadWriteAccess, 3, 1));
     EXPECT_FALSE(opened);
     EXPECT_EQ("text", TextOf(path));
 }
@@ -706,7 +706,7 @@ TEST_F(FileIoDisposition, OneRefusesAnExistingFile) {
 TEST_F(FileIoDisposition, TwoAndThreeEmptyAnExistingFile) {
     for (const unsigned int disposition : {2U, 3U}) {
         WriteFile(path, "text");
-        EXPECT_EQ("", OpenAndListen(kWrite, 0, disposition));
+        EXPECT_EQ("", OpenAndListen(WriteAccess, 0, disposition));
         EXPECT_TRUE(opened);
         EXPECT_EQ("", TextOf(path));
     }
@@ -715,7 +715,7 @@ TEST_F(FileIoDisposition, TwoAndThreeEmptyAnExistingFile) {
 TEST_F(FileIoDisposition, TwoAndThreeEmptyAFileThatIsOnlyRead) {
     for (const unsigned int disposition : {2U, 3U}) {
         WriteFile(path, "text");
-        EXPECT_EQ("", OpenAndListen(kRead, 0, disposition));
+        EXPECT_EQ("", OpenAndListen(ReadAccess, 0, disposition));
         EXPECT_TRUE(opened);
         EXPECT_EQ("", TextOf(path));
     }
@@ -723,7 +723,7 @@ TEST_F(FileIoDisposition, TwoAndThreeEmptyAFileThatIsOnlyRead) {
 
 TEST_F(FileIoDisposition, FourKeepsAnExistingFile) {
     WriteFile(path, "text");
-    EXPECT_EQ("", OpenAndListen(kReadWrite, 0, 4));
+    EXPECT_EQ("", OpenAndListen(ReadWriteAccess, 0, 4));
     EXPECT_TRUE(opened);
     EXPECT_EQ("text", TextOf(path));
 }
@@ -731,23 +731,23 @@ TEST_F(FileIoDisposition, FourKeepsAnExistingFile) {
 TEST_F(FileIoDisposition, OpensAFileThatAnotherHandleDoesNotShare) {
     WriteFile(path, "text");
     Vorn::FileIo other;
-    ASSERT_TRUE(other.Open(path, kReadWrite, 0, 4));
-    EXPECT_EQ("", OpenAndListen(kReadWrite, 0, 4));
+    ASSERT_TRUE(other.Open(path, ReadWriteAccess, 0, 4));
+    EXPECT_EQ("", OpenAndListen(ReadWriteAccess, 0, 4));
     EXPECT_TRUE(opened);
 }
 
 TEST_F(FileIoDisposition, FourRefusesAMissingFile) {
-    EXPECT_EQ("[FileIo] Open : Not found.\r\n", OpenAndListen(kRead, 0, 4));
+    EXPECT_EQ("[FileIo] Open : Not found.\r\n", OpenAndListen(ReadAccess, 0, 4));
     EXPECT_FALSE(opened);
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST_F(FileIoDisposition, FiveMakesAFileAndRefusesAnExistingOne) {
-    EXPECT_EQ("", OpenAndListen(kWrite, 0, 5));
+    EXPECT_EQ("", OpenAndListen(WriteAccess, 0, 5));
     EXPECT_TRUE(opened);
     file.Close();
     WriteFile(path, "text");
-    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(kWrite, 3, 5));
+    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(WriteAccess, 3, 5));
     EXPECT_FALSE(opened);
     EXPECT_EQ("text", TextOf(path));
 }
@@ -755,14 +755,14 @@ TEST_F(FileIoDisposition, FiveMakesAFileAndRefusesAnExistingOne) {
 TEST_F(FileIoDisposition, TheCauseOfTheFirstAttemptIsLostUnlessSharedForBoth) {
     Platform platform;
     platform.open = {Answer{-1, EACCES}, Answer{-1, EEXIST}};
-    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(kWrite, 1, 2));
+    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(WriteAccess, 1, 2));
     platform.open = {Answer{-1, EACCES}, Answer{-1, EACCES}};
-    EXPECT_EQ("[FileIo] Open : Access Denied\r\n", OpenAndListen(kWrite, 3, 2));
+    EXPECT_EQ("[FileIo] Open : Access Denied\r\n", OpenAndListen(WriteAccess, 3, 2));
 }
 
 TEST_F(FileIoDisposition, LetsExecutedProgramsInheritTheDescriptor) {
     Platform platform;
-    ASSERT_TRUE(file.Open(path, kWrite, 0, 2));
+    ASSERT_TRUE(file.Open(path, WriteAccess, 0, 2));
     EXPECT_EQ(0, fcntl(platform.opened.front(), F_GETFD) & FD_CLOEXEC);
 }
 
@@ -780,7 +780,7 @@ protected:
         bool opened = true;
         int after = 0;
         std::string line = Printed([&] {
-            opened = file.Open("p", kRead, 0, 4);
+            opened = file.Open("p", ReadAccess, 0, 4);
             after = errno;
         });
         EXPECT_FALSE(opened);
@@ -826,7 +826,7 @@ TEST_F(FileIoFailure, OfTheSystemIsNotTriedAgainWhenInterrupted) {
     platform.open = {Answer{-1, EINTR}};
     Vorn::FileIo file;
     bool opened = true;
-    Printed([&] { opened = file.Open("p", kRead, 0, 4); });
+    Printed([&] { opened = file.Open("p", ReadAccess, 0, 4); });
     EXPECT_FALSE(opened);
     EXPECT_EQ(1U, platform.opens.size());
 }
@@ -858,7 +858,7 @@ Refusal Refuse(Vorn::FileIo& file, unsigned int access, unsigned int disposition
 TEST_F(FileIoFailure, OfAMissingDispositionIsNotSupported) {
     for (const unsigned int disposition : {0U, 8U, 0xFFFFFFF8U}) {
         Vorn::FileIo file;
-        const Refusal refusal = Refuse(file, kRead, disposition);
+        const Refusal refusal = Refuse(file, ReadAccess, disposition);
         EXPECT_EQ("[FileIo] Open : Invalid Parameter, Creation Disposition Miss.\r\n",
                   refusal.line);
         EXPECT_EQ(EOPNOTSUPP, refusal.error);
@@ -897,7 +897,7 @@ TEST(FileIoDeathTest, StopsAtTruncationWithoutWriteAccess) {
     Vorn::FileIo file;
     for (const unsigned int disposition : {5U, 7U, 13U}) {
         EXPECT_DEATH(
-            file.Open("p", kRead, 3, disposition),
+            file.Open("p", ReadAccess, 3, disposition),
             testing::AllOf(
                 HasSubstr("Bases/Impl/FileIo_posix.cpp:"), HasSubstr("bool Vorn::FileIo::Open("),
                 HasSubstr("`(((nDesiredAccess)&((0x40000000L)))==((0x40000000L)))' failed")));
@@ -909,7 +909,7 @@ TEST(FileIoOpen, TruncatesWithoutWriteAccessWhereAssertionsAreCompiledOut) {
     platform.open = {Answer{77}};
     platform.close = {Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", kRead, 3, 5));
+    EXPECT_TRUE(file.Open("p", ReadAccess, 3, 5));
     EXPECT_THAT(platform.opens, ElementsAre(OpenCall{"p", O_CREAT | O_EXCL | O_TRUNC, 0600}));
     file.Close();
 }
@@ -975,9 +975,9 @@ TEST_F(OpenedFile, GivesZeroForAFailedTransferAndDoesNotTryAgain) {
 
 TEST_F(OpenedFile, GivesZeroForATransferThatItsAccessDoesNotAllow) {
     char byte = 'x';
-    ASSERT_TRUE(file.Open(path, kRead, 0, 4));
+    ASSERT_TRUE(file.Open(path, ReadAccess, 0, 4));
     EXPECT_EQ("", Printed([&] { EXPECT_EQ(0U, file.Write(&byte, 1)); }));
-    ASSERT_TRUE(file.Open(path, kWrite, 0, 4));
+    ASSERT_TRUE(file.Open(path, WriteAccess, 0, 4));
     EXPECT_EQ("", Printed([&] { EXPECT_EQ(0U, file.Read(&byte, 1)); }));
     EXPECT_EQ("0123456789", TextOf(path));
 }
@@ -991,7 +991,8 @@ TEST_F(OpenedFile, GivesZeroForATransferWithoutABuffer) {
 TEST(FileIoPipe, GivesWhatIsThereAlthoughMoreWasAsked) {
     const TempDir dir;
     Vorn::FileIo file;
-    ASSERT_TRUE(file.Open(Fifo(dir), kReadWrite, 3, 4)); // for both, so that opening does not wait
+    // For both, so that opening does not wait.
+    ASSERT_TRUE(file.Open(Fifo(dir), ReadWriteAccess, 3, 4));
     char text[] = "hello";
     EXPECT_EQ(5U, file.Write(text, 5));
     std::array<char, 100> buffer{};
@@ -1032,11 +1033,11 @@ TEST_F(OpenedFile, SeeksFromTheEndBackwards) {
 }
 
 TEST_F(OpenedFile, CountsPositionsInSixtyFourBits) {
-    constexpr long long kFar = 5'000'000'000;
-    EXPECT_EQ(kFar, file.SeekFromBegin(kFar));
-    EXPECT_EQ(kFar, file.Tell());
-    EXPECT_EQ(kFar + 1, file.Seek(1, 1));
-    EXPECT_EQ(kFar + 10, file.SeekFromEnd(-kFar));
+    constexpr long long Far = 5'000'000'000;
+    EXPECT_EQ(Far, file.SeekFromBegin(Far));
+    EXPECT_EQ(Far, file.Tell());
+    EXPECT_EQ(Far + 1, file.Seek(1, 1));
+    EXPECT_EQ(Far + 10, file.SeekFromEnd(-Far));
 }
 
 TEST_F(OpenedFile, StaysWhereItIsWhenASeekFails) {
@@ -1126,7 +1127,7 @@ TEST(FileIoPosition, OfAClosedHandleIsAskedOfTheSystemByTheOthers) {
 TEST(FileIoPipe, HasNoPositionAndNoLength) {
     const TempDir dir;
     Vorn::FileIo file;
-    ASSERT_TRUE(file.Open(Fifo(dir), kReadWrite, 3, 4));
+    ASSERT_TRUE(file.Open(Fifo(dir), ReadWriteAccess, 3, 4));
     const int before = OpenDescriptors();
     EXPECT_EQ("", Printed([&] {
                   EXPECT_EQ(0, file.Seek(1, 0));

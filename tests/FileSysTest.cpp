@@ -208,7 +208,7 @@ private:
 class Unprivileged {
 public:
     Unprivileged() : m_before(geteuid()) {
-        if (m_before == 0 && seteuid(kNobody) != 0)
+        if (m_before == 0 && seteuid(Nobody) != 0)
             m_failed = true;
     }
     ~Unprivileged() {
@@ -221,8 +221,8 @@ public:
     /// True in containers whose superuser cannot become anybody else.
     bool Failed() const { return m_failed; }
 
-    static constexpr uid_t kNobody = 65534;
-    static constexpr const char* kWhyFailed = "the superuser cannot become another user here";
+    static constexpr uid_t Nobody = 65534;
+    static constexpr const char* WhyFailed = "the superuser cannot become another user here";
 
 private:
     uid_t m_before;
@@ -249,7 +249,7 @@ struct ExtensionCase {
     const char* extension; // null for none
 };
 
-constexpr ExtensionCase kExtensions[] = {
+constexpr ExtensionCase Extensions[] = {
     {"archive.tar.gz", ".gz"},
     {"dir.d/file", ".d/file"},
     {"README", nullptr},
@@ -264,7 +264,7 @@ constexpr ExtensionCase kExtensions[] = {
 };
 
 TEST(FileExtension, BeginsAtTheLastDotOfTheWholePath) {
-    for (const ExtensionCase& item : kExtensions) {
+    for (const ExtensionCase& item : Extensions) {
         const std::string path = item.path;
         EXPECT_STREQ(item.extension, FileSys::GetFileExt(path)) << path;
         EXPECT_STREQ(item.extension, FileSys::GetFileExt(item.path)) << path;
@@ -310,17 +310,17 @@ TEST(FileExtension, MayReplaceThePath) {
 // anything; what cannot be opened leaves the size alone and prints FileIo's line; no descriptor
 // stays open.
 
-constexpr unsigned long long kUntouched = 0xABCDEF;
+constexpr unsigned long long Untouched = 0xABCDEF;
 
 // What is printed when the file cannot be measured; "measured" or "size changed" if that goes wrong.
 std::string LineOfFailure(const std::string& path) {
     const Deadline deadline;
-    unsigned long long size = kUntouched;
+    unsigned long long size = Untouched;
     bool measured = true;
     std::string line = StdoutOf([&] { measured = FileSys::GetFileSize(path, size); });
     if (measured)
         return "measured";
-    return size == kUntouched ? line : "size changed";
+    return size == Untouched ? line : "size changed";
 }
 
 TEST(FileSize, IsTheLengthInBytes) {
@@ -328,7 +328,7 @@ TEST(FileSize, IsTheLengthInBytes) {
     const std::string path = dir.File("file");
     for (const std::size_t length : {0U, 1U, 511U, 4096U, 100000U}) {
         WriteFile(path, std::string(length, 'x'));
-        unsigned long long size = kUntouched;
+        unsigned long long size = Untouched;
         EXPECT_TRUE(FileSys::GetFileSize(path, size));
         EXPECT_EQ(length, size);
     }
@@ -395,7 +395,7 @@ TEST(FileSize, NeedsNoPermissionToWrite) {
     ASSERT_EQ(0, chmod(path.c_str(), 0444));
     const Unprivileged unprivileged;
     if (unprivileged.Failed())
-        GTEST_SKIP() << Unprivileged::kWhyFailed;
+        GTEST_SKIP() << Unprivileged::WhyFailed;
     unsigned long long size = 0;
     EXPECT_TRUE(FileSys::GetFileSize(path, size));
     EXPECT_EQ(7U, size);
@@ -409,7 +409,7 @@ TEST(FileSize, NeedsThePermissionToRead) {
     ASSERT_EQ(0, chmod(path.c_str(), 0));
     const Unprivileged unprivileged;
     if (unprivileged.Failed())
-        GTEST_SKIP() << Unprivileged::kWhyFailed;
+        GTEST_SKIP() << Unprivileged::WhyFailed;
     EXPECT_EQ("[FileIo] Open : Access Denied\r\n", LineOfFailure(path));
 }
 
@@ -456,7 +456,7 @@ TEST(FileSize, OfASocketFails) {
 }
 
 TEST(FileSize, OfADeviceWithoutLengthIsZero) {
-    unsigned long long size = kUntouched;
+    unsigned long long size = Untouched;
     EXPECT_TRUE(FileSys::GetFileSize("/dev/null", size));
     EXPECT_EQ(0U, size);
 }
@@ -726,7 +726,7 @@ protected:
         return copied;
     }
 
-    static constexpr std::size_t kPart = 1024;
+    static constexpr std::size_t Part = 1024;
 
     Deadline deadline;
     TempDir dir;
@@ -748,13 +748,13 @@ TEST_F(Copying, GivesTheSameBytesWhateverTheLength) {
 }
 
 TEST_F(Copying, GivesTheSameBytesOf100Megabytes) {
-    constexpr std::uint64_t kBlocks = 100;
+    constexpr std::uint64_t Blocks = 100;
     std::string block = Bytes(1U << 20);
     const auto number = [&block](std::uint64_t index) {
         std::copy_n(reinterpret_cast<const char*>(&index), sizeof(index), block.begin());
     };
     std::ofstream out(from, std::ios::binary);
-    for (std::uint64_t index = 0; index < kBlocks; ++index) {
+    for (std::uint64_t index = 0; index < Blocks; ++index) {
         number(index);
         out << block;
     }
@@ -763,7 +763,7 @@ TEST_F(Copying, GivesTheSameBytesOf100Megabytes) {
     EXPECT_TRUE(Copy());
     std::ifstream in(to, std::ios::binary);
     std::string copied(block.size(), '\0');
-    for (std::uint64_t index = 0; index < kBlocks; ++index) {
+    for (std::uint64_t index = 0; index < Blocks; ++index) {
         number(index);
         ASSERT_TRUE(in.read(copied.data(), static_cast<std::streamsize>(copied.size())).good());
         ASSERT_TRUE(block == copied) << index;
@@ -864,11 +864,11 @@ TEST_F(Copying, KeepsTheCopyWhereTheProcessMayNotGiveItAway) {
     {
         const Unprivileged unprivileged;
         if (unprivileged.Failed())
-            GTEST_SKIP() << Unprivileged::kWhyFailed;
+            GTEST_SKIP() << Unprivileged::WhyFailed;
         EXPECT_TRUE(Copy());
     }
     EXPECT_EQ("text", TextOf(to));
-    EXPECT_EQ(Unprivileged::kNobody, StatusOf(to).st_uid);
+    EXPECT_EQ(Unprivileged::Nobody, StatusOf(to).st_uid);
 }
 
 TEST_F(Copying, LeavesTheTimesToTheSystemAndDoesNotWaitForTheDisk) {
@@ -934,7 +934,7 @@ TEST_F(Copying, FailsForASourceThatMayNotBeRead) {
     ASSERT_EQ(0, chmod(from.c_str(), 0));
     const Unprivileged unprivileged;
     if (unprivileged.Failed())
-        GTEST_SKIP() << Unprivileged::kWhyFailed;
+        GTEST_SKIP() << Unprivileged::WhyFailed;
     EXPECT_FALSE(Copy());
     EXPECT_FALSE(IsThere(to));
 }
@@ -957,7 +957,7 @@ TEST_F(Copying, FailsWhenNothingIsKnownOfTheSource) {
 }
 
 TEST_F(Copying, ReadsPartsIntoABufferThatIsZeroAtFirst) {
-    WriteFile(from, Bytes(kPart + 1));
+    WriteFile(from, Bytes(Part + 1));
     std::vector<size_t> sizes;
     std::string first;
     seams.read = [&](int descriptor, void* buffer, size_t size) {
@@ -967,8 +967,8 @@ TEST_F(Copying, ReadsPartsIntoABufferThatIsZeroAtFirst) {
         return __real_read(descriptor, buffer, size);
     };
     EXPECT_TRUE(Copy());
-    EXPECT_THAT(sizes, ElementsAre(kPart, kPart, kPart));
-    EXPECT_EQ(std::string(kPart, '\0'), first);
+    EXPECT_THAT(sizes, ElementsAre(Part, Part, Part));
+    EXPECT_EQ(std::string(Part, '\0'), first);
 }
 
 TEST_F(Copying, CopiesWhatAShortReadGives) {
@@ -984,7 +984,7 @@ TEST_F(Copying, CopiesWhatAShortReadGives) {
 }
 
 TEST_F(Copying, EndsAtAReadErrorAsAtTheEndOfTheFile) {
-    const std::string bytes = Bytes(10 * kPart);
+    const std::string bytes = Bytes(10 * Part);
     WriteFile(from, bytes);
     int reads = 0;
     seams.read = [&reads](int descriptor, void* buffer, size_t size) -> ssize_t {
@@ -992,11 +992,11 @@ TEST_F(Copying, EndsAtAReadErrorAsAtTheEndOfTheFile) {
     };
     EXPECT_TRUE(Copy());
     EXPECT_EQ(3, reads);
-    EXPECT_EQ(bytes.substr(0, 2 * kPart), TextOf(to));
+    EXPECT_EQ(bytes.substr(0, 2 * Part), TextOf(to));
 }
 
 TEST_F(Copying, LosesWhatAWriteDoesNotTakeAndGoesOn) {
-    const std::string bytes = Bytes(4 * kPart);
+    const std::string bytes = Bytes(4 * Part);
     WriteFile(from, bytes);
     int writes = 0;
     seams.write = [&writes](int descriptor, const void* buffer, size_t size) -> ssize_t {
@@ -1011,7 +1011,7 @@ TEST_F(Copying, LosesWhatAWriteDoesNotTakeAndGoesOn) {
     };
     EXPECT_TRUE(Copy());
     EXPECT_EQ(4, writes);
-    EXPECT_EQ(bytes.substr(0, kPart) + bytes.substr(2 * kPart, 100) + bytes.substr(3 * kPart),
+    EXPECT_EQ(bytes.substr(0, Part) + bytes.substr(2 * Part, 100) + bytes.substr(3 * Part),
               TextOf(to));
 }
 
@@ -1036,15 +1036,15 @@ private:
 };
 
 TEST_F(Copying, ToAFullTargetSucceedsAndLeavesWhatFits) {
-    const std::string bytes = Bytes(64 * kPart);
+    const std::string bytes = Bytes(64 * Part);
     WriteFile(from, bytes);
     bool copied = false;
     {
-        const FileSizeLimit limit(10 * kPart + 300);
+        const FileSizeLimit limit(10 * Part + 300);
         copied = FileSys::CopyFile(from, to);
     }
     EXPECT_TRUE(copied);
-    EXPECT_EQ(bytes.substr(0, 10 * kPart + 300), TextOf(to));
+    EXPECT_EQ(bytes.substr(0, 10 * Part + 300), TextOf(to));
 }
 
 TEST_F(Copying, MakesATargetThatTakesNothing) {

@@ -15,13 +15,13 @@ static_assert(sizeof(off_t) == sizeof(long long), "files beyond 2 GB need 64-bit
 
 namespace {
 
-constexpr unsigned int kAccessRead = 0x80000000;
-constexpr unsigned int kAccessWrite = 0x40000000;
-constexpr unsigned int kShareReadWrite = 0x3;
-constexpr unsigned int kCreateExclusive = 0x1;
-constexpr unsigned int kCreateTruncating = 0x2;
-constexpr unsigned int kExistingOnly = 0x4;
-constexpr mode_t kCreatedMode = 0600;
+constexpr unsigned int AccessRead = 0x80000000;
+constexpr unsigned int AccessWrite = 0x40000000;
+constexpr unsigned int ShareReadWrite = 0x3;
+constexpr unsigned int CreateExclusive = 0x1;
+constexpr unsigned int CreateTruncating = 0x2;
+constexpr unsigned int ExistingOnly = 0x4;
+constexpr mode_t CreatedMode = 0600;
 
 // Hosts look at errno after a failed operation, so telling of the failure and cleaning up after it
 // must not replace its cause.
@@ -49,20 +49,20 @@ void CloseDescriptor(int descriptor) {
 bool HasAll(unsigned int word, unsigned int bits) { return (word & bits) == bits; }
 
 int DispositionFlags(unsigned int nCreationDisposition) {
-    if (HasAll(nCreationDisposition, kCreateTruncating))
+    if (HasAll(nCreationDisposition, CreateTruncating))
         return O_CREAT | O_TRUNC;
-    if (HasAll(nCreationDisposition, kCreateExclusive))
+    if (HasAll(nCreationDisposition, CreateExclusive))
         return O_CREAT | O_EXCL;
     return 0;
 }
 
 // Returns -1 for a word that asks for no access.
 int AccessMode(unsigned int nDesiredAccess) {
-    if (HasAll(nDesiredAccess, kAccessRead | kAccessWrite))
+    if (HasAll(nDesiredAccess, AccessRead | AccessWrite))
         return O_RDWR;
-    if (HasAll(nDesiredAccess, kAccessWrite))
+    if (HasAll(nDesiredAccess, AccessWrite))
         return O_WRONLY;
-    if (HasAll(nDesiredAccess, kAccessRead))
+    if (HasAll(nDesiredAccess, AccessRead))
         return O_RDONLY;
     return -1;
 }
@@ -70,9 +70,9 @@ int AccessMode(unsigned int nDesiredAccess) {
 // The first attempt has failed, for the callers' purposes, also when it gave descriptor 0. That one
 // is closed only after the second attempt, which would otherwise be given it again.
 int OpenAgain(const char* path, int flags, unsigned int nShareMode, int first) {
-    if (!HasAll(nShareMode, kShareReadWrite))
+    if (!HasAll(nShareMode, ShareReadWrite))
         flags |= O_EXCL;
-    const int second = open(path, flags, kCreatedMode);
+    const int second = open(path, flags, CreatedMode);
     if (first == 0 && second != first)
         CloseDescriptor(first);
     return second;
@@ -123,7 +123,7 @@ FileIo::~FileIo() { Close(); }
 bool FileIo::Open(const std::string& path, unsigned int nDesiredAccess, unsigned int nShareMode,
                   unsigned int nCreationDisposition) {
     Close();
-    if ((nCreationDisposition & (kCreateExclusive | kCreateTruncating | kExistingOnly)) == 0) {
+    if ((nCreationDisposition & (CreateExclusive | CreateTruncating | ExistingOnly)) == 0) {
         PrintLine("[FileIo] Open : Invalid Parameter, Creation Disposition Miss.\r");
         errno = EOPNOTSUPP;
         return false;
@@ -134,15 +134,15 @@ bool FileIo::Open(const std::string& path, unsigned int nDesiredAccess, unsigned
         return false;
     }
     int flags = DispositionFlags(nCreationDisposition) | accessMode;
-    if (HasAll(nCreationDisposition, kCreateExclusive | kExistingOnly)) {
+    if (HasAll(nCreationDisposition, CreateExclusive | ExistingOnly)) {
         // Spelled without spaces and names: hosts know the failed check by this very text.
         // clang-format off
         VORN_ASSERT((((nDesiredAccess)&((0x40000000L)))==((0x40000000L))));
         // clang-format on
         flags |= O_TRUNC;
     }
-    m_hFile = open(path.c_str(), flags, kCreatedMode);
-    if (m_hFile <= 0 && !HasAll(nCreationDisposition, kExistingOnly))
+    m_hFile = open(path.c_str(), flags, CreatedMode);
+    if (m_hFile <= 0 && !HasAll(nCreationDisposition, ExistingOnly))
         m_hFile = OpenAgain(path.c_str(), flags, nShareMode, m_hFile);
     if (IsOpened())
         return true;

@@ -18,23 +18,23 @@ namespace Vorn {
 
 namespace {
 
-constexpr long long kMaxFileNameSize = 1024;
+constexpr long long MaxFileNameSize = 1024;
 
 // What GetFileType answers.
-constexpr unsigned int kTypeNone = 0;
-constexpr unsigned int kTypeOther = 1;
-constexpr unsigned int kTypeFile = 2;
-constexpr unsigned int kTypeDirectory = 3;
+constexpr unsigned int TypeNone = 0;
+constexpr unsigned int TypeOther = 1;
+constexpr unsigned int TypeFile = 2;
+constexpr unsigned int TypeDirectory = 3;
 
 // The members of a status that hold its times; macOS names them its own way.
 #ifdef __APPLE__
-constexpr timespec stat::*kAccessed = &stat::st_atimespec;
-constexpr timespec stat::*kModified = &stat::st_mtimespec;
-constexpr timespec stat::*kChanged = &stat::st_ctimespec;
+constexpr timespec stat::*Accessed = &stat::st_atimespec;
+constexpr timespec stat::*Modified = &stat::st_mtimespec;
+constexpr timespec stat::*Changed = &stat::st_ctimespec;
 #else
-constexpr timespec stat::*kAccessed = &stat::st_atim;
-constexpr timespec stat::*kModified = &stat::st_mtim;
-constexpr timespec stat::*kChanged = &stat::st_ctim;
+constexpr timespec stat::*Accessed = &stat::st_atim;
+constexpr timespec stat::*Modified = &stat::st_mtim;
+constexpr timespec stat::*Changed = &stat::st_ctim;
 #endif
 
 // Some file systems keep seconds that are too many for a count of milliseconds; these wrap.
@@ -143,14 +143,14 @@ long long FileFind::GetFileSize() {
 unsigned int FileFind::GetFileType() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
-        return kTypeNone;
+        return TypeNone;
     switch (pInfo->status.st_mode & S_IFMT) {
     case S_IFREG:
-        return kTypeFile;
+        return TypeFile;
     case S_IFDIR:
-        return kTypeDirectory;
+        return TypeDirectory;
     default:
-        return kTypeOther;
+        return TypeOther;
     }
 }
 
@@ -160,24 +160,24 @@ Time FileFind::GetFileCreationTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds((pInfo->status.*kChanged).tv_sec, (pInfo->status.*kAccessed).tv_nsec);
+    return Milliseconds((pInfo->status.*Changed).tv_sec, (pInfo->status.*Accessed).tv_nsec);
 }
 
 Time FileFind::GetFileLastAccessTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds((pInfo->status.*kChanged).tv_sec, (pInfo->status.*kChanged).tv_nsec);
+    return Milliseconds((pInfo->status.*Changed).tv_sec, (pInfo->status.*Changed).tv_nsec);
 }
 
 Time FileFind::GetFileLastWriteTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds((pInfo->status.*kModified).tv_sec, (pInfo->status.*kModified).tv_nsec);
+    return Milliseconds((pInfo->status.*Modified).tv_sec, (pInfo->status.*Modified).tv_nsec);
 }
 
-long long FileFind::GetMaxFileNameSize() { return Current() == nullptr ? 0 : kMaxFileNameSize; }
+long long FileFind::GetMaxFileNameSize() { return Current() == nullptr ? 0 : MaxFileNameSize; }
 
 const FileFind::FileInfo* FileFind::Current() const {
     return m_pStream == nullptr ? nullptr : m_pInfo.get();
@@ -187,12 +187,12 @@ namespace FileSys {
 
 namespace {
 
-constexpr unsigned int kAccessRead = 0x80000000;
-constexpr unsigned int kAccessReadWrite = 0xC0000000;
-constexpr unsigned int kShareReadWrite = 3;
-constexpr unsigned int kExistingOnly = 4;
-constexpr mode_t kDirectoryMode = 0755;
-constexpr std::size_t kCopyPart = 1024;
+constexpr unsigned int AccessRead = 0x80000000;
+constexpr unsigned int AccessReadWrite = 0xC0000000;
+constexpr unsigned int ShareReadWrite = 3;
+constexpr unsigned int ExistingOnly = 4;
+constexpr mode_t DirectoryMode = 0755;
+constexpr std::size_t CopyPart = 1024;
 
 class Descriptor {
 public:
@@ -214,7 +214,7 @@ private:
 // A copy counts as done once its target is made. What the target does not take is lost: callers
 // that care compare the lengths, and no part is written twice.
 void CopyBytes(int from, int to) {
-    std::array<char, kCopyPart> part{};
+    std::array<char, CopyPart> part{};
     for (;;) {
         const ssize_t length = read(from, part.data(), part.size());
         if (length <= 0)
@@ -272,9 +272,9 @@ bool GetFileSize(const std::string& path, unsigned long long& size) {
     if (kind == S_IFIFO)
         return false;
     // A directory opens for reading although it has no length; for writing FileIo refuses it.
-    const unsigned int desiredAccess = kind == S_IFDIR ? kAccessReadWrite : kAccessRead;
+    const unsigned int desiredAccess = kind == S_IFDIR ? AccessReadWrite : AccessRead;
     FileIo file;
-    if (!file.Open(path, desiredAccess, kShareReadWrite, kExistingOnly))
+    if (!file.Open(path, desiredAccess, ShareReadWrite, ExistingOnly))
         return false;
     size = static_cast<unsigned long long>(file.GetFileSize());
     return true;
@@ -320,7 +320,7 @@ bool DeleteFile(const std::string& path) { return !path.empty() && std::remove(p
 
 bool DeleteDir(const std::string& path) { return rmdir(path.c_str()) == 0; }
 
-bool CreateDir(const std::string& path) { return mkdir(path.c_str(), kDirectoryMode) == 0; }
+bool CreateDir(const std::string& path) { return mkdir(path.c_str(), DirectoryMode) == 0; }
 
 bool IsDirectory(const std::string& path) {
     struct stat status {};
