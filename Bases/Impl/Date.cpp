@@ -37,6 +37,15 @@ unsigned long GetDaysSince1980(unsigned long year, unsigned long month, unsigned
     return days + GetLeapYearsUpTo(year - 1) - GetLeapYearsUpTo(FirstYear - 1);
 }
 
+void StepToNextMonth(unsigned long& year, unsigned long& month) {
+    if (month < 12) {
+        ++month;
+        return;
+    }
+    month = 1;
+    ++year;
+}
+
 } // namespace
 
 bool IsLeapYear(unsigned long year) {
@@ -102,12 +111,7 @@ bool GetPrevMonth(unsigned long& year, unsigned long& month) {
 bool GetNextMonth(unsigned long& year, unsigned long& month) {
     if (year == 0 || !IsMonth(month))
         return false;
-    if (month == 12) {
-        month = 1;
-        ++year;
-    } else {
-        ++month;
-    }
+    StepToNextMonth(year, month);
     return true;
 }
 
@@ -123,7 +127,7 @@ bool GetPrevDay(unsigned long& year, unsigned long& month, unsigned long& day) {
     return true;
 }
 
-// Year 0 is no obstacle here, so the step into the next month is not GetNextMonth's.
+// Year 0 is no obstacle here, so the step into the next month is not by GetNextMonth.
 bool GetNextDay(unsigned long& year, unsigned long& month, unsigned long& day) {
     if (!IsDayOfMonth(year, month, day))
         return false;
@@ -131,13 +135,8 @@ bool GetNextDay(unsigned long& year, unsigned long& month, unsigned long& day) {
         ++day;
         return true;
     }
+    StepToNextMonth(year, month);
     day = 1;
-    if (month == 12) {
-        month = 1;
-        ++year;
-    } else {
-        ++month;
-    }
     return true;
 }
 
