@@ -114,7 +114,7 @@ std::string Format(const std::string& pattern, const SysTime& sysTime) {
 
 class TimeFormatTest : public testing::Test {
 protected:
-    TimeFormatTest() { test::CurrentZone(); }
+    TimeFormatTest() { VornTest::CurrentZone(); }
     void TearDown() override { conversionsFail = false; }
 };
 
@@ -383,7 +383,9 @@ std::string Universal(Time time) {
     return Format(FullPattern, sysTime);
 }
 
-std::string Local(Time time) { return Universal(time + test::LocalOffset(time / 1000) * 1000LL); }
+std::string Local(Time time) {
+    return Universal(time + VornTest::LocalOffset(time / 1000) * 1000LL);
+}
 
 struct Texts {
     std::string string;

@@ -136,7 +136,7 @@ long OracleSeconds(const SysTime& sysTime) {
     tm.tm_hour = sysTime.hour;
     tm.tm_min = sysTime.minute;
     tm.tm_sec = sysTime.second;
-    return timegm(&tm) - test::CurrentZone().standardOffset;
+    return timegm(&tm) - VornTest::CurrentZone().standardOffset;
 }
 
 constexpr Time Untouched = 0x5A5A5A5A5A5A5A5A;
@@ -156,10 +156,10 @@ bool IsUntouched(const Value& value) {
 
 class TimeTest : public testing::Test {
 protected:
-    TimeTest() : zone(test::CurrentZone()) { platform = {}; }
+    TimeTest() : zone(VornTest::CurrentZone()) { platform = {}; }
     void TearDown() override { platform = {}; }
 
-    const test::Zone& zone;
+    const VornTest::Zone& zone;
 };
 
 // Concern: the records' layout, which callers fill and copy as a whole.
@@ -212,7 +212,7 @@ TEST_F(TimeToFields, SplitTowardZero) {
     EXPECT_TRUE(Vorn::TimeToSysTime(-1500, sysTime));
     EXPECT_EQ((Fields{1969, 12, 3, 31, 23, 59, 59, -500, -1}), FieldsOf(sysTime));
     EXPECT_TRUE(Vorn::TimeToLocalSysTime(-1500, sysTime));
-    EXPECT_EQ(OracleFields(-1 + test::LocalOffset(-1), -500), FieldsOf(sysTime));
+    EXPECT_EQ(OracleFields(-1 + VornTest::LocalOffset(-1), -500), FieldsOf(sysTime));
 }
 
 TEST_F(TimeToFields, AgreeWithAnotherCalendarOverThousandsOfYears) {
@@ -227,7 +227,7 @@ TEST_F(TimeToFields, AgreeWithAnotherCalendarOverThousandsOfYears) {
         if (time < FirstOfCommonRules)
             continue;
         ASSERT_TRUE(Vorn::TimeToLocalSysTime(time, sysTime));
-        ASSERT_EQ(OracleFields(time / 1000 + test::LocalOffset(time / 1000), time % 1000),
+        ASSERT_EQ(OracleFields(time / 1000 + VornTest::LocalOffset(time / 1000), time % 1000),
                   FieldsOf(sysTime))
             << time << " seed " << Seed;
     }
@@ -239,7 +239,7 @@ TEST_F(TimeToFields, AgreeWithAnotherCalendarInEveryHalfHourOfTwoYears) {
         ASSERT_TRUE(Vorn::TimeToSysTime(seconds * 1000LL + 7, sysTime));
         ASSERT_EQ(OracleFields(seconds, 7), FieldsOf(sysTime)) << seconds;
         ASSERT_TRUE(Vorn::TimeToLocalSysTime(seconds * 1000LL + 7, sysTime));
-        ASSERT_EQ(OracleFields(seconds + test::LocalOffset(seconds), 7), FieldsOf(sysTime))
+        ASSERT_EQ(OracleFields(seconds + VornTest::LocalOffset(seconds), 7), FieldsOf(sysTime))
             << seconds;
     }
 }

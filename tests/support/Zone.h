@@ -1,5 +1,5 @@
-#ifndef VORN_BASES_TESTS_SUPPORT_ZONE_H
-#define VORN_BASES_TESTS_SUPPORT_ZONE_H
+#ifndef VORN_TESTS_SUPPORT_ZONE_H
+#define VORN_TESTS_SUPPORT_ZONE_H
 
 // What the zones of tests/CMakeLists.txt do, written without the C library, so that tests can
 // predict local time in the zone they are run in.
@@ -10,7 +10,7 @@
 #include <ctime>
 #include <string_view>
 
-namespace test {
+namespace VornTest {
 
 struct Zone {
     const char* tz;
@@ -69,6 +69,6 @@ inline long LocalOffset(long seconds) {
     return zone.standardOffset + (zone.isDaylight(seconds) ? 3600 : 0);
 }
 
-} // namespace test
+} // namespace VornTest
 
 #endif
