@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdarg>
+#include <cstdio>
 #include <cstring>
 #include <ctime>
 #include <initializer_list>
@@ -18,6 +20,8 @@
 namespace {
 
 bool conversionsFail = false;
+int conversions = 0; // calls that turn a time into fields
+int prints = 0;      // calls that turn a number into text
 
 } // namespace
 
@@ -27,11 +31,33 @@ std::tm* __real_gmtime_r(const std::time_t* seconds, std::tm* tm);
 std::tm* __real_localtime_r(const std::time_t* seconds, std::tm* tm);
 
 std::tm* __wrap_gmtime_r(const std::time_t* seconds, std::tm* tm) {
+    ++conversions;
     return conversionsFail ? nullptr : __real_gmtime_r(seconds, tm);
 }
 
 std::tm* __wrap_localtime_r(const std::time_t* seconds, std::tm* tm) {
+    ++conversions;
     return conversionsFail ? nullptr : __real_localtime_r(seconds, tm);
+}
+
+int __wrap_snprintf(char* buffer, std::size_t size, const char* format, ...) {
+    ++prints;
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = std::vsnprintf(buffer, size, format, arguments);
+    va_end(arguments);
+    return result;
+}
+
+// A build with fortified functions calls this one.
+int __wrap___snprintf_chk(char* buffer, std::size_t size, int, std::size_t, const char* format,
+                          ...) {
+    ++prints;
+    std::va_list arguments;
+    va_start(arguments, format);
+    const int result = std::vsnprintf(buffer, size, format, arguments);
+    va_end(arguments);
+    return result;
 }
 
 } // extern "C"
@@ -114,7 +140,11 @@ std::string Format(const std::string& pattern, const SysTime& sysTime) {
 
 class TimeFormatTest : public testing::Test {
 protected:
-    TimeFormatTest() { VornTest::CurrentZone(); }
+    TimeFormatTest() {
+        VornTest::CurrentZone();
+        conversions = 0;
+        prints = 0;
+    }
     void TearDown() override { conversionsFail = false; }
 };
 
@@ -344,15 +374,34 @@ TEST_F(DateTimeBuffer, HoldsTheTextAndItsZero) {
     }
 }
 
+// The three forms that fill a buffer; returns how many of them succeed.
+int FillByEveryForm(char* buffer, unsigned long size) {
+    int filled = 0;
+    filled += Vorn::GetDateTimeFormat(buffer, size, "dd", Morning) ? 1 : 0;
+    filled += Vorn::GetDateTimeFormat(buffer, size, "dd", Time{0}) ? 1 : 0;
+    filled += Vorn::GetLocalDateTimeFormat(buffer, size, "dd", Time{0}) ? 1 : 0;
+    return filled;
+}
+
 TEST_F(DateTimeBuffer, FailsWhenItIsNullOrHoldsNothing) {
-    EXPECT_FALSE(Vorn::GetDateTimeFormat(nullptr, 100, "dd", Morning));
-    EXPECT_FALSE(Vorn::GetDateTimeFormat(nullptr, 100, "dd", Time{0}));
-    EXPECT_FALSE(Vorn::GetLocalDateTimeFormat(nullptr, 100, "dd", Time{0}));
     char buffer[] = "####";
-    EXPECT_FALSE(Vorn::GetDateTimeFormat(buffer, 0, "dd", Morning));
-    EXPECT_FALSE(Vorn::GetDateTimeFormat(buffer, 0, "dd", Time{0}));
-    EXPECT_FALSE(Vorn::GetLocalDateTimeFormat(buffer, 0, "dd", Time{0}));
+    EXPECT_EQ(0, FillByEveryForm(nullptr, 100));
+    EXPECT_EQ(0, FillByEveryForm(nullptr, 0));
+    EXPECT_EQ(0, FillByEveryForm(buffer, 0));
     EXPECT_STREQ("####", buffer);
+}
+
+TEST_F(DateTimeBuffer, IsLookedAtBeforeAnythingIsConvertedOrPrinted) {
+    char buffer[] = "####";
+    EXPECT_EQ(0, FillByEveryForm(nullptr, 100));
+    EXPECT_EQ(0, FillByEveryForm(nullptr, 0));
+    EXPECT_EQ(0, FillByEveryForm(buffer, 0));
+    EXPECT_EQ(0, conversions);
+    EXPECT_EQ(0, prints);
+    // The counts do count.
+    EXPECT_EQ(3, FillByEveryForm(buffer, sizeof buffer));
+    EXPECT_EQ(2, conversions);
+    EXPECT_EQ(3, prints);
 }
 
 TEST_F(DateTimeBuffer, StaysUntouchedWithoutAnyText) {

@@ -202,6 +202,9 @@ SysTime GetLocalFields(const Time& time) {
     return sysTime;
 }
 
+// Asked before anything is converted or formatted for a buffer that could not take it.
+bool HasRoom(const char* buffer, unsigned long size) { return buffer != nullptr && size != 0; }
+
 } // namespace
 
 bool SysTimeToTime(const SysTime& sysTime, Time& time) {
@@ -349,7 +352,7 @@ bool GetDateTimeFormat(std::string& out, const std::string& pattern, const SysTi
 
 bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
                        const SysTime& sysTime) {
-    if (buffer == nullptr)
+    if (!HasRoom(buffer, size))
         return false;
     std::string text;
     if (!GetDateTimeFormat(text, pattern, sysTime) || text.size() >= size)
@@ -372,7 +375,8 @@ bool GetDateTimeFormat(std::string& out, const std::string& pattern, const Time&
 // (DateTimeFormatOfATime.IsLocalInAStringAndUniversalInABuffer).
 bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
                        const Time& time) {
-    return GetDateTimeFormat(buffer, size, pattern, GetUniversalFields(time));
+    return HasRoom(buffer, size) &&
+           GetDateTimeFormat(buffer, size, pattern, GetUniversalFields(time));
 }
 
 std::string GetDateTimeFormat(const std::string& pattern, const Time& time) {
@@ -385,7 +389,7 @@ bool GetLocalDateTimeFormat(std::string& out, const std::string& pattern, const 
 
 bool GetLocalDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
                             const Time& time) {
-    return GetDateTimeFormat(buffer, size, pattern, GetLocalFields(time));
+    return HasRoom(buffer, size) && GetDateTimeFormat(buffer, size, pattern, GetLocalFields(time));
 }
 
 std::string GetLocalDateTimeFormat(const std::string& pattern, const Time& time) {
