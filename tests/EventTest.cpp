@@ -495,7 +495,7 @@ TEST(EventDeathTest, StopsWhenItsSemaphoreCannotBeAllocated) {
             g_failNothrowNew = true;
             VornEvent event;
         },
-        "Bases/Impl/Sem_mac.cpp:.*VornEvent.*m_pSem != __null");
+        ": Bases/Impl/Sem_mac.cpp:.*VornEvent.*m_pSem != __null");
 }
 #else
 TEST(Event, GoesOnWithoutASemaphoreWhereAssertionsAreCompiledOut) {

@@ -106,6 +106,7 @@ public:
     Answers open, close, dup, seek, sync, read, write;
     int errnoAfterPuts = 0; // what puts leaves in errno, if not 0
 
+    std::vector<std::string> calls; // the names of open and close, in the order of the calls
     std::vector<OpenCall> opens;
     std::vector<int> opened; // what the system gave for opens
     std::vector<int> closes, dups, duplicates, syncs;
@@ -157,6 +158,7 @@ int __wrap_open(const char* path, int flags, ...) {
     }
     if (platform == nullptr)
         return __real_open(path, flags, mode);
+    platform->calls.emplace_back("open");
     platform->opens.push_back({path, flags, mode});
     return AnswerOr<int>(platform->open, [&] {
         platform->opened.push_back(__real_open(path, flags, mode));
@@ -168,6 +170,7 @@ int __wrap_close(int descriptor) {
     Platform* platform = Platform::Current();
     if (platform == nullptr)
         return __real_close(descriptor);
+    platform->calls.emplace_back("close");
     platform->closes.push_back(descriptor);
     return AnswerOr<int>(platform->close, [=] { return __real_close(descriptor); });
 }
@@ -398,10 +401,10 @@ TEST_F(OpenedFile, NeverTellsItsPath) {
 }
 
 TEST_F(OpenedFile, IsClosedBeforeItIsOpenedAnew) {
-    Platform platform;
     WriteFile(dir.File("other"), "other");
+    const Platform platform;
     ASSERT_TRUE(file.Open(dir.File("other"), ReadAccess, 3, 4));
-    ASSERT_EQ(1U, platform.closes.size());
+    EXPECT_THAT(platform.calls, ElementsAre("close", "open"));
     std::array<char, 8> buffer{};
     EXPECT_EQ(5U, file.Read(buffer.data(), 8));
     EXPECT_STREQ("other", buffer.data());
@@ -659,6 +662,20 @@ TEST_F(WithoutStandardInput, MakingAFileFailsAndLeavesIt) {
     }
 }
 
+TEST_F(WithoutStandardInput, AFailedOpenHasEmptiedAnExistingFile) {
+    const std::string path = dir.File("file");
+    for (const unsigned int disposition : {2U, 3U}) {
+        WriteFile(path, "text");
+        ASSERT_TRUE(IsZeroFree());
+        Vorn::FileIo file;
+        bool result = true;
+        EXPECT_EQ("[FileIo] Open : Always existing.\r\n",
+                  Printed([&] { result = file.Open(path, ReadAccess, 0, disposition); }));
+        EXPECT_FALSE(result);
+        EXPECT_EQ("", TextOf(path));
+    }
+}
+
 TEST_F(WithoutStandardInput, AnExistingFileOpensAsDescriptorZero) {
     WriteFile(dir.File("file"), "text");
     Vorn::FileIo file;
@@ -899,7 +916,7 @@ TEST(FileIoDeathTest, StopsAtTruncationWithoutWriteAccess) {
         EXPECT_DEATH(
             file.Open("p", ReadAccess, 3, disposition),
             testing::AllOf(
-                HasSubstr("Bases/Impl/FileIo_posix.cpp:"), HasSubstr("bool Vorn::FileIo::Open("),
+                HasSubstr(": Bases/Impl/FileIo_posix.cpp:"), HasSubstr("bool Vorn::FileIo::Open("),
                 HasSubstr("`(((nDesiredAccess)&((0x40000000L)))==((0x40000000L)))' failed")));
     }
 }
