@@ -7,7 +7,9 @@
 // as no thread changes the environment's TZ meanwhile. Local time is that of the C library's
 // current zone; a program that changes TZ calls tzset() before it goes on.
 //
-// Results are true or false unless stated. On failure every output argument is as it was before.
+// Results are true or false unless stated. On failure every output argument is as it was before,
+// but for the text of GetDateTimeFormat and GetLocalDateTimeFormat: the forms that fill a
+// std::string always replace it.
 
 #include <deque>
 #include <string>
@@ -55,6 +57,7 @@ VORN_BASES_API bool IsValidDate(unsigned long year, unsigned long month, unsigne
 /// Returns the day of the week, 0 (Sunday) to 6 (Saturday).
 ///
 /// Note: a date outside the day count (see GetDays), such as any before 1980, gives 1.
+/// Note: where the day numbers of GetDays wrap, this does too.
 VORN_BASES_API unsigned long GetDayOfWeek(unsigned long year, unsigned long month,
                                           unsigned long day);
 
@@ -65,6 +68,8 @@ VORN_BASES_API unsigned long GetWeekOfMonth(unsigned long dayOfMonth, unsigned l
 
 /// Returns true when the day lies in the last seven days of its month, or beyond them, and false
 /// for a month outside 1 to 12.
+///
+/// Note: it adds 7 to the day, which wraps for the seven largest numbers; they give false.
 VORN_BASES_API bool GetLastWeekOfMonth(unsigned long year, unsigned long month, unsigned long day);
 
 // The stepping functions change the date in place. When they return false nothing has changed.
@@ -100,8 +105,8 @@ VORN_BASES_API bool GetNextDay(unsigned long& year, unsigned long& month, unsign
 //     |                          | fills                                                        |
 //     | ------------------------ | ------------------------------------------------------------ |
 //     | GetCurLocalTime(Time)    | milliseconds since 1970-01-01 00:00:00 universal time        |
-//     | GetCurTime(Time)         | the same less `offset`: the moment when local clocks show    |
-//     |                          | what universal time shows now                                |
+//     | GetCurTime(Time)         | the same less `offset`: the moment when local clocks, kept   |
+//     |                          | on standard time, show what universal time shows now         |
 //     | GetCurLocalTime(SysTime) | the fields of universal time                                 |
 //     | GetCurTime(SysTime)      | the fields of universal time                                 |
 //     | TimeToSysTime            | the universal fields of a count since 1970                   |
@@ -205,7 +210,8 @@ VORN_BASES_API bool GetCurLocalTime(SysTime& sysTime);
 VORN_BASES_API bool GetCurTime(SysTime& sysTime);
 
 // Setting the clock needs the right to do so. The functions return false when the platform refuses;
-// the clock then runs on.
+// the clock then runs on. SetCurTime, and SetCurLocalTime of a record, also fail for a moment before
+// 1970; SetCurLocalTime of a time hands it to the platform.
 
 /// Sets the clock to a count since 1970, taken through the local fields like TimeToLocalTime.
 VORN_BASES_API bool SetCurTime(const Time& time);
@@ -281,8 +287,8 @@ VORN_BASES_API unsigned long timer_ns();
 //
 //     | token      | text, for 2024-03-05 07:08:09.045                            |
 //     | ---------- | ------------------------------------------------------------ |
-//     | yyyy, yyy  | year with at least 4 or 3 digits: 2024                       |
-//     | yy, y      | century, the year divided by 100, at least 2 or 1 digits: 20 |
+//     | yyyy, yyy  | year, at least 4 or 3 characters: 2024                       |
+//     | yy, y      | century, the year divided by 100, at least 2 or 1: 20        |
 //     | MM, M      | month: 03, 3                                                 |
 //     | dd, d      | day: 05, 5                                                   |
 //     | HH, H      | hour: 07, 7                                                  |
@@ -291,7 +297,7 @@ VORN_BASES_API unsigned long timer_ns();
 //     | ss, s      | second: 09, 9                                                |
 //     | fff, ff, f | milliseconds, or those by 10 or by 100: 045, 04, 0           |
 //     | FFF, FF, F | the same, or nothing when the number is 0: 045, 04, nothing  |
-//     | tt, t      | AM or A before hour 12, PM or P from then on: AM, A           |
+//     | tt, t      | AM or A before hour 12, PM or P from then on: AM, A          |
 //
 // Note: yyyyMMdd is one run, not in the table, and comes out as yyyyMMdd; fields need a separator
 // between them.
@@ -302,8 +308,8 @@ VORN_BASES_API unsigned long timer_ns();
 //     Vorn::GetDateTimeFormat("yyyy-MM-dd HH:mm:ss.fff", sysTime); // "2024-03-05 07:08:09.045"
 //     Vorn::GetDateTimeFormat("h:mm tt", sysTime);                 // "7:08 AM"
 
-/// Replaces `out` with the record under the pattern. Returns true when that is not empty. Note:
-/// when `out` is the pattern itself, both are emptied and the result is false.
+/// Replaces `out` with the record under the pattern, whatever the result. Returns true when that is
+/// not empty. Note: when `out` is the pattern itself, both are emptied and the result is false.
 VORN_BASES_API bool GetDateTimeFormat(std::string& out, const std::string& pattern,
                                       const SysTime& sysTime);
 
