@@ -4,9 +4,10 @@
 // Binary files by desktop-style access, share and disposition words, over POSIX descriptors; the
 // entries of a directory; operations on files and directories by path.
 //
-// Nothing here throws. A failure is a false or a 0; FileIo's Open and Seek tell its cause as well,
-// in one line on standard output that ends in a carriage return and a newline. Standard output is
-// the host's: the line is written with puts and not flushed. No line disturbs errno.
+// Nothing here throws. A failure is a false or a 0 (Seek of a closed handle: -1). FileIo's Open
+// tells the cause, and its Seek an unknown method, in one line on standard output that ends in a
+// carriage return and a newline. Standard output is the host's: the line is written with puts and
+// not flushed. No line disturbs errno.
 //
 // Paths are in the platform's own encoding and go to it unchanged.
 
@@ -90,7 +91,9 @@ public:
     ///
     /// Note: descriptor 0, which the system gives when standard input is closed, is taken for a
     /// failure where there is a second attempt, and that one meets the file that the first has
-    /// made: 1 always fails then, 2 and 3 do unless shared for both. 4 to 7 accept descriptor 0.
+    /// made or emptied: 1 always fails then, and 2 and 3 fail with "Always existing." unless shared
+    /// for both; a file that was there before has lost its contents all the same. 4 to 7 accept
+    /// descriptor 0.
     ///
     /// The lines, each begun with "[FileIo] Open : ", and errno as it stands after them:
     ///
