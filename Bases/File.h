@@ -91,9 +91,8 @@ public:
     ///
     /// Note: descriptor 0, which the system gives when standard input is closed, is taken for a
     /// failure where there is a second attempt, and that one meets the file that the first has
-    /// made or emptied: 1 always fails then, and 2 and 3 fail with "Always existing." unless shared
-    /// for both; a file that was there before has lost its contents all the same. 4 to 7 accept
-    /// descriptor 0.
+    /// made or emptied: 1 always fails then; 2 and 3 fail with "Always existing." unless shared for
+    /// both, and have emptied an existing file by then. 4 to 7 accept descriptor 0.
     ///
     /// The lines, each begun with "[FileIo] Open : ", and errno as it stands after them:
     ///
