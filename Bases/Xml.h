@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_XML_H
 #define VORN_BASES_XML_H
 
-// Reading of XML documents.
+// Reading and writing of XML documents.
 //
 // A document is loaded or built as a whole, in memory. Names, texts and values come and go as
 // strings in the multibyte encoding of the C library's current locale (LC_CTYPE), so call BasesInit
@@ -23,7 +23,7 @@
 
 namespace Vorn {
 
-class Guid;
+class Guid; // Bases/Utility.h
 
 /// Loads a document and walks its tree of elements.
 ///
@@ -46,16 +46,16 @@ class Guid;
 ///     }
 ///
 /// Note: libxml2 keeps every text in UTF-8, and yet texts are converted from the encoding that the
-/// document declares. Documents declared UTF-8 (or ASCII) read exactly. From others ASCII text
-/// comes out right where the declared encoding is a superset of ASCII; further characters come out
-/// as if their UTF-8 bytes were text in the declared encoding, or fail.
+/// document declares. Documents declared UTF-8 read exactly. From others ASCII text comes out
+/// right where the declared encoding is a superset of ASCII; further characters come out as if
+/// their UTF-8 bytes were text in the declared encoding, or fail.
 ///
 /// Note: a text whose converted form is more than nine bytes longer than its UTF-8 form fails.
 ///
 /// Note: entities are not expanded, except the five predefined ones and character references, and
 /// nothing outside of the document is loaded: no external entity, no DTD. Namespace prefixes are
-/// not part of names, and namespace declarations are no attributes. libxml2's limits hold: about 256
-/// nested elements, 10,000,000 bytes for one text.
+/// not part of names, and namespace declarations are no attributes. libxml2's limits hold: about
+/// 256 nested elements, 10,000,000 bytes for one text.
 class VORN_BASES_API XmlReader {
 public:
     /// An element or an attribute of the loaded document. The reader owns them all; they are gone
@@ -64,7 +64,8 @@ public:
     class Element;
     class Attribute;
 
-    /// Makes an empty reader.
+    /// Makes an empty reader. Without memory for it the standard assert stops the process; where
+    /// assertions are compiled out, the reader stays empty and every Load returns false.
     XmlReader();
 
     /// Closes the document.
@@ -153,6 +154,162 @@ public:
     /// leave `value` unchanged, and still true is returned. Throws std::runtime_error
     /// ("invalid uuid string") where Guid::FromString does; `name` is then set.
     bool GetAttribute(Attribute* attribute, std::string& name, Guid& value);
+
+private:
+    struct PrivateData;
+    std::unique_ptr<PrivateData> m_pPrivateData;
+};
+
+/// Builds a document from its first element to its last.
+///
+///     |                    | idle        | writing             | finished    | stuck            |
+///     | ------------------ | ----------- | ------------------- | ----------- | ---------------- |
+///     | BeginDocument      | writing     | false               | writing, the| false            |
+///     |                    | (or stuck)  |                     | old one goes|                  |
+///     | writing operations | false       | true or false       | false       | false (see Close)|
+///     | EndDocument        | false       | finished            | false       | idle             |
+///     | GetXmlBuffer, Save | null, false | what is flushed yet | the document| null, false      |
+///     | Close              | idle        | stuck               | idle        | stuck            |
+///
+///     Vorn::XmlWriter writer;
+///     writer.BeginDocument("UTF-8");
+///     writer.BeginElement("shop");
+///     writer.WriteAttribute("items", 1);
+///     writer.WriteElementEntity("item", "salt & pepper");
+///     writer.EndElement();
+///     writer.EndDocument();
+///     writer.Save("shop.xml");
+///
+/// Every text is converted from the locale's encoding to that of the document; a zero byte ends
+/// it. An operation whose text cannot be converted returns false and writes nothing
+/// (WriteElementEntity: an empty element), and the document goes on. Special characters in texts
+/// and values are escaped. Nothing is added between elements: no line breaks, no indentation.
+///
+/// Note: libxml2 takes what it is given for UTF-8. Documents in UTF-8 are exact. In others ASCII
+/// text comes out right where the encoding is a superset of ASCII; further characters come out
+/// wrong or cost the rest of the document. A text must fit in three bytes for each of its own and
+/// its terminator, so UTF-32 lets hardly any through.
+///
+/// Note: names and comments are written as they are given. A name with a space, a comment with
+/// "--", the same attribute twice or a second outermost element makes a document that no parser
+/// accepts.
+class VORN_BASES_API XmlWriter {
+public:
+    /// Makes an idle writer. Without memory for it the standard assert stops the process; where
+    /// assertions are compiled out, every operation of the writer fails.
+    XmlWriter();
+
+    /// Drops the document, finished or not.
+    virtual ~XmlWriter();
+    XmlWriter(const XmlWriter&) = delete;
+    XmlWriter& operator=(const XmlWriter&) = delete;
+
+    /// Begins a document with its declaration, version 1.0 and `encoding`, in libxml2's spelling,
+    /// and drops an earlier finished one. Returns true on success.
+    ///
+    /// Returns false and changes nothing while a document is being written or the writer is stuck.
+    /// Returns false, the earlier document gone, when memory is short or when libxml2 or iconv does
+    /// not know the encoding. Unless there was no memory to begin with, it then calls Close, the
+    /// overriding one if there is one.
+    ///
+    /// Note: after an unknown encoding the writer is stuck: every further BeginDocument returns
+    /// false until EndDocument has been called.
+    virtual bool BeginDocument(const std::string& encoding);
+
+    /// Opens the element `name` inside of the current one. Returns true on success; false when no
+    /// document is being written, when the name is empty or cannot be converted.
+    bool BeginElement(const std::string& name);
+
+    /// Closes the innermost open element. Returns true on success; false when none is open.
+    bool EndElement();
+
+    /// Writes the element `name` with `content` as its text. Returns as BeginElement.
+    bool WriteElement(const std::string& name, const std::string& content);
+
+    /// Writes the attribute `name` with `value` into the element just opened. Returns true on
+    /// success; false when no document is being written, when the current element has text, a
+    /// comment or an element inside already or none is open, when the name is empty, or when either
+    /// cannot be converted.
+    bool WriteAttribute(const std::string& name, const std::string& value);
+
+    /// Writes `text` into the current element. Returns true on success; false when no document is
+    /// being written or the text cannot be converted. Note: outside of all elements nothing is
+    /// escaped, so a document type goes through, and text makes a document that no parser accepts.
+    bool WriteEntity(const std::string& text);
+
+    /// BeginElement, WriteEntity and EndElement in one. Returns false when the first fails, and the
+    /// result of the second otherwise. Note: a text that cannot be converted leaves an empty
+    /// element.
+    bool WriteElementEntity(const std::string& name, const std::string& text);
+
+    /// Writes a comment. Returns true on success; false when no document is being written or the
+    /// text cannot be converted.
+    bool WriteComment(const std::string& text);
+
+    /// The same three operations with a value, which is printed as follows, and as the form for
+    /// texts otherwise:
+    ///
+    ///     | int, long long, unsigned long long | decimal                                        |
+    ///     | unsigned int                       | decimal, as int: 4294967295 gives "-1"         |
+    ///     | unsigned long                      | decimal, the low 32 bits as int                |
+    ///     | double                             | as printf's "%lf" does, 3.140000; at most 254  |
+    ///     |                                    | characters, the rest is cut off                |
+    ///     | Guid                               | Guid::ToString: 34 characters with `form` 0,   |
+    ///     |                                    | else 36; none at all for an identifier of zeros|
+    ///
+    /// Note: an unsigned int comes back through XmlReader as it was, an unsigned long beyond the
+    /// range of int does not. Use unsigned long long for such values and read them as text. Other
+    /// types convert as C++ has it; a long is ambiguous.
+    bool WriteAttribute(const std::string& name, const int& value);
+    bool WriteEntity(const int& value);
+    bool WriteElementEntity(const std::string& name, const int& value);
+
+    bool WriteAttribute(const std::string& name, const unsigned int& value);
+    bool WriteEntity(const unsigned int& value);
+    bool WriteElementEntity(const std::string& name, const unsigned int& value);
+
+    bool WriteAttribute(const std::string& name, const unsigned long& value);
+    bool WriteEntity(const unsigned long& value);
+    bool WriteElementEntity(const std::string& name, const unsigned long& value);
+
+    bool WriteAttribute(const std::string& name, const long long& value);
+    bool WriteEntity(const long long& value);
+    bool WriteElementEntity(const std::string& name, const long long& value);
+
+    bool WriteAttribute(const std::string& name, const unsigned long long& value);
+    bool WriteEntity(const unsigned long long& value);
+    bool WriteElementEntity(const std::string& name, const unsigned long long& value);
+
+    bool WriteAttribute(const std::string& name, const double& value);
+    bool WriteEntity(const double& value);
+    bool WriteElementEntity(const std::string& name, const double& value);
+
+    bool WriteAttribute(const std::string& name, const Guid& value, int form);
+    bool WriteEntity(const Guid& value, int form);
+    bool WriteElementEntity(const std::string& name, const Guid& value, int form);
+
+    /// Closes the elements still open and finishes the document, which then can be fetched and
+    /// saved until Close or the next BeginDocument. Returns true on success; false when no document
+    /// is being written or libxml2 refuses. Either way the writing is over.
+    virtual bool EndDocument();
+
+    /// Returns the bytes of the finished document and stores their number in `size`. They belong to
+    /// the writer, live until Close or the next BeginDocument, and are not changed by the writer.
+    /// Returns null and stores 0 when there is no document. Note: before EndDocument an unknown
+    /// part of the document is still missing.
+    unsigned char* GetXmlBuffer(unsigned long& size);
+
+    /// Writes the bytes that GetXmlBuffer gives to the file `path`, in place of what it held.
+    /// Returns false when there is no document or the file cannot be opened for writing. Note: true
+    /// means that the file was opened; a full disk goes unnoticed.
+    bool Save(const std::string& path);
+
+    /// Drops the document.
+    ///
+    /// Note: a document that is still being written gets stuck: its bytes cannot be fetched any
+    /// more, operations with a text return false, and BeginDocument returns false until EndDocument
+    /// has been called. EndElement and EndDocument go on as if nothing had happened.
+    virtual void Close();
 
 private:
     struct PrivateData;

@@ -112,8 +112,8 @@ void ExpectEmpty(XmlReader& reader) {
 using XmlReaderTest = VornTest::XmlTest;
 
 // Concerns: what is accepted from memory and from files; what is refused, with which line on
-// standard output and nothing on standard error; that a refusal leaves an empty reader that can load
-// again; that libxml2 is asked in the stated way; that files are meant and nothing else.
+// standard output and nothing on standard error; that a refusal leaves an empty reader that can
+// load again; how libxml2 is asked; that files are meant and nothing else.
 using XmlReaderLoad = XmlReaderTest;
 
 TEST_F(XmlReaderLoad, TakesADocumentFromMemoryAndNeedsTheBytesNoLonger) {
@@ -482,6 +482,13 @@ TEST_F(XmlReaderWalk, TheRootAndTheDestructorCanBeOverridden) {
     EXPECT_EQ("a", NameOf(*base, base->GetRootElement()));
 }
 
+#ifdef __x86_64__
+TEST_F(XmlReaderWalk, TheRootFollowsTheDestructorsInTheTableOfVirtualFunctions) {
+    EXPECT_EQ(2, VornTest::SlotOf(&XmlReader::GetRootElement));
+    EXPECT_EQ(-1, VornTest::SlotOf(&XmlReader::Close));
+}
+#endif
+
 // Concerns: which piece of an element counts as its text; outputs stay as they were on failure;
 // values that libxml2 keeps without a node or without content.
 using XmlReaderText = XmlReaderTest;
@@ -703,9 +710,9 @@ TYPED_TEST(XmlReaderFailingValue, StaysAsItWas) {
     EXPECT_TRUE(old == value);
 }
 
-// Concerns: texts come in the locale's encoding; the converter is opened once per document, from the
-// declared encoding and not from the UTF-8 that libxml2 keeps; the one call with its exact room; what
-// the scratch array holds between conversions.
+// Concerns: texts come in the locale's encoding; the converter is opened once per document, from
+// the declared encoding and not from the UTF-8 that libxml2 keeps; the one call with its exact
+// room; what the scratch array holds between conversions.
 using XmlReaderEncoding = XmlReaderTest;
 
 TEST_F(XmlReaderEncoding, OfAUtf8DocumentIsExact) {
@@ -792,8 +799,8 @@ TEST_F(XmlReaderEncoding, OtherThanUtf8IsAppliedToTheUtf8FormOfTheText) {
     EXPECT_EQ("(fails)", TextOf(reader, reader.GetRootElement()));
 }
 
-// Each byte of a character in UTF-8 is read as a Latin-1 letter, and a letter beyond ASCII comes out
-// as two bytes.
+// Each byte of a character in UTF-8 is read as a Latin-1 letter, and a letter beyond ASCII comes
+// out as two bytes.
 TEST_F(XmlReaderEncoding, AllowsNineBytesMoreThanTheTextAndNotTen) {
     XmlReader reader;
     ASSERT_TRUE(LoadText(reader, Declared("ISO-8859-1") +

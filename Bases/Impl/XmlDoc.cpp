@@ -45,6 +45,40 @@ int ToInt(const std::string& text) {
     return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
 
+constexpr std::size_t ValueTextSize = 255;
+
+std::string ToText(int value) {
+    char text[ValueTextSize] = {};
+    return _itoa(value, text, 10);
+}
+
+std::string ToText(long long value) {
+    char text[ValueTextSize] = {};
+    return _i64toa(value, text, 10);
+}
+
+// Both print their low 32 bits as a signed number, so that 4294967295 becomes "-1". XmlReader turns
+// an unsigned int back by the same wrap.
+std::string ToText(unsigned int value) { return ToText(static_cast<int>(value)); }
+
+std::string ToText(unsigned long value) { return ToText(static_cast<int>(value)); }
+
+std::string ToText(unsigned long long value) {
+    char text[ValueTextSize] = {};
+    std::snprintf(text, sizeof text, "%llu", value);
+    return text;
+}
+
+std::string ToText(double value) {
+    char text[ValueTextSize] = {};
+    std::snprintf(text, sizeof text, "%lf", value);
+    return text;
+}
+
+struct FileClose {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
 } // namespace
 
 struct __attribute__((visibility("hidden"))) XmlReader::PrivateData {
@@ -260,6 +294,256 @@ bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, Guid& valu
         return false;
     value.FromString(text);
     return true;
+}
+
+// The writer flushes into its buffer when it goes, so the buffers are declared first.
+struct __attribute__((visibility("hidden"))) XmlWriter::PrivateData {
+    XmlBuffer hiddenBuffer; // taken out of sight by Close while the writer still points at it
+    XmlBuffer buffer;
+    XmlTextWriter writer;
+    Converter converter;
+
+    bool StartDocument(const std::string& encoding);
+    bool EndDocument();
+    void Close();
+
+    using OneTextCall = int (*)(xmlTextWriterPtr, const xmlChar*);
+    using TwoTextCall = int (*)(xmlTextWriterPtr, const xmlChar*, const xmlChar*);
+
+    bool Write(OneTextCall pfnCall, const std::string& text);
+    bool Write(TwoTextCall pfnCall, const std::string& name, const std::string& text);
+
+private:
+    XmlText ConvertEncoding(const std::string& text);
+};
+
+bool XmlWriter::PrivateData::StartDocument(const std::string& encoding) {
+    writer.reset(xmlNewTextWriterMemory(buffer.get(), 0));
+    if (!writer || xmlTextWriterStartDocument(writer.get(), nullptr, encoding.c_str(), nullptr) < 0)
+        return false;
+    converter = OpenConverter(encoding.c_str(), LocaleEncoding);
+    return converter != nullptr;
+}
+
+bool XmlWriter::PrivateData::EndDocument() {
+    const bool result = writer && xmlTextWriterEndDocument(writer.get()) >= 0;
+    writer.reset();
+    hiddenBuffer.reset();
+    converter.reset();
+    return result;
+}
+
+// The writer stays, and so must the bytes that it points at; they are just not handed out any more.
+void XmlWriter::PrivateData::Close() {
+    if (writer && buffer)
+        hiddenBuffer = std::move(buffer);
+    buffer.reset();
+    converter.reset();
+}
+
+// The room is three bytes for each byte of the text and its terminator. An encoding may turn that
+// terminator into something without a zero byte and fill the room, hence the byte behind it.
+XmlText XmlWriter::PrivateData::ConvertEncoding(const std::string& text) {
+    if (!converter)
+        return nullptr;
+    const std::size_t room = 3 * (text.size() + 1);
+    XmlText converted(static_cast<xmlChar*>(xmlMalloc(room + 1)));
+    if (!converted)
+        return nullptr;
+    const auto written = Convert(converter, text.c_str(), text.size() + 1,
+                                 reinterpret_cast<char*>(converted.get()), room);
+    if (!written)
+        return nullptr;
+    converted.get()[*written] = 0;
+    return converted;
+}
+
+// libxml2 is not called with a text that could not be converted: it would leave half an element or
+// an open comment behind instead of refusing.
+bool XmlWriter::PrivateData::Write(OneTextCall pfnCall, const std::string& text) {
+    if (!writer)
+        return false;
+    const XmlSilence silence;
+    const XmlText converted = ConvertEncoding(text);
+    return converted && pfnCall(writer.get(), converted.get()) >= 0;
+}
+
+bool XmlWriter::PrivateData::Write(TwoTextCall pfnCall, const std::string& name,
+                                   const std::string& text) {
+    if (!writer)
+        return false;
+    const XmlSilence silence;
+    const XmlText convertedName = ConvertEncoding(name);
+    const XmlText convertedText = ConvertEncoding(text);
+    return convertedName && convertedText &&
+           pfnCall(writer.get(), convertedName.get(), convertedText.get()) >= 0;
+}
+
+XmlWriter::XmlWriter() : m_pPrivateData(new (std::nothrow) PrivateData) {
+    VORN_ASSERT(m_pPrivateData != NULL); // NOLINT(modernize-use-nullptr): the message says NULL
+}
+
+XmlWriter::~XmlWriter() {
+    const XmlSilence silence;
+    m_pPrivateData.reset();
+}
+
+bool XmlWriter::BeginDocument(const std::string& encoding) {
+    if (!m_pPrivateData || m_pPrivateData->writer || m_pPrivateData->converter)
+        return false;
+    const XmlSilence silence;
+    m_pPrivateData->buffer.reset(); // of an earlier document
+    m_pPrivateData->buffer.reset(xmlBufferCreate());
+    if (!m_pPrivateData->buffer)
+        return false;
+    if (m_pPrivateData->StartDocument(encoding))
+        return true;
+    Close();
+    return false;
+}
+
+bool XmlWriter::BeginElement(const std::string& name) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterStartElement, name);
+}
+
+bool XmlWriter::EndElement() {
+    if (!m_pPrivateData || !m_pPrivateData->writer)
+        return false;
+    const XmlSilence silence;
+    return xmlTextWriterEndElement(m_pPrivateData->writer.get()) >= 0;
+}
+
+bool XmlWriter::WriteElement(const std::string& name, const std::string& content) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteElement, name, content);
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const std::string& value) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteAttribute, name, value);
+}
+
+bool XmlWriter::WriteEntity(const std::string& text) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteString, text);
+}
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const std::string& text) {
+    if (!BeginElement(name))
+        return false;
+    const bool result = WriteEntity(text);
+    EndElement();
+    return result;
+}
+
+bool XmlWriter::WriteComment(const std::string& text) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteComment, text);
+}
+
+// Typed values: each is printed and handed to the operation for texts.
+
+bool XmlWriter::WriteAttribute(const std::string& name, const int& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const int& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const int& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const unsigned int& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const unsigned int& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const unsigned int& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const unsigned long& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const unsigned long& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const unsigned long& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const long long& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const long long& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const long long& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const unsigned long long& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const unsigned long long& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const unsigned long long& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const double& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const double& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const double& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const Guid& value, int form) {
+    return WriteAttribute(name, value.ToString(form));
+}
+
+bool XmlWriter::WriteEntity(const Guid& value, int form) {
+    return WriteEntity(value.ToString(form));
+}
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const Guid& value, int form) {
+    return WriteElementEntity(name, value.ToString(form));
+}
+
+bool XmlWriter::EndDocument() {
+    if (!m_pPrivateData)
+        return false;
+    const XmlSilence silence;
+    return m_pPrivateData->EndDocument();
+}
+
+unsigned char* XmlWriter::GetXmlBuffer(unsigned long& size) {
+    size = 0;
+    if (!m_pPrivateData || !m_pPrivateData->buffer)
+        return nullptr;
+    xmlBuffer* const buffer = m_pPrivateData->buffer.get();
+    size = static_cast<unsigned int>(xmlBufferLength(buffer)); // an int that stands for unsigned
+    return const_cast<xmlChar*>(xmlBufferContent(buffer));
+}
+
+bool XmlWriter::Save(const std::string& path) {
+    unsigned long size = 0;
+    const unsigned char* const bytes = GetXmlBuffer(size);
+    if (bytes == nullptr)
+        return false;
+    const std::unique_ptr<std::FILE, FileClose> file(std::fopen(path.c_str(), "wb"));
+    if (!file)
+        return false;
+    std::fwrite(bytes, 1, size, file.get());
+    return true;
+}
+
+void XmlWriter::Close() {
+    if (!m_pPrivateData)
+        return;
+    const XmlSilence silence;
+    m_pPrivateData->Close();
 }
 
 } // namespace Vorn

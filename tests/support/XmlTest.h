@@ -1,6 +1,8 @@
 #ifndef VORN_TESTS_SUPPORT_XMLTEST_H
 #define VORN_TESTS_SUPPORT_XMLTEST_H
 
+#include <cstddef>
+#include <cstring>
 #include <fstream>
 #include <iterator>
 #include <ostream>
@@ -42,6 +44,17 @@ protected:
 
     TempDir m_dir;
 };
+
+#ifdef __x86_64__
+/// Returns the place of a virtual member function in its class's table, counted from 0; -1 for one
+/// that is not virtual. Programs built earlier find the functions there.
+template <typename Function>
+std::ptrdiff_t SlotOf(Function function) {
+    std::ptrdiff_t word = 0; // one more than the offset in the table, or the address of the code
+    std::memcpy(&word, &function, sizeof word);
+    return word % 2 == 0 ? -1 : word / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+#endif
 
 /// A parameter whose text may hold anything, with a name for the lists of tests.
 struct NamedText {
