@@ -332,6 +332,9 @@ public:
     /// then returns without waiting and leaves no thread. (A platform that reported this with a
     /// negative number would get "[Thread] Create thread failure.\r" and false.)
     ///
+    /// Throws std::bad_alloc when there is no memory. No thread exists then, and a further start
+    /// may succeed.
+    ///
     /// Note: it ends with a pause of 100 microseconds, in which the new thread may get going.
     bool StartThread(int bSuspended);
 

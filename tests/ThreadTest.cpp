@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -94,6 +95,9 @@ class PlatformReset : public testing::EmptyTestEventListener {
     return true;
 }();
 
+// The allocation of this thread, counted from 1, that finds no memory; 0: none does.
+thread_local int g_nUntilNoMemory = 0;
+
 std::atomic<StartRoutine> g_startRoutine{nullptr};
 
 void* StartWithCancelDisabled(void* pArgs) {
@@ -113,6 +117,7 @@ int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, S
                           void* args);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, StartRoutine routine,
                           void* args) {
+    g_nUntilNoMemory = 0; // the platform's own matter from here on
     ThePlatform().Log(attributes == nullptr ? "create" : "create with attributes");
     if (ThePlatform().createResult != 0)
         return ThePlatform().createResult;
@@ -145,6 +150,14 @@ int __real_sched_yield();
 int __wrap_sched_yield() {
     const int result = ThePlatform().yieldResult;
     return result != 0 ? result : __real_sched_yield();
+}
+
+// operator new
+void* __real__Znwm(std::size_t size);
+void* __wrap__Znwm(std::size_t size) {
+    if (g_nUntilNoMemory > 0 && --g_nUntilNoMemory == 0)
+        throw std::bad_alloc();
+    return __real__Znwm(size);
 }
 }
 
@@ -1009,6 +1022,36 @@ TEST_F(ThreadEventFailure, AtTheSuspendEventBlocksEveryFurtherStartThere) {
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
     m_thread.StopThread(NoLimit, 1);
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
+}
+
+// Returns whether the start threw because its nth allocation found no memory.
+bool StartRunsOutOfMemory(Thread& thread, int nth) {
+    try {
+        g_nUntilNoMemory = nth;
+        EXPECT_TRUE(thread.StartThread(0));
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+    g_nUntilNoMemory = 0;
+    return false;
+}
+
+TEST(ThreadOutOfMemory, StartThrowsLeavesNoThreadAndMaySucceedLater) {
+    Body body;
+    Thread thread;
+    thread.SetThreadHandler(&body);
+    int nFailures = 0;
+    while (StartRunsOutOfMemory(thread, nFailures + 1)) {
+        ++nFailures;
+        ASSERT_FALSE(thread.IsThreadRunning()) << "allocation " << nFailures;
+        ExpectNoThread(thread);
+        EXPECT_FALSE(thread.GetStopThreadEvent()->IsOpened());
+        thread.StopThread(NoLimit, 1);
+    }
+    EXPECT_GE(nFailures, 2); // the handle and the record of the start, at least
+    EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("create", "usleep 100"));
+    thread.StopThread(NoLimit, 0);
+    EXPECT_EQ(1, body.nRuns);
 }
 
 class ThreadCreationFailure : public testing::Test {
