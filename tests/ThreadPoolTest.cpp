@@ -627,6 +627,25 @@ TEST(TaskPoolStop, DroppedTasksAreDestroyedWithNoLockHeld) {
     EXPECT_TRUE(ran);
 }
 
+TEST(TaskPoolStop, PutsACancellationOfTheOwnerOffWhileItDestroysTheDroppedTasks) {
+    std::atomic<bool> destroyed{false};
+    std::atomic<bool> stopped{false};
+    ThreadTaskPool pool;
+    pool.Post(AtDestruction([&] {
+        pthread_testcancel(); // leaving a destructor here would end the process
+        destroyed = true;
+    }));
+    VornTest::PosixThread owner([&] {
+        pthread_cancel(pthread_self());
+        pool.StopThread(0, 0);
+        stopped = true;
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(owner.Join()); // put off only
+    EXPECT_TRUE(destroyed);
+    EXPECT_TRUE(stopped);
+}
+
 TEST(TaskPoolStop, TakenTaskIsDestroyedInTheQueueWithNoLockHeld) {
     // Destroyed once in the queue and once behind the run; a copy counts itself.
     class PostsWhenDestroyed {
