@@ -66,6 +66,7 @@ public:
         disableCancelFirst = false;
         skipSleep = false;
         yieldResult = 0;
+        waits = 0;
         TakeLog();
     }
 
@@ -73,6 +74,7 @@ public:
     std::atomic<bool> disableCancelFirst{false}; // new threads begin with cancellation off
     std::atomic<bool> skipSleep{false};
     std::atomic<int> yieldResult{0};
+    std::atomic<int> waits{0}; // without limit, begun so that the next post wakes them
 
 private:
     std::atomic<int> m_nUntilFailure{0};
@@ -85,9 +87,15 @@ Platform& ThePlatform() {
     return platform;
 }
 
+// Run once by this thread when it is about to wake threads that wait.
+thread_local std::function<void()> g_onBroadcast;
+
 // Lets every test begin with a platform that behaves, also when one process runs them all.
 class PlatformReset : public testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo&) override { ThePlatform().Reset(); }
+    void OnTestStart(const testing::TestInfo&) override {
+        ThePlatform().Reset();
+        g_onBroadcast = nullptr;
+    }
 };
 
 [[maybe_unused]] const bool g_resetIsSet = [] {
@@ -111,6 +119,19 @@ extern "C" {
 int __real_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes);
 int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) {
     return ThePlatform().FailsCondInit() ? ENOMEM : __real_pthread_cond_init(cond, attributes);
+}
+
+int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock);
+int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
+    ++ThePlatform().waits;
+    return __real_pthread_cond_wait(cond, lock);
+}
+
+int __real_pthread_cond_broadcast(pthread_cond_t* cond);
+int __wrap_pthread_cond_broadcast(pthread_cond_t* cond) {
+    if (g_onBroadcast)
+        std::exchange(g_onBroadcast, nullptr)();
+    return __real_pthread_cond_broadcast(cond);
 }
 
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, StartRoutine routine,
@@ -572,13 +593,25 @@ TEST(ThreadSuspended, HoldsTheBodyUntilResume) {
     EXPECT_EQ(1, body.nRuns);
 }
 
+// Returns false when no thread begins to wait within the test's patience.
+bool AThreadWaits() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(Patience);
+    while (ThePlatform().waits == 0 && std::chrono::steady_clock::now() < end)
+        sched_yield();
+    return ThePlatform().waits != 0;
+}
+
 TEST(ThreadSuspended, StopOpensTheGateAndTheBodySeesTheRequest) {
     std::atomic<bool> stopAsked{false};
     Body body([&](Thread& self) { stopAsked = self.IsStopThread(0); });
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread, -1));
+    ASSERT_TRUE(AThreadWaits()); // at the gate
+    bool askedFirst = false;
+    g_onBroadcast = [&] { askedFirst = thread.GetStopThreadEvent()->Wait(0); };
     thread.StopThread(NoLimit, 0);
+    EXPECT_TRUE(askedFirst);
     EXPECT_EQ(1, body.nRuns);
     EXPECT_TRUE(stopAsked);
     ExpectNoThread(thread);
