@@ -933,6 +933,29 @@ TEST(ThreadRestart, FirstCallsTheVirtualStopByForceAndWithoutLimit) {
     EXPECT_EQ(2, body.nRuns);
 }
 
+TEST(ThreadRestart, WaitsForABodyThatDoesNotObeyAndNeverCancelsIt) {
+    DeafBody body;
+    Thread thread;
+    thread.SetThreadHandler(&body);
+    EXPECT_EQ(Success, Start(thread));
+    EXPECT_TRUE(body.entered.Wait(Patience));
+    ThePlatform().TakeLog();
+    std::atomic<bool> begun{false};
+    VornTest::PosixThread owner([&] {
+        begun = true;
+        EXPECT_TRUE(thread.StartThread(0));
+    });
+    while (!begun)
+        sched_yield();
+    VornTest::WaitUntilBlocked({&owner});
+    EXPECT_THAT(ThePlatform().TakeLog(), IsEmpty());
+    body.release.Set();
+    owner.Join();
+    EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join", "create", "usleep 100"));
+    thread.StopThread(NoLimit, 0);
+    EXPECT_EQ(2, body.nRuns);
+}
+
 TEST(ThreadRestart, RefusedLeavesTheOldThreadStopped) {
     ObedientBody body;
     Thread thread;
