@@ -257,8 +257,9 @@ protected:
 ///
 ///     |                 | no thread    | held at the gate   | running      | body ended    |
 ///     | --------------- | ------------ | ------------------ | ------------ | ------------- |
-///     | StartThread     | starts       | stops it, by force | the same     | joins, starts |
-///     |                 |              | if need be; starts |              |               |
+///     | StartThread     | starts       | stops it, waiting  | the same     | joins, starts |
+///     |                 |              | without limit for  |              |               |
+///     |                 |              | its body; starts   |              |               |
 ///     | ResumeThread    | false        | lets the body run  | true         | true          |
 ///     | StopThreadEvent | false        | true               | true         | true          |
 ///     | StopThread      | does nothing | lets it run, joins | waits, joins | joins         |
@@ -318,7 +319,9 @@ public:
     void SetThreadHandler(ThreadHandler* pHandler);
 
     /// Starts the thread; with `bSuspended` not 0 the body is held at a gate until ResumeThread or
-    /// StopThread. A thread that exists is stopped first, by force and without limit.
+    /// StopThread. A thread that exists is stopped first, by StopThread(0xFFFFFFFF, 1), which waits
+    /// without limit for its body to end. Note: a body that does not obey is never cancelled by
+    /// this, since a wait without limit does not run out; the start then waits for ever.
     ///
     /// Returns true on success. Returns false when OnPreThreadStart refuses, or, after one line on
     /// standard output, when an event cannot be made: "[Thread] Create stop event failure.\r",
@@ -331,6 +334,9 @@ public:
     /// same, IsThreadRunning is true and the body never runs; StopThread, whatever its arguments,
     /// then returns without waiting and leaves no thread. (A platform that reported this with a
     /// negative number would get "[Thread] Create thread failure.\r" and false.)
+    ///
+    /// Throws std::bad_alloc when there is no memory. No thread exists then, and a further start
+    /// may succeed.
     ///
     /// Note: it ends with a pause of 100 microseconds, in which the new thread may get going.
     bool StartThread(int bSuspended);
@@ -405,8 +411,8 @@ private:
 /// before the start wait.
 ///
 /// An idle worker looks for a stop request every 100 ms. An exception that leaves a task, and the
-/// boost::bad_function_call of an empty one, ends the process. What a task
-/// refers to must live until the task has run or the pool has been stopped.
+/// boost::bad_function_call of an empty one, ends the process. What a task refers to must live
+/// until the task has run or the pool has been stopped.
 ///
 ///     Vorn::ThreadTaskPool pool;
 ///     pool.StartThread(0);
@@ -426,7 +432,8 @@ public:
     /// Stops the worker as Thread::StopThread does: the running task goes on to its end, unless a
     /// forced stop cancels it. Then destroys all queued tasks, on the calling thread, without
     /// running them; also when the worker is left running because the time ran out, and when there
-    /// was none. Note: StartThread on a running pool stops it first and so drops the queued tasks.
+    /// was none. A cancellation of the calling thread is put off while it destroys them.
+    /// Note: StartThread on a running pool stops it first and so drops the queued tasks.
     void StopThread(unsigned int timeoutMs, int bForce) override;
 
     /// The worker's loop. Returns 0 when a stop is requested.

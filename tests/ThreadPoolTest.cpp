@@ -66,9 +66,18 @@ Platform& ThePlatform() {
     return platform;
 }
 
+// Run once by this thread after it has next unlocked the lock.
+struct UnlockHook {
+    std::function<void(pthread_mutex_t*)> run;
+    pthread_mutex_t* pLock = nullptr; // null: the one that this thread locks next
+};
+
+thread_local UnlockHook g_unlockHook;
+
 // Lets every test begin with nothing seen, also when one process runs them all.
 class PlatformReset : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo&) override {
+        g_unlockHook = {};
         ThePlatform().Watch(nullptr);
         ThePlatform().cancels = 0;
     }
@@ -88,6 +97,21 @@ int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock,
                                   const timespec* deadline) {
     ThePlatform().Wait(*deadline);
     return __real_pthread_cond_timedwait(cond, lock, deadline);
+}
+
+int __real_pthread_mutex_lock(pthread_mutex_t* lock);
+int __wrap_pthread_mutex_lock(pthread_mutex_t* lock) {
+    if (g_unlockHook.run && g_unlockHook.pLock == nullptr)
+        g_unlockHook.pLock = lock;
+    return __real_pthread_mutex_lock(lock);
+}
+
+int __real_pthread_mutex_unlock(pthread_mutex_t* lock);
+int __wrap_pthread_mutex_unlock(pthread_mutex_t* lock) {
+    const int status = __real_pthread_mutex_unlock(lock);
+    if (g_unlockHook.run && g_unlockHook.pLock == lock)
+        std::exchange(g_unlockHook, {}).run(lock);
+    return status;
 }
 
 int __real_pthread_cancel(pthread_t thread);
@@ -408,6 +432,31 @@ TEST(TaskPool, GoesOnTakingTasksAfterTheQueueWasEmpty) {
         Drain(pool);
 }
 
+TEST(TaskPool, PostWakesTheWorkerBeforeItFreesTheQueue) {
+    bool ranMeanwhile = false;
+    ManualEvent ran;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    g_unlockHook.run = [&](pthread_mutex_t*) { ranMeanwhile = ran.Wait(Patience); };
+    pool.Post([&] { ran.Set(); }); // locks the queue first of all
+    EXPECT_TRUE(ranMeanwhile);
+}
+
+TEST(TaskPool, TaskPostedAsSoonAsTheWorkerFreesTheEmptyQueueIsRun) {
+    pthread_mutex_t* pQueueLock = nullptr;
+    ManualEvent ran;
+    ThreadTaskPool pool;
+    g_unlockHook.run = [&](pthread_mutex_t* pLock) { pQueueLock = pLock; };
+    pool.Post([&] {
+        // What the worker does with the queue after this, the only task, is to find it empty.
+        g_unlockHook.pLock = pQueueLock;
+        g_unlockHook.run = [&](pthread_mutex_t*) { pool.Post([&] { ran.Set(); }); };
+    });
+    ASSERT_NE(nullptr, pQueueLock);
+    EXPECT_TRUE(pool.StartThread(0));
+    EXPECT_TRUE(ran.Wait(Patience)); // nothing else is posted that could wake the worker
+}
+
 TEST(TaskPool, SuspendedStartHoldsTheTasks) {
     ManualEvent ran;
     ThreadTaskPool pool;
@@ -625,6 +674,25 @@ TEST(TaskPoolStop, DroppedTasksAreDestroyedWithNoLockHeld) {
     EXPECT_TRUE(pool.StartThread(0)); // what the destruction has posted belongs to the next start
     Drain(pool);
     EXPECT_TRUE(ran);
+}
+
+TEST(TaskPoolStop, PutsACancellationOfTheOwnerOffWhileItDestroysTheDroppedTasks) {
+    std::atomic<bool> destroyed{false};
+    std::atomic<bool> stopped{false};
+    ThreadTaskPool pool;
+    pool.Post(AtDestruction([&] {
+        pthread_testcancel(); // leaving a destructor here would end the process
+        destroyed = true;
+    }));
+    VornTest::PosixThread owner([&] {
+        pthread_cancel(pthread_self());
+        pool.StopThread(0, 0);
+        stopped = true;
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(owner.Join()); // put off only
+    EXPECT_TRUE(destroyed);
+    EXPECT_TRUE(stopped);
 }
 
 TEST(TaskPoolStop, TakenTaskIsDestroyedInTheQueueWithNoLockHeld) {

@@ -14,6 +14,7 @@
 #include <functional>
 #include <memory>
 #include <mutex>
+#include <new>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -65,6 +66,7 @@ public:
         disableCancelFirst = false;
         skipSleep = false;
         yieldResult = 0;
+        waits = 0;
         TakeLog();
     }
 
@@ -72,6 +74,7 @@ public:
     std::atomic<bool> disableCancelFirst{false}; // new threads begin with cancellation off
     std::atomic<bool> skipSleep{false};
     std::atomic<int> yieldResult{0};
+    std::atomic<int> waits{0}; // without limit, begun so that the next post wakes them
 
 private:
     std::atomic<int> m_nUntilFailure{0};
@@ -84,15 +87,24 @@ Platform& ThePlatform() {
     return platform;
 }
 
+// Run once by this thread when it is about to wake threads that wait.
+thread_local std::function<void()> g_onBroadcast;
+
 // Lets every test begin with a platform that behaves, also when one process runs them all.
 class PlatformReset : public testing::EmptyTestEventListener {
-    void OnTestStart(const testing::TestInfo&) override { ThePlatform().Reset(); }
+    void OnTestStart(const testing::TestInfo&) override {
+        ThePlatform().Reset();
+        g_onBroadcast = nullptr;
+    }
 };
 
 [[maybe_unused]] const bool g_resetIsSet = [] {
     testing::UnitTest::GetInstance()->listeners().Append(new PlatformReset);
     return true;
 }();
+
+// The allocation of this thread, counted from 1, that finds no memory; 0: none does.
+thread_local int g_nUntilNoMemory = 0;
 
 std::atomic<StartRoutine> g_startRoutine{nullptr};
 
@@ -109,10 +121,24 @@ int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* att
     return ThePlatform().FailsCondInit() ? ENOMEM : __real_pthread_cond_init(cond, attributes);
 }
 
+int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock);
+int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
+    ++ThePlatform().waits;
+    return __real_pthread_cond_wait(cond, lock);
+}
+
+int __real_pthread_cond_broadcast(pthread_cond_t* cond);
+int __wrap_pthread_cond_broadcast(pthread_cond_t* cond) {
+    if (g_onBroadcast)
+        std::exchange(g_onBroadcast, nullptr)();
+    return __real_pthread_cond_broadcast(cond);
+}
+
 int __real_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, StartRoutine routine,
                           void* args);
 int __wrap_pthread_create(pthread_t* thread, const pthread_attr_t* attributes, StartRoutine routine,
                           void* args) {
+    g_nUntilNoMemory = 0; // the platform's own matter from here on
     ThePlatform().Log(attributes == nullptr ? "create" : "create with attributes");
     if (ThePlatform().createResult != 0)
         return ThePlatform().createResult;
@@ -145,6 +171,14 @@ int __real_sched_yield();
 int __wrap_sched_yield() {
     const int result = ThePlatform().yieldResult;
     return result != 0 ? result : __real_sched_yield();
+}
+
+// operator new
+void* __real__Znwm(std::size_t size);
+void* __wrap__Znwm(std::size_t size) {
+    if (g_nUntilNoMemory > 0 && --g_nUntilNoMemory == 0)
+        throw std::bad_alloc();
+    return __real__Znwm(size);
 }
 }
 
@@ -559,13 +593,25 @@ TEST(ThreadSuspended, HoldsTheBodyUntilResume) {
     EXPECT_EQ(1, body.nRuns);
 }
 
+// Returns false when no thread begins to wait within the test's patience.
+bool AThreadWaits() {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(Patience);
+    while (ThePlatform().waits == 0 && std::chrono::steady_clock::now() < end)
+        sched_yield();
+    return ThePlatform().waits != 0;
+}
+
 TEST(ThreadSuspended, StopOpensTheGateAndTheBodySeesTheRequest) {
     std::atomic<bool> stopAsked{false};
     Body body([&](Thread& self) { stopAsked = self.IsStopThread(0); });
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread, -1));
+    ASSERT_TRUE(AThreadWaits()); // at the gate
+    bool askedFirst = false;
+    g_onBroadcast = [&] { askedFirst = thread.GetStopThreadEvent()->Wait(0); };
     thread.StopThread(NoLimit, 0);
+    EXPECT_TRUE(askedFirst);
     EXPECT_EQ(1, body.nRuns);
     EXPECT_TRUE(stopAsked);
     ExpectNoThread(thread);
@@ -887,6 +933,29 @@ TEST(ThreadRestart, FirstCallsTheVirtualStopByForceAndWithoutLimit) {
     EXPECT_EQ(2, body.nRuns);
 }
 
+TEST(ThreadRestart, WaitsForABodyThatDoesNotObeyAndNeverCancelsIt) {
+    DeafBody body;
+    Thread thread;
+    thread.SetThreadHandler(&body);
+    EXPECT_EQ(Success, Start(thread));
+    EXPECT_TRUE(body.entered.Wait(Patience));
+    ThePlatform().TakeLog();
+    std::atomic<bool> begun{false};
+    VornTest::PosixThread owner([&] {
+        begun = true;
+        EXPECT_TRUE(thread.StartThread(0));
+    });
+    while (!begun)
+        sched_yield();
+    VornTest::WaitUntilBlocked({&owner});
+    EXPECT_THAT(ThePlatform().TakeLog(), IsEmpty());
+    body.release.Set();
+    owner.Join();
+    EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join", "create", "usleep 100"));
+    thread.StopThread(NoLimit, 0);
+    EXPECT_EQ(2, body.nRuns);
+}
+
 TEST(ThreadRestart, RefusedLeavesTheOldThreadStopped) {
     ObedientBody body;
     Thread thread;
@@ -1009,6 +1078,36 @@ TEST_F(ThreadEventFailure, AtTheSuspendEventBlocksEveryFurtherStartThere) {
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
     m_thread.StopThread(NoLimit, 1);
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
+}
+
+// Returns whether the start threw because its nth allocation found no memory.
+bool StartRunsOutOfMemory(Thread& thread, int nth) {
+    try {
+        g_nUntilNoMemory = nth;
+        EXPECT_TRUE(thread.StartThread(0));
+    } catch (const std::bad_alloc&) {
+        return true;
+    }
+    g_nUntilNoMemory = 0;
+    return false;
+}
+
+TEST(ThreadOutOfMemory, StartThrowsLeavesNoThreadAndMaySucceedLater) {
+    Body body;
+    Thread thread;
+    thread.SetThreadHandler(&body);
+    int nFailures = 0;
+    while (StartRunsOutOfMemory(thread, nFailures + 1)) {
+        ++nFailures;
+        ASSERT_FALSE(thread.IsThreadRunning()) << "allocation " << nFailures;
+        ExpectNoThread(thread);
+        EXPECT_FALSE(thread.GetStopThreadEvent()->IsOpened());
+        thread.StopThread(NoLimit, 1);
+    }
+    EXPECT_GE(nFailures, 2); // the handle and the record of the start, at least
+    EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("create", "usleep 100"));
+    thread.StopThread(NoLimit, 0);
+    EXPECT_EQ(1, body.nRuns);
 }
 
 class ThreadCreationFailure : public testing::Test {

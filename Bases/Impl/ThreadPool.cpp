@@ -74,9 +74,10 @@ bool ThreadTaskPool::TakeTask(Task& task, TaskList& taken) {
     return true;
 }
 
-// Destroys the queued tasks with the lock free, because a task's destructor may post. Returns false
-// when there was none.
+// Destroys the queued tasks with the lock free, because a task's destructor may post, and with the
+// caller's cancellation put off, as the worker's is. Returns false when there was none.
 bool ThreadTaskPool::DropTasks() {
+    const CancelShield shield;
     TaskList dropped;
     {
         const CsLocker lock(m_csTasks);

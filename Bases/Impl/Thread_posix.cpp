@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <new>
+#include <utility>
 
 #include <pthread.h>
 #include <sched.h>
@@ -108,8 +110,13 @@ bool Thread::StartThread(int bSuspended) {
         StopThread(NoLimit, 1);
     if (OnPreThreadStart() == 0)
         return false;
-    if (!CreateEvents() || !CreateThread(bSuspended != 0))
-        return false;
+    try {
+        if (!CreateEvents() || !CreateThread(bSuspended != 0))
+            return false;
+    } catch (const std::bad_alloc&) {
+        CloseEvents(); // those that were made would fail every later start
+        throw;
+    }
     usleep(StartPauseUs); // lets the new thread get going
     return true;
 }
@@ -188,11 +195,15 @@ bool Thread::CreateEvents() {
 // here: callers treat a start that came this far as done. What must not follow from that is a wait
 // for, or a join of, a thread that never was.
 bool Thread::CreateThread(bool suspended) {
-    m_pThread = std::make_unique<pthread_t>();
-    m_bJoinable = true; // settled before the body can ask; corrected only when there is no body
-    m_bForced = false;
+    auto pThread = std::make_unique<pthread_t>();
     auto pRecord = std::make_unique<StartRecord>(
         StartRecord{*m_pExitEvent, suspended ? m_pSuspendEvent.get() : nullptr, *this});
+
+    // Settled before the body can ask, and not before everything is allocated: a handle counts as a
+    // thread. Corrected only when there is no body.
+    m_pThread = std::move(pThread);
+    m_bJoinable = true;
+    m_bForced = false;
 
     const int result = pthread_create(m_pThread.get(), nullptr, ThreadEntryProc, pRecord.get());
     if (result == 0) {
