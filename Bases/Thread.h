@@ -25,6 +25,7 @@
 //     |                     |                                | stays mapped until the process   |
 //     |                     |                                | ends                             |
 
+#include <atomic>
 #include <list>
 #include <memory>
 #include <string>
@@ -254,23 +255,40 @@ protected:
 /// StartThread, StopThread, ResumeThread and destruction belong to one thread, the owner's; the
 /// body may call IsStopThread, StopThreadEvent, SleepThread, YieldThread and the getters.
 ///
-///     |                  | no thread       | held at the gate    | running        | body ended      |
-///     | ---------------- | --------------- | ------------------- | -------------- | --------------- |
-///     | StartThread      | starts          | stops it, by force  | the same       | joins, starts   |
-///     |                  |                 | if need be; starts  |                |                 |
-///     | ResumeThread     | false           | lets the body run   | true           | true            |
-///     | StopThreadEvent  | false           | true                | true           | true            |
-///     | StopThread       | does nothing    | lets it run, joins  | waits, joins   | joins           |
-///     | IsStopThread(0)  | true            | stop requested?     | the same       | the same        |
-///     | IsThreadRunning  | false           | true                | true           | true            |
+///     |                 | no thread    | held at the gate   | running      | body ended    |
+///     | --------------- | ------------ | ------------------ | ------------ | ------------- |
+///     | StartThread     | starts       | stops it, by force | the same     | joins, starts |
+///     |                 |              | if need be; starts |              |               |
+///     | ResumeThread    | false        | lets the body run  | true         | true          |
+///     | StopThreadEvent | false        | true               | true         | true          |
+///     | StopThread      | does nothing | lets it run, joins | waits, joins | joins         |
+///     | IsStopThread(0) | true         | stop requested?    | the same     | the same      |
+///     | IsThreadRunning | false        | true               | true         | true          |
 ///
-/// An exception that leaves the body ends the process. A subclass must be stopped before its own
+/// An exception that leaves the body ends the process. A body that leaves through pthread_exit, or
+/// that is cancelled through the handle, counts as ended. A subclass must be stopped before its own
 /// part is destroyed, since the base destructor stops the thread only afterwards.
+///
+///     struct Ticker : Vorn::ThreadHandler {
+///         int OnPreThreadStart(Vorn::Thread*) override { return 1; }
+///         int OnThreadEntry(Vorn::Thread* pThread) override {
+///             while (!pThread->IsStopThread(1000)) // sleeps a second, unless a stop is requested
+///                 std::puts("tick");
+///             return 0;
+///         }
+///     };
+///     Ticker ticker; // outlives the thread
+///     Vorn::Thread thread;
+///     thread.SetThreadHandler(&ticker);
+///     thread.StartThread(0);
+///     thread.StopThread(5000, 0);
 class VORN_BASES_API Thread {
 public:
     Thread();
 
-    /// Stops the thread: asks, waits without limit for the body to end, and joins it.
+    /// Stops the thread: asks, waits without limit for the body to end, and joins it. It does so by
+    /// itself and not through an overridden StopThread. A cancellation of the calling thread is put
+    /// off meanwhile.
     virtual ~Thread();
     Thread(const Thread&) = delete;
     Thread& operator=(const Thread&) = delete;
@@ -280,7 +298,13 @@ public:
     ///
     /// When the time runs out: with `bForce` 0 returns at once and leaves the thread running with
     /// the stop request standing; otherwise cancels the thread, which ends at its next cancellation
-    /// point, and joins it. The caller must not wait without limit from the body itself.
+    /// point, and joins it. The stack of a cancelled body is unwound, so its locals are destroyed.
+    /// Note: a destructor that is itself at a cancellation point then, such as one that closes a
+    /// file, ends the process; a body that is to be stopped by force guards against that with
+    /// pthread_setcancelstate.
+    ///
+    /// From the body itself: the wait always fails; without force it then goes on, by force it ends
+    /// here and stays to be joined by the owner's StopThread. It must not wait without limit.
     virtual void StopThread(unsigned int timeoutMs, int bForce);
 
     /// Called by StartThread before anything is made; 0 refuses the start. Asks the handler, if
@@ -298,15 +322,21 @@ public:
     ///
     /// Returns true on success. Returns false when OnPreThreadStart refuses, or, after one line on
     /// standard output, when an event cannot be made: "[Thread] Create stop event failure.\r",
-    /// "[Thread] Create exit event failure.\r" or "[Thread] Create suspend event failure.\r".
+    /// "[Thread] Create exit event failure.\r" or "[Thread] Create suspend event failure.\r". No
+    /// thread exists then, and none after a refusal either.
     ///
-    /// Note: after the exit event failed, every further start fails at the stop event until the
-    /// object is destroyed. Note: when the platform cannot create the thread, the result is true
-    /// all the same and the body never runs; StopThread then returns without waiting.
+    /// Note: after an event has failed, every further start of the object fails, StopThread or not:
+    /// at the suspend event if that was it, otherwise at the stop event. Destroy the object and use
+    /// another one. Note: when the platform cannot create the thread, the result is true all the
+    /// same, IsThreadRunning is true and the body never runs; StopThread, whatever its arguments,
+    /// then returns without waiting and leaves no thread. (A platform that reported this with a
+    /// negative number would get "[Thread] Create thread failure.\r" and false.)
+    ///
+    /// Note: it ends with a pause of 100 microseconds, in which the new thread may get going.
     bool StartThread(int bSuspended);
 
-    /// The routine that the new thread begins with. Returns null; with null as argument it does
-    /// nothing else.
+    /// The routine that the new thread begins with; its argument is made by StartThread. Returns
+    /// null; with null as argument it does nothing else.
     static void* ThreadEntryProc(void* pArgs);
 
     /// Waits at most `timeoutMs` milliseconds for a stop request; the body's question. Returns true
@@ -342,7 +372,8 @@ public:
     /// Returns the event that a stop request sets, owned by this object.
     VornEvent* GetStopThreadEvent() const;
 
-    /// Returns 32 bits of the platform's thread identity; 0 when no thread exists.
+    /// Returns the low 32 bits of the platform's thread identity; 0 when no thread exists. Note:
+    /// two threads may have the same ones.
     int GetThreadId() const;
 
     /// Compare the handles: two objects without a thread are equal, two running ones only when they
@@ -354,16 +385,19 @@ private:
     struct StartRecord;
 
     bool CreateEvents();
+    bool CreateThread(bool suspended);
+    bool JoinThread(unsigned int timeoutMs, bool force);
     void CloseEvents();
 
     ThreadHandler* m_pHandler;
-    pthread_t* m_pThread;
-    VornEvent* m_pStopEvent;
-    VornEvent* m_pExitEvent;
-    VornEvent* m_pSuspendEvent;
-    int m_nReserved; // kept for the layout; used by no operation
+    std::unique_ptr<pthread_t> m_pThread;
+    std::unique_ptr<VornEvent> m_pStopEvent;
+    std::unique_ptr<VornEvent> m_pExitEvent;
+    std::unique_ptr<VornEvent> m_pSuspendEvent;
+    [[maybe_unused]] int m_nReserved; // kept for the layout; used by no operation
     int m_nPriority;
-    bool m_bJoinable; // false when the platform could not create the thread
+    bool m_bJoinable;            // false when the platform could not create the thread
+    std::atomic<bool> m_bForced; // StopThread has cancelled the thread and joins it
 };
 
 /// A queue of tasks and one worker thread that runs them, one after another, first posted first
@@ -371,7 +405,8 @@ private:
 /// before the start wait.
 ///
 /// An idle worker looks for a stop request every 100 ms. An exception that leaves a task, and the
-/// boost::bad_function_call of an empty one, ends the process.
+/// boost::bad_function_call of an empty one, ends the process. What a task
+/// refers to must live until the task has run or the pool has been stopped.
 ///
 ///     Vorn::ThreadTaskPool pool;
 ///     pool.StartThread(0);
@@ -382,25 +417,38 @@ public:
     ThreadTaskPool();
 
     /// Stops the worker, waiting without limit for the task that it runs; queued tasks are
-    /// destroyed without being run.
+    /// destroyed without being run, those that their destruction posts included. Nobody else may
+    /// post any more.
     ~ThreadTaskPool() override;
     ThreadTaskPool(const ThreadTaskPool&) = delete;
     ThreadTaskPool& operator=(const ThreadTaskPool&) = delete;
 
     /// Stops the worker as Thread::StopThread does: the running task goes on to its end, unless a
     /// forced stop cancels it. Then destroys all queued tasks, on the calling thread, without
-    /// running them; also when the worker is left running because the time ran out.
+    /// running them; also when the worker is left running because the time ran out, and when there
+    /// was none. Note: StartThread on a running pool stops it first and so drops the queued tasks.
     void StopThread(unsigned int timeoutMs, int bForce) override;
 
     /// The worker's loop. Returns 0 when a stop is requested.
     int OnThreadEntry() override;
 
-    /// Appends a copy of the task to the queue. Never blocks for longer than the queue is looked
-    /// at. An empty task is accepted here.
+    /// Appends a copy of the task to the queue and wakes the worker. Any thread may call it. It
+    /// never blocks for longer than the queue is looked at or a task copied. An empty task is
+    /// accepted here.
+    ///
+    /// The worker takes a second copy out of the queue and destroys the queued one, runs its copy
+    /// with no lock held, and destroys it before it waits or takes the next.
     void Post(boost::function<void()> task);
 
 private:
-    std::list<boost::function<void()>>* m_pTasks;
+    using Task = boost::function<void()>;
+    using TaskList = std::list<Task>;
+
+    void RunNextTask();
+    bool TakeTask(Task& task, TaskList& taken);
+    bool DropTasks();
+
+    std::unique_ptr<TaskList> m_pTasks;
     Cs m_csTasks;
     Event m_evtTasks;
 };

@@ -167,7 +167,8 @@ protected:
         g_failGetValue = false;
         g_semCloseCalls = 0;
     }
-    ~Named() override { sem_unlink(m_name.c_str()); }
+
+    void TearDown() override { sem_unlink(m_name.c_str()); }
 
     const char* Name() const { return m_name.c_str(); }
 

@@ -53,6 +53,8 @@ class VornSemaphore::SemUnnamed : public SemImpl {
 public:
     SemUnnamed() : m_bCreated(0), m_nCount(0) {}
     ~SemUnnamed() override { Release(); }
+    SemUnnamed(const SemUnnamed&) = delete;
+    SemUnnamed& operator=(const SemUnnamed&) = delete;
 
     bool Create(SemInitState state) override {
         if (m_bCreated != 0)
@@ -146,6 +148,8 @@ class VornSemaphore::SemNamed : public SemImpl {
 public:
     explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name != nullptr ? name : "") {}
     ~SemNamed() override { Release(); }
+    SemNamed(const SemNamed&) = delete;
+    SemNamed& operator=(const SemNamed&) = delete;
 
     // The test is for null and not for the platform's failure value: where that value is another
     // one, a refused semaphore counts as made, and hosts know that.
@@ -171,7 +175,7 @@ public:
             return true;
         timeval limit{};
         limit.tv_sec = timeoutMs / 1000;
-        limit.tv_usec = timeoutMs % 1000 * 1000;
+        limit.tv_usec = timeoutMs % 1000 * 1000L;
         timeval now{};
         gettimeofday(&now, nullptr);
         while (LowerTimeVal(now, limit)) {
@@ -277,7 +281,7 @@ bool VornSemaphore::GetSemCounts(int& count) {
 // semaphore: every operation that needs one fails.
 VornEvent::VornEvent()
     : m_bSignaled(0), m_bManualReset(1), m_pSem(new (std::nothrow) VornSemaphore) {
-    VORN_ASSERT(m_pSem != NULL);
+    VORN_ASSERT(m_pSem != NULL); // NOLINT(modernize-use-nullptr): hosts know the expanded text
 }
 
 VornEvent::~VornEvent() { Close(); }

@@ -1,0 +1,238 @@
+#include <Bases/Thread.h>
+
+#include <atomic>
+#include <cstdint>
+#include <cstdio>
+#include <cstring>
+
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include <Bases/Impl/CancelShield.h>
+#include <Bases/Impl/Sem_mac.h>
+
+namespace Vorn {
+
+namespace {
+
+constexpr unsigned int NoLimit = 0xFFFFFFFF;
+constexpr int DefaultPriority = 15;
+constexpr useconds_t StartPauseUs = 100;
+
+bool CreateOrReport(VornEvent& event, const char* failure) {
+    if (event.Create(1, 0, nullptr))
+        return true;
+    std::puts(failure);
+    return false;
+}
+
+// Raises the exit event when the start routine is left, whichever way: a body that ends its thread
+// with pthread_exit, or that somebody cancels through the handle, must not be waited for for ever.
+//
+// A forced stop has given the waiting up before it cancels, so nothing is raised for it. That is
+// more than thrift: a thread that is cancelled inside a blocking call has its locks ignored by the
+// thread sanitizer from then on (as found with the one of GCC 12), and raising an event would be
+// reported as a race.
+class ExitSignal {
+public:
+    ExitSignal(VornEvent& event, const std::atomic<bool>& forced)
+        : m_event(event), m_bForced(forced) {}
+    ~ExitSignal() {
+        if (!m_bForced)
+            m_event.Set();
+    }
+    ExitSignal(const ExitSignal&) = delete;
+    ExitSignal& operator=(const ExitSignal&) = delete;
+
+private:
+    VornEvent& m_event;
+    const std::atomic<bool>& m_bForced;
+};
+
+// Hosts whose pthread_t is a number: the number itself tells threads apart.
+std::uintptr_t IdentityWord(std::uintptr_t thread) { return thread; }
+
+// macOS, where it points to the thread's object: that object's first word.
+template <typename Object>
+std::uintptr_t IdentityWord(Object* pThread) {
+    std::uintptr_t word = 0;
+    std::memcpy(&word, pThread, sizeof(word));
+    return word;
+}
+
+} // namespace
+
+// Belongs to the new thread as soon as there is one.
+struct Thread::StartRecord {
+    VornEvent& exitEvent;
+    VornEvent* pSuspendEvent; // null: the body is not held
+    Thread& thread;
+};
+
+ThreadHandler::ThreadHandler() = default;
+
+ThreadHandler::~ThreadHandler() = default;
+
+Thread::Thread()
+    : m_pHandler(nullptr), m_pStopEvent(std::make_unique<VornEvent>()),
+      m_pExitEvent(std::make_unique<VornEvent>()), m_pSuspendEvent(std::make_unique<VornEvent>()),
+      m_nReserved(0), m_nPriority(DefaultPriority), m_bJoinable(false), m_bForced(false) {}
+
+Thread::~Thread() {
+    const CancelShield shield;
+    Thread::StopThread(NoLimit, 1);
+}
+
+void Thread::StopThread(unsigned int timeoutMs, int bForce) {
+    if (m_pThread == nullptr)
+        return;
+    m_pStopEvent->Set();
+    m_pSuspendEvent->Set(); // a body at the gate comes through and can see the request
+    if (m_bJoinable && !JoinThread(timeoutMs, bForce != 0))
+        return;
+    CloseEvents();
+    m_pThread.reset();
+}
+
+int Thread::OnPreThreadStart() {
+    return m_pHandler != nullptr ? m_pHandler->OnPreThreadStart(this) : 1;
+}
+
+int Thread::OnThreadEntry() { return m_pHandler != nullptr ? m_pHandler->OnThreadEntry(this) : 0; }
+
+void Thread::SetThreadHandler(ThreadHandler* pHandler) { m_pHandler = pHandler; }
+
+bool Thread::StartThread(int bSuspended) {
+    if (m_pThread != nullptr)
+        StopThread(NoLimit, 1);
+    if (OnPreThreadStart() == 0)
+        return false;
+    if (!CreateEvents() || !CreateThread(bSuspended != 0))
+        return false;
+    usleep(StartPauseUs); // lets the new thread get going
+    return true;
+}
+
+void* Thread::ThreadEntryProc(void* pArgs) {
+    if (pArgs == nullptr)
+        return nullptr;
+    // Freed also when the thread is cancelled, which unwinds this stack.
+    const std::unique_ptr<const StartRecord> pRecord(static_cast<StartRecord*>(pArgs));
+    const ExitSignal exit(pRecord->exitEvent, pRecord->thread.m_bForced);
+
+    if (pRecord->pSuspendEvent != nullptr)
+        pRecord->pSuspendEvent->Wait(NoLimit);
+    pRecord->exitEvent.Wait(0); // takes back an end that is left from before, if there is one
+    pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
+    pRecord->thread.OnThreadEntry();
+    return nullptr;
+}
+
+bool Thread::IsStopThread(unsigned int timeoutMs) const {
+    return m_pThread == nullptr || m_pStopEvent->Wait(timeoutMs);
+}
+
+bool Thread::StopThreadEvent() { return m_pThread != nullptr && m_pStopEvent->Set(); }
+
+bool Thread::ResumeThread() {
+    if (m_pThread == nullptr)
+        return false;
+    m_pSuspendEvent->Set();
+    return true;
+}
+
+bool Thread::IsThreadRunning() const { return m_pThread != nullptr; }
+
+// The product wraps at 32 bits, which is all that usleep takes.
+void Thread::SleepThread(unsigned int ms) { usleep(ms * 1000); }
+
+bool Thread::YieldThread() { return sched_yield() == 0; }
+
+int Thread::GetThreadPriority() const { return m_nPriority; }
+
+void Thread::SetThreadPriority(int nPriority) { m_nPriority = nPriority; }
+
+pthread_t* Thread::GetHandle() const { return m_pThread.get(); }
+
+VornEvent* Thread::GetStopThreadEvent() const { return m_pStopEvent.get(); }
+
+int Thread::GetThreadId() const {
+    if (m_pThread == nullptr || !m_bJoinable)
+        return 0;
+    return static_cast<int>(static_cast<unsigned int>(IdentityWord(*m_pThread)));
+}
+
+bool Thread::operator==(const Thread& other) const { return m_pThread.get() == other.GetHandle(); }
+
+bool Thread::operator!=(const Thread& other) const { return !(*this == other); }
+
+// What a failure leaves open is known to hosts: the event that failed (except for the exit event)
+// and, behind a failed exit event, the stop event. A later start then fails at that event again.
+bool Thread::CreateEvents() {
+    if (!CreateOrReport(*m_pStopEvent, "[Thread] Create stop event failure.\r"))
+        return false;
+    if (!CreateOrReport(*m_pExitEvent, "[Thread] Create exit event failure.\r")) {
+        m_pExitEvent->Close();
+        return false;
+    }
+    if (!CreateOrReport(*m_pSuspendEvent, "[Thread] Create suspend event failure.\r")) {
+        m_pStopEvent->Close();
+        m_pExitEvent->Close();
+        return false;
+    }
+    return true;
+}
+
+// The platform reports errors as positive numbers, and only a negative one counts as a failure
+// here: callers treat a start that came this far as done. What must not follow from that is a wait
+// for, or a join of, a thread that never was.
+bool Thread::CreateThread(bool suspended) {
+    m_pThread = std::make_unique<pthread_t>();
+    m_bJoinable = true; // settled before the body can ask; corrected only when there is no body
+    m_bForced = false;
+    auto pRecord = std::make_unique<StartRecord>(
+        StartRecord{*m_pExitEvent, suspended ? m_pSuspendEvent.get() : nullptr, *this});
+
+    const int result = pthread_create(m_pThread.get(), nullptr, ThreadEntryProc, pRecord.get());
+    if (result == 0) {
+        static_cast<void>(pRecord.release()); // the new thread's by now
+        return true;
+    }
+    m_bJoinable = false;
+    if (result > 0)
+        return true;
+    std::puts("[Thread] Create thread failure.\r");
+    CloseEvents();
+    m_pThread.reset();
+    return false;
+}
+
+// Returns false when the thread is to be left as it is.
+bool Thread::JoinThread(unsigned int timeoutMs, bool force) {
+    const bool ended = m_pExitEvent->Wait(timeoutMs);
+    if (!ended && !force)
+        return false;
+    if (pthread_equal(pthread_self(), *m_pThread) != 0) {
+        // A body that forces its own stop ends here, unless it has put its cancellation off.
+        pthread_cancel(*m_pThread);
+        pthread_testcancel();
+        return false;
+    }
+    // A caller that were cancelled from here on would leave open whether the thread is joined.
+    const CancelShield shield;
+    if (!ended) {
+        m_bForced = true;
+        pthread_cancel(*m_pThread);
+    }
+    pthread_join(*m_pThread, nullptr);
+    return true;
+}
+
+void Thread::CloseEvents() {
+    m_pStopEvent->Close();
+    m_pExitEvent->Close();
+    m_pSuspendEvent->Close();
+}
+
+} // namespace Vorn
