@@ -1,0 +1,144 @@
+#include <Bases/Time.h>
+
+namespace Vorn {
+
+namespace {
+
+constexpr unsigned char MonthTable[12] = {31, 28, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+constexpr unsigned char MonthTableLeap[12] = {31, 29, 31, 30, 31, 30, 31, 31, 30, 31, 30, 31};
+
+constexpr unsigned long FirstYear = 1980;
+
+const unsigned char* GetMonthTable(unsigned long year) {
+    return IsLeapYear(year) ? MonthTableLeap : MonthTable;
+}
+
+bool IsMonth(unsigned long month) { return month >= 1 && month <= 12; }
+
+bool IsDayOfMonth(unsigned long year, unsigned long month, unsigned long day) {
+    return day != 0 && day <= GetDays(year, month);
+}
+
+constexpr unsigned long GetLeapYearsUpTo(unsigned long year) {
+    return year / 4 - year / 100 + year / 400;
+}
+
+// 1980-01-01 is day 1; dates outside the count are day 0. The day is held against 31 only, so that
+// the 31st of a shorter month runs into the next one.
+unsigned long GetDaysSince1980(unsigned long year, unsigned long month, unsigned long day) {
+    if (year < FirstYear || !IsMonth(month) || day < 1 || day > 31)
+        return 0;
+
+    unsigned long days = day;
+    const unsigned char* table = GetMonthTable(year);
+    for (unsigned long i = 0; i < month - 1; ++i)
+        days += table[i];
+    days += 365 * (year - FirstYear);
+    return days + GetLeapYearsUpTo(year - 1) - GetLeapYearsUpTo(FirstYear - 1);
+}
+
+} // namespace
+
+bool IsLeapYear(unsigned long year) {
+    if (year % 4 != 0)
+        return false;
+    return year % 100 != 0 || year % 400 == 0;
+}
+
+unsigned long GetDays(unsigned long year) { return IsLeapYear(year) ? 366 : 365; }
+
+unsigned long GetDays(unsigned long year, unsigned long month) {
+    return IsMonth(month) ? GetMonthTable(year)[month - 1] : 0;
+}
+
+unsigned long GetDays(unsigned long year1, unsigned long month1, unsigned long day1,
+                      unsigned long year2, unsigned long month2, unsigned long day2) {
+    const unsigned long first = GetDaysSince1980(year1, month1, day1);
+    const unsigned long last = GetDaysSince1980(year2, month2, day2);
+    return first > last ? 0 : last - first + 1;
+}
+
+bool IsValidDate(unsigned long year, unsigned long month, unsigned long day) {
+    const unsigned long length = GetDays(year, month);
+    return length != 0 && day <= length;
+}
+
+unsigned long GetDayOfWeek(unsigned long year, unsigned long month, unsigned long day) {
+    return (GetDaysSince1980(year, month, day) + 1) % 7;
+}
+
+unsigned long GetWeekOfMonth(unsigned long dayOfMonth, unsigned long dayOfWeek) {
+    return (dayOfMonth + dayOfWeek - 1) / 7 + 1;
+}
+
+bool GetLastWeekOfMonth(unsigned long year, unsigned long month, unsigned long day) {
+    return IsMonth(month) && day + 7 > GetDays(year, month);
+}
+
+bool GetPrevYear(unsigned long& year) {
+    if (year == 0)
+        return false;
+    --year;
+    return true;
+}
+
+bool GetNextYear(unsigned long& year) {
+    ++year;
+    return true;
+}
+
+bool GetPrevMonth(unsigned long& year, unsigned long& month) {
+    if (year == 0 || !IsMonth(month))
+        return false;
+    if (month == 1) {
+        month = 12;
+        --year;
+    } else {
+        --month;
+    }
+    return true;
+}
+
+bool GetNextMonth(unsigned long& year, unsigned long& month) {
+    if (year == 0 || !IsMonth(month))
+        return false;
+    if (month == 12) {
+        month = 1;
+        ++year;
+    } else {
+        ++month;
+    }
+    return true;
+}
+
+bool GetPrevDay(unsigned long& year, unsigned long& month, unsigned long& day) {
+    if (year == 0 || !IsDayOfMonth(year, month, day))
+        return false;
+    if (day > 1) {
+        --day;
+        return true;
+    }
+    GetPrevMonth(year, month);
+    day = GetDays(year, month);
+    return true;
+}
+
+// Year 0 is no obstacle here, so the step into the next month is not GetNextMonth's.
+bool GetNextDay(unsigned long& year, unsigned long& month, unsigned long& day) {
+    if (!IsDayOfMonth(year, month, day))
+        return false;
+    if (day < GetDays(year, month)) {
+        ++day;
+        return true;
+    }
+    day = 1;
+    if (month == 12) {
+        month = 1;
+        ++year;
+    } else {
+        ++month;
+    }
+    return true;
+}
+
+} // namespace Vorn

@@ -1,0 +1,395 @@
+#include <Bases/Time.h>
+
+#include <cstdio>
+#include <cstring>
+#include <ctime>
+#include <string_view>
+
+#include <sys/time.h>
+
+namespace Vorn {
+
+namespace {
+
+struct Moment {
+    std::time_t seconds;
+    long milliseconds;
+};
+
+Moment Split(Time time) {
+    const Time seconds = time / 1000;
+    return {seconds, static_cast<long>(time - seconds * 1000)};
+}
+
+// The sum can leave 64 bits after a shift by the zone's offset.
+bool Join(const Moment& moment, Time& time) {
+    Time sum = 0;
+    if (__builtin_mul_overflow(moment.seconds, 1000, &sum) ||
+        __builtin_add_overflow(sum, moment.milliseconds, &sum))
+        return false;
+    time = sum;
+    return true;
+}
+
+void SysTimeFromTm(const std::tm& tm, long milliseconds, SysTime& sysTime) {
+    sysTime.year = static_cast<short>(tm.tm_year + 1900L);
+    sysTime.month = static_cast<short>(tm.tm_mon + 1);
+    sysTime.dayOfWeek = static_cast<short>(tm.tm_wday);
+    sysTime.day = static_cast<short>(tm.tm_mday);
+    sysTime.hour = static_cast<short>(tm.tm_hour);
+    sysTime.minute = static_cast<short>(tm.tm_min);
+    sysTime.second = static_cast<short>(tm.tm_sec);
+    sysTime.milliseconds = static_cast<short>(milliseconds);
+    sysTime.reserved = -1;
+}
+
+// The year and the month go over raw, without taking off 1900 and 1: programs rely on the values
+// that come out (pinned by SysTimeToTime.TakesTheYearAndTheMonthRaw). Fields that a SysTime does
+// not have, the daylight-saving flag among them, are 0.
+void TmFromSysTime(const SysTime& sysTime, std::tm& tm) {
+    tm = {};
+    tm.tm_year = sysTime.year;
+    tm.tm_mon = sysTime.month;
+    tm.tm_wday = sysTime.dayOfWeek;
+    tm.tm_mday = sysTime.day;
+    tm.tm_hour = sysTime.hour;
+    tm.tm_min = sysTime.minute;
+    tm.tm_sec = sysTime.second;
+}
+
+bool ReadAsLocal(std::tm& tm, std::time_t& seconds) {
+    const std::time_t result = std::mktime(&tm);
+    if (result < 0)
+        return false;
+    seconds = result;
+    return true;
+}
+
+bool ReadAsLocal(const SysTime& sysTime, std::time_t& seconds) {
+    std::tm tm;
+    TmFromSysTime(sysTime, tm);
+    return ReadAsLocal(tm, seconds);
+}
+
+bool ReadUniversalAsLocal(std::time_t& seconds) {
+    std::tm tm;
+    return gmtime_r(&seconds, &tm) != nullptr && ReadAsLocal(tm, seconds);
+}
+
+bool ReadLocalAsLocal(std::time_t& seconds) {
+    std::tm tm;
+    return localtime_r(&seconds, &tm) != nullptr && ReadAsLocal(tm, seconds);
+}
+
+bool ReadClock(Moment& now) {
+    timeval clock;
+    if (gettimeofday(&clock, nullptr) < 0)
+        return false;
+    now = {clock.tv_sec, static_cast<long>(clock.tv_usec / 1000)};
+    return true;
+}
+
+bool SetClock(std::time_t seconds, long microseconds) {
+    timeval clock;
+    clock.tv_sec = seconds;
+    clock.tv_usec = static_cast<suseconds_t>(microseconds);
+    return settimeofday(&clock, nullptr) >= 0;
+}
+
+bool IsChangeDay(const SysTime& date, const TimeZone& timeZone, const SysTime& rule) {
+    if (timeZone.daylightBias == 0 || timeZone.daylightDate.month == 0 ||
+        timeZone.standardDate.month == 0)
+        return false;
+    if (date.month != rule.month || date.dayOfWeek != rule.dayOfWeek)
+        return false;
+
+    const auto day = static_cast<unsigned long>(date.day);
+    if (rule.day == 5)
+        return GetLastWeekOfMonth(static_cast<unsigned long>(date.year),
+                                  static_cast<unsigned long>(date.month), day);
+    // By the day's own weekday, not that of the first of the month: for weekdays other than Sunday
+    // the count is shifted, and callers' rules allow for that
+    // (DstDay.CountsAFirstMondayOnTheSeventhAsTheSecond).
+    return GetWeekOfMonth(day, static_cast<unsigned long>(date.dayOfWeek)) ==
+           static_cast<unsigned long>(rule.day);
+}
+
+struct NumberToken {
+    std::string_view text;
+    int digits; // at least so many, sign included
+    bool skipsZero;
+    int (*getValue)(const SysTime& sysTime);
+};
+
+int GetYear(const SysTime& sysTime) { return sysTime.year; }
+int GetCentury(const SysTime& sysTime) { return sysTime.year / 100; }
+int GetMonth(const SysTime& sysTime) { return sysTime.month; }
+int GetDay(const SysTime& sysTime) { return sysTime.day; }
+int GetHour(const SysTime& sysTime) { return sysTime.hour; }
+int GetMinute(const SysTime& sysTime) { return sysTime.minute; }
+int GetSecond(const SysTime& sysTime) { return sysTime.second; }
+int GetMilliseconds(const SysTime& sysTime) { return sysTime.milliseconds; }
+int GetHundredths(const SysTime& sysTime) { return sysTime.milliseconds / 10; }
+int GetTenths(const SysTime& sysTime) { return sysTime.milliseconds / 100; }
+
+// Midnight stays 0: only the hours after noon are counted anew.
+int GetHourOfHalfDay(const SysTime& sysTime) {
+    return sysTime.hour > 12 ? sysTime.hour - 12 : sysTime.hour;
+}
+
+constexpr NumberToken NumberTokens[] = {
+    {"y", 1, false, GetCentury},
+    {"yy", 2, false, GetCentury},
+    {"yyy", 3, false, GetYear},
+    {"yyyy", 4, false, GetYear},
+    {"M", 1, false, GetMonth},
+    {"MM", 2, false, GetMonth},
+    {"d", 1, false, GetDay},
+    {"dd", 2, false, GetDay},
+    {"h", 1, false, GetHourOfHalfDay},
+    {"hh", 2, false, GetHourOfHalfDay},
+    {"H", 1, false, GetHour},
+    {"HH", 2, false, GetHour},
+    {"m", 1, false, GetMinute},
+    {"mm", 2, false, GetMinute},
+    {"s", 1, false, GetSecond},
+    {"ss", 2, false, GetSecond},
+    {"f", 1, false, GetTenths},
+    {"ff", 2, false, GetHundredths},
+    {"fff", 3, false, GetMilliseconds},
+    {"F", 1, true, GetTenths},
+    {"FF", 2, true, GetHundredths},
+    {"FFF", 3, true, GetMilliseconds},
+};
+
+bool IsPatternLetter(char c) {
+    return std::string_view("FHMSTYdfhmsty").find(c) != std::string_view::npos;
+}
+
+void AppendNumber(int value, int digits, std::string& out) {
+    char scratch[255];
+    std::snprintf(scratch, sizeof scratch, "%0*d", digits, value);
+    out += scratch;
+}
+
+void DateTimeFormatToString(std::string_view token, const SysTime& sysTime, std::string& out) {
+    for (const NumberToken& number : NumberTokens) {
+        if (number.text != token)
+            continue;
+        const int value = number.getValue(sysTime);
+        if (value != 0 || !number.skipsZero)
+            AppendNumber(value, number.digits, out);
+        return;
+    }
+    if (token == "t")
+        out += sysTime.hour < 12 ? "A" : "P";
+    else if (token == "tt")
+        out += sysTime.hour < 12 ? "AM" : "PM";
+    else
+        out += token;
+}
+
+// Cleared first: a time that cannot be converted prints as zeros.
+SysTime GetUniversalFields(const Time& time) {
+    SysTime sysTime{};
+    TimeToSysTime(time, sysTime);
+    return sysTime;
+}
+
+SysTime GetLocalFields(const Time& time) {
+    SysTime sysTime{};
+    TimeToLocalSysTime(time, sysTime);
+    return sysTime;
+}
+
+} // namespace
+
+bool SysTimeToTime(const SysTime& sysTime, Time& time) {
+    std::time_t seconds = 0;
+    return ReadAsLocal(sysTime, seconds) && Join({seconds, sysTime.milliseconds}, time);
+}
+
+bool LocalSysTimeToTime(const SysTime& sysTime, Time& time) { return SysTimeToTime(sysTime, time); }
+
+bool TimeToSysTime(const Time& time, SysTime& sysTime) {
+    const Moment moment = Split(time);
+    std::tm tm;
+    if (gmtime_r(&moment.seconds, &tm) == nullptr)
+        return false;
+    SysTimeFromTm(tm, moment.milliseconds, sysTime);
+    return true;
+}
+
+bool TimeToLocalSysTime(const Time& time, SysTime& sysTime) {
+    const Moment moment = Split(time);
+    std::tm tm;
+    if (localtime_r(&moment.seconds, &tm) == nullptr)
+        return false;
+    SysTimeFromTm(tm, moment.milliseconds, sysTime);
+    return true;
+}
+
+bool TimeToLocalTime(const Time& time, Time& localTime) {
+    Moment moment = Split(time);
+    return ReadLocalAsLocal(moment.seconds) && Join(moment, localTime);
+}
+
+bool LocalTimeToTime(const Time& localTime, Time& time) {
+    Moment moment = Split(localTime);
+    return ReadUniversalAsLocal(moment.seconds) && Join(moment, time);
+}
+
+bool GetCurLocalTime(Time& localTime) {
+    Moment now{};
+    return ReadClock(now) && Join(now, localTime);
+}
+
+Time GetCurLocalTime() {
+    Time localTime = 0;
+    GetCurLocalTime(localTime);
+    return localTime;
+}
+
+bool GetCurTime(Time& time) {
+    Moment now{};
+    return ReadClock(now) && ReadUniversalAsLocal(now.seconds) && Join(now, time);
+}
+
+Time GetCurTime() {
+    Time time = 0;
+    GetCurTime(time);
+    return time;
+}
+
+bool GetCurLocalTime(SysTime& sysTime) {
+    Moment now{};
+    std::tm tm;
+    if (!ReadClock(now) || gmtime_r(&now.seconds, &tm) == nullptr)
+        return false;
+    SysTimeFromTm(tm, now.milliseconds, sysTime);
+    return true;
+}
+
+bool GetCurTime(SysTime& sysTime) { return GetCurLocalTime(sysTime); }
+
+bool SetCurTime(const Time& time) {
+    Moment moment = Split(time);
+    return ReadLocalAsLocal(moment.seconds) && SetClock(moment.seconds, moment.milliseconds * 1000);
+}
+
+bool SetCurTime(const SysTime& sysTime) {
+    std::time_t seconds = 0;
+    return ReadAsLocal(sysTime, seconds) && ReadLocalAsLocal(seconds) &&
+           SetClock(seconds, sysTime.milliseconds * 1000L);
+}
+
+bool SetCurLocalTime(const SysTime& sysTime) { return SetCurTime(sysTime); }
+
+bool SetCurLocalTime(const Time& localTime) {
+    const Moment moment = Split(localTime);
+    // A million, not a thousand: the platform refuses any value that is not a whole second, and
+    // callers count on that refusal (SetLocalClock.HandsOverAMillionMicrosecondsPerMillisecond).
+    return SetClock(moment.seconds, moment.milliseconds * 1000000);
+}
+
+bool IsDstStartDay(const SysTime& sysTime, const TimeZone& timeZone) {
+    return IsChangeDay(sysTime, timeZone, timeZone.daylightDate);
+}
+
+bool IsDstEndDay(const SysTime& sysTime, const TimeZone& timeZone) {
+    return IsChangeDay(sysTime, timeZone, timeZone.standardDate);
+}
+
+bool IsDstStartDay(const Time& time, const TimeZone& timeZone) {
+    return IsDstStartDay(GetUniversalFields(time), timeZone);
+}
+
+bool IsDstEndDay(const Time& time, const TimeZone& timeZone) {
+    return IsDstEndDay(GetUniversalFields(time), timeZone);
+}
+
+bool GetTimeZoneList(std::deque<TimeZone*>&) { return false; }
+
+bool GetTimeZoneDisplayList(std::deque<TimeZoneDisplay*>&) { return false; }
+
+void ClearTimeZoneList(std::deque<TimeZone*>&) {}
+
+void ClearTimeZoneDisplayList(std::deque<TimeZoneDisplay*>&) {}
+
+bool GetTimeZone(TimeZone&) { return false; }
+
+bool SetTimeZone(const TimeZone&) { return false; }
+
+bool AdjustTimeZone(Time&, const Time&, const TimeZone&) { return false; }
+
+bool AdjustTimeZone(Time&, const SysTime&, const TimeZone&) { return false; }
+
+bool AdjustTimeZone(SysTime&, const Time&, const TimeZone&) { return false; }
+
+bool AdjustTimeZone(SysTime&, const SysTime&, const TimeZone&) { return false; }
+
+bool TimeToSysTime(const Time&, SysTime&, const TimeZone&) { return false; }
+
+bool SysTimeToTime(const SysTime&, Time&, const TimeZone&) { return false; }
+
+bool GetDateTimeFormat(std::string& out, const std::string& pattern, const SysTime& sysTime) {
+    out.clear(); // before the pattern is looked at, which may be the same string
+    const std::string_view text = pattern;
+    std::size_t tokenBegin = 0;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (IsPatternLetter(text[i]))
+            continue;
+        DateTimeFormatToString(text.substr(tokenBegin, i - tokenBegin), sysTime, out);
+        out += text[i];
+        tokenBegin = i + 1;
+    }
+    DateTimeFormatToString(text.substr(tokenBegin), sysTime, out);
+    return !out.empty();
+}
+
+bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
+                       const SysTime& sysTime) {
+    if (buffer == nullptr)
+        return false;
+    std::string text;
+    if (!GetDateTimeFormat(text, pattern, sysTime) || text.size() >= size)
+        return false;
+    std::memcpy(buffer, text.c_str(), text.size() + 1);
+    return true;
+}
+
+std::string GetDateTimeFormat(const std::string& pattern, const SysTime& sysTime) {
+    std::string out;
+    GetDateTimeFormat(out, pattern, sysTime);
+    return out;
+}
+
+bool GetDateTimeFormat(std::string& out, const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(out, pattern, GetLocalFields(time));
+}
+
+// Universal time, unlike the forms that fill a string; each has callers that rely on it
+// (DateTimeFormatOfATime.IsLocalInAStringAndUniversalInABuffer).
+bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
+                       const Time& time) {
+    return GetDateTimeFormat(buffer, size, pattern, GetUniversalFields(time));
+}
+
+std::string GetDateTimeFormat(const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(pattern, GetLocalFields(time));
+}
+
+bool GetLocalDateTimeFormat(std::string& out, const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(out, pattern, GetLocalFields(time));
+}
+
+bool GetLocalDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
+                            const Time& time) {
+    return GetDateTimeFormat(buffer, size, pattern, GetLocalFields(time));
+}
+
+std::string GetLocalDateTimeFormat(const std::string& pattern, const Time& time) {
+    return GetDateTimeFormat(pattern, GetLocalFields(time));
+}
+
+} // namespace Vorn

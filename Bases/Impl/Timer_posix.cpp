@@ -1,0 +1,31 @@
+#include <Bases/Time.h>
+
+#include <sys/time.h>
+
+namespace Vorn {
+
+namespace {
+
+// Zero, which every counter answers on failure, when the clock cannot be read.
+timeval ReadClock() {
+    timeval now;
+    return gettimeofday(&now, nullptr) < 0 ? timeval{} : now;
+}
+
+} // namespace
+
+unsigned long timer_ms() {
+    const timeval now = ReadClock();
+    return static_cast<unsigned long>(now.tv_sec) * 1000 +
+           static_cast<unsigned long>(now.tv_usec) / 1000;
+}
+
+unsigned long timer_us() {
+    const timeval now = ReadClock();
+    return static_cast<unsigned long>(now.tv_sec) * 1000000 +
+           static_cast<unsigned long>(now.tv_usec);
+}
+
+unsigned long timer_ns() { return timer_us() * 1000; }
+
+} // namespace Vorn
