@@ -1,9 +1,504 @@
 #include <Bases/Bases.h>
+#include <Bases/Text.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <clocale>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <ctime>
+#include <filesystem>
+#include <locale>
+#include <optional>
+#include <sstream>
+#include <thread>
+#include <vector>
+
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <libxml/parser.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include "support/Locale.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
 
 namespace {
 
-TEST(Process, TheCallingProcessExists) { EXPECT_EQ(1, Vorn::IsExistProcess(Vorn::GetProcessId())); }
+namespace fs = std::filesystem;
+
+using testing::Each;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using VornTest::Latin1Locale;
+using VornTest::Utf8Locale;
+
+// The steps of set-up and tear-down as the system saw them, each with the locale at that time.
+std::vector<std::string> g_steps;
+
+void AddStep(const std::string& step) { g_steps.push_back(step + " in " + std::locale().name()); }
+
+// What kill is to report instead of being called: 0 or an error number. And what it was asked.
+struct KillScript {
+    std::optional<int> error;
+    pid_t pid = 0;
+    int signal = -1;
+};
+
+KillScript g_kill;
+
+// What the link to the running program is to hold instead of the truth.
+std::optional<std::string> g_link;
+
+} // namespace
+
+extern "C" {
+
+std::tm* __real_gmtime_r(const std::time_t* time, std::tm* fields);
+void __real_xmlInitParser();
+void __real_xmlCleanupParser();
+int __real_kill(pid_t pid, int signal);
+ssize_t __real_readlink(const char* path, char* buffer, std::size_t size);
+
+std::tm* __wrap_gmtime_r(const std::time_t* time, std::tm* fields) {
+    AddStep("gmtime_r " + std::to_string(*time));
+    return __real_gmtime_r(time, fields);
+}
+
+void __wrap_xmlInitParser() {
+    AddStep("xmlInitParser");
+    __real_xmlInitParser();
+}
+
+void __wrap_xmlCleanupParser() {
+    AddStep("xmlCleanupParser");
+    __real_xmlCleanupParser();
+}
+
+int __wrap_kill(pid_t pid, int signal) {
+    g_kill.pid = pid;
+    g_kill.signal = signal;
+    if (!g_kill.error)
+        return __real_kill(pid, signal);
+    errno = *g_kill.error;
+    return errno == 0 ? 0 : -1;
+}
+
+ssize_t __wrap_readlink(const char* path, char* buffer, std::size_t size) {
+    if (!g_link)
+        return __real_readlink(path, buffer, size);
+    if (g_link->empty()) {
+        errno = ENAMETOOLONG;
+        return -1;
+    }
+    const std::size_t length = std::min(size, g_link->size());
+    std::copy_n(g_link->data(), length, buffer);
+    return static_cast<ssize_t>(length);
+}
+
+} // extern "C"
+
+namespace {
+
+class Setup : public VornTest::LocaleTest {
+protected:
+    Setup() { g_steps.clear(); }
+};
+
+// Concerns: the environment's locale, whichever variable names it, becomes the global one of the
+// standard library and of the C library; the three steps and their order; a locale that does not
+// exist stops them; tear-down is the parser's alone and both can be repeated.
+
+TEST_F(Setup, InstallsTheClassicLocaleWithoutALocaleVariable) {
+    std::locale::global(std::locale(Utf8Locale));
+    EXPECT_EQ(1, Vorn::BasesInit());
+    EXPECT_EQ("C", std::locale().name());
+    EXPECT_STREQ("C", std::setlocale(LC_ALL, nullptr));
+}
+
+TEST_F(Setup, InstallsTheLocaleThatTheEnvironmentNames) {
+    for (const char* variable : {"LC_ALL", "LANG"})
+        for (const char* name : {Utf8Locale, Latin1Locale, VornTest::KoreanLocale, "C"}) {
+            SetVariable(variable, name);
+            EXPECT_EQ(1, Vorn::BasesInit());
+            EXPECT_EQ(name, std::locale().name());
+            EXPECT_STREQ(name, std::setlocale(LC_ALL, nullptr));
+            SetVariable(variable, nullptr);
+        }
+}
+
+TEST_F(Setup, LetsLcAllOverrideTheOtherVariables) {
+    SetVariable("LANG", Utf8Locale);
+    SetVariable("LC_CTYPE", Utf8Locale);
+    SetVariable("LC_ALL", Latin1Locale);
+    EXPECT_EQ(1, Vorn::BasesInit());
+    EXPECT_EQ(Latin1Locale, std::locale().name());
+}
+
+TEST_F(Setup, InstallsALocaleOfMixedCategories) {
+    SetVariable("LC_CTYPE", Utf8Locale);
+    SetVariable("LC_NUMERIC", Latin1Locale);
+    EXPECT_EQ(1, Vorn::BasesInit());
+    EXPECT_STREQ(Utf8Locale, std::setlocale(LC_CTYPE, nullptr));
+    EXPECT_STREQ(Latin1Locale, std::setlocale(LC_NUMERIC, nullptr));
+    EXPECT_STREQ("C", std::setlocale(LC_TIME, nullptr));
+    EXPECT_THAT(std::locale().name(), HasSubstr("LC_NUMERIC=de_DE.ISO-8859-1"));
+}
+
+TEST_F(Setup, DecidesTheEncodingOfTheConversions) {
+    SetVariable("LC_ALL", Utf8Locale);
+    Vorn::BasesInit();
+    EXPECT_EQ(L"\U0001F600", Vorn::utf8_to_wcs("\xF0\x9F\x98\x80"));
+    EXPECT_EQ(L"\U0001F600", Vorn::mbs_to_wcs("\xF0\x9F\x98\x80"));
+    SetVariable("LC_ALL", Latin1Locale);
+    Vorn::BasesInit();
+    EXPECT_EQ(L"\u00E9", Vorn::utf8_to_wcs("\xE9"));
+    EXPECT_EQ(L"\u00E9", Vorn::mbs_to_wcs("\xE9"));
+}
+
+TEST_F(Setup, GivesItsLocaleToNewStreams) {
+    SetVariable("LC_ALL", Latin1Locale);
+    Vorn::BasesInit();
+    std::ostringstream stream;
+    stream << 1234.5;
+    EXPECT_EQ("1.234,5", stream.str());
+}
+
+TEST_F(Setup, TakesItsStepsInOrder) {
+    SetVariable("LC_ALL", Utf8Locale);
+    Vorn::BasesInit();
+    EXPECT_THAT(g_steps, ElementsAre("gmtime_r 1234567890123 in C", "xmlInitParser in C.UTF-8"));
+}
+
+TEST_F(Setup, TakesEveryStepAgainWhenItIsRepeated) {
+    SetVariable("LC_ALL", Utf8Locale);
+    Vorn::BasesInit();
+    SetVariable("LC_ALL", Latin1Locale);
+    EXPECT_EQ(1, Vorn::BasesInit());
+    EXPECT_THAT(g_steps, ElementsAre("gmtime_r 1234567890123 in C", "xmlInitParser in C.UTF-8",
+                                     "gmtime_r 1234567890123 in C.UTF-8",
+                                     "xmlInitParser in de_DE.ISO-8859-1"));
+}
+
+TEST_F(Setup, ThrowsForALocaleThatDoesNotExistAndStopsThere) {
+    for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+        g_steps.clear();
+        SetVariable(variable, "xx_XX.NOWHERE");
+        EXPECT_THROW(Vorn::BasesInit(), std::runtime_error) << variable;
+        EXPECT_THAT(g_steps, ElementsAre("gmtime_r 1234567890123 in C"));
+        EXPECT_EQ("C", std::locale().name());
+        EXPECT_STREQ("C", std::setlocale(LC_ALL, nullptr));
+        SetVariable(variable, nullptr);
+    }
+}
+
+TEST_F(Setup, IsUndoneForTheParserOnly) {
+    SetVariable("LC_ALL", Latin1Locale);
+    Vorn::BasesInit();
+    g_steps.clear();
+    Vorn::BasesRelease();
+    EXPECT_THAT(g_steps, ElementsAre("xmlCleanupParser in de_DE.ISO-8859-1"));
+    EXPECT_EQ(Latin1Locale, std::locale().name());
+    EXPECT_STREQ(Latin1Locale, std::setlocale(LC_ALL, nullptr));
+}
+
+TEST_F(Setup, CleansTheParserUpOnEveryRelease) {
+    Vorn::BasesInit();
+    g_steps.clear();
+    Vorn::BasesRelease();
+    Vorn::BasesRelease();
+    EXPECT_THAT(g_steps, ElementsAre("xmlCleanupParser in C", "xmlCleanupParser in C"));
+}
+
+TEST_F(Setup, CanBeMadeAgainAfterARelease) {
+    Vorn::BasesInit();
+    Vorn::BasesRelease();
+    EXPECT_EQ(1, Vorn::BasesInit());
+    const char document[] = "<root/>";
+    const xmlDocPtr parsed = xmlReadMemory(document, sizeof document - 1, nullptr, nullptr, 0);
+    EXPECT_NE(nullptr, parsed);
+    xmlFreeDoc(parsed);
+    Vorn::BasesRelease();
+}
+
+// Runs the body in a child process and returns its result, which is at most 255.
+template <typename Body>
+int InChild(Body body) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(body());
+    int status = 0;
+    EXPECT_EQ(child, waitpid(child, &status, 0));
+    EXPECT_TRUE(WIFEXITED(status));
+    return WEXITSTATUS(status);
+}
+
+class Process : public testing::Test {
+protected:
+    void SetUp() override { g_kill = {}; }
+    void TearDown() override { g_kill = {}; }
+};
+
+// Concerns: identity as the system gives it; the probe delivers nothing; only "no such process"
+// means absence; the system's error stays to be looked at.
+
+TEST_F(Process, HasTheIdentifierThatTheSystemGaveIt) {
+    EXPECT_EQ(static_cast<unsigned int>(getpid()), Vorn::GetProcessId());
+    EXPECT_EQ(0, InChild([] {
+                  return Vorn::GetProcessId() == static_cast<unsigned int>(getpid()) ? 0 : 1;
+              }));
+}
+
+TEST_F(Process, ExistsWhenItIsTheCallingOne) {
+    EXPECT_EQ(1, Vorn::IsExistProcess(Vorn::GetProcessId()));
+}
+
+TEST_F(Process, IsProbedWithoutASignal) {
+    EXPECT_EQ(1, Vorn::IsExistProcess(Vorn::GetProcessId()));
+    EXPECT_EQ(getpid(), g_kill.pid);
+    EXPECT_EQ(0, g_kill.signal);
+}
+
+TEST_F(Process, ExistsUntilItsEndHasBeenTakenNoteOf) {
+    const pid_t child = fork();
+    if (child == 0)
+        _exit(0);
+    siginfo_t info;
+    ASSERT_EQ(0, waitid(P_PID, static_cast<id_t>(child), &info, WEXITED | WNOWAIT));
+    EXPECT_EQ(1, Vorn::IsExistProcess(static_cast<unsigned int>(child)));
+    ASSERT_EQ(child, waitpid(child, nullptr, 0));
+    EXPECT_EQ(0, Vorn::IsExistProcess(static_cast<unsigned int>(child)));
+}
+
+TEST_F(Process, ExistsWhenItBelongsToAnotherUser) {
+    constexpr uid_t nobody = 65534;
+    EXPECT_EQ(1, Vorn::IsExistProcess(1));
+    EXPECT_EQ(1, InChild([] {
+                  if (geteuid() == 0 && setuid(nobody) != 0)
+                      return 2;
+                  return Vorn::IsExistProcess(1);
+              }));
+}
+
+TEST_F(Process, IsAbsentOnlyWhenTheSystemKnowsNoSuchProcess) {
+    for (const int error : {0, EPERM, EINVAL, EAGAIN, ENOSYS}) {
+        g_kill.error = error;
+        EXPECT_EQ(1, Vorn::IsExistProcess(12345)) << error;
+    }
+    g_kill.error = ESRCH;
+    EXPECT_EQ(0, Vorn::IsExistProcess(12345));
+    EXPECT_EQ(12345, g_kill.pid);
+}
+
+TEST_F(Process, LeavesTheErrorOfTheSystem) {
+    for (const int error : {ESRCH, EPERM}) {
+        g_kill.error = error;
+        Vorn::IsExistProcess(12345);
+        EXPECT_EQ(error, errno);
+    }
+}
+
+TEST_F(Process, QueriesPrintNothing) {
+    g_kill.error = ESRCH;
+    EXPECT_EQ("", VornTest::StdoutOf([] {
+                  Vorn::IsExistProcess(12345);
+                  Vorn::GetProcessId();
+                  char buffer[1];
+                  Vorn::GetModulePath(buffer, 1);
+                  Vorn::GetModuleDir(nullptr, 1);
+              }));
+}
+
+using BufferForm = int (*)(char*, unsigned long);
+using StringForm = void (*)(std::string&);
+
+constexpr BufferForm BufferForms[] = {&Vorn::GetModulePath, &Vorn::GetModuleDir};
+constexpr StringForm StringForms[] = {&Vorn::GetModulePath, &Vorn::GetModuleDir};
+
+// A program directory as the system would report it, by the path of a program in it.
+class Module : public testing::Test {
+protected:
+    void TearDown() override { g_link.reset(); }
+
+    /// A directory name of that length, slashes included.
+    static std::string DirectoryOfLength(std::size_t length) {
+        std::string directory;
+        while (directory.size() + 200 < length)
+            directory += '/' + std::string(99, 'd');
+        return directory + '/' + std::string(length - directory.size() - 1, 'e');
+    }
+
+    /// Expects both buffer forms to write the directory into as many bytes, and nothing behind it.
+    static void ExpectWritten(const std::string& directory, unsigned long size) {
+        for (const BufferForm form : BufferForms) {
+            std::vector<char> buffer(size + 16, '#');
+            EXPECT_EQ(1, form(buffer.data(), size));
+            EXPECT_STREQ(directory.c_str(), buffer.data());
+            EXPECT_THAT(std::vector<char>(buffer.begin() + static_cast<long>(directory.size()) + 1,
+                                          buffer.end()),
+                        Each('#'));
+        }
+    }
+
+    /// Expects both buffer forms to give 0 and leave the buffer alone.
+    static void ExpectRefused(unsigned long size) {
+        for (const BufferForm form : BufferForms) {
+            std::vector<char> buffer(size + 16, '#');
+            EXPECT_EQ(0, form(buffer.data(), size)) << size;
+            EXPECT_THAT(buffer, Each('#')) << size;
+        }
+    }
+
+    static void ExpectText(const std::string& expected) {
+        for (const StringForm form : StringForms) {
+            std::string text = "old";
+            form(text);
+            EXPECT_EQ(expected, text);
+        }
+    }
+};
+
+// Concerns: the directory without separator and file name, the same from all four forms; exact fit,
+// one byte too few, guards around the buffer; null and 0; the string form's 1024 bytes; a system
+// that tells nothing or nonsense.
+
+TEST_F(Module, IsTheDirectoryOfTheRunningProgram) {
+    const std::string directory = fs::read_symlink("/proc/self/exe").parent_path();
+    ExpectWritten(directory, 4096);
+    ExpectText(directory);
+    EXPECT_TRUE(fs::exists(fs::path(directory) / "BasesTest"));
+}
+
+TEST_F(Module, NeedsRoomForTheTerminator) {
+    const std::string directory = fs::read_symlink("/proc/self/exe").parent_path();
+    ExpectWritten(directory, directory.size() + 1);
+    ExpectRefused(directory.size());
+    ExpectRefused(directory.size() - 1);
+    ExpectRefused(1);
+}
+
+TEST_F(Module, RefusesASizeOfZeroAndANullBuffer) {
+    ExpectRefused(0);
+    EXPECT_EQ(0, Vorn::GetModulePath(nullptr, 1024));
+    EXPECT_EQ(0, Vorn::GetModuleDir(nullptr, 1024));
+    EXPECT_EQ(0, Vorn::GetModuleDir(nullptr, 0));
+}
+
+TEST_F(Module, IsASlashForAProgramInTheRoot) {
+    g_link = "/prog";
+    ExpectWritten("/", 100);
+    ExpectWritten("/", 2);
+    ExpectRefused(1);
+    ExpectText("/");
+}
+
+TEST_F(Module, HasNoTrailingSeparatorAndNoFileName) {
+    g_link = "/opt/engine/bin/prog";
+    ExpectWritten("/opt/engine/bin", 100);
+    ExpectText("/opt/engine/bin");
+    g_link = "/o/prog";
+    ExpectText("/o");
+}
+
+TEST_F(Module, IsTheSameForBothNamesAtEverySize) {
+    g_link = "/opt/engine/bin/prog";
+    for (unsigned long size = 0; size < 40; ++size) {
+        char path[64] = {};
+        char directory[64] = {};
+        EXPECT_EQ(Vorn::GetModulePath(path, size), Vorn::GetModuleDir(directory, size)) << size;
+        EXPECT_EQ(0, std::memcmp(path, directory, sizeof path)) << size;
+    }
+}
+
+TEST_F(Module, FitsIntoTheStringUpTo1024Bytes) {
+    const std::string fits = DirectoryOfLength(1023);
+    g_link = fits + "/prog";
+    ExpectText(fits);
+    g_link = DirectoryOfLength(1024) + "/prog";
+    ExpectText("");
+    ExpectWritten(DirectoryOfLength(1024), 1025);
+    g_link = DirectoryOfLength(4000) + "/prog";
+    ExpectText("");
+    ExpectWritten(DirectoryOfLength(4000), 4001);
+    ExpectRefused(1024);
+}
+
+TEST_F(Module, IsUnknownWhenTheSystemDoesNotTell) {
+    for (const std::string& link :
+         {std::string(), std::string("prog"), std::string(PATH_MAX, '/')}) {
+        g_link = link;
+        ExpectRefused(8192);
+        ExpectText("");
+    }
+}
+
+TEST_F(Module, MayBeAskedForFromSeveralThreads) {
+    const std::string expected = fs::read_symlink("/proc/self/exe").parent_path();
+    std::vector<int> good(4);
+    std::vector<std::thread> threads;
+    threads.reserve(4);
+    for (int& count : good)
+        threads.emplace_back([&count, &expected] {
+            for (int i = 0; i < 100; ++i) {
+                std::string text;
+                Vorn::GetModuleDir(text);
+                count += text == expected && Vorn::GetProcessId() != 0 ? 1 : 0;
+            }
+        });
+    for (std::thread& thread : threads)
+        thread.join();
+    EXPECT_THAT(good, ElementsAre(100, 100, 100, 100));
+}
+
+// Makes a directory below another one, whose full name has that length, with a copy of the probe.
+std::string DirectoryWithProbe(const VornTest::TempDir& parent, std::size_t length) {
+    std::string name = fs::canonical(parent.Path());
+    while (length - name.size() > 201)
+        name += '/' + std::string(100, 'd');
+    name += '/' + std::string(length - name.size() - 1, 'e');
+    fs::create_directories(name);
+    fs::copy_file(VORN_MODULE_PROBE, name + "/probe");
+    return name;
+}
+
+std::string Output(const std::string& command) {
+    std::string output;
+    std::FILE* pipe = popen(command.c_str(), "r"); // NOLINT(cert-env33-c)
+    if (pipe == nullptr)
+        return "no process";
+    for (int c = std::fgetc(pipe); c != EOF; c = std::fgetc(pipe))
+        output += static_cast<char>(c);
+    if (pclose(pipe) != 0)
+        output += "failed";
+    return output;
+}
+
+// Concerns: the same from real programs, wherever they lie and however they were started.
+
+TEST(ModuleOfAProgram, IsFoundInADeepDirectory) {
+    const VornTest::TempDir scratch;
+    for (const std::size_t length : {1023U, 1024U, 3500U}) {
+        const std::string directory = DirectoryWithProbe(scratch, length);
+        ASSERT_EQ(length, directory.size());
+        EXPECT_EQ("1\n" + directory + '\n' + (length < 1024 ? directory : "") + '\n',
+                  Output("'" + directory + "/probe'"));
+    }
+}
+
+TEST(ModuleOfAProgram, IsAbsoluteHoweverTheProgramWasStarted) {
+    const VornTest::TempDir scratch;
+    const std::string directory =
+        DirectoryWithProbe(scratch, fs::canonical(scratch.Path()).string().size() + 20);
+    const std::string expected = "1\n" + directory + '\n' + directory + '\n';
+    EXPECT_EQ(expected, Output("cd '" + directory + "' && ./probe"));
+    EXPECT_EQ(expected, Output("cd '" + directory + "' && PATH=. probe"));
+
+    fs::create_symlink(directory + "/probe", scratch.File("link"));
+    EXPECT_EQ(expected, Output("'" + scratch.File("link") + "'"));
+}
 
 } // namespace

@@ -11,7 +11,8 @@ namespace Vorn {
 bool WriteProgramDir(char* buffer, unsigned long size) {
     char link[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", link, sizeof link);
-    if (length <= 0)
+    // A link that fills the room may have been cut, and the directory with it.
+    if (length <= 0 || length == static_cast<ssize_t>(sizeof link))
         return false;
 
     const std::string_view program(link, static_cast<std::size_t>(length));
