@@ -1,17 +1,20 @@
 #ifndef VORN_BASES_FILE_H
 #define VORN_BASES_FILE_H
 
-// Binary files by desktop-style access, share and disposition words, over POSIX descriptors.
+// Binary files by desktop-style access, share and disposition words, over POSIX descriptors; the
+// entries of a directory; operations on files and directories by path.
 //
-// Nothing here throws. A failure is a false or a 0; Open and Seek tell its cause as well, in one
-// line on standard output that ends in a carriage return and a newline. Standard output is the
-// host's: the line is written with puts and not flushed. No line disturbs errno.
+// Nothing here throws. A failure is a false or a 0; FileIo's Open and Seek tell its cause as well,
+// in one line on standard output that ends in a carriage return and a newline. Standard output is
+// the host's: the line is written with puts and not flushed. No line disturbs errno.
 //
 // Paths are in the platform's own encoding and go to it unchanged.
 
+#include <memory>
 #include <string>
 
 #include <Bases/Export.h>
+#include <Bases/Time.h>
 
 namespace Vorn {
 
@@ -184,6 +187,197 @@ public:
     TextFileIo(const TextFileIo&) = delete;
     TextFileIo& operator=(const TextFileIo&) = delete;
 };
+
+/// Walks through the entries of a directory one by one, in the order in which the system gives them,
+/// and tells about the current one. Links are followed. The object owns its directory stream. It is
+/// used by one thread at a time. Nothing is printed.
+///
+///     |                     | no search                 | searching                             |
+///     | ------------------- | ------------------------- | ------------------------------------- |
+///     | FindFirst           | begins at the first entry | false; the current entry stays        |
+///     | FindNext            | false                     | goes to the next entry                |
+///     | FindClose           | does nothing              | ends the search                       |
+///     | GetFileName         | null                      | the current entry's                   |
+///     | every other query   | 0                         | the current entry's                   |
+///
+///     Vorn::FileFind find;
+///     for (bool found = find.FindFirst("/etc/", ""); found; found = find.FindNext())
+///         std::printf("%lld %s\n", find.GetFileSize(), find.GetFileName());
+class VORN_BASES_API FileFind {
+public:
+    /// What is kept of the current entry; for the implementation only.
+    class FileInfo;
+
+    /// Makes an object without a search.
+    FileFind();
+
+    /// Opens the directory as FindFirst does, and forgets the entry found. Note: there is nothing to
+    /// be had from such an object. Every query gives 0 or null and FindNext false, but the directory
+    /// stays open and FindFirst fails until FindClose.
+    FileFind(const std::string& dir, const std::string& pattern);
+
+    /// Ends the search.
+    virtual ~FileFind();
+    FileFind(const FileFind&) = delete;
+    FileFind& operator=(const FileFind&) = delete;
+
+    /// Begins a search at the first entry of the directory `dir` that is neither "." nor "..".
+    /// `dir` ends in a separator. `pattern` is not looked at: every entry matches. Returns true on
+    /// success.
+    ///
+    /// Returns false, and there is no search then, when the directory cannot be opened, holds no
+    /// entry, or nothing can be learned of the first one. Note: a link that leads nowhere fails a
+    /// whole search when it comes first.
+    ///
+    /// Note: names are appended to `dir` as they are. Without a separator at its end the search
+    /// fails, or tells about the file that happens to have the name made up so.
+    bool FindFirst(const std::string& dir, const std::string& pattern);
+
+    /// Goes to the next entry. Returns true on success.
+    ///
+    /// Returns false at the end; the last entry then stays the current one and the search open.
+    /// Returns false, too, when nothing can be learned of the next entry, such as a link that leads
+    /// nowhere: its name is the current one then, with the size, kind and times of the entry before.
+    /// The search can go on; that the name has changed tells the two apart.
+    ///
+    /// Note: unlike FindFirst it gives "." and "..", wherever the system has them.
+    bool FindNext();
+
+    /// Ends the search. Does nothing when there is none.
+    void FindClose();
+
+    /// Returns the name, without the directory, owned by this object; it lives until the next call
+    /// of FindFirst, FindNext or FindClose.
+    const char* GetFileName();
+
+    /// Returns the size in bytes.
+    long long GetFileSize();
+
+    /// Returns 2 for a regular file, 3 for a directory, and 1 for anything else.
+    unsigned int GetFileType();
+
+    /// Return times in milliseconds since 1970-01-01 00:00:00 universal time; negative ones before.
+    ///
+    /// Note: the creation time is the second of the last status change with the milliseconds of the
+    /// last access; the last-access time is that of the last status change. Only the last-write time
+    /// is what it is called.
+    Time GetFileCreationTime();
+    Time GetFileLastAccessTime();
+    Time GetFileLastWriteTime();
+
+    /// Returns 1024, the room that suffices for every name.
+    long long GetMaxFileNameSize();
+
+private:
+    class Stream;
+
+    // The entry that the queries tell about, or null.
+    const FileInfo* Current() const;
+
+    std::unique_ptr<Stream> m_pStream; // null when there is no search
+    std::unique_ptr<FileInfo> m_pInfo; // made by the first search and kept for the next ones
+};
+
+/// Operations on paths. They hold no state and may be called from any thread; two of them that work
+/// on the same path at the same time meet as the system's own calls do.
+///
+/// Unless stated otherwise they return true on success; they return false and leave their outputs
+/// as they were when the system refuses. Nothing is printed, but for GetFileSize. Links are
+/// followed except where an operation takes away or renames the link itself.
+namespace FileSys {
+
+/// Returns false and leaves `root` as it is. The name is reserved.
+VORN_BASES_API bool GetRootPath(const std::string& path, std::string& root);
+
+/// Returns the last dot of `path` and what follows it, as a pointer into the text of `path`, or
+/// null when it has no dot. The pointer lives as long as that text: never pass a temporary.
+///
+/// Note: separators do not count. The extension of "dir.d/file" is ".d/file".
+VORN_BASES_API const char* GetFileExt(const std::string& path);
+
+/// The same for a zero-terminated text; null for a null pointer.
+VORN_BASES_API const char* GetFileExt(const char* path);
+
+/// Assigns the same extension to `ext` and returns true; false when there is none.
+VORN_BASES_API bool GetFileExt(const std::string& path, std::string& ext);
+
+/// Stores the length of the file in bytes in `size`.
+///
+/// Returns false when the file cannot be opened for reading, which includes directories, pipes and
+/// sockets. FileIo then tells the cause on standard output, as in FileIo::Open; for a pipe there is
+/// no line, because it is not opened at all: that would wait for a writer.
+///
+/// The file is neither made nor changed, and needs no permission to be written. Note: a device that
+/// has no length, such as a terminal, gives 0 and true.
+VORN_BASES_API bool GetFileSize(const std::string& path, unsigned long long& size);
+
+/// Store the size of the file system that holds `path`, the part of it in use and the part that is
+/// free, in bytes. Note: what is reserved for the superuser counts as used.
+///
+/// Note: the sizes are the file system's block counts times its preferred transfer size (f_bsize).
+/// Where it counts blocks of another size (f_frsize), they are off by the ratio of the two.
+VORN_BASES_API bool GetDiskSize(const std::string& path, unsigned long long& total,
+                                unsigned long long& used, unsigned long long& free);
+VORN_BASES_API bool GetDiskTotalSize(const std::string& path, unsigned long long& total);
+VORN_BASES_API bool GetDiskUsedSize(const std::string& path, unsigned long long& used);
+VORN_BASES_API bool GetDiskFreeSize(const std::string& path, unsigned long long& free);
+
+/// Renames a file, a directory or a link, within one file system. Note: an existing file at `to` is
+/// replaced, and so is an empty directory by a directory.
+VORN_BASES_API bool MoveFile(const std::string& from, const std::string& to);
+
+/// Removes a file, a link or an empty directory. An empty `path` gives false.
+VORN_BASES_API bool DeleteFile(const std::string& path);
+
+/// Removes an empty directory.
+VORN_BASES_API bool DeleteDir(const std::string& path);
+
+/// Makes one directory with the permissions 0755, less the process's mask. Its parent must exist.
+VORN_BASES_API bool CreateDir(const std::string& path);
+
+/// Returns true when there is a directory at `path`.
+VORN_BASES_API bool IsDirectory(const std::string& path);
+
+/// Return true when there is anything at `path`, directories included; false for a null pointer.
+/// Note: a link that leads nowhere does not exist.
+VORN_BASES_API bool IsExistFile(const char* path);
+VORN_BASES_API bool IsExistFile(const std::string& path);
+
+/// Copies the bytes, the permissions (less the process's mask) and, where the process may give
+/// files away, the owner of the file at `from` to a new file at `to`. Times are not copied.
+///
+/// Returns false, and makes nothing, when there is something at `to` already, when `from` cannot be
+/// read, and when `to` cannot be made. A link at `to` that leads nowhere gets the file made where
+/// it leads.
+///
+/// Note: returns true once the target has been made, whatever happens then. Bytes that the system
+/// does not take, on a full disk for example, are missing from the target, and a read error ends
+/// the copy like the end of the file. Compare the lengths where that matters. A directory at `from`
+/// is "copied" to an empty file.
+VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
+
+/// Makes the directories on the way to `path` that are missing: every part of `path` that ends in
+/// "/", looking for these from the character at index `level` on. With `createLast` not 0 it makes
+/// `path` itself as well, which matters when that does not end in "/".
+///
+/// Returns true when each one existed or was made and `path` is a directory at the end. Returns
+/// false for an empty `path`, and after the first one that could not be made; those before it stay,
+/// and `createLast` is tried all the same.
+///
+///     using Vorn::FileSys::CreateDirLevel;
+///     CreateDirLevel("/var/tmp/a/b/", 0, 0);  // makes "/var/tmp/a" and "/var/tmp/a/b"
+///     CreateDirLevel("/var/tmp/a/b/c", 0, 0); // false: "/var/tmp/a/b/c" is not there
+///     CreateDirLevel("/var/tmp/a/b/c", 0, 1); // makes it
+///
+/// Note: from level 0, the first two directories of an absolute path are taken to exist and are
+/// never made. A path with fewer than two separators behind its second character, such as "/x" or
+/// "/x/y", gives true at once, also with `createLast`, and nothing is looked at or made. A level
+/// that is not inside the text counts as 0.
+///
+/// Note: a part that is two characters long, such as "./" or "a/", is never made.
+VORN_BASES_API bool CreateDirLevel(const std::string& path, unsigned long level, int createLast);
+
+} // namespace FileSys
 
 } // namespace Vorn
 

@@ -1,0 +1,487 @@
+#include <Bases/File.h>
+
+#include "support/TempDir.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <cstddef>
+#include <filesystem>
+#include <iterator>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using testing::ElementsAre;
+using testing::IsEmpty;
+using Vorn::FileSys::CreateDirLevel;
+using VornTest::TempDir;
+
+namespace fs = std::filesystem;
+
+namespace {
+
+// A file system with directories only, which stands in for the real one while it lives and writes
+// down what it is asked to look at and to make.
+struct Pretended {
+    Pretended() { s_current = this; }
+    ~Pretended() { s_current = nullptr; }
+    Pretended(const Pretended&) = delete;
+    Pretended& operator=(const Pretended&) = delete;
+
+    int Look(const std::string& path, const char* question) {
+        log.push_back(question + (" " + path));
+        return existing.count(path) != 0 ? 0 : Fail(ENOENT);
+    }
+
+    int Make(const std::string& path, mode_t mode) {
+        log.push_back("make " + path);
+        EXPECT_EQ(0755U, mode);
+        if (refused.count(path) != 0)
+            return Fail(EACCES);
+        existing.insert(path);
+        return 0;
+    }
+
+    static int Fail(int error) {
+        errno = error;
+        return -1;
+    }
+
+    std::set<std::string> existing, refused;
+    std::vector<std::string> log;
+
+    static inline Pretended* s_current = nullptr;
+};
+
+} // namespace
+
+extern "C" {
+
+int __real_access(const char* path, int mode);
+int __real_mkdir(const char* path, mode_t mode);
+int __real_stat(const char* path, struct stat* status);
+
+int __wrap_access(const char* path, int mode) {
+    Pretended* const pretended = Pretended::s_current;
+    return pretended == nullptr ? __real_access(path, mode) : pretended->Look(path, "look");
+}
+
+int __wrap_mkdir(const char* path, mode_t mode) {
+    Pretended* const pretended = Pretended::s_current;
+    return pretended == nullptr ? __real_mkdir(path, mode) : pretended->Make(path, mode);
+}
+
+int __wrap_stat(const char* path, struct stat* status) {
+    Pretended* const pretended = Pretended::s_current;
+    if (pretended == nullptr)
+        return __real_stat(path, status);
+    *status = {};
+    status->st_mode = S_IFDIR | 0755;
+    return pretended->Look(path, "kind");
+}
+
+} // extern "C"
+
+namespace {
+
+// Concerns: which directories are looked at and made, in which order, from which level; the two of an
+// absolute path that are taken to exist; the parts of two characters; the last one; what stays after
+// a failure; the whole against a model, over random paths.
+
+class DirectoryChain : public testing::Test {
+protected:
+    Pretended pretended;
+    std::set<std::string>& existing = pretended.existing;
+    std::set<std::string>& refused = pretended.refused;
+    std::vector<std::string>& log = pretended.log;
+};
+
+TEST_F(DirectoryChain, OfAnEmptyPathFails) {
+    EXPECT_FALSE(CreateDirLevel("", 0, 0));
+    EXPECT_FALSE(CreateDirLevel("", 7, 1));
+    EXPECT_THAT(log, IsEmpty());
+}
+
+TEST_F(DirectoryChain, TakesTheFirstTwoDirectoriesOfAnAbsolutePathToExist) {
+    EXPECT_TRUE(CreateDirLevel("/a/b/c/d/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look /a/b/c/", "make /a/b/c/", "look /a/b/c/d/", "make /a/b/c/d/",
+                                 "kind /a/b/c/d/"));
+}
+
+TEST_F(DirectoryChain, OfAnAbsolutePathWithFewerDirectoriesIsTrueWithoutALook) {
+    for (const char* path : {"/", "/x", "//", "///", "/x/", "/x/y", "//x", "//x/y", "/ab/cd"}) {
+        EXPECT_TRUE(CreateDirLevel(path, 0, 1)) << path;
+        EXPECT_TRUE(CreateDirLevel(path, 0, 0)) << path;
+        EXPECT_TRUE(CreateDirLevel(path, 100, 1)) << path;
+    }
+    EXPECT_THAT(log, IsEmpty());
+}
+
+TEST_F(DirectoryChain, FindsTheFirstTwoSeparatorsFromTheThirdCharacterOn) {
+    EXPECT_FALSE(CreateDirLevel("/x/y/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("kind /x/y/"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("//x/y/z", 0, 0));
+    EXPECT_THAT(log, ElementsAre("kind //x/y/z"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("////z", 0, 0));
+    EXPECT_THAT(log, ElementsAre("kind ////z"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("//x//y/z", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look //x//y/", "make //x//y/", "kind //x//y/z"));
+}
+
+TEST_F(DirectoryChain, OfARelativePathBeginsAtItsFirstCharacter) {
+    EXPECT_TRUE(CreateDirLevel("one/two/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look one/", "make one/", "look one/two/", "make one/two/",
+                                 "kind one/two/"));
+}
+
+TEST_F(DirectoryChain, NeverMakesAPartOfTwoCharacters) {
+    EXPECT_TRUE(CreateDirLevel("a/b/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look a/b/", "make a/b/", "kind a/b/"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("./", 0, 0));
+    EXPECT_THAT(log, ElementsAre("kind ./"));
+    log.clear();
+    EXPECT_TRUE(CreateDirLevel("c/", 0, 1));
+    EXPECT_THAT(log, ElementsAre("look c/", "make c/", "kind c/"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("//x", 1, 0));
+    EXPECT_THAT(log, ElementsAre("kind //x"));
+}
+
+TEST_F(DirectoryChain, MakesTheFirstOfOneCharacterWhereItIsAskedFor) {
+    EXPECT_FALSE(CreateDirLevel("/x/y", 1, 0));
+    EXPECT_THAT(log, ElementsAre("look /x/", "make /x/", "kind /x/y"));
+}
+
+TEST_F(DirectoryChain, LooksForSeparatorsFromTheLevelOn) {
+    EXPECT_TRUE(CreateDirLevel("one/two/three/", 4, 0));
+    EXPECT_THAT(log, ElementsAre("look one/two/", "make one/two/", "look one/two/three/",
+                                 "make one/two/three/", "kind one/two/three/"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("uno/due/tre", 7, 0));
+    EXPECT_THAT(log, ElementsAre("look uno/due/", "make uno/due/", "kind uno/due/tre"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("un/deux/trois", 8, 0));
+    EXPECT_THAT(log, ElementsAre("kind un/deux/trois"));
+    log.clear();
+    EXPECT_TRUE(CreateDirLevel("/a/b/", 1, 0));
+    EXPECT_THAT(log, ElementsAre("look /a/", "make /a/", "look /a/b/", "make /a/b/", "kind /a/b/"));
+}
+
+TEST_F(DirectoryChain, TakesALevelBeyondTheTextForZero) {
+    existing = {"one/", "/a/b/c/"};
+    for (const unsigned long level : {9UL, 10UL, ULONG_MAX}) {
+        log.clear();
+        EXPECT_FALSE(CreateDirLevel("one/three", level, 0));
+        EXPECT_THAT(log, ElementsAre("look one/", "kind one/three"));
+        log.clear();
+        EXPECT_TRUE(CreateDirLevel("/a/b/c/", level, 0));
+        EXPECT_THAT(log, ElementsAre("look /a/b/c/", "kind /a/b/c/"));
+    }
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("one/three", 8, 0));
+    EXPECT_THAT(log, ElementsAre("kind one/three"));
+}
+
+TEST_F(DirectoryChain, MakesTheLastOneOnlyWhenAskedTo) {
+    existing = {"one/"};
+    EXPECT_FALSE(CreateDirLevel("one/two", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look one/", "kind one/two"));
+    for (const int createLast : {1, -1, 256}) {
+        log.clear();
+        existing = {"one/"};
+        EXPECT_TRUE(CreateDirLevel("one/two", 0, createLast));
+        EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "make one/two", "kind one/two"));
+    }
+    log.clear();
+    EXPECT_TRUE(CreateDirLevel("one/two", 0, 1));
+    EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "kind one/two"));
+}
+
+TEST_F(DirectoryChain, EndsAtTheFirstFailureButTriesTheLastOneAllTheSame) {
+    refused = {"one/two/"};
+    EXPECT_FALSE(CreateDirLevel("one/two/three/four", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look one/", "make one/", "look one/two/", "make one/two/"));
+    log.clear();
+    EXPECT_FALSE(CreateDirLevel("one/two/three/four", 0, 1));
+    EXPECT_THAT(log, ElementsAre("look one/", "look one/two/", "make one/two/",
+                                 "look one/two/three/four", "make one/two/three/four"));
+    EXPECT_EQ(1U, existing.count("one/two/three/four"));
+}
+
+TEST_F(DirectoryChain, FailsWhenTheLastOneCannotBeMade) {
+    existing = {"one/"};
+    refused = {"one/two"};
+    EXPECT_FALSE(CreateDirLevel("one/two", 0, 1));
+    EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "make one/two"));
+}
+
+// Closing a written file can take long on a busy disk; this makes an empty one without opening it.
+void MakeFile(const std::string& path) {
+    ASSERT_EQ(0, mknod(path.c_str(), S_IFREG | 0600, 0)) << path;
+}
+
+TEST(DirectoryChainOnDisk, IsMadeFromTheFirstMissingDirectoryOn) {
+    const TempDir dir;
+    EXPECT_FALSE(CreateDirLevel(dir.File("b/c"), 0, 0));
+    EXPECT_TRUE(fs::is_directory(dir.File("b")));
+    EXPECT_FALSE(fs::exists(dir.File("b/c")));
+    EXPECT_TRUE(CreateDirLevel(dir.File("b/c"), 0, 1));
+    EXPECT_TRUE(fs::is_directory(dir.File("b/c")));
+    EXPECT_TRUE(CreateDirLevel(dir.File("b/c"), 0, 0));
+}
+
+TEST(DirectoryChainOnDisk, IsNoChainThroughAFile) {
+    const TempDir dir;
+    MakeFile(dir.File("file"));
+    EXPECT_FALSE(CreateDirLevel(dir.File("file"), 0, 1));
+    EXPECT_FALSE(CreateDirLevel(dir.File("file/below/"), 0, 0));
+    EXPECT_TRUE(fs::is_regular_file(dir.File("file")));
+}
+
+// The model's own file system: what there is, by absolute path without a trailing separator, and
+// where links lead. It resolves a path as the system does.
+class Tree {
+public:
+    enum class Kind { Directory, File, Link };
+    enum class Found { Nothing, Unreachable, Directory, Other };
+
+    explicit Tree(const fs::path& cwd) : m_cwd(cwd.string()) {
+        for (fs::path path = cwd; path != path.root_path(); path = path.parent_path())
+            m_nodes[path.string()] = Kind::Directory;
+        m_nodes[""] = Kind::Directory;
+    }
+
+    void Add(const std::string& path, Kind kind, const std::string& target = "") {
+        m_nodes[path] = kind;
+        m_targets[path] = target;
+    }
+
+    bool Exists(const std::string& path) const {
+        const Found found = Resolve(path).found;
+        return found == Found::Directory || found == Found::Other;
+    }
+
+    bool IsDirectory(const std::string& path) const {
+        return Resolve(path).found == Found::Directory;
+    }
+
+    bool Make(const std::string& path) {
+        const Place place = Resolve(path);
+        if (place.found != Found::Nothing)
+            return false;
+        m_nodes[place.path] = Kind::Directory;
+        return true;
+    }
+
+    /// Everything below `root`, directories with a trailing separator.
+    std::set<std::string> Below(const std::string& root) const {
+        std::set<std::string> below;
+        for (const auto& [path, kind] : m_nodes) {
+            if (path.compare(0, root.size() + 1, root + "/") == 0)
+                below.insert(kind == Kind::Directory ? path + "/" : path);
+        }
+        return below;
+    }
+
+private:
+    struct Place {
+        Found found;
+        std::string path;
+    };
+
+    Place Resolve(const std::string& path) const {
+        if (path.empty())
+            return {Found::Unreachable, {}};
+        Place place{Found::Directory, path.front() == '/' ? "" : m_cwd};
+        std::size_t begin = 0;
+        while ((begin = path.find_first_not_of('/', begin)) != std::string::npos) {
+            const std::size_t end = std::min(path.find('/', begin), path.size());
+            // Only what is last may be missing.
+            if (place.found != Found::Directory)
+                return {Found::Unreachable, {}};
+            place = Enter(place.path, path.substr(begin, end - begin));
+            begin = end;
+        }
+        if (place.found == Found::Other && path.back() == '/')
+            return {Found::Unreachable, {}};
+        return place;
+    }
+
+    Place Enter(const std::string& directory, const std::string& name) const {
+        if (name == ".")
+            return {Found::Directory, directory};
+        if (name == "..")
+            return {Found::Directory, directory.substr(0, directory.rfind('/'))};
+        if (name.size() > NAME_MAX)
+            return {Found::Unreachable, {}};
+        return Look(directory + "/" + name);
+    }
+
+    Place Look(const std::string& path) const {
+        const auto node = m_nodes.find(path);
+        if (node == m_nodes.end())
+            return {Found::Nothing, path};
+        if (node->second == Kind::Directory)
+            return {Found::Directory, path};
+        if (node->second == Kind::File)
+            return {Found::Other, path};
+        // A directory cannot be made in the place of a link, wherever that leads.
+        const Place target = Look(m_targets.at(path));
+        return target.found == Found::Nothing ? Place{Found::Unreachable, {}} : target;
+    }
+
+    std::string m_cwd;
+    std::map<std::string, Kind> m_nodes;
+    std::map<std::string, std::string> m_targets;
+};
+
+// The operation, character by character, on the model's file system.
+bool ModelCreateDirLevel(Tree& tree, const std::string& path, unsigned long level, int createLast) {
+    if (path.empty())
+        return false;
+    std::size_t at = level < path.size() ? level : 0;
+    if (at == 0 && path[0] == '/') {
+        int separators = 0;
+        for (at = 2; at < path.size() && separators < 2; ++at)
+            separators += path[at] == '/' ? 1 : 0;
+        if (separators < 2)
+            return true;
+    }
+    bool made = true;
+    for (; at < path.size() && made; ++at) {
+        const std::string part(path, 0, at + 1);
+        if (path[at] == '/' && part.size() != 2 && !tree.Exists(part))
+            made = tree.Make(part);
+    }
+    if (createLast != 0 && !tree.Exists(path) && !tree.Make(path))
+        made = false;
+    return made && tree.IsDirectory(path);
+}
+
+std::set<std::string> OnDiskBelow(const std::string& root) {
+    std::set<std::string> below;
+    for (const auto& entry : fs::recursive_directory_iterator(root)) {
+        const bool directory = entry.symlink_status().type() == fs::file_type::directory;
+        below.insert(entry.path().string() + (directory ? "/" : ""));
+    }
+    return below;
+}
+
+class WorkingDirectory {
+public:
+    explicit WorkingDirectory(const std::string& path) : m_before(fs::current_path()) {
+        fs::current_path(path);
+    }
+    ~WorkingDirectory() { fs::current_path(m_before); }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+private:
+    fs::path m_before;
+};
+
+struct ChainCase {
+    std::string path;
+    unsigned long level;
+    int createLast;
+};
+
+class ChainCases {
+public:
+    explicit ChainCases(std::string cwd, unsigned int seed)
+        : m_cwd(std::move(cwd)), m_random(seed) {}
+
+    ChainCase Next() {
+        ChainCase item{Below(2) == 0 ? m_cwd + "/" : "", 0, static_cast<int>(Below(3)) - 1};
+        const std::size_t parts = Below(kDepth + 1);
+        for (std::size_t part = 0; part < parts; ++part)
+            item.path += Name(item.path) + (part + 1 < parts || Below(2) == 0 ? "/" : "");
+        if (Below(2) == 0)
+            item.level = Below(item.path.size() + 3);
+        return item;
+    }
+
+    /// How many ".." a path can hold at most.
+    static constexpr std::size_t kDepth = 6;
+
+private:
+    std::size_t Below(std::size_t limit) { return m_random() % limit; }
+
+    // The name that follows `path`. An empty one cannot be the first: the path would begin with "/"
+    // and lead out of the private directory.
+    std::string Name(const std::string& path) {
+        static const std::vector<std::string> names{"a",    "b",  "cc",   "d.e", "f",
+                                                    "link", "up", "away", ".",   "..",
+                                                    "",     "g",  "hhh",  "i j", "\xFF"};
+        if (Below(50) == 0)
+            return std::string(NAME_MAX + 1, 'x');
+        const std::string& name = names[Below(names.size())];
+        return path.empty() && name.empty() ? "." : name;
+    }
+
+    std::string m_cwd;
+    std::mt19937 m_random;
+};
+
+// A private directory with a file, a link to a directory that may come to exist, one upwards and one
+// to nowhere in it, on disk and in the model; deep enough that no path of the cases leaves it.
+class ChainRound {
+public:
+    ChainRound() : m_cwd(m_dir.File("1/2/3/4/5/6/7")), m_tree(m_cwd) {
+        fs::create_directories(m_cwd);
+        MakeFile(m_cwd + "/f");
+        m_tree.Add(m_cwd + "/f", Tree::Kind::File);
+        AddLink("link", m_cwd + "/hhh");
+        AddLink("up", m_dir.File("1/2/3/4/5/6"));
+        AddLink("away", m_cwd + "/not/there");
+    }
+
+    void Check(unsigned int seed, int count) {
+        const WorkingDirectory inside(m_cwd);
+        ChainCases cases(m_cwd, seed);
+        for (int number = 0; number < count; ++number)
+            CheckOne(cases.Next());
+        EXPECT_EQ(m_tree.Below(m_dir.Path()), OnDiskBelow(m_dir.Path()));
+    }
+
+private:
+    void CheckOne(const ChainCase& item) {
+        ASSERT_TRUE(item.path.compare(0, 1, "/") != 0 || item.path.find(m_cwd + "/") == 0);
+        const bool expected = ModelCreateDirLevel(m_tree, item.path, item.level, item.createLast);
+        EXPECT_EQ(expected, CreateDirLevel(item.path, item.level, item.createLast))
+            << "CreateDirLevel(\"" << item.path << "\", " << item.level << ", " << item.createLast
+            << ")";
+    }
+
+    void AddLink(const char* name, const std::string& target) {
+        fs::create_symlink(target, m_cwd + "/" + name);
+        m_tree.Add(m_cwd + "/" + name, Tree::Kind::Link, target);
+    }
+
+    TempDir m_dir;
+    std::string m_cwd;
+    Tree m_tree;
+};
+
+TEST(DirectoryChainOnDisk, IsWhatTheModelMakesOfRandomPaths) {
+    for (unsigned int seed = 1; seed <= 60; ++seed) {
+        ChainRound().Check(seed, 50);
+        ASSERT_FALSE(testing::Test::HasFailure()) << "seed " << seed;
+    }
+}
+
+} // namespace
