@@ -225,9 +225,9 @@ public:
     /// `dir` ends in a separator. `pattern` is not looked at: every entry matches. Returns true on
     /// success.
     ///
-    /// Returns false, and there is no search then, when the directory cannot be opened, holds no
-    /// entry, or nothing can be learned of the first one. Note: a link that leads nowhere fails a
-    /// whole search when it comes first.
+    /// Returns false when a search is open, which is left as it is. Returns false, and there is no
+    /// search then, when the directory cannot be opened, holds no entry, or nothing can be learned of
+    /// the first one. Note: a link that leads nowhere fails a whole search when it comes first.
     ///
     /// Note: names are appended to `dir` as they are. Without a separator at its end the search
     /// fails, or tells about the file that happens to have the name made up so.

@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_TEXT_H
 #define VORN_BASES_TEXT_H
 
-// Text: conversions between character sets, and integers as text.
+// Text: conversions between character sets, integers and sizes as text, and Base64.
 //
 // The conversions know four kinds of string. Which encoding the narrow ones have is decided by a
 // locale, never by the library, which has no codec of its own:
@@ -25,7 +25,8 @@
 //     std::string back = Vorn::wcs_to_mbs(wide);                // the four bytes again
 //
 // Everything here may be called from any thread, but no other thread may change the C library's
-// locale (as BasesInit does) while a conversion from or to `utf8` runs.
+// locale (as BasesInit does) while a conversion from or to `utf8`, or GetSizeFormat of a double,
+// runs.
 
 #include <locale>
 #include <string>
@@ -153,6 +154,127 @@ VORN_BASES_API wchar_t* _ltow(long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _ultow(unsigned long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _i64tow(long long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _ui64tow(unsigned long long value, wchar_t* buffer, int radix);
+
+/// Scales a count of bytes for display. Stores `bytes`, divided by 1024 as often as it takes to
+/// come below 1024 but at most six times, in `scaled`, and returns the number of divisions: 0 for
+/// bytes, 1 for kibibytes, 2 mebibytes, 3 gibibytes, 4 tebibytes, 5 pebibytes, 6 exbibytes. There
+/// is no failure. The library has no names for the units; callers have their own labels. May be
+/// called from any thread.
+///
+/// Note: a negative count is always in bytes. Note: the count becomes a double first, so that one
+/// just below a unit that needs more than 53 bits is already in that unit.
+///
+///     double scaled;
+///     int unit = Vorn::GetSizeUnit(1536, scaled); // 1, and 1.5 in `scaled`
+VORN_BASES_API int GetSizeUnit(long long bytes, double& scaled);
+
+/// Writes a number for display, with a separator, into `buffer`, which holds `size` bytes: as much
+/// of the text as fits with its terminating zero, and zeros up to the end of the buffer.
+///
+/// Returns 1. Returns 0 for a null buffer and for a size of 0; the buffer is then untouched. A text
+/// that is cut is not reported. May be called from any thread.
+///
+///     | value              | text             |
+///     | ------------------ | ---------------- |
+///     | 12                 | "12"             |
+///     | 999                | ",999"           |
+///     | 1234567            | "1234,567"       |
+///     | -123               | "-,123"          |
+///     | 1234.5 (precision  | "12,34.500000"   |
+///     | 0 or more)         |                  |
+///     | 1234.5 (precision  | "%.0-3f" (glibc) |
+///     | -3)                |                  |
+///
+/// Note: there is at most one comma. It stands before the third character from the end of the text,
+/// or, when there is a ".", before the second character in front of it, whether those are digits,
+/// a sign or the letters of "inf". A text too short for that gets none.
+///
+/// Note: a floating-point value always has six decimals; a `precision` of 0 or more is not used. A
+/// negative one makes the text what the C library prints for the format "%.-Nf", which is hardly
+/// ever a number. Note: the decimal point is that of the C library's locale. Where it is not a ".",
+/// the comma stands among the decimals: "1234,500,000".
+///
+/// Note: the text of a value is cut to 254 characters before the comma is inserted, so that doubles
+/// from 1e247 on lose decimals and those from 1e254 on their last digits, too.
+VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, long long value);
+VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, double value, int precision);
+
+/// Assign the same text to `out`, cut to 254 characters with the comma. Return 1.
+VORN_BASES_API int GetSizeFormat(std::string& out, long long value);
+VORN_BASES_API int GetSizeFormat(std::string& out, double value, int precision);
+
+/// Base64 text (RFC 4648, the standard alphabet with "+" and "/"): encodes bytes, decodes text.
+///
+/// An object holds nothing. Any thread may use it, one call at a time for each object; the static
+/// functions may run on several threads at once.
+///
+///     Vorn::Base64 base64;
+///     std::string text;
+///     base64.Encode("foob", 4, text);             // "Zm9vYg=="
+///
+///     std::vector<char> data(text.size() + 1);    // what Decode needs at least
+///     data.resize(base64.Decode(text.c_str(), data.data())); // "foob"
+class VORN_BASES_API Base64 {
+public:
+    Base64();
+    virtual ~Base64();
+    Base64(const Base64&) = default;
+    Base64& operator=(const Base64&) = default;
+
+    /// Encodes the `len` bytes at `pData` and assigns the text to `out`, filled up with "=" to a
+    /// multiple of four characters, without line breaks. The bytes must not lie in `out`.
+    ///
+    /// Returns 1; no bytes give an empty text. A null `pData` stops the program on the assertion
+    /// "pData != __null"; where assertions are compiled out it returns 0, with `out` unchanged.
+    ///
+    /// Note: `len` is not checked, and a null `pData` is an error even with a `len` of 0.
+    virtual int Encode(const char* pData, unsigned long len, std::string& out);
+
+    /// Decodes the text at `pszEnc`, which ends at its terminating zero, to `pDecData`, which holds
+    /// at least strlen(pszEnc) + 1 bytes. That many bytes are set to zero first, so that zeros
+    /// follow the decoded bytes.
+    ///
+    /// Returns the number of bytes decoded. Returns 0 for an empty text, with `pDecData` untouched,
+    /// and for a text with a character that is neither of the alphabet nor "=", such as a space or
+    /// a line break; what was decoded before that character then stays in `pDecData`. A null
+    /// argument stops the program on the assertion "pszEnc != __null" or "pDecData != __null";
+    /// where assertions are compiled out it returns 0, with `pDecData` untouched.
+    ///
+    /// Note: "=" is skipped wherever it stands and never asked for. Bits behind the last whole byte
+    /// are dropped, whatever they are. Note: the highest bit of every character is ignored: 0xDA is
+    /// a "Z" as 0x5A is. Note: 0 is also the result for a text that is valid but too short for a
+    /// byte, such as "Z" or "==". Note: decoding in place gives 0, for the text is cleared first.
+    virtual unsigned long Decode(const char* pszEnc, char* pDecData);
+
+    /// Takes the next `nBits` bits, 0 to 8, from the `len` bytes at `pData`, highest bit first.
+    ///
+    /// `pos`, `nBitsWaiting` and `acc` hold the state between the calls: the next byte, the number
+    /// of bits that were read but not taken, and those bits, in the low end of `acc`. The caller
+    /// starts with 0 in all three and leaves them alone.
+    ///
+    /// Returns the bits, in the low end, and stores their number in `*pnRead`: `nBits`, or fewer
+    /// when the bytes have run out. The bits that are missing are zeros at the low end. 0 in
+    /// `*pnRead` for an `nBits` above 0 means the end.
+    ///
+    /// Note: nothing is checked. Other widths, a null pointer or a state of the caller's own making
+    /// are the caller's error.
+    static unsigned int ReadBits(int nBits, int* pnRead, const char* pData, unsigned long len,
+                                 unsigned long& pos, int& nBitsWaiting, unsigned long& acc);
+
+    /// Appends the `nBits` low bits, 0 to 8, of `value` to the bytes at `pOut`, highest bit first.
+    /// Writes a byte to `pOut[pos]`, and moves `pos` on, as soon as there are eight bits for it.
+    /// The state is held as for ReadBits.
+    ///
+    /// Note: bits that do not fill a byte stay in the state; there is no operation to write them.
+    /// Note: nothing is checked. `value` must have no bits above the `nBits` low ones: they are not
+    /// masked and change the bits that are waiting.
+    static void WriteBits(unsigned int value, int nBits, char* pOut, unsigned long& pos,
+                          int& nBitsWaiting, unsigned long& acc);
+
+private:
+    static const char s_szBase64Alphabet[128];
+    static const unsigned long s_nMask[9];
+};
 
 } // namespace Vorn
 

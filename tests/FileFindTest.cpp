@@ -16,6 +16,7 @@
 #include <memory>
 #include <optional>
 #include <ostream>
+#include <sstream>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -168,13 +169,11 @@ std::string NameOf(FileFind& find) {
 
 // Everything that the object tells, in one text.
 std::string Told(FileFind& find) {
-    std::string text = NameOf(find);
-    text += " size " + std::to_string(find.GetFileSize());
-    text += " type " + std::to_string(find.GetFileType());
-    text += " times " + std::to_string(find.GetFileCreationTime());
-    text += " " + std::to_string(find.GetFileLastAccessTime());
-    text += " " + std::to_string(find.GetFileLastWriteTime());
-    return text + " room " + std::to_string(find.GetMaxFileNameSize());
+    std::ostringstream text;
+    text << NameOf(find) << " size " << find.GetFileSize() << " type " << find.GetFileType()
+         << " times " << find.GetFileCreationTime() << " " << find.GetFileLastAccessTime() << " "
+         << find.GetFileLastWriteTime() << " room " << find.GetMaxFileNameSize();
+    return text.str();
 }
 
 const std::string kNothing = "(null) size 0 type 0 times 0 0 0 room 0";
