@@ -35,7 +35,6 @@ Base64::Base64() = default;
 Base64::~Base64() = default;
 
 int Base64::Encode(const char* pData, unsigned long len, std::string& out) {
-    // NOLINTNEXTLINE(modernize-use-nullptr): a failed check shows the expanded text
     VORN_ASSERT(pData != NULL);
     if (pData == nullptr)
         return 0;
@@ -57,9 +56,7 @@ int Base64::Encode(const char* pData, unsigned long len, std::string& out) {
 }
 
 unsigned long Base64::Decode(const char* pszEnc, char* pDecData) {
-    // NOLINTNEXTLINE(modernize-use-nullptr): as above
     VORN_ASSERT(pszEnc != NULL);
-    // NOLINTNEXTLINE(modernize-use-nullptr): as above
     VORN_ASSERT(pDecData != NULL);
     if (pszEnc == nullptr || pDecData == nullptr)
         return 0;

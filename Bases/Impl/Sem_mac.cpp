@@ -281,7 +281,7 @@ bool VornSemaphore::GetSemCounts(int& count) {
 // semaphore: every operation that needs one fails.
 VornEvent::VornEvent()
     : m_bSignaled(0), m_bManualReset(1), m_pSem(new (std::nothrow) VornSemaphore) {
-    VORN_ASSERT(m_pSem != NULL); // NOLINT(modernize-use-nullptr): hosts know the expanded text
+    VORN_ASSERT(m_pSem != NULL);
 }
 
 VornEvent::~VornEvent() { Close(); }
