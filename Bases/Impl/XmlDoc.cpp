@@ -1,0 +1,549 @@
+#include <Bases/Xml.h>
+
+#include <climits>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <locale>
+#include <new>
+#include <vector>
+
+#include <libxml/parser.h>
+
+#include <Bases/Impl/Assert.h>
+#include <Bases/Impl/XmlSupport.h>
+#include <Bases/Text.h>
+#include <Bases/Utility.h>
+
+namespace Vorn {
+
+namespace {
+
+constexpr std::size_t InitialScratchSize = 4096;
+
+// The room that a decoded text has beyond its length in the document, its terminator included.
+constexpr std::size_t DecodingSlack = 10;
+
+xmlNode* NodeOf(XmlReader::Element* element) { return reinterpret_cast<xmlNode*>(element); }
+
+xmlAttr* NodeOf(XmlReader::Attribute* attribute) { return reinterpret_cast<xmlAttr*>(attribute); }
+
+XmlReader::Element* HandleOf(xmlNode* node) { return reinterpret_cast<XmlReader::Element*>(node); }
+
+XmlReader::Attribute* HandleOf(xmlAttr* node) {
+    return reinterpret_cast<XmlReader::Attribute*>(node);
+}
+
+xmlNode* FirstElementFrom(xmlNode* node) {
+    while (node != nullptr && node->type != XML_ELEMENT_NODE)
+        node = node->next;
+    return node;
+}
+
+// What atoi gives, but defined for numbers beyond int as well.
+int ToInt(const std::string& text) {
+    return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
+}
+
+constexpr std::size_t ValueTextSize = 255;
+
+std::string ToText(int value) {
+    char text[ValueTextSize] = {};
+    return _itoa(value, text, 10);
+}
+
+std::string ToText(long long value) {
+    char text[ValueTextSize] = {};
+    return _i64toa(value, text, 10);
+}
+
+// Both print their low 32 bits as a signed number, so that 4294967295 becomes "-1". XmlReader turns
+// an unsigned int back by the same wrap.
+std::string ToText(unsigned int value) { return ToText(static_cast<int>(value)); }
+
+std::string ToText(unsigned long value) { return ToText(static_cast<int>(value)); }
+
+std::string ToText(unsigned long long value) {
+    char text[ValueTextSize] = {};
+    std::snprintf(text, sizeof text, "%llu", value);
+    return text;
+}
+
+std::string ToText(double value) {
+    char text[ValueTextSize] = {};
+    std::snprintf(text, sizeof text, "%lf", value);
+    return text;
+}
+
+struct FileClose {
+    void operator()(std::FILE* file) const { std::fclose(file); }
+};
+
+} // namespace
+
+struct __attribute__((visibility("hidden"))) XmlReader::PrivateData {
+    XmlDocument document;
+    Converter converter;
+    std::unique_ptr<std::vector<char>> scratch;
+
+    static std::unique_ptr<PrivateData> Create();
+    void Clear();
+    bool OpenDecoder();
+    bool ConvertDecoding(const xmlChar* text, std::string& out);
+
+private:
+    bool GrowScratch(std::size_t size);
+};
+
+// Null when memory is short, for the reader's own check to find.
+std::unique_ptr<XmlReader::PrivateData> XmlReader::PrivateData::Create() {
+    std::unique_ptr<PrivateData> data(new (std::nothrow) PrivateData);
+    if (!data)
+        return nullptr;
+    data->scratch.reset(new (std::nothrow) std::vector<char>);
+    if (!data->scratch)
+        return nullptr;
+    return data;
+}
+
+void XmlReader::PrivateData::Clear() {
+    document.reset();
+    converter.reset();
+    scratch->clear();
+}
+
+bool XmlReader::PrivateData::GrowScratch(std::size_t size) {
+    try {
+        scratch->resize(size);
+        return true;
+    } catch (const std::bad_alloc&) {
+        return false;
+    }
+}
+
+// Makes the loaded document readable, or empties the reader.
+//
+// libxml2 hands out UTF-8 whatever the document declares, and yet the converter reads the declared
+// encoding, so only documents declared UTF-8 decode exactly. Callers rely on what the others give.
+bool XmlReader::PrivateData::OpenDecoder() {
+    const auto* encoding = reinterpret_cast<const char*>(document->encoding);
+    if (encoding != nullptr)
+        converter = OpenConverter(LocaleEncoding, encoding);
+    if (converter && GrowScratch(InitialScratchSize))
+        return true;
+    Clear();
+    return false;
+}
+
+bool XmlReader::PrivateData::ConvertDecoding(const xmlChar* text, std::string& out) {
+    if (!converter)
+        return false;
+    const char* input = text == nullptr ? "" : reinterpret_cast<const char*>(text);
+    const auto length = static_cast<std::size_t>(xmlStrlen(text));
+    const std::size_t room = length + DecodingSlack;
+    if (scratch->size() < room && !GrowScratch(room))
+        return false;
+    if (!Convert(converter, input, length + 1, scratch->data(), room))
+        return false;
+    // An encoding of wide units may yield no zero byte. What an earlier text left in the array then
+    // follows, up to the array's end at most.
+    out.assign(scratch->data(), strnlen(scratch->data(), scratch->size()));
+    return true;
+}
+
+XmlReader::XmlReader() : m_pPrivateData(PrivateData::Create()) {
+    VORN_ASSERT(m_pPrivateData != NULL); // NOLINT(modernize-use-nullptr): the message says NULL
+}
+
+XmlReader::~XmlReader() { Close(); }
+
+bool XmlReader::Load(const std::string& path) {
+    if (!m_pPrivateData || m_pPrivateData->document)
+        return false;
+    const XmlSilence silence;
+    const std::string converted = tcs_to_mbs(path, std::locale());
+    if (IsForeignToFiles(converted.c_str()))
+        return false;
+    XmlDocument& document = m_pPrivateData->document;
+    document.reset(xmlReadFile(converted.c_str(), nullptr, 0));
+    if (!document)
+        return false;
+    if (document->encoding == nullptr)
+        std::printf("[XmlDoc] Load from file (%s file is not xml document)\n", path.c_str());
+    return m_pPrivateData->OpenDecoder();
+}
+
+bool XmlReader::Load(unsigned char* buffer, unsigned long size) {
+    if (buffer == nullptr || size == 0 || size > INT_MAX)
+        return false;
+    if (!m_pPrivateData || m_pPrivateData->document)
+        return false;
+    const XmlSilence silence;
+    XmlDocument& document = m_pPrivateData->document;
+    document.reset(xmlReadMemory(reinterpret_cast<const char*>(buffer), static_cast<int>(size),
+                                 "noname.xml", nullptr, 0));
+    if (!document)
+        return false;
+    if (document->encoding == nullptr)
+        std::puts("[XmlDoc] Load from memory (not xml document)");
+    return m_pPrivateData->OpenDecoder();
+}
+
+void XmlReader::Close() {
+    if (!m_pPrivateData)
+        return;
+    const XmlSilence silence;
+    m_pPrivateData->Clear();
+}
+
+XmlReader::Element* XmlReader::GetRootElement() {
+    return m_pPrivateData ? HandleOf(xmlDocGetRootElement(m_pPrivateData->document.get()))
+                          : nullptr;
+}
+
+// Handles are not looked into unless a document is loaded: after Close they dangle.
+XmlReader::Element* XmlReader::ChildElement(Element* parent, std::string* name) {
+    if (parent == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+        return nullptr;
+    Element* const child = HandleOf(FirstElementFrom(NodeOf(parent)->children));
+    if (name != nullptr)
+        GetElement(child, *name);
+    return child;
+}
+
+XmlReader::Element* XmlReader::NextElement(Element* element, std::string* name) {
+    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+        return nullptr;
+    Element* const next = HandleOf(FirstElementFrom(NodeOf(element)->next));
+    if (name != nullptr)
+        GetElement(next, *name);
+    return next;
+}
+
+bool XmlReader::GetElement(Element* element, std::string& name) {
+    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+        return false;
+    return m_pPrivateData->ConvertDecoding(NodeOf(element)->name, name);
+}
+
+bool XmlReader::GetEntity(Element* element, std::string& text) {
+    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+        return false;
+    const xmlNode* const child = NodeOf(element)->children;
+    if (child == nullptr || child->type != XML_TEXT_NODE)
+        return false;
+    return m_pPrivateData->ConvertDecoding(child->content, text);
+}
+
+XmlReader::Attribute* XmlReader::GetFirstAttribute(Element* element) {
+    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+        return nullptr;
+    return HandleOf(NodeOf(element)->properties);
+}
+
+XmlReader::Attribute* XmlReader::NextAttribute(Attribute* attribute) {
+    if (attribute == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+        return nullptr;
+    return HandleOf(NodeOf(attribute)->next);
+}
+
+bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, std::string& value) {
+    if (attribute == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+        return false;
+    if (!m_pPrivateData->ConvertDecoding(NodeOf(attribute)->name, name))
+        return false;
+    const xmlNode* const child = NodeOf(attribute)->children;
+    return m_pPrivateData->ConvertDecoding(child == nullptr ? nullptr : child->content, value);
+}
+
+bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, unsigned long& value) {
+    std::string text;
+    if (!GetAttribute(attribute, name, text))
+        return false;
+    value = static_cast<unsigned long>(ToInt(text));
+    return true;
+}
+
+bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, unsigned int& value) {
+    std::string text;
+    if (!GetAttribute(attribute, name, text))
+        return false;
+    value = static_cast<unsigned int>(ToInt(text));
+    return true;
+}
+
+bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, unsigned char& value) {
+    std::string text;
+    if (!GetAttribute(attribute, name, text))
+        return false;
+    value = static_cast<unsigned char>(ToInt(text));
+    return true;
+}
+
+bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, double& value) {
+    std::string text;
+    if (!GetAttribute(attribute, name, text))
+        return false;
+    value = std::strtod(text.c_str(), nullptr);
+    return true;
+}
+
+bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, Guid& value) {
+    std::string text;
+    if (!GetAttribute(attribute, name, text))
+        return false;
+    value.FromString(text);
+    return true;
+}
+
+// The writer flushes into its buffer when it goes, so the buffers are declared first.
+struct __attribute__((visibility("hidden"))) XmlWriter::PrivateData {
+    XmlBuffer hiddenBuffer; // taken out of sight by Close while the writer still points at it
+    XmlBuffer buffer;
+    XmlTextWriter writer;
+    Converter converter;
+
+    bool StartDocument(const std::string& encoding);
+    bool EndDocument();
+    void Close();
+
+    using OneTextCall = int (*)(xmlTextWriterPtr, const xmlChar*);
+    using TwoTextCall = int (*)(xmlTextWriterPtr, const xmlChar*, const xmlChar*);
+
+    bool Write(OneTextCall pfnCall, const std::string& text);
+    bool Write(TwoTextCall pfnCall, const std::string& name, const std::string& text);
+
+private:
+    XmlText ConvertEncoding(const std::string& text);
+};
+
+bool XmlWriter::PrivateData::StartDocument(const std::string& encoding) {
+    writer.reset(xmlNewTextWriterMemory(buffer.get(), 0));
+    if (!writer || xmlTextWriterStartDocument(writer.get(), nullptr, encoding.c_str(), nullptr) < 0)
+        return false;
+    converter = OpenConverter(encoding.c_str(), LocaleEncoding);
+    return converter != nullptr;
+}
+
+bool XmlWriter::PrivateData::EndDocument() {
+    const bool result = writer && xmlTextWriterEndDocument(writer.get()) >= 0;
+    writer.reset();
+    hiddenBuffer.reset();
+    converter.reset();
+    return result;
+}
+
+// The writer stays, and so must the bytes that it points at; they are just not handed out any more.
+void XmlWriter::PrivateData::Close() {
+    if (writer && buffer)
+        hiddenBuffer = std::move(buffer);
+    buffer.reset();
+    converter.reset();
+}
+
+// The room is three bytes for each byte of the text and its terminator. An encoding may turn that
+// terminator into something without a zero byte and fill the room, hence the byte behind it.
+XmlText XmlWriter::PrivateData::ConvertEncoding(const std::string& text) {
+    if (!converter)
+        return nullptr;
+    const std::size_t room = 3 * (text.size() + 1);
+    XmlText converted(static_cast<xmlChar*>(xmlMalloc(room + 1)));
+    if (!converted)
+        return nullptr;
+    const auto written = Convert(converter, text.c_str(), text.size() + 1,
+                                 reinterpret_cast<char*>(converted.get()), room);
+    if (!written)
+        return nullptr;
+    converted.get()[*written] = 0;
+    return converted;
+}
+
+// libxml2 is not called with a text that could not be converted: it would leave half an element or
+// an open comment behind instead of refusing.
+bool XmlWriter::PrivateData::Write(OneTextCall pfnCall, const std::string& text) {
+    if (!writer)
+        return false;
+    const XmlSilence silence;
+    const XmlText converted = ConvertEncoding(text);
+    return converted && pfnCall(writer.get(), converted.get()) >= 0;
+}
+
+bool XmlWriter::PrivateData::Write(TwoTextCall pfnCall, const std::string& name,
+                                   const std::string& text) {
+    if (!writer)
+        return false;
+    const XmlSilence silence;
+    const XmlText convertedName = ConvertEncoding(name);
+    const XmlText convertedText = ConvertEncoding(text);
+    return convertedName && convertedText &&
+           pfnCall(writer.get(), convertedName.get(), convertedText.get()) >= 0;
+}
+
+XmlWriter::XmlWriter() : m_pPrivateData(new (std::nothrow) PrivateData) {
+    VORN_ASSERT(m_pPrivateData != NULL); // NOLINT(modernize-use-nullptr): the message says NULL
+}
+
+XmlWriter::~XmlWriter() {
+    const XmlSilence silence;
+    m_pPrivateData.reset();
+}
+
+bool XmlWriter::BeginDocument(const std::string& encoding) {
+    if (!m_pPrivateData || m_pPrivateData->writer || m_pPrivateData->converter)
+        return false;
+    const XmlSilence silence;
+    m_pPrivateData->buffer.reset(); // of an earlier document
+    m_pPrivateData->buffer.reset(xmlBufferCreate());
+    if (!m_pPrivateData->buffer)
+        return false;
+    if (m_pPrivateData->StartDocument(encoding))
+        return true;
+    Close();
+    return false;
+}
+
+bool XmlWriter::BeginElement(const std::string& name) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterStartElement, name);
+}
+
+bool XmlWriter::EndElement() {
+    if (!m_pPrivateData || !m_pPrivateData->writer)
+        return false;
+    const XmlSilence silence;
+    return xmlTextWriterEndElement(m_pPrivateData->writer.get()) >= 0;
+}
+
+bool XmlWriter::WriteElement(const std::string& name, const std::string& content) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteElement, name, content);
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const std::string& value) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteAttribute, name, value);
+}
+
+bool XmlWriter::WriteEntity(const std::string& text) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteString, text);
+}
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const std::string& text) {
+    if (!BeginElement(name))
+        return false;
+    const bool result = WriteEntity(text);
+    EndElement();
+    return result;
+}
+
+bool XmlWriter::WriteComment(const std::string& text) {
+    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteComment, text);
+}
+
+// Typed values: each is printed and handed to the operation for texts.
+
+bool XmlWriter::WriteAttribute(const std::string& name, const int& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const int& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const int& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const unsigned int& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const unsigned int& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const unsigned int& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const unsigned long& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const unsigned long& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const unsigned long& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const long long& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const long long& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const long long& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const unsigned long long& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const unsigned long long& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const unsigned long long& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const double& value) {
+    return WriteAttribute(name, ToText(value));
+}
+
+bool XmlWriter::WriteEntity(const double& value) { return WriteEntity(ToText(value)); }
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const double& value) {
+    return WriteElementEntity(name, ToText(value));
+}
+
+bool XmlWriter::WriteAttribute(const std::string& name, const Guid& value, int form) {
+    return WriteAttribute(name, value.ToString(form));
+}
+
+bool XmlWriter::WriteEntity(const Guid& value, int form) {
+    return WriteEntity(value.ToString(form));
+}
+
+bool XmlWriter::WriteElementEntity(const std::string& name, const Guid& value, int form) {
+    return WriteElementEntity(name, value.ToString(form));
+}
+
+bool XmlWriter::EndDocument() {
+    if (!m_pPrivateData)
+        return false;
+    const XmlSilence silence;
+    return m_pPrivateData->EndDocument();
+}
+
+unsigned char* XmlWriter::GetXmlBuffer(unsigned long& size) {
+    size = 0;
+    if (!m_pPrivateData || !m_pPrivateData->buffer)
+        return nullptr;
+    xmlBuffer* const buffer = m_pPrivateData->buffer.get();
+    size = static_cast<unsigned int>(xmlBufferLength(buffer)); // an int that stands for unsigned
+    return const_cast<xmlChar*>(xmlBufferContent(buffer));
+}
+
+bool XmlWriter::Save(const std::string& path) {
+    unsigned long size = 0;
+    const unsigned char* const bytes = GetXmlBuffer(size);
+    if (bytes == nullptr)
+        return false;
+    const std::unique_ptr<std::FILE, FileClose> file(std::fopen(path.c_str(), "wb"));
+    if (!file)
+        return false;
+    std::fwrite(bytes, 1, size, file.get());
+    return true;
+}
+
+void XmlWriter::Close() {
+    if (!m_pPrivateData)
+        return;
+    const XmlSilence silence;
+    m_pPrivateData->Close();
+}
+
+} // namespace Vorn

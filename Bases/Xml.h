@@ -1,0 +1,321 @@
+#ifndef VORN_BASES_XML_H
+#define VORN_BASES_XML_H
+
+// Reading and writing of XML documents.
+//
+// A document is loaded or built as a whole, in memory. Names, texts and values come and go as
+// strings in the multibyte encoding of the C library's current locale (LC_CTYPE), so call BasesInit
+// first: without it the C locale stands, and every text with other than ASCII characters fails. The
+// encoding is looked up once per document, by Load and BeginDocument. The decimal point of double
+// values follows that locale too (LC_NUMERIC).
+//
+// An object belongs to one thread at a time; different objects may be used at the same time.
+// Nothing is written to standard error. Error functions that the host has given to libxml2 are
+// not called for what happens in here, and stand as before when an operation returns; only
+// xmlGetLastError tells of the last trouble, whoever had it. Standard output gets nothing but the
+// two lines of XmlReader::Load. Failures are results; only a malformed identifier throws, and a
+// std::string that finds no memory.
+
+#include <memory>
+#include <string>
+
+#include <Bases/Export.h>
+
+namespace Vorn {
+
+class Guid; // Bases/Utility.h
+
+/// Loads a document and walks its tree of elements.
+///
+///     |                    | empty                | loaded                     |
+///     | ------------------ | -------------------- | -------------------------- |
+///     | Load               | loads, or stays empty| false, nothing changes     |
+///     | Close              | does nothing         | becomes empty              |
+///     | walking operations | null                 | an element, attribute, null|
+///     | reading operations | false                | true or false              |
+///
+///     unsigned char text[] =
+///         R"(<?xml version="1.0" encoding="UTF-8"?><shop><item id="7"/></shop>)";
+///     Vorn::XmlReader reader;
+///     if (reader.Load(text, sizeof text - 1)) {
+///         std::string name;
+///         Vorn::XmlReader::Element* item = reader.ChildElement(reader.GetRootElement(), &name);
+///         unsigned int id = 0;
+///         std::string attributeName;
+///         reader.GetAttribute(reader.GetFirstAttribute(item), attributeName, id); // "id", 7
+///     }
+///
+/// Note: libxml2 keeps every text in UTF-8, and yet texts are converted from the encoding that the
+/// document declares. Documents declared UTF-8 read exactly. From others ASCII text comes out
+/// right where the declared encoding is a superset of ASCII; further characters come out as if
+/// their UTF-8 bytes were text in the declared encoding, or fail.
+///
+/// Note: a text whose converted form is more than nine bytes longer than its UTF-8 form fails.
+///
+/// Note: entities are not expanded, except the five predefined ones and character references, and
+/// nothing outside of the document is loaded: no external entity, no DTD. Namespace prefixes are
+/// not part of names, and namespace declarations are no attributes. libxml2's limits hold: about
+/// 256 nested elements, 10,000,000 bytes for one text.
+class VORN_BASES_API XmlReader {
+public:
+    /// An element or an attribute of the loaded document. The reader owns them all; they are gone
+    /// after Close. Handing in one of a document that was closed or belongs to another reader is
+    /// the caller's mistake; it does no harm while the reader is empty.
+    class Element;
+    class Attribute;
+
+    /// Makes an empty reader. Without memory for it the standard assert stops the process; where
+    /// assertions are compiled out, the reader stays empty and every Load returns false.
+    XmlReader();
+
+    /// Closes the document.
+    virtual ~XmlReader();
+    XmlReader(const XmlReader&) = delete;
+    XmlReader& operator=(const XmlReader&) = delete;
+
+    /// Loads the document in the file `path`. Returns true on success.
+    ///
+    /// Returns false and leaves the reader empty when the file cannot be read, is not well-formed
+    /// XML, or declares an encoding that libxml2 or iconv does not know. A document whose
+    /// declaration names no encoding is refused as well, with the line
+    /// "[XmlDoc] Load from file (PATH file is not xml document)" on standard output. Returns false
+    /// and changes nothing when a document is loaded already.
+    ///
+    /// Note: files are meant. "-" and http and ftp addresses are refused; a file of the name "-"
+    /// loads as "./-". libxml2 also understands file:/// addresses and %-escapes, and reads
+    /// compressed files.
+    bool Load(const std::string& path);
+
+    /// Loads the document in the `size` bytes at `buffer`, which are not needed afterwards. Returns
+    /// as the form for files does; the line of the missing encoding is
+    /// "[XmlDoc] Load from memory (not xml document)". Returns false as well for a null buffer and
+    /// for a size of 0 or above INT_MAX.
+    bool Load(unsigned char* buffer, unsigned long size);
+
+    /// Lets go of the document, if any. All elements and attributes are gone with it.
+    void Close();
+
+    /// Returns the outermost element, or null when the reader is empty.
+    virtual Element* GetRootElement();
+
+    /// Returns the first element inside of `parent`; texts, comments and the like are stepped over.
+    /// Returns null when there is none, for a null parent and when the reader is empty.
+    ///
+    /// When `name` is not null, the name of the element found goes there. It stays unchanged when
+    /// null is returned or the name cannot be converted. Note: it asks for no particular name.
+    Element* ChildElement(Element* parent, std::string* name = nullptr);
+
+    /// Returns the next element after `element` inside of the same parent; otherwise as
+    /// ChildElement.
+    Element* NextElement(Element* element, std::string* name = nullptr);
+
+    /// Stores the name of `element` in `name` and returns true. Returns false, with `name`
+    /// unchanged, for null, when the reader is empty or when the name cannot be converted.
+    bool GetElement(Element* element, std::string& name);
+
+    /// Stores the text that `element` begins with in `text` and returns true. Returns false, with
+    /// `text` unchanged, for null, when the reader is empty, when the element is empty or begins
+    /// with something else than text, or when the text cannot be converted.
+    ///
+    /// Note: only the very first piece counts. Text after an inner element or a comment is not
+    /// reached, and an element that begins with a CDATA section or an entity gives false.
+    bool GetEntity(Element* element, std::string& text);
+
+    /// Returns the first attribute of `element`, or null when it has none, for null and when the
+    /// reader is empty.
+    Attribute* GetFirstAttribute(Element* element);
+
+    /// Returns the attribute after `attribute`, or null after the last one, for null and when the
+    /// reader is empty.
+    Attribute* NextAttribute(Attribute* attribute);
+
+    /// Stores the name and the value of `attribute` and returns true. Returns false for null, when
+    /// the reader is empty, or when either cannot be converted; `value` is then unchanged, and so
+    /// is `name` unless it was the value that failed. An attribute without a value reads as an
+    /// empty one. Note: of a value with entities only the piece before the first of them is read,
+    /// or the first entity's own text.
+    bool GetAttribute(Attribute* attribute, std::string& name, std::string& value);
+
+    /// The same with the value taken as a decimal number. Returns as the form for texts does, and
+    /// true whatever the text: leading white space is skipped, what follows the number is ignored,
+    /// and a text without a number gives 0.
+    ///
+    /// Note: the number is read as an int. "-1" gives the largest value of unsigned long and
+    /// unsigned int, and unsigned long takes nothing beyond the range of int. Of a larger number
+    /// the low 32 bits count; unsigned char takes the low 8 bits, so "300" gives 44.
+    bool GetAttribute(Attribute* attribute, std::string& name, unsigned long& value);
+    bool GetAttribute(Attribute* attribute, std::string& name, unsigned int& value);
+    bool GetAttribute(Attribute* attribute, std::string& name, unsigned char& value);
+
+    /// The same with the value taken as a floating-point number, by the rules of atof.
+    bool GetAttribute(Attribute* attribute, std::string& name, double& value);
+
+    /// The same with the value taken as an identifier. An empty text and the identifier of zeros
+    /// leave `value` unchanged, and still true is returned. Throws std::runtime_error
+    /// ("invalid uuid string") where Guid::FromString does; `name` is then set.
+    bool GetAttribute(Attribute* attribute, std::string& name, Guid& value);
+
+private:
+    struct PrivateData;
+    std::unique_ptr<PrivateData> m_pPrivateData;
+};
+
+/// Builds a document from its first element to its last.
+///
+///     |                    | idle        | writing             | finished    | stuck            |
+///     | ------------------ | ----------- | ------------------- | ----------- | ---------------- |
+///     | BeginDocument      | writing     | false               | writing, the| false            |
+///     |                    | (or stuck)  |                     | old one goes|                  |
+///     | writing operations | false       | true or false       | false       | false (see Close)|
+///     | EndDocument        | false       | finished            | false       | idle             |
+///     | GetXmlBuffer, Save | null, false | what is flushed yet | the document| null, false      |
+///     | Close              | idle        | stuck               | idle        | stuck            |
+///
+///     Vorn::XmlWriter writer;
+///     writer.BeginDocument("UTF-8");
+///     writer.BeginElement("shop");
+///     writer.WriteAttribute("items", 1);
+///     writer.WriteElementEntity("item", "salt & pepper");
+///     writer.EndElement();
+///     writer.EndDocument();
+///     writer.Save("shop.xml");
+///
+/// Every text is converted from the locale's encoding to that of the document; a zero byte ends
+/// it. An operation whose text cannot be converted returns false and writes nothing
+/// (WriteElementEntity: an empty element), and the document goes on. Special characters in texts
+/// and values are escaped. Nothing is added between elements: no line breaks, no indentation.
+///
+/// Note: libxml2 takes what it is given for UTF-8. Documents in UTF-8 are exact. In others ASCII
+/// text comes out right where the encoding is a superset of ASCII; further characters come out
+/// wrong or cost the rest of the document. A text must fit in three bytes for each of its own and
+/// its terminator, so UTF-32 lets hardly any through.
+///
+/// Note: names and comments are written as they are given. A name with a space, a comment with
+/// "--", the same attribute twice or a second outermost element makes a document that no parser
+/// accepts.
+class VORN_BASES_API XmlWriter {
+public:
+    /// Makes an idle writer. Without memory for it the standard assert stops the process; where
+    /// assertions are compiled out, every operation of the writer fails.
+    XmlWriter();
+
+    /// Drops the document, finished or not.
+    virtual ~XmlWriter();
+    XmlWriter(const XmlWriter&) = delete;
+    XmlWriter& operator=(const XmlWriter&) = delete;
+
+    /// Begins a document with its declaration, version 1.0 and `encoding`, in libxml2's spelling,
+    /// and drops an earlier finished one. Returns true on success.
+    ///
+    /// Returns false and changes nothing while a document is being written or the writer is stuck.
+    /// Returns false, the earlier document gone, when memory is short or when libxml2 or iconv does
+    /// not know the encoding. Unless there was no memory to begin with, it then calls Close, the
+    /// overriding one if there is one.
+    ///
+    /// Note: after an unknown encoding the writer is stuck: every further BeginDocument returns
+    /// false until EndDocument has been called.
+    virtual bool BeginDocument(const std::string& encoding);
+
+    /// Opens the element `name` inside of the current one. Returns true on success; false when no
+    /// document is being written, when the name is empty or cannot be converted.
+    bool BeginElement(const std::string& name);
+
+    /// Closes the innermost open element. Returns true on success; false when none is open.
+    bool EndElement();
+
+    /// Writes the element `name` with `content` as its text. Returns as BeginElement.
+    bool WriteElement(const std::string& name, const std::string& content);
+
+    /// Writes the attribute `name` with `value` into the element just opened. Returns true on
+    /// success; false when no document is being written, when the current element has text, a
+    /// comment or an element inside already or none is open, when the name is empty, or when either
+    /// cannot be converted.
+    bool WriteAttribute(const std::string& name, const std::string& value);
+
+    /// Writes `text` into the current element. Returns true on success; false when no document is
+    /// being written or the text cannot be converted. Note: outside of all elements nothing is
+    /// escaped, so a document type goes through, and text makes a document that no parser accepts.
+    bool WriteEntity(const std::string& text);
+
+    /// BeginElement, WriteEntity and EndElement in one. Returns false when the first fails, and the
+    /// result of the second otherwise. Note: a text that cannot be converted leaves an empty
+    /// element.
+    bool WriteElementEntity(const std::string& name, const std::string& text);
+
+    /// Writes a comment. Returns true on success; false when no document is being written or the
+    /// text cannot be converted.
+    bool WriteComment(const std::string& text);
+
+    /// The same three operations with a value, which is printed as follows, and as the form for
+    /// texts otherwise:
+    ///
+    ///     | int, long long, unsigned long long | decimal                                        |
+    ///     | unsigned int                       | decimal, as int: 4294967295 gives "-1"         |
+    ///     | unsigned long                      | decimal, the low 32 bits as int                |
+    ///     | double                             | as printf's "%lf" does, 3.140000; at most 254  |
+    ///     |                                    | characters, the rest is cut off                |
+    ///     | Guid                               | Guid::ToString: 34 characters with `form` 0,   |
+    ///     |                                    | else 36; none at all for an identifier of zeros|
+    ///
+    /// Note: an unsigned int comes back through XmlReader as it was, an unsigned long beyond the
+    /// range of int does not. Use unsigned long long for such values and read them as text. Other
+    /// types convert as C++ has it; a long is ambiguous.
+    bool WriteAttribute(const std::string& name, const int& value);
+    bool WriteEntity(const int& value);
+    bool WriteElementEntity(const std::string& name, const int& value);
+
+    bool WriteAttribute(const std::string& name, const unsigned int& value);
+    bool WriteEntity(const unsigned int& value);
+    bool WriteElementEntity(const std::string& name, const unsigned int& value);
+
+    bool WriteAttribute(const std::string& name, const unsigned long& value);
+    bool WriteEntity(const unsigned long& value);
+    bool WriteElementEntity(const std::string& name, const unsigned long& value);
+
+    bool WriteAttribute(const std::string& name, const long long& value);
+    bool WriteEntity(const long long& value);
+    bool WriteElementEntity(const std::string& name, const long long& value);
+
+    bool WriteAttribute(const std::string& name, const unsigned long long& value);
+    bool WriteEntity(const unsigned long long& value);
+    bool WriteElementEntity(const std::string& name, const unsigned long long& value);
+
+    bool WriteAttribute(const std::string& name, const double& value);
+    bool WriteEntity(const double& value);
+    bool WriteElementEntity(const std::string& name, const double& value);
+
+    bool WriteAttribute(const std::string& name, const Guid& value, int form);
+    bool WriteEntity(const Guid& value, int form);
+    bool WriteElementEntity(const std::string& name, const Guid& value, int form);
+
+    /// Closes the elements still open and finishes the document, which then can be fetched and
+    /// saved until Close or the next BeginDocument. Returns true on success; false when no document
+    /// is being written or libxml2 refuses. Either way the writing is over.
+    virtual bool EndDocument();
+
+    /// Returns the bytes of the finished document and stores their number in `size`. They belong to
+    /// the writer, live until Close or the next BeginDocument, and are not changed by the writer.
+    /// Returns null and stores 0 when there is no document. Note: before EndDocument an unknown
+    /// part of the document is still missing.
+    unsigned char* GetXmlBuffer(unsigned long& size);
+
+    /// Writes the bytes that GetXmlBuffer gives to the file `path`, in place of what it held.
+    /// Returns false when there is no document or the file cannot be opened for writing. Note: true
+    /// means that the file was opened; a full disk goes unnoticed.
+    bool Save(const std::string& path);
+
+    /// Drops the document.
+    ///
+    /// Note: a document that is still being written gets stuck: its bytes cannot be fetched any
+    /// more, operations with a text return false, and BeginDocument returns false until EndDocument
+    /// has been called. EndElement and EndDocument go on as if nothing had happened.
+    virtual void Close();
+
+private:
+    struct PrivateData;
+    std::unique_ptr<PrivateData> m_pPrivateData;
+};
+
+} // namespace Vorn
+
+#endif

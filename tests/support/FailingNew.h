@@ -1,0 +1,17 @@
+#ifndef VORN_TESTS_SUPPORT_FAILINGNEW_H
+#define VORN_TESTS_SUPPORT_FAILINGNEW_H
+
+#include <cstddef>
+
+namespace VornTest {
+
+/// Lets single allocations of the library fail. A program that uses this adds FailingNew.cpp to its
+/// sources and wraps _Znwm and _ZnwmRKSt9nothrow_t, the two forms of operator new.
+struct FailingNew {
+    static inline int nothrowUntilFailure = 0; // which non-throwing allocation fails; 0: none
+    static inline std::size_t failFrom = 0;    // throwing ones of this size and above fail; 0: none
+};
+
+} // namespace VornTest
+
+#endif

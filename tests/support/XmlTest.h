@@ -1,0 +1,155 @@
+#ifndef VORN_TESTS_SUPPORT_XMLTEST_H
+#define VORN_TESTS_SUPPORT_XMLTEST_H
+
+#include <cstddef>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+#include <ostream>
+#include <string>
+#include <utility>
+
+#include <libxml/globals.h>
+#include <libxml/parser.h>
+
+#include <gtest/gtest.h>
+
+#include <Bases/Bases.h>
+#include <Bases/Xml.h>
+
+#include "IconvSpy.h"
+#include "Locale.h"
+#include "TempDir.h"
+
+namespace VornTest {
+
+/// A test with the library set up in a UTF-8 locale, unless it asks for another one, and with the
+/// spy on its conversions. No converter may be left open in the end.
+class XmlTest : public LocaleTest {
+public:
+    ~XmlTest() override { EXPECT_EQ(0, IconvSpy::live) << "converters left open"; }
+    XmlTest(const XmlTest&) = delete;
+    XmlTest& operator=(const XmlTest&) = delete;
+
+protected:
+    XmlTest() {
+        IconvSpy::Reset();
+        UseLocale(Utf8Locale);
+    }
+
+    void UseLocale(const char* name) {
+        SetVariable("LC_ALL", name);
+        Vorn::BasesInit();
+    }
+
+    TempDir m_dir;
+};
+
+#ifdef __x86_64__
+/// Returns the place of a virtual member function in its class's table, counted from 0; -1 for one
+/// that is not virtual. Programs built earlier find the functions there.
+template <typename Function>
+std::ptrdiff_t SlotOf(Function function) {
+    std::ptrdiff_t word = 0; // one more than the offset in the table, or the address of the code
+    std::memcpy(&word, &function, sizeof word);
+    return word % 2 == 0 ? -1 : word / static_cast<std::ptrdiff_t>(sizeof(void*));
+}
+#endif
+
+/// A parameter whose text may hold anything, with a name for the lists of tests.
+struct NamedText {
+    const char* name;
+    std::string text;
+
+    friend void PrintTo(const NamedText& parameter, std::ostream* out) { *out << parameter.name; }
+};
+
+inline std::string NameOfText(const testing::TestParamInfo<NamedText>& info) {
+    return info.param.name;
+}
+
+/// Calls `action` and returns what the process wrote to its standard error meanwhile.
+template <typename Action>
+std::string StderrOf(Action&& action) {
+    testing::internal::CaptureStderr();
+    std::forward<Action>(action)();
+    return testing::internal::GetCapturedStderr();
+}
+
+/// Loads from a copy of the text that is gone afterwards.
+inline bool LoadText(Vorn::XmlReader& reader, std::string text) {
+    const bool result = reader.Load(reinterpret_cast<unsigned char*>(text.data()), text.size());
+    text.assign(text.size(), '#');
+    return result;
+}
+
+inline std::string ReadFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+inline void WriteFile(const std::string& path, const std::string& text) {
+    std::ofstream file(path, std::ios::binary);
+    file << text;
+    ASSERT_TRUE(file.flush().good()) << path;
+}
+
+/// ASCII text in UTF-16, low byte first and without a byte-order mark.
+inline std::string Utf16(const std::string& ascii) {
+    std::string wide;
+    for (const char c : ascii) {
+        wide += c;
+        wide += '\0';
+    }
+    return wide;
+}
+
+/// Stands in for a host that has error functions of its own in libxml2: counts what reaches them
+/// while it lives, and puts the ones of before back.
+class HostErrors {
+public:
+    HostErrors() {
+        xmlSetGenericErrorFunc(this, CountGeneric);
+        xmlSetStructuredErrorFunc(this, CountStructured);
+    }
+
+    ~HostErrors() {
+        xmlSetGenericErrorFunc(m_genericContext, m_generic);
+        xmlSetStructuredErrorFunc(m_structuredContext, m_structured);
+    }
+
+    HostErrors(const HostErrors&) = delete;
+    HostErrors& operator=(const HostErrors&) = delete;
+
+    /// How many reports reached this host.
+    int Count() const { return m_count; }
+
+    /// Whether its functions and their contexts stand, for the calling thread.
+    bool Stand() const {
+        return xmlGenericError == CountGeneric && xmlGenericErrorContext == this &&
+               xmlStructuredError == m_ownStructured && xmlStructuredErrorContext == this;
+    }
+
+private:
+    static void CountGeneric(void* context, const char*, ...) { ++Of(context).m_count; }
+    // Releases of libxml2 differ in whether the record is const.
+    template <typename Error>
+    static void CountStructured(void* context, Error*) {
+        ++Of(context).m_count;
+    }
+    static HostErrors& Of(void* context) { return *static_cast<HostErrors*>(context); }
+
+    xmlGenericErrorFunc m_generic = xmlGenericError;
+    void* m_genericContext = xmlGenericErrorContext;
+    xmlStructuredErrorFunc m_structured = xmlStructuredError;
+    void* m_structuredContext = xmlStructuredErrorContext;
+    xmlStructuredErrorFunc m_ownStructured = CountStructured;
+    int m_count = 0;
+};
+
+/// Makes libxml2 report something, outside of the library.
+inline void ProvokeReport() { xmlFreeDoc(xmlReadMemory("<a", 2, "provoked", nullptr, 0)); }
+
+} // namespace VornTest
+
+#endif
