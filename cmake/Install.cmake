@@ -22,9 +22,16 @@ install(FILES
   ${PROJECT_BINARY_DIR}/VornBasesConfigVersion.cmake
   DESTINATION ${VORN_BASES_CMAKE_DIR})
 
-# pkg-config wants absolute directories; CMAKE_INSTALL_LIBDIR may be relative or absolute.
-cmake_path(APPEND VORN_BASES_PC_LIBDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_LIBDIR}")
-cmake_path(APPEND VORN_BASES_PC_INCLUDEDIR "${CMAKE_INSTALL_PREFIX}" "${CMAKE_INSTALL_INCLUDEDIR}")
+# The pkg-config file finds the prefix from its own place, so that it holds for any that
+# cmake --install is given. With a library directory that is configured as absolute it cannot.
+if(IS_ABSOLUTE "${CMAKE_INSTALL_LIBDIR}")
+  set(VORN_BASES_PC_PREFIX "${CMAKE_INSTALL_PREFIX}")
+else()
+  file(RELATIVE_PATH VORN_BASES_PC_PREFIX "/p/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/p")
+  cmake_path(SET VORN_BASES_PC_PREFIX "\${pcfiledir}/${VORN_BASES_PC_PREFIX}")
+endif()
+cmake_path(APPEND VORN_BASES_PC_LIBDIR "\${prefix}" "${CMAKE_INSTALL_LIBDIR}")
+cmake_path(APPEND VORN_BASES_PC_INCLUDEDIR "\${prefix}" "${CMAKE_INSTALL_INCLUDEDIR}")
 configure_file(
   ${PROJECT_SOURCE_DIR}/cmake/Vorn-Bases.pc.in
   ${PROJECT_BINARY_DIR}/Vorn-Bases.pc @ONLY)

@@ -939,19 +939,22 @@ TEST(ThreadRestart, WaitsForABodyThatDoesNotObeyAndNeverCancelsIt) {
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
     EXPECT_TRUE(body.entered.Wait(Patience));
-    ThePlatform().TakeLog();
     std::atomic<bool> begun{false};
+    ManualEvent restarted;
     VornTest::PosixThread owner([&] {
+        ThePlatform().TakeLog();
         begun = true;
         EXPECT_TRUE(thread.StartThread(0));
+        restarted.Set();
     });
     while (!begun)
         sched_yield();
     VornTest::WaitUntilBlocked({&owner});
     EXPECT_THAT(ThePlatform().TakeLog(), IsEmpty());
     body.release.Set();
-    owner.Join();
+    EXPECT_TRUE(restarted.Wait(Patience));
     EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join", "create", "usleep 100"));
+    owner.Join();
     thread.StopThread(NoLimit, 0);
     EXPECT_EQ(2, body.nRuns);
 }

@@ -1,0 +1,193 @@
+#include "ManifestFile.h"
+
+#include <cerrno>
+#include <charconv>
+#include <filesystem>
+#include <map>
+#include <stdexcept>
+#include <system_error>
+
+#include <Bases/File.h>
+#include <Bases/Xml.h>
+
+#include "FileName.h"
+#include "ReadFile.h"
+#include "ReplaceFile.h"
+
+namespace Manifest {
+
+namespace {
+
+constexpr int FormatVersion = 1;
+constexpr const char* NotRepresentable = "(a name that this locale cannot show)";
+
+bool WriteName(Vorn::XmlWriter& xml, const std::string& name) {
+    if (IsPlain(name))
+        return xml.WriteAttribute("name", name);
+    return xml.WriteAttribute("name", Escape(name)) && xml.WriteAttribute("escaped", "percent");
+}
+
+bool WriteFailure(Vorn::XmlWriter& xml, const Entry& entry) {
+    return xml.BeginElement("failure") && WriteName(xml, entry.name) &&
+           xml.WriteEntity(entry.failure) && xml.EndElement();
+}
+
+bool WriteFile(Vorn::XmlWriter& xml, const Entry& entry) {
+    return xml.BeginElement("file") && WriteName(xml, entry.name) &&
+           xml.WriteAttribute("bytes", entry.bytes) && xml.WriteAttribute("lines", entry.lines) &&
+           xml.WriteAttribute("id", entry.id, 1) && xml.EndElement();
+}
+
+bool WriteEntries(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
+    for (const Entry& entry : entries) {
+        const bool written =
+            xml.WriteEntity("\n  ") &&
+            (entry.failure.empty() ? WriteFile(xml, entry) : WriteFailure(xml, entry));
+        if (!written)
+            return false;
+    }
+    return true;
+}
+
+// The writer adds no line breaks of its own, so they are written as text between the elements.
+bool WriteManifest(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
+    return xml.BeginDocument("UTF-8") && xml.BeginElement("manifest") &&
+           xml.WriteAttribute("version", FormatVersion) && xml.WriteEntity("\n  ") &&
+           xml.WriteComment(" One element for each file; lines counts line feeds. ") &&
+           WriteEntries(xml, entries) && xml.WriteEntity("\n") && xml.EndElement() &&
+           xml.EndDocument();
+}
+
+// Save tells whether the file could be made but not whether all of it was written, which a full disk
+// prevents. The length shows it, and flushing shows what the system finds out later.
+void SaveChecked(Vorn::XmlWriter& xml, const std::string& path) {
+    errno = 0;
+    if (!xml.Save(path))
+        throw std::runtime_error(std::generic_category().message(errno));
+    unsigned long size = 0;
+    xml.GetXmlBuffer(size);
+    Vorn::FileIo saved;
+    constexpr unsigned int WriteAccess = 0x40000000;
+    constexpr unsigned int OpenExisting = 4;
+    if (!saved.Open(path, WriteAccess, 0, OpenExisting) ||
+        saved.GetFileSize() != static_cast<long long>(size) || !saved.Flush())
+        throw std::runtime_error("not all of it could be written");
+}
+
+[[noreturn]] void RefuseManifest() { throw std::runtime_error("not a manifest"); }
+
+using Attributes = std::map<std::string, std::string>;
+
+// An attribute whose text does not exist in the locale's character set is left out.
+Attributes ReadAttributes(Vorn::XmlReader& xml, Vorn::XmlReader::Element* element) {
+    Attributes attributes;
+    auto* attribute = xml.GetFirstAttribute(element);
+    for (; attribute != nullptr; attribute = xml.NextAttribute(attribute)) {
+        std::string name;
+        std::string value;
+        if (xml.GetAttribute(attribute, name, value))
+            attributes[name] = value;
+    }
+    return attributes;
+}
+
+std::string Require(const Attributes& attributes, const char* name) {
+    const auto found = attributes.find(name);
+    if (found == attributes.end())
+        RefuseManifest();
+    return found->second;
+}
+
+// Read from the text, because the reader's own unsigned long form ends at the largest int.
+unsigned long long RequireNumber(const Attributes& attributes, const char* name) {
+    const std::string text = Require(attributes, name);
+    unsigned long long number = 0;
+    const char* const end = text.data() + text.size();
+    const auto [stop, error] = std::from_chars(text.data(), end, number);
+    if (error != std::errc() || stop != end)
+        RefuseManifest();
+    return number;
+}
+
+Vorn::Guid RequireGuid(const Attributes& attributes, const char* name) {
+    Vorn::Guid id;
+    try {
+        if (id.FromString(Require(attributes, name)))
+            return id;
+    } catch (const std::runtime_error&) { // a malformed text
+    }
+    RefuseManifest();
+}
+
+std::string ReadName(const Attributes& attributes) {
+    const auto name = attributes.find("name");
+    if (name == attributes.end())
+        return NotRepresentable;
+    return attributes.count("escaped") != 0 ? Unescape(name->second) : name->second;
+}
+
+Entry ReadFile(const Attributes& attributes) {
+    Entry entry;
+    entry.name = ReadName(attributes);
+    entry.bytes = RequireNumber(attributes, "bytes");
+    entry.lines = RequireNumber(attributes, "lines");
+    entry.id = RequireGuid(attributes, "id");
+    return entry;
+}
+
+Entry ReadFailure(Vorn::XmlReader& xml, Vorn::XmlReader::Element* element) {
+    Entry entry;
+    entry.name = ReadName(ReadAttributes(xml, element));
+    if (!xml.GetEntity(element, entry.failure) || entry.failure.empty())
+        entry.failure = "unknown reason";
+    return entry;
+}
+
+void LoadDocument(Vorn::XmlReader& xml, const std::string& path) {
+    std::string bytes;
+    const std::string reason =
+        ReadInPieces(path, [&bytes](std::string_view piece) { bytes.append(piece); });
+    if (!reason.empty())
+        throw std::runtime_error(reason);
+    if (!xml.Load(reinterpret_cast<unsigned char*>(bytes.data()), bytes.size()))
+        RefuseManifest();
+}
+
+void CheckRoot(Vorn::XmlReader& xml, Vorn::XmlReader::Element* root) {
+    std::string name;
+    if (!xml.GetElement(root, name) || name != "manifest")
+        RefuseManifest();
+    if (RequireNumber(ReadAttributes(xml, root), "version") != FormatVersion)
+        throw std::runtime_error("a manifest of a version that this program does not know");
+}
+
+} // namespace
+
+void SaveManifest(const std::string& path, const std::vector<Entry>& entries) {
+    Vorn::XmlWriter xml;
+    if (!WriteManifest(xml, entries))
+        throw std::runtime_error("the XML could not be composed");
+    ReplaceFile(path, [&xml](const std::filesystem::path& temporary) {
+        SaveChecked(xml, temporary.string());
+    });
+}
+
+std::vector<Entry> LoadManifest(const std::string& path) {
+    Vorn::XmlReader xml;
+    LoadDocument(xml, path);
+    auto* const root = xml.GetRootElement();
+    CheckRoot(xml, root);
+
+    std::vector<Entry> entries;
+    std::string tag;
+    auto* element = xml.ChildElement(root, &tag);
+    for (; element != nullptr; element = xml.NextElement(element, &tag)) {
+        if (tag == "file")
+            entries.push_back(ReadFile(ReadAttributes(xml, element)));
+        else if (tag == "failure")
+            entries.push_back(ReadFailure(xml, element));
+    }
+    return entries;
+}
+
+} // namespace Manifest

@@ -1,0 +1,52 @@
+#include "ReadFile.h"
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+#include <sys/stat.h>
+
+#include <Bases/File.h>
+
+namespace Manifest {
+
+namespace {
+
+constexpr unsigned int ReadAccess = 0x80000000;
+constexpr unsigned int ShareAll = 3;
+constexpr unsigned int OpenExisting = 4;
+constexpr std::size_t PieceSize = 64UL * 1024;
+
+std::string ErrorText(int error) { return std::generic_category().message(error); }
+
+// Asked before the file is opened: a FIFO would hold the caller until somebody writes to it, and a
+// directory can be opened but not read.
+std::string WhyNotRegular(const std::string& name) {
+    struct stat status {};
+    if (stat(name.c_str(), &status) != 0)
+        return ErrorText(errno);
+    return S_ISREG(status.st_mode) ? "" : "not a regular file";
+}
+
+} // namespace
+
+std::string ReadInPieces(const std::string& name,
+                         const std::function<void(std::string_view)>& use) {
+    if (std::string reason = WhyNotRegular(name); !reason.empty())
+        return reason;
+    Vorn::FileIo file;
+    if (!file.Open(name, ReadAccess, ShareAll, OpenExisting))
+        return ErrorText(errno);
+
+    std::array<char, PieceSize> piece; // filled by Read as far as it is used
+    for (;;) {
+        // Read returns 0 at the end of the file and on failure; only a failure sets errno.
+        errno = 0;
+        const unsigned int size = file.Read(piece.data(), static_cast<unsigned int>(piece.size()));
+        if (size == 0)
+            return errno == 0 ? "" : ErrorText(errno);
+        use({piece.data(), size});
+    }
+}
+
+} // namespace Manifest

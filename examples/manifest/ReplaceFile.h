@@ -1,0 +1,21 @@
+#ifndef MANIFEST_REPLACE_FILE_H
+#define MANIFEST_REPLACE_FILE_H
+
+#include <filesystem>
+#include <functional>
+
+namespace Manifest {
+
+/// Puts a new file in the place of `target`, or of what it links to, in one step: `write` makes the
+/// file at the temporary path beside the target that it is given, and throws when it cannot. Whoever
+/// looks at the target meanwhile, or after the program was killed, finds the old file or the new
+/// one, never a part. A replaced file's permissions are kept.
+///
+/// Throws std::runtime_error, or what `write` throws; the old file, or none, is then there and the
+/// temporary one is gone. A target that is there but no regular file is refused.
+void ReplaceFile(const std::filesystem::path& target,
+                 const std::function<void(const std::filesystem::path&)>& write);
+
+} // namespace Manifest
+
+#endif

@@ -1,0 +1,16 @@
+#ifndef MANIFEST_TABLE_H
+#define MANIFEST_TABLE_H
+
+#include <string>
+#include <vector>
+
+#include "Inventory.h"
+
+namespace Manifest {
+
+/// Returns the entries as lines of text in aligned columns, with a heading and a total.
+std::string FormatTable(const std::vector<Entry>& entries);
+
+} // namespace Manifest
+
+#endif

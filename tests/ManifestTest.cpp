@@ -1,0 +1,707 @@
+#include "support/Program.h"
+#include "support/TempDir.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <fcntl.h>
+#include <linux/capability.h>
+#include <sys/prctl.h>
+#include <sys/resource.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+namespace {
+
+using testing::ElementsAre;
+using testing::EndsWith;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::StartsWith;
+using VornTest::Outcome;
+using VornTest::Program;
+using VornTest::RunProgram;
+using VornTest::Surroundings;
+using VornTest::TempDir;
+
+namespace fs = std::filesystem;
+
+using Names = std::vector<std::string>;
+
+const char* const Usage = "usage: manifest create OUT.xml FILE... | manifest show OUT.xml\n";
+const char* const Begin = R"(<?xml version="1.0" encoding="UTF-8"?>
+<manifest version="1">
+  <!-- One element for each file; lines counts line feeds. -->
+)";
+const char* const SomeId = "0f8fad5b-d9cb-469f-a165-70867728950e";
+
+/// True for 32 lower-case hexadecimal digits in groups of 8, 4, 4, 4 and 12.
+bool IsId(const std::string& text) {
+    const std::string form = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+    const std::string digits = "0123456789abcdef";
+    return std::equal(text.begin(), text.end(), form.begin(), form.end(), [&](char c, char wanted) {
+        return wanted == '-' ? c == '-' : digits.find(c) != std::string::npos;
+    });
+}
+
+Names IdsIn(const std::string& text) {
+    const std::string attribute = " id=\"";
+    Names ids;
+    for (std::size_t i = text.find(attribute); i != std::string::npos;
+         i = text.find(attribute, i)) {
+        i += attribute.size();
+        const std::string id = text.substr(i, text.find('"', i) - i);
+        if (IsId(id))
+            ids.push_back(id);
+    }
+    return ids;
+}
+
+/// Every test works in a directory of its own, which the program runs in.
+class ManifestProgram : public testing::Test {
+protected:
+    Surroundings Here(const std::string& locale = "C.UTF-8") const {
+        return {m_dir.Path(), {{"LC_ALL", locale}}, {}};
+    }
+
+    static Names Arguments(const Names& arguments) {
+        Names all{VORN_MANIFEST};
+        all.insert(all.end(), arguments.begin(), arguments.end());
+        return all;
+    }
+
+    Outcome Manifest(const Names& arguments, const std::string& locale = "C.UTF-8") const {
+        return RunProgram(Arguments(arguments), Here(locale));
+    }
+
+    Outcome Manifest(const Names& arguments, const std::function<void()>& prepare) const {
+        Surroundings surroundings = Here();
+        surroundings.prepare = prepare;
+        return RunProgram(Arguments(arguments), surroundings);
+    }
+
+    void Make(const std::string& name, const std::string& content = "") const {
+        std::ofstream file(m_dir.File(name), std::ios::binary);
+        file << content;
+        ASSERT_TRUE(file.flush().good()) << name;
+    }
+
+    std::string Content(const std::string& name) const {
+        std::ifstream file(m_dir.File(name), std::ios::binary);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    /// The content with id="..." cut to id wherever the text between is an identifier.
+    std::string WithoutIds(const std::string& name) const {
+        std::string text = Content(name);
+        for (const std::string& id : IdsIn(text)) {
+            const std::string attribute = "id=\"" + id + "\"";
+            text.replace(text.find(attribute), attribute.size(), "id");
+        }
+        return text;
+    }
+
+    std::set<std::string> Directory() const {
+        std::set<std::string> names;
+        for (const fs::directory_entry& entry : fs::directory_iterator(m_dir.Path()))
+            names.insert(entry.path().filename().string());
+        return names;
+    }
+
+    /// Another parser's opinion of the document.
+    void ExpectWellFormed(const std::string& name) const {
+        const Outcome outcome = RunProgram({VORN_XMLLINT, "--noout", name}, Here());
+        EXPECT_EQ(0, outcome.status) << outcome.err << Content(name);
+    }
+
+    TempDir m_dir;
+};
+
+// Keeps the superuser from reading and writing what its owner may not; nothing changes for others.
+// Ends the new process with a status of its own where that is not possible.
+constexpr int CannotGiveUp = 126;
+
+void GiveUpPrivileges() {
+    if (geteuid() != 0)
+        return;
+    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
+    std::array<__user_cap_data_struct, 2> data{};
+    bool done = syscall(SYS_capget, &header, data.data()) == 0;
+    for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
+        data[0].inheritable &= ~(1U << static_cast<unsigned int>(capability));
+        done = done && prctl(PR_CAPBSET_DROP, capability) == 0;
+    }
+    if (!done || syscall(SYS_capset, &header, data.data()) != 0)
+        _exit(CannotGiveUp);
+}
+
+void LimitFileSize(rlim_t size) {
+    const rlimit limit{size, size};
+    setrlimit(RLIMIT_FSIZE, &limit);
+}
+
+/// Waits until the process has a file of this name open.
+bool OpensWithin(pid_t pid, const std::string& name, std::chrono::seconds limit) {
+    const fs::path descriptors = "/proc/" + std::to_string(pid) + "/fd";
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (std::chrono::steady_clock::now() < deadline) {
+        std::error_code gone; // a descriptor may be closed while it is looked at
+        for (const auto& entry : fs::directory_iterator(descriptors, gone))
+            if (fs::read_symlink(entry.path(), gone).filename() == name)
+                return true;
+        std::this_thread::yield();
+    }
+    return false;
+}
+
+// Concerns: exact document; counts over the edges of the pieces in which files are read; order,
+// repetition and number of files; fresh identifiers; silence.
+
+class ManifestCreate : public ManifestProgram {};
+
+TEST_F(ManifestCreate, RecordsNameBytesAndLinesOfEveryFileInTheOrderGiven) {
+    Make("b", "one\ntwo\n");
+    Make("a", "no line feed");
+    Make("empty");
+    const Outcome outcome = Manifest({"create", "out.xml", "b", "a", "empty", "b"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("", outcome.out);
+    EXPECT_EQ("", outcome.err);
+    EXPECT_EQ(std::string(Begin) + R"(  <file name="b" bytes="8" lines="2" id/>
+  <file name="a" bytes="12" lines="0" id/>
+  <file name="empty" bytes="0" lines="0" id/>
+  <file name="b" bytes="8" lines="2" id/>
+</manifest>
+)",
+              WithoutIds("out.xml"));
+    ExpectWellFormed("out.xml");
+    EXPECT_THAT(Directory(), ElementsAre("a", "b", "empty", "out.xml"));
+}
+
+TEST_F(ManifestCreate, CountsOverTheEdgesOfItsPieces) {
+    constexpr std::size_t Piece = 65536;
+    for (const std::size_t size : {Piece - 1, Piece, Piece + 1, 3 * Piece + 7})
+        Make(std::to_string(size), std::string(size - 1, '\n') + "x");
+    ASSERT_EQ(0, Manifest({"create", "out.xml", "65535", "65536", "65537", "196615"}).status);
+    EXPECT_EQ(std::string(Begin) + R"(  <file name="65535" bytes="65535" lines="65534" id/>
+  <file name="65536" bytes="65536" lines="65535" id/>
+  <file name="65537" bytes="65537" lines="65536" id/>
+  <file name="196615" bytes="196615" lines="196614" id/>
+</manifest>
+)",
+              WithoutIds("out.xml"));
+}
+
+TEST_F(ManifestCreate, GivesEveryFileAFreshIdentifierInEveryRun) {
+    Make("a");
+    std::set<std::string> ids;
+    for (const char* out : {"1.xml", "2.xml"}) {
+        ASSERT_EQ(0, Manifest({"create", out, "a", "a", "a"}).status);
+        for (const std::string& id : IdsIn(Content(out)))
+            ids.insert(id);
+    }
+    EXPECT_EQ(6U, ids.size());
+}
+
+TEST_F(ManifestCreate, TakesTenThousandFiles) {
+    constexpr std::size_t Count = 10000;
+    Names arguments{"create", "out.xml"};
+    for (std::size_t i = 0; i < Count; ++i) {
+        arguments.push_back("f" + std::to_string(i));
+        Make(arguments.back(), "x\n");
+    }
+    EXPECT_EQ(0, Manifest(arguments).status);
+    ExpectWellFormed("out.xml");
+    const Outcome shown = Manifest({"show", "out.xml"});
+    EXPECT_EQ(Count + 2, std::count(shown.out.begin(), shown.out.end(), '\n'));
+    EXPECT_THAT(shown.out, EndsWith("20000  10000  total                                 "
+                                    "10000 files, 0 failed\n"));
+}
+
+TEST_F(ManifestCreate, FollowsLinksToFiles) {
+    Make("file", "text");
+    fs::create_symlink("file", m_dir.File("link"));
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "link"}).status);
+    EXPECT_THAT(WithoutIds("out.xml"), HasSubstr(R"(<file name="link" bytes="4" lines="0" id/>)"));
+}
+
+// Concerns: whatever cannot be measured is named with its reason, on standard error and in an
+// element of its own in its place, makes the exit status 1, and costs no other file; nothing blocks.
+
+class ManifestFailures : public ManifestProgram {
+protected:
+    /// Creates a manifest of a good file, the bad one, and another good one.
+    void ExpectReported(const std::string& name, const std::string& reason,
+                        const std::function<void()>& prepare = {}) {
+        Make("good", "x\n");
+        const Outcome outcome = Manifest({"create", "out.xml", "good", name, "good"}, prepare);
+        if (outcome.status == CannotGiveUp)
+            GTEST_SKIP() << "the superuser's privileges cannot be given up here";
+        EXPECT_EQ(1, outcome.status);
+        EXPECT_EQ("manifest: " + name + ": " + reason + "\n", outcome.err);
+        std::string expected = Begin;
+        expected += R"(  <file name="good" bytes="2" lines="1" id/>)";
+        expected += "\n  <failure name=\"" + name + "\">" + reason + "</failure>\n";
+        expected += R"(  <file name="good" bytes="2" lines="1" id/>)";
+        EXPECT_EQ(expected + "\n</manifest>\n", WithoutIds("out.xml"));
+        ExpectWellFormed("out.xml");
+    }
+};
+
+TEST_F(ManifestFailures, AMissingFileIsReported) {
+    ExpectReported("missing.txt", "No such file or directory");
+}
+
+TEST_F(ManifestFailures, AFileBehindAFileIsReported) {
+    Make("file");
+    ExpectReported("file/below", "Not a directory");
+}
+
+TEST_F(ManifestFailures, AnUnreadableFileIsReported) {
+    Make("secret", "text");
+    fs::permissions(m_dir.File("secret"), fs::perms::none);
+    ExpectReported("secret", "Permission denied", GiveUpPrivileges);
+}
+
+TEST_F(ManifestFailures, AFileThatFailsWhileItIsReadIsReported) {
+    // A regular file that opens, and whose first page is never there.
+    ExpectReported("/proc/self/mem", "Input/output error");
+}
+
+TEST_F(ManifestFailures, ADirectoryIsReported) {
+    fs::create_directory(m_dir.File("directory"));
+    ExpectReported("directory", "not a regular file");
+}
+
+TEST_F(ManifestFailures, AFifoIsReportedWithoutWaitingForItsWriter) {
+    ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
+    ExpectReported("fifo", "not a regular file");
+}
+
+TEST_F(ManifestFailures, ASocketIsReported) {
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    const std::string path = m_dir.File("socket");
+    ASSERT_LT(path.size(), sizeof address.sun_path);
+    path.copy(address.sun_path, path.size());
+    ASSERT_EQ(0, bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    ExpectReported("socket", "not a regular file");
+    close(socket);
+}
+
+TEST_F(ManifestFailures, AnEndlessDeviceIsReported) {
+    ExpectReported("/dev/zero", "not a regular file");
+}
+
+TEST_F(ManifestFailures, ALinkThatLeadsNowhereIsReported) {
+    fs::create_symlink("nowhere", m_dir.File("link"));
+    ExpectReported("link", "No such file or directory");
+}
+
+TEST_F(ManifestFailures, AllOfThemAreReportedInOneRun) {
+    const Outcome outcome = Manifest({"create", "out.xml", "x", "y", "z"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: x: No such file or directory\nmanifest: y: No such file or directory\n"
+              "manifest: z: No such file or directory\n",
+              outcome.err);
+    ExpectWellFormed("out.xml");
+}
+
+TEST_F(ManifestFailures, ARefusedWorkerThreadIsReportedInsteadOfWaitedFor) {
+#ifdef __SANITIZE_THREAD__
+    GTEST_SKIP() << "the thread sanitizer cannot start with a stack limit like this";
+#endif
+    // A new thread's stack is as large as the limit of the first one's; none is as large as this.
+    const Outcome outcome = Manifest({"create", "out.xml", "x"}, [] {
+        rlimit limit{};
+        getrlimit(RLIMIT_STACK, &limit);
+        limit.rlim_cur = rlim_t{1} << 47U;
+        if (setrlimit(RLIMIT_STACK, &limit) != 0)
+            _exit(CannotGiveUp);
+    });
+    if (outcome.status == CannotGiveUp)
+        GTEST_SKIP() << "the stack cannot be made that large here";
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: out.xml: no worker thread could be started\n", outcome.err);
+    EXPECT_THAT(Directory(), IsEmpty());
+}
+
+// Concerns: a name may be any bytes; the document stays well formed in every locale, the name can be
+// told back exactly, and nothing that reaches the terminal can control it.
+
+class ManifestNames : public ManifestProgram {
+protected:
+    /// Creates a manifest of the one file in one locale and returns the row that another one shows.
+    std::string Row(const std::string& name, const std::string& creating,
+                    const std::string& showing) {
+        Make(name, "x\n");
+        EXPECT_EQ(0, Manifest({"create", "out.xml", name}, creating).status) << name;
+        ExpectWellFormed("out.xml");
+        const Outcome shown = Manifest({"show", "out.xml"}, showing);
+        EXPECT_EQ(0, shown.status) << shown.err;
+        const std::size_t begin = shown.out.find('\n') + 1;
+        const std::string row = shown.out.substr(begin, shown.out.find('\n', begin) - begin);
+        constexpr std::size_t NameColumn = 5 + 2 + 5 + 2 + 36 + 2;
+        return row.substr(std::min(NameColumn, row.size()));
+    }
+};
+
+TEST_F(ManifestNames, MarkupIsAnOrdinaryName) {
+    for (const char* name : {"a&b", "<file>", "\"quoted\"", "it's", "]]>", "-->", "&amp;", "&#65;"})
+        EXPECT_EQ(name, Row(name, "C.UTF-8", "C.UTF-8"));
+}
+
+TEST_F(ManifestNames, SpacesAndPercentSignsStay) {
+    for (const char* name : {" lead", "trail ", "two  spaces", "100%", "%41", "%%"})
+        EXPECT_EQ(name, Row(name, "C.UTF-8", "C.UTF-8"));
+}
+
+TEST_F(ManifestNames, LettersOfTheLocaleStandAsTheyAre) {
+    EXPECT_EQ("Grüße 😀", Row("Grüße 😀", "C.UTF-8", "C.UTF-8"));
+    EXPECT_THAT(Content("out.xml"), HasSubstr("name=\"Grüße 😀\" bytes"));
+}
+
+TEST_F(ManifestNames, LettersBeyondTheLocaleAreEscapedAndComeBackWhereTheyExist) {
+    EXPECT_EQ("Grüße 5%", Row("Grüße 5%", "C", "C.UTF-8"));
+    EXPECT_THAT(Content("out.xml"), HasSubstr(R"(name="Gr%C3%BC%C3%9Fe 5%25" escaped="percent")"));
+    EXPECT_EQ(R"($'Gr\xC3\xBC\xC3\x9Fe')", Row("Grüße", "C", "C"));
+}
+
+TEST_F(ManifestNames, AManifestOfAnotherLocaleShowsAllItCan) {
+    EXPECT_EQ("(a name that this locale cannot show)", Row("Grüße", "C.UTF-8", "C"));
+}
+
+TEST_F(ManifestNames, ControlCharactersNeverReachTheTerminal) {
+    EXPECT_EQ(R"($'a\x0Ab')", Row("a\nb", "C.UTF-8", "C.UTF-8"));
+    EXPECT_THAT(Content("out.xml"), HasSubstr(R"(name="a%0Ab" escaped="percent")"));
+    EXPECT_EQ(R"($'\x1B[31m\x7F')", Row("\x1b[31m\x7f", "C.UTF-8", "C.UTF-8"));
+    EXPECT_EQ(R"($'\xC2\x9B31m')", Row("\xc2\x9b"
+                                       "31m",
+                                       "C.UTF-8", "C.UTF-8"));
+    EXPECT_EQ(R"($'\xE2\x80\xAEgpj.sh')", Row("\xe2\x80\xaegpj.sh", "C.UTF-8", "C.UTF-8"));
+    EXPECT_EQ(R"($'\x0D\x27\x5C')", Row("\r'\\", "C.UTF-8", "C.UTF-8"));
+}
+
+TEST_F(ManifestNames, BytesThatAreNoCharactersSurvive) {
+    EXPECT_EQ(R"($'\xFFx\xC3')", Row("\xffx\xc3", "C.UTF-8", "C.UTF-8"));
+    EXPECT_THAT(Content("out.xml"), HasSubstr(R"(name="%FFx%C3" escaped="percent")"));
+}
+
+TEST_F(ManifestNames, CharactersThatNoDocumentMayHoldAreEscaped) {
+    EXPECT_EQ(R"($'\xEF\xBF\xBE')", Row("\xef\xbf\xbe", "C.UTF-8", "C.UTF-8"));
+    EXPECT_EQ(R"($'\xED\xA0\x80')", Row("\xed\xa0\x80", "C.UTF-8", "C.UTF-8"));
+}
+
+TEST_F(ManifestNames, ComplaintsShowThemSafely) {
+    const Outcome outcome = Manifest({"create", "out.xml", "\x1b[2J", ""});
+    EXPECT_EQ("manifest: $'\\x1B[2J': No such file or directory\n"
+              "manifest: $'': No such file or directory\n",
+              outcome.err);
+    ExpectWellFormed("out.xml");
+}
+
+TEST_F(ManifestNames, TheManifestsOwnNameMayBeStrangeToo) {
+    Make("a");
+    for (const char* out : {"-", "a%20b.xml", "sp ace\n.xml", "\xff.xml", "http:x"}) {
+        EXPECT_EQ(0, Manifest({"create", out, "a"}).status) << out;
+        EXPECT_EQ(0, Manifest({"show", out}).status) << out;
+    }
+}
+
+// Concerns: whoever looks at OUT.xml finds the old manifest or the new one, whatever goes wrong and
+// whenever the program dies; after a failure that it survives nothing is left behind; what stands at
+// OUT.xml and is no file of the user's is not replaced.
+
+class ManifestSaving : public ManifestProgram {
+protected:
+    void ExpectFailure(const std::string& out, const std::string& reason,
+                       const std::function<void()>& prepare = {}) {
+        Make("a", "x\n");
+        const Outcome outcome = Manifest({"create", out, "a"}, prepare);
+        if (outcome.status == CannotGiveUp)
+            GTEST_SKIP() << "the superuser's privileges cannot be given up here";
+        EXPECT_EQ(1, outcome.status);
+        EXPECT_EQ("manifest: " + out + ": " + reason + "\n", outcome.err);
+    }
+
+    /// A manifest's arguments that need more than a limit of a thousand bytes.
+    static Names Long() {
+        Names arguments{"create", "out.xml"};
+        arguments.resize(arguments.size() + 100, "a");
+        return arguments;
+    }
+};
+
+TEST_F(ManifestSaving, ReplacesAnOlderManifestAndKeepsItsPermissions) {
+    Make("a");
+    Make("out.xml", "old");
+    const auto permissions = fs::perms::owner_read | fs::perms::owner_write;
+    fs::permissions(m_dir.File("out.xml"), permissions);
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "a"}).status);
+    ExpectWellFormed("out.xml");
+    EXPECT_EQ(permissions, fs::status(m_dir.File("out.xml")).permissions());
+    EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
+}
+
+TEST_F(ManifestSaving, ReplacesWhatALinkLeadsToAndKeepsTheLink) {
+    Make("a");
+    fs::create_directory(m_dir.File("elsewhere"));
+    Make("elsewhere/real.xml", "old");
+    fs::create_symlink("elsewhere/real.xml", m_dir.File("out.xml"));
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "a"}).status);
+    EXPECT_TRUE(fs::is_symlink(m_dir.File("out.xml")));
+    ExpectWellFormed("elsewhere/real.xml");
+}
+
+TEST_F(ManifestSaving, AManifestMayListItsOwnPredecessor) {
+    Make("out.xml", "old\n");
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "out.xml"}).status);
+    EXPECT_THAT(WithoutIds("out.xml"), HasSubstr(R"(name="out.xml" bytes="4" lines="1")"));
+}
+
+TEST_F(ManifestSaving, FailsInADirectoryThatDoesNotExist) {
+    ExpectFailure("nowhere/out.xml", "No such file or directory");
+    EXPECT_THAT(Directory(), ElementsAre("a"));
+}
+
+TEST_F(ManifestSaving, FailsInADirectoryThatIsNotWritable) {
+    fs::create_directory(m_dir.File("closed"));
+    fs::permissions(m_dir.File("closed"), fs::perms::owner_read | fs::perms::owner_exec);
+    ExpectFailure("closed/out.xml", "Permission denied", GiveUpPrivileges);
+    EXPECT_TRUE(fs::is_empty(m_dir.File("closed")));
+}
+
+TEST_F(ManifestSaving, FailsWithoutAName) {
+    Make("a");
+    const Outcome outcome = Manifest({"create", "", "a"});
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: $'': No such file or directory\n", outcome.err);
+    EXPECT_THAT(Directory(), ElementsAre("a"));
+}
+
+TEST_F(ManifestSaving, DoesNotReplaceADirectory) {
+    fs::create_directory(m_dir.File("out.xml"));
+    ExpectFailure("out.xml", "not a regular file");
+    EXPECT_TRUE(fs::is_directory(m_dir.File("out.xml")));
+    EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
+}
+
+TEST_F(ManifestSaving, DoesNotReplaceAFifo) {
+    ASSERT_EQ(0, mkfifo(m_dir.File("out.xml").c_str(), 0600));
+    ExpectFailure("out.xml", "not a regular file");
+    EXPECT_TRUE(fs::is_fifo(m_dir.File("out.xml")));
+}
+
+TEST_F(ManifestSaving, DoesNotReplaceALinkThatLeadsNowhere) {
+    fs::create_symlink("nowhere", m_dir.File("out.xml"));
+    ExpectFailure("out.xml", "No such file or directory");
+    EXPECT_TRUE(fs::is_symlink(m_dir.File("out.xml")));
+}
+
+TEST_F(ManifestSaving, KeepsTheOldManifestWhenTheDiskIsFull) {
+    Make("a");
+    Make("out.xml", "old");
+    const Outcome outcome = Manifest(Long(), [] {
+        std::signal(SIGXFSZ, SIG_IGN); // so that a write beyond the limit fails
+        LimitFileSize(1000);
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: out.xml: not all of it could be written\n", outcome.err);
+    EXPECT_EQ("old", Content("out.xml"));
+    EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
+}
+
+TEST_F(ManifestSaving, KeepsTheOldManifestWhenKilledInTheMiddleOfWriting) {
+    Make("a");
+    Make("out.xml", "old");
+    const Outcome outcome = Manifest(Long(), [] { LimitFileSize(1000); });
+    EXPECT_EQ(SIGXFSZ, outcome.signal);
+    EXPECT_EQ("old", Content("out.xml"));
+    const std::set<std::string> names = Directory();
+    ASSERT_EQ(3U, names.size()); // the half manifest is there, under another name
+    EXPECT_THAT(*names.begin(), StartsWith(".manifest-"));
+    EXPECT_EQ(1000U, fs::file_size(m_dir.File(*names.begin())));
+}
+
+TEST_F(ManifestSaving, LeavesNothingWhenKilledWhileMeasuring) {
+    Make("endless");
+    fs::resize_file(m_dir.File("endless"), std::uintmax_t{1} << 40U); // holes; nothing is stored
+    Program program(Arguments({"create", "out.xml", "endless"}), Here());
+    ASSERT_TRUE(OpensWithin(program.Pid(), "endless", std::chrono::seconds(50)));
+    program.Kill(SIGKILL);
+    EXPECT_EQ(SIGKILL, program.Wait().signal);
+    EXPECT_THAT(Directory(), ElementsAre("endless"));
+}
+
+// Concerns: the exact table; numbers beyond 32 bits; documents that are no manifests, are damaged or
+// hostile; growth of the format; output that cannot be written.
+
+class ManifestShow : public ManifestProgram {
+protected:
+    void MakeManifest(const std::string& elements) const {
+        Make("in.xml", Begin + elements + "</manifest>\n");
+    }
+
+    void ExpectRefused(const std::string& name, const std::string& reason) const {
+        const Outcome outcome = Manifest({"show", name});
+        EXPECT_EQ(1, outcome.status) << Content(name);
+        EXPECT_EQ("manifest: " + name + ": " + reason + "\n", outcome.err) << Content(name);
+    }
+
+    void ExpectRefusedContent(const std::string& content) const {
+        Make("in.xml", content);
+        ExpectRefused("in.xml", "not a manifest");
+    }
+
+    void ExpectRefusedAttributes(const std::string& attributes) const {
+        ExpectRefusedContent(Begin + ("<file " + attributes) + "/></manifest>");
+    }
+};
+
+TEST_F(ManifestShow, PrintsAlignedColumnsFailuresAndATotal) {
+    const std::string id = SomeId;
+    MakeManifest("<file name='long' bytes='1234567' lines='89' id='" + id + "'/>" +
+                 "<failure name='gone'>No such file or directory</failure>" +
+                 "<file name='short' bytes='1' lines='0' id='" + id + "'/>");
+    const Outcome outcome = Manifest({"show", "in.xml"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("", outcome.err);
+    EXPECT_EQ("  BYTES  LINES  ID                                    NAME\n"
+              "1234567     89  " +
+                  id + "  long\n" +
+                  "      -      -  failed                                gone: No such file or "
+                  "directory\n"
+                  "      1      0  " +
+                  id + "  short\n" +
+                  "1234568     89  total                                 2 files, 1 failed\n",
+              outcome.out);
+}
+
+TEST_F(ManifestShow, PrintsAnEmptyManifest) {
+    MakeManifest("");
+    EXPECT_EQ("BYTES  LINES  ID     NAME\n    0      0  total  0 files, 0 failed\n",
+              Manifest({"show", "in.xml"}).out);
+}
+
+TEST_F(ManifestShow, PrintsNumbersBeyondThirtyTwoBitsInFull) {
+    MakeManifest(
+        std::string("<file name='a' bytes='18446744073709551615' lines='5000000000' id='") +
+        SomeId + "'/>");
+    EXPECT_THAT(Manifest({"show", "in.xml"}).out,
+                HasSubstr("\n18446744073709551615  5000000000  " + std::string(SomeId) + "  a\n"));
+}
+
+TEST_F(ManifestShow, IgnoresWhatLaterVersionsMayAdd) {
+    MakeManifest(std::string("<directory name='d'/><file digest='1' name='a' bytes='1' lines='0' "
+                             "id='") +
+                 SomeId + "'><block/></file>");
+    const Outcome outcome = Manifest({"show", "in.xml"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_THAT(outcome.out, EndsWith("    1      0  total                                 "
+                                      "1 file, 0 failed\n"));
+}
+
+TEST_F(ManifestShow, RefusesWhatIsNoManifest) {
+    ExpectRefusedContent("");
+    ExpectRefusedContent("plain text\n");
+    ExpectRefusedContent(std::string(Begin) + "<file"); // cut off
+    ExpectRefusedContent(R"(<?xml version="1.0" encoding="UTF-8"?><inventory version="1"/>)");
+    ExpectRefusedContent(R"(<?xml version="1.0" encoding="UTF-8"?><manifest/>)");
+    ExpectRefusedContent(R"(<?xml version="1.0" encoding="UTF-8"?><manifest version="x"/>)");
+    ExpectRefusedContent(R"(<manifest version="1"/>)"); // no encoding declared
+}
+
+TEST_F(ManifestShow, RefusesFilesThatAreNotFullyDescribed) {
+    const std::string id = SomeId;
+    ExpectRefusedAttributes("name='a' lines='0' id='" + id + "'");
+    ExpectRefusedAttributes("name='a' bytes='1' id='" + id + "'");
+    ExpectRefusedAttributes("name='a' bytes='1' lines='0'");
+    ExpectRefusedAttributes("name='a' bytes='' lines='0' id='" + id + "'");
+    ExpectRefusedAttributes("name='a' bytes='-1' lines='0' id='" + id + "'");
+    ExpectRefusedAttributes("name='a' bytes='1x' lines='0' id='" + id + "'");
+    ExpectRefusedAttributes("name='a' bytes='18446744073709551616' lines='0' id='" + id + "'");
+    ExpectRefusedAttributes("name='a' bytes='1' lines='0' id=''");
+    ExpectRefusedAttributes("name='a' bytes='1' lines='0' id='0f8fad5b'");
+    ExpectRefusedAttributes("name='a' bytes='1' lines='0' "
+                            "id='00000000-0000-0000-0000-000000000000'");
+}
+
+TEST_F(ManifestShow, RefusesAManifestOfAnotherVersion) {
+    Make("in.xml", R"(<?xml version="1.0" encoding="UTF-8"?><manifest version="2"/>)");
+    ExpectRefused("in.xml", "a manifest of a version that this program does not know");
+}
+
+TEST_F(ManifestShow, RefusesWhatCannotBeRead) {
+    ExpectRefused("missing.xml", "No such file or directory");
+    ExpectRefused(".", "not a regular file");
+    ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
+    ExpectRefused("fifo", "not a regular file");
+}
+
+TEST_F(ManifestShow, LetsNoDocumentControlTheTerminal) {
+    const std::string rest = std::string("' bytes='1' lines='0' id='") + SomeId + "'/>";
+    MakeManifest("<file name='&#x9b;31m" + rest + "<file escaped='percent' name='%1B%zz%4" + rest +
+                 "<file escaped='percent' name='ends?%00%1B" + rest +
+                 "<failure name='a'>&#x9b;31m</failure>");
+    const Outcome outcome = Manifest({"show", "in.xml"});
+    EXPECT_EQ(0, outcome.status) << outcome.err;
+    for (const char* name :
+         {R"($'\xC2\x9B31m')", R"($'\x1B%zz%4')", R"($'ends?\x00\x1B')", R"(a: $'\xC2\x9B31m')"})
+        EXPECT_THAT(outcome.out, HasSubstr("  " + std::string(name) + "\n"));
+}
+
+TEST_F(ManifestShow, FailsWhenTheTableCannotBePrinted) {
+    MakeManifest("");
+    const Outcome outcome = Manifest({"show", "in.xml"}, [] {
+        const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
+        dup2(full, STDOUT_FILENO);
+    });
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: in.xml: the table could not be printed\n", outcome.err);
+}
+
+// Concerns: arguments that make no sense, and an environment that does not, get one clear line and
+// a status of their own, and nothing is made.
+
+class ManifestCommandLine : public ManifestProgram {};
+
+TEST_F(ManifestCommandLine, WrongArgumentsGetTheUsageLine) {
+    Make("a");
+    for (const Names& arguments :
+         {Names{}, Names{""}, Names{"create"}, Names{"create", "out.xml"}, Names{"show"},
+          Names{"show", "a", "a"}, Names{"update", "out.xml", "a"}, Names{"--help"}}) {
+        const Outcome outcome = Manifest(arguments);
+        EXPECT_EQ(2, outcome.status);
+        EXPECT_EQ("", outcome.out);
+        EXPECT_EQ(Usage, outcome.err);
+    }
+    EXPECT_THAT(Directory(), ElementsAre("a"));
+}
+
+TEST_F(ManifestCommandLine, ALocaleThatDoesNotExistGetsAClearMessage) {
+    Make("a");
+    const Outcome outcome = Manifest({"create", "out.xml", "a"}, std::string("xx_XX.nowhere"));
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: the environment asks for a locale that this machine does not have; "
+              "LC_ALL=C will do\n",
+              outcome.err);
+    EXPECT_THAT(Directory(), ElementsAre("a"));
+}
+
+} // namespace
