@@ -1,0 +1,60 @@
+#!/usr/bin/env bash
+# Installs the built library, then does what the README tells a stranger to do: builds this
+# directory's program against it, once through find_package and once through pkg-config, runs both,
+# and compares what they print with what the README shows.
+#
+# usage: run.sh SOURCE_DIR BUILD_DIR CXX
+set -euo pipefail
+readonly source_dir=$1 build_dir=$2 cxx=$3
+readonly consumer=$source_dir/tests/consumer
+
+scratch=$(mktemp -d)
+readonly scratch
+trap 'rm -rf "$scratch"' EXIT
+readonly prefix=$scratch/prefix
+
+fail() {
+    printf 'FAILED: %s\n' "$*" >&2
+    exit 1
+}
+
+# Prints the README's block number $2 of kind $1.
+readme_block() {
+    awk -v fence="\`\`\`$1" -v wanted="$2" '
+        $0 == fence && !inside { inside = 1; count++; next }
+        $0 == "```" { inside = 0 }
+        inside && count == wanted' "$source_dir/README.md"
+}
+
+# The program's answer about its own source, and about a file that does not exist.
+check_answers() {
+    local program=$1 size
+    size=$(wc -c <"$consumer/main.cpp")
+    [ "$("$program" "$consumer/main.cpp")" = "$size bytes" ] || fail "$program: wrong size"
+    [ "$("$program" "$scratch/missing")" = $'[FileIo] Open : Not found.\r' ] ||
+        fail "$program: a missing file is not reported"
+    readme_block console 3 | grep -qx "$size bytes" || fail "README.md shows another size than $size"
+}
+
+diff <(readme_block cpp 1) "$consumer/main.cpp" || fail "README.md shows another program"
+diff <(readme_block cmake 1) "$consumer/CMakeLists.txt" || fail "README.md shows another CMakeLists.txt"
+
+cmake --install "$build_dir" --prefix "$prefix" >/dev/null
+
+echo "== find_package(VornBases)"
+cmake -S "$consumer" -B "$scratch/cmake" \
+    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING
+cmake --build "$scratch/cmake"
+check_answers "$scratch/cmake/size"
+
+echo "== pkg-config Vorn-Bases"
+pc_file=$(find "$prefix" -name Vorn-Bases.pc)
+[ -n "$pc_file" ] || fail "no Vorn-Bases.pc was installed"
+PKG_CONFIG_PATH=$(dirname "$pc_file")
+export PKG_CONFIG_PATH
+library_dir=$(pkg-config --variable=libdir Vorn-Bases)
+read -ra flags <<<"$(pkg-config --cflags --libs Vorn-Bases)"
+"$cxx" -std=c++17 "$consumer/main.cpp" "${flags[@]}" -Wl,-rpath,"$library_dir" -o "$scratch/size"
+check_answers "$scratch/size"
+ldd "$scratch/size" | grep -q "libVorn-Bases.so.1 => $(realpath "$prefix")" ||
+    fail "the program runs with another libVorn-Bases than the installed one"
