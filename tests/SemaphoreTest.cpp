@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <memory>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <pthread.h>

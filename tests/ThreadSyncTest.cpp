@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
