@@ -189,6 +189,22 @@ TEST_F(UnnamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
     EXPECT_TRUE(m_mutex.Lock(0));
 }
 
+TEST_F(UnnamedMutex, LockInterruptedByASignalHandlerGoesOnWaiting) {
+    ASSERT_TRUE(m_mutex.Create(nullptr));
+    ASSERT_TRUE(m_mutex.Lock(0));
+    for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+        bool taken = false;
+        VornTest::PosixThread waiter([&] { taken = m_mutex.Lock(timeoutMs); });
+        VornTest::WaitUntilBlocked({&waiter});
+        waiter.Interrupt();
+        VornTest::WaitUntilBlocked({&waiter});
+        m_mutex.Unlock();
+        EXPECT_FALSE(waiter.Join());
+        EXPECT_TRUE(taken);
+        EXPECT_FALSE(m_mutex.Lock(0)); // the unlock released the waiter and left nothing free
+    }
+}
+
 TEST_F(UnnamedMutex, SecondCreateOrOpenFailsSilently) {
     ASSERT_TRUE(m_mutex.Create(nullptr));
     EXPECT_FALSE(m_mutex.Create(nullptr));
