@@ -15,11 +15,20 @@
 //
 //     |                     | unnamed                        | named                            |
 //     | ------------------- | ------------------------------ | -------------------------------- |
-//     | Unlock, Set         | release every blocked waiter   | release one waiter               |
-//     | with nobody waiting | stay free for one later wait   | every post counts                |
+//     | Unlock              | releases every blocked Lock    | releases one blocked Lock        |
+//     | Unlock, with nobody | leaves one later Lock free,    | leaves one later Lock free for   |
+//     | waiting             | however often it is called     | each call                        |
+//     | Set of an event     | releases every blocked Wait    | releases one blocked Wait, of    |
+//     | that is not set     |                                | either kind of event             |
+//     | Set, with nobody    | later Waits find it set        | so do later Waits of this        |
+//     | waiting             |                                | object; one Wait of another one  |
+//     |                     |                                | is left free                     |
+//     | Set of an event     | does nothing                   | does nothing, even when another  |
+//     | that is set         |                                | object has taken what was free   |
 //     | wait with a limit   | waits up to the limit          | a single try, never blocks       |
-//     | interrupted by a    | goes on waiting                | an unlimited wait returns false  |
-//     | signal handler      |                                |                                  |
+//     | interrupted by a    | goes on waiting                | an unlimited wait returns false; |
+//     | signal handler      |                                | it goes on after a handler that  |
+//     |                     |                                | was installed with SA_RESTART    |
 //     | Close               | frees it                       | removes the name for all         |
 //     |                     |                                | processes; the object itself     |
 //     |                     |                                | stays mapped until the process   |
@@ -121,8 +130,9 @@ public:
     bool Open(const char* name);
 
     /// Takes the mutex, waiting at most `timeoutMs` milliseconds. Returns true when it was taken,
-    /// false when the time ran out or the mutex is not opened. Note: on a named mutex every limit
-    /// other than 0xFFFFFFFF is a single try.
+    /// false when the time ran out, when the mutex is not opened, and when a signal handler that
+    /// was installed without SA_RESTART interrupted the unlimited wait for a named one. Note: on a
+    /// named mutex every limit other than 0xFFFFFFFF is a single try.
     bool Lock(unsigned int timeoutMs);
 
     /// Frees the mutex, whoever took it. Does nothing on a mutex that is not opened.
@@ -145,7 +155,10 @@ private:
 };
 
 /// Holds a Mutex for the length of a scope. Note: it waits without limit and does not look at the
-/// result, so on a mutex that is not opened it guards nothing.
+/// result, so on a mutex that is not opened it guards nothing. Nor does it when a signal handler
+/// interrupts its wait for a named mutex; at the end of the scope it unlocks that mutex all the
+/// same, which frees the lock of whoever holds it. Where signals are handled without SA_RESTART,
+/// call Lock and look at its result.
 class VORN_BASES_API MutexLocker {
 public:
     explicit MutexLocker(Mutex& mutex);
@@ -162,6 +175,15 @@ private:
 /// A manual-reset event, once set, lets every Wait through until Reset. An auto-reset event is
 /// reset by every Wait, also by one that fails; a Set that comes while a Wait fails is not lost:
 /// that wait returns true, or the next one does.
+///
+/// Note: a Set of a named event, of either kind, releases one of the threads that are blocked in
+/// Wait by then. The others stay blocked, although the event is set and a Wait that begins later
+/// returns at once.
+///
+/// Note: where one Set releases several threads that wait for an auto-reset event, each of them
+/// resets it when it gets to run. The reset of a late one takes back also a Set that was made after
+/// an earlier one had returned. Keep what the event announces elsewhere, such as in a queue, and
+/// look there after every Wait.
 ///
 ///     |                  | not created        | not set                 | set                    |
 ///     | ---------------- | ------------------ | ----------------------- | ---------------------- |
@@ -191,7 +213,9 @@ public:
     /// Creates the event: manual-reset when `bManualReset` is not 0, set at once when
     /// `bInitialState` is not 0, shared between processes when `name` is not null. Returns true on
     /// success. Returns false and changes nothing when the event was created or opened before, even
-    /// without success, and not closed since, or when the platform refuses. Prints nothing.
+    /// without success, and not closed since. Returns false when the platform refuses; this leaves
+    /// the event's kind and whether it is set as they were, but the event counts as opened. Prints
+    /// nothing.
     ///
     /// Note: whether an event is set is remembered by each object of its own. An object of another
     /// process with the same name sees a Set as one count of the shared semaphore.
@@ -199,10 +223,11 @@ public:
 
     /// Opens the event `name`, or makes it when it does not exist yet, then with one wait free.
     /// Returns true on success and false as Create does. Note: an opened event is always
-    /// auto-reset, however its creator made it.
+    /// auto-reset, however its creator made it. Note: an event of this object that was set before,
+    /// by Set or in an earlier life, stays set, so that the first Wait passes.
     bool Open(const char* name);
 
-    /// Sets the event. Returns true, always.
+    /// Sets the event. Returns true, always. Does nothing when this object has the event as set.
     bool Set();
 
     /// Makes the event not set. Returns true on success; false, with the event as it was, when it
@@ -210,8 +235,10 @@ public:
     bool Reset();
 
     /// Waits at most `timeoutMs` milliseconds for the event to be set. Returns true when it was,
-    /// false when the time ran out or the event has not been created. An auto-reset event is then
-    /// not set, whatever the result.
+    /// false when the time ran out, when the event has not been created, and when a signal handler
+    /// that was installed without SA_RESTART interrupted the unlimited wait for a named one. An
+    /// auto-reset event is then not set, whatever the result. Note: on a named event every limit
+    /// other than 0xFFFFFFFF is a single try.
     bool Wait(unsigned int timeoutMs);
 
     /// Closes the event; a named one loses its name for every process. Note: whether it was set is

@@ -34,7 +34,10 @@ constexpr int AutoReset = 0;
 
 std::atomic<bool> g_failCondInit{false};
 bool g_failNothrowNew = false;
-thread_local std::atomic<bool>* g_pGate = nullptr; // stay asleep until this becomes true
+
+// What a thread does when it wakes from its wait inside the semaphore.
+thread_local std::atomic<bool>* g_pGate = nullptr; // stay there until this becomes true
+thread_local bool g_cancelOnWake = false;
 
 // Run once by this thread between the end of its next limited wait and its next lock.
 thread_local std::function<void()> g_afterTimeOut;
@@ -42,6 +45,20 @@ thread_local bool g_timedOut = false;
 
 // Run once by this thread after its next unlock.
 thread_local std::function<void()> g_afterUnlock;
+
+// Called with the semaphore's lock held, as a wait returns.
+void Wake(pthread_mutex_t* lock) {
+    if (g_pGate != nullptr) {
+        pthread_mutex_unlock(lock);
+        while (!g_pGate->load())
+            sched_yield();
+        pthread_mutex_lock(lock);
+    }
+    if (g_cancelOnWake) {
+        pthread_cancel(pthread_self());
+        pthread_testcancel();
+    }
+}
 
 int ReportedCount(const VornEvent& event) {
     int count = 12345;
@@ -61,14 +78,7 @@ int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* att
 int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock);
 int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
     const int status = __real_pthread_cond_wait(cond, lock);
-    if (g_pGate == nullptr)
-        return status;
-    pthread_mutex_unlock(lock);
-    while (!g_pGate->load())
-        sched_yield();
-    pthread_mutex_lock(lock);
-    pthread_cancel(pthread_self());
-    pthread_testcancel();
+    Wake(lock);
     return status;
 }
 
@@ -76,6 +86,7 @@ int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock, c
 int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock,
                                   const timespec* end) {
     const int status = __real_pthread_cond_timedwait(cond, lock, end);
+    Wake(lock);
     g_timedOut = status == ETIMEDOUT;
     return status;
 }
@@ -236,6 +247,16 @@ TEST(Event, ResetAfterFailedWaitsLeavesTheNegativeCount) {
     EXPECT_EQ(-2, ReportedCount(event));
 }
 
+TEST(Event, EveryBlockedWaitHasLoweredTheReportedCount) {
+    VornEvent event;
+    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    VornTest::PosixThread unlimited([&] { event.Wait(NoLimit); });
+    VornTest::PosixThread limited([&] { event.Wait(600000); });
+    VornTest::WaitUntilBlocked({&unlimited, &limited});
+    EXPECT_EQ(-2, ReportedCount(event));
+    event.Set();
+}
+
 TEST(Event, SecondCreateFailsAndChangesNothing) {
     Event event;
     ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
@@ -272,14 +293,6 @@ TEST(Event, OpenWithoutANameMakesAnAutoResetEventWithOneWaitFree) {
     EXPECT_FALSE(event.Wait(0));
     EXPECT_TRUE(event.Set());
     EXPECT_TRUE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(0));
-}
-
-TEST(Event, OpenKeepsTheFlagOfAnEarlierLife) {
-    Event event;
-    event.Set();
-    ASSERT_TRUE(event.Open(nullptr));
-    EXPECT_TRUE(event.Wait(0)); // from the flag
     EXPECT_FALSE(event.Wait(0));
 }
 
@@ -338,18 +351,59 @@ TEST(Event, OneSetReleasesEightBlockedThreads) {
     }
 }
 
-// The reset runs while the released threads are held back: what a post has decided stays decided.
+// The reset runs while the released thread is held back: what a post has decided stays decided.
 TEST(Event, ResetDoesNotRevokeASet) {
     Event event;
     ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    std::atomic<bool> gate{false};
     bool passed = false;
-    VornTest::PosixThread waiter([&] { passed = event.Wait(NoLimit); });
+    VornTest::PosixThread waiter([&] {
+        g_pGate = &gate;
+        passed = event.Wait(20000); // a Set that was revoked fails and does not hang
+    });
     VornTest::WaitUntilBlocked({&waiter});
     event.Set();
     event.Reset();
+    gate = true;
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(passed);
     EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    std::atomic<bool> gate{false};
+    bool latePassed = false;
+    VornTest::PosixThread early([&] { event.Wait(NoLimit); });
+    VornTest::PosixThread late([&] {
+        g_pGate = &gate;
+        latePassed = event.Wait(NoLimit);
+    });
+    VornTest::WaitUntilBlocked({&early, &late});
+    event.Set();
+    EXPECT_FALSE(early.Join());
+    EXPECT_TRUE(event.Set());
+    gate = true;
+    EXPECT_FALSE(late.Join());
+    EXPECT_TRUE(latePassed);
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST(Event, WaitInterruptedByASignalHandlerGoesOnWaiting) {
+    Event event;
+    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+        bool passed = false;
+        VornTest::PosixThread waiter([&] { passed = event.Wait(timeoutMs); });
+        VornTest::WaitUntilBlocked({&waiter});
+        waiter.Interrupt();
+        VornTest::WaitUntilBlocked({&waiter});
+        event.Set();
+        EXPECT_FALSE(waiter.Join());
+        EXPECT_TRUE(passed);
+        EXPECT_FALSE(event.Wait(0)); // the wait that went on has reset the event
+    }
 }
 
 TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
@@ -443,9 +497,8 @@ TEST(Event, IsUsableAfterAThreadWasCancelledInItsWait) {
 TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
     Event event;
     ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
-    std::atomic<bool> gate{true};
     VornTest::PosixThread waiter([&] {
-        g_pGate = &gate;
+        g_cancelOnWake = true;
         event.Wait(NoLimit);
     });
     VornTest::WaitUntilBlocked({&waiter});
@@ -461,6 +514,7 @@ TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
     std::atomic<bool> gate{false};
     VornTest::PosixThread waiter([&] {
         g_pGate = &gate;
+        g_cancelOnWake = true;
         event.Wait(NoLimit);
     });
     VornTest::WaitUntilBlocked({&waiter});

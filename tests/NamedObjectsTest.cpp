@@ -16,10 +16,10 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sched.h>
 #include <semaphore.h>
 #include <spawn.h>
 #include <sys/stat.h>
-#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -33,6 +33,7 @@ namespace {
 
 using Vorn::Event;
 using Vorn::Mutex;
+using Vorn::MutexLocker;
 using Vorn::VornEvent;
 using Vorn::VornSemaphore;
 using namespace std::chrono_literals;
@@ -136,27 +137,24 @@ public:
         return Answer();
     }
 
-    // Waits until the process sleeps in the kernel, in a command that was started.
-    void WaitUntilBlocked() const {
-        while (!SleepsInFutex())
-            usleep(500);
+    // Starts a command and waits until it blocks. The process must have answered one before: then
+    // it sleeps in the read of the next command, and the sleep that follows is the new command's.
+    void StartAndBlock(const std::string& command) {
+        const std::string reading = VornTest::WaitUntilProcessSleeps(m_pid, "");
+        Start(command);
+        m_blocked = VornTest::WaitUntilProcessSleeps(m_pid, reading);
     }
+
+    // A process that was woken runs, or sleeps anew.
+    bool IsStillBlocked() const { return VornTest::WaitUntilProcessSleeps(m_pid, "") == m_blocked; }
 
 private:
     struct CloseFile {
         void operator()(FILE* pFile) const { std::fclose(pFile); }
     };
 
-    // The first word of /proc/PID/syscall is the number of the system call a thread sleeps in.
-    bool SleepsInFutex() const {
-        const std::string path = "/proc/" + std::to_string(m_pid) + "/syscall";
-        const std::unique_ptr<FILE, CloseFile> pFile(std::fopen(path.c_str(), "r"));
-        long number = 0;
-        return pFile != nullptr && std::fscanf(pFile.get(), "%ld", &number) == 1 &&
-               number == SYS_futex;
-    }
-
     pid_t m_pid = 0;
+    std::string m_blocked;
     std::unique_ptr<FILE, CloseFile> m_pCommands;
     std::unique_ptr<FILE, CloseFile> m_pAnswers;
 };
@@ -209,10 +207,8 @@ TEST_F(NamedMutex, UnlockReleasesOneWaiterOnly) {
     Peer second;
     first.Do("mutex-open " + m_name);
     second.Do("mutex-open " + m_name);
-    first.Start("mutex-lock 4294967295");
-    first.WaitUntilBlocked();
-    second.Start("mutex-lock 4294967295");
-    second.WaitUntilBlocked();
+    first.StartAndBlock("mutex-lock 4294967295");
+    second.StartAndBlock("mutex-lock 4294967295");
 
     mutex.Unlock();
     while (!first.HasAnswer(10) && !second.HasAnswer(10)) {
@@ -220,8 +216,7 @@ TEST_F(NamedMutex, UnlockReleasesOneWaiterOnly) {
     Peer& released = first.HasAnswer(0) ? first : second;
     Peer& waiting = first.HasAnswer(0) ? second : first;
     EXPECT_TRUE(released.Answer());
-    waiting.WaitUntilBlocked();
-    EXPECT_FALSE(waiting.HasAnswer(0));
+    EXPECT_TRUE(waiting.IsStillBlocked());
 
     mutex.Unlock();
     EXPECT_TRUE(waiting.Answer());
@@ -353,6 +348,36 @@ TEST_F(NamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
     EXPECT_TRUE(mutex.Lock(0));
 }
 
+TEST_F(NamedMutex, UnlimitedLockInterruptedByASignalHandlerReturnsFalse) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    ASSERT_TRUE(mutex.Lock(0));
+    bool taken = true;
+    VornTest::PosixThread waiter([&] { taken = mutex.Lock(NoLimit); });
+    VornTest::WaitUntilBlocked({&waiter});
+    waiter.Interrupt();
+    EXPECT_FALSE(waiter.Join());
+    EXPECT_FALSE(taken);
+    EXPECT_FALSE(mutex.Lock(0)); // still held
+}
+
+TEST_F(NamedMutex, InterruptedLockerGuardsNothingAndFreesTheLockOfTheHolder) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    ASSERT_TRUE(mutex.Lock(0));
+    bool heldInside = false;
+    VornTest::PosixThread waiter([&] {
+        const MutexLocker locker(mutex);
+        heldInside = !mutex.Lock(0);
+    });
+    VornTest::WaitUntilBlocked({&waiter});
+    waiter.Interrupt();
+    EXPECT_FALSE(waiter.Join());
+    EXPECT_TRUE(heldInside); // by the thread of this test all the time
+    EXPECT_TRUE(mutex.Lock(0));
+    EXPECT_FALSE(mutex.Lock(0));
+}
+
 TEST_F(NamedSemaphore, ReportsThePlatformsCount) {
     VornSemaphore sem;
     ASSERT_TRUE(sem.Create(VornSemaphore::SemLocked, Name(), 1));
@@ -393,8 +418,7 @@ TEST_F(NamedEvent, ReachesAnotherProcess) {
     EXPECT_EQ(0U, g_lastOpen.value);
     Peer peer;
     ASSERT_TRUE(peer.Do("event-open " + m_name));
-    peer.Start("event-wait 4294967295");
-    peer.WaitUntilBlocked();
+    peer.StartAndBlock("event-wait 4294967295");
     EXPECT_TRUE(event.Set());
     EXPECT_TRUE(peer.Answer());
     EXPECT_TRUE(event.Wait(0)); // this object's own flag
@@ -462,6 +486,77 @@ TEST_F(NamedEvent, LimitedWaitIsASingleTry) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(event.Wait(600000));
     EXPECT_LT(std::chrono::steady_clock::now() - start, 60s);
+}
+
+TEST_F(NamedEvent, OpenKeepsTheFlagThatWasSetBefore) {
+    VornSemaphore other;
+    ASSERT_TRUE(other.Create(VornSemaphore::SemLocked, Name(), 1));
+    Event event;
+    event.Set();
+    ASSERT_TRUE(event.Open(Name()));
+    EXPECT_TRUE(event.Wait(0)); // the semaphore has no count to take
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST_F(NamedEvent, SecondSetDoesNothingAlthoughAnotherObjectTookTheFirst) {
+    Event event;
+    ASSERT_TRUE(event.Create(1, 0, Name()));
+    VornSemaphore other;
+    ASSERT_TRUE(other.Create(VornSemaphore::SemLocked, Name(), 1));
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(other.Wait(0));
+    EXPECT_TRUE(event.Set());
+    EXPECT_FALSE(other.Wait(0));
+    EXPECT_TRUE(event.Reset());
+    EXPECT_TRUE(event.Set());
+    EXPECT_TRUE(other.Wait(0));
+}
+
+TEST_F(NamedEvent, SetReleasesOneOfTwoBlockedWaitersOfAManualResetEvent) {
+    Event event;
+    ASSERT_TRUE(event.Create(1, 0, Name()));
+    std::atomic<int> passed{0};
+    sem_t finish;
+    ASSERT_EQ(0, sem_init(&finish, 0, 0));
+    const auto body = [&] {
+        if (event.Wait(NoLimit))
+            ++passed;
+        sem_wait(&finish);
+    };
+    VornTest::PosixThread first(body);
+    VornTest::PosixThread second(body);
+    VornTest::WaitUntilBlocked({&first, &second});
+
+    EXPECT_TRUE(event.Set());
+    while (passed == 0)
+        sched_yield();
+    VornTest::WaitUntilBlocked({&first, &second});
+    EXPECT_EQ(1, passed);
+    EXPECT_TRUE(event.Wait(0)); // a wait that comes now passes
+
+    event.Reset();
+    event.Set();
+    sem_post(&finish);
+    sem_post(&finish);
+    EXPECT_FALSE(first.Join());
+    EXPECT_FALSE(second.Join());
+    sem_destroy(&finish);
+    EXPECT_EQ(2, passed);
+}
+
+TEST_F(NamedEvent, UnlimitedWaitInterruptedByASignalHandlerReturnsFalse) {
+    for (const int kind : {0, 1}) {
+        Event event;
+        ASSERT_TRUE(event.Create(kind, 0, Name()));
+        bool passed = true;
+        VornTest::PosixThread waiter([&] { passed = event.Wait(NoLimit); });
+        VornTest::WaitUntilBlocked({&waiter});
+        waiter.Interrupt();
+        EXPECT_FALSE(waiter.Join());
+        EXPECT_FALSE(passed);
+        EXPECT_TRUE(event.Set());
+        EXPECT_TRUE(event.Wait(NoLimit));
+    }
 }
 
 TEST_F(NamedEvent, CloseInOneProcessRemovesTheName) {

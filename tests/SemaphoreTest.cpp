@@ -7,7 +7,9 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
+#include <memory>
 #include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -21,19 +23,27 @@ using Vorn::VornSemaphore;
 using namespace std::chrono_literals;
 
 constexpr unsigned int NoLimit = 0xFFFFFFFF;
+constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
 
 std::atomic<bool> g_failCondInit{false};
 
 // What a thread does when it wakes from its wait inside a semaphore.
 enum class OnWake { Nothing, BeCancelled, TimeOut };
 thread_local OnWake g_onWake = OnWake::Nothing;
-thread_local std::atomic<bool>* g_pGate = nullptr; // stay asleep until this becomes true
+
+// A thread with a gate stays in its wait until the gate is open.
+struct Gate {
+    std::atomic<bool> reached{false};
+    std::atomic<bool> open{false};
+};
+thread_local Gate* g_pGate = nullptr;
 
 // Called with the semaphore's lock held, as a wait returns.
 int Wake(pthread_mutex_t* lock, int status) {
     if (g_pGate != nullptr) {
         pthread_mutex_unlock(lock);
-        while (!g_pGate->load())
+        g_pGate->reached = true;
+        while (!g_pGate->open)
             sched_yield();
         pthread_mutex_lock(lock);
     }
@@ -254,24 +264,71 @@ TEST_F(UnnamedSemaphore, IsUsableAfterAThreadWasCancelledInItsWait) {
     }
 }
 
-TEST_F(UnnamedSemaphore, CancellingOneWaiterLeavesTheOthersWaiting) {
+// Threads that wait in the order in which they were added.
+class WaitersInOrder {
+public:
+    explicit WaitersInOrder(VornSemaphore& sem) : m_sem(sem) {}
+
+    void Add() {
+        m_threads.push_back(std::make_unique<VornTest::PosixThread>([this] {
+            if (m_sem.Wait(LongMs))
+                ++m_passed;
+        }));
+        VornTest::WaitUntilBlocked({m_threads.back().get()});
+    }
+
+    bool Cancel(std::size_t place) {
+        m_threads[place]->Cancel();
+        return m_threads[place]->Join();
+    }
+
+    int PassedInTheEnd() {
+        m_threads.clear();
+        return m_passed;
+    }
+
+private:
+    VornSemaphore& m_sem;
+    std::atomic<int> m_passed{0};
+    std::vector<std::unique_ptr<VornTest::PosixThread>> m_threads;
+};
+
+TEST_F(UnnamedSemaphore, CancellingAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
     Make(VornSemaphore::SemLocked);
-    std::atomic<int> passed{0};
-    const auto body = [&] {
-        m_sem.Wait(NoLimit);
-        ++passed;
-    };
-    VornTest::PosixThread first(body);
-    VornTest::PosixThread second(body);
-    VornTest::PosixThread third(body);
-    VornTest::WaitUntilBlocked({&first, &second, &third});
-    second.Cancel();
-    EXPECT_TRUE(second.Join());
-    VornTest::WaitUntilBlocked({&first, &third});
-    m_sem.Post();
-    EXPECT_FALSE(first.Join());
-    EXPECT_FALSE(third.Join());
-    EXPECT_EQ(2, passed);
+    for (std::size_t place = 0; place < 3; ++place) {
+        WaitersInOrder waiters(m_sem);
+        for (int i = 0; i < 3; ++i)
+            waiters.Add();
+        EXPECT_TRUE(waiters.Cancel(place));
+        m_sem.Post();
+        EXPECT_EQ(2, waiters.PassedInTheEnd()) << place;
+        EXPECT_FALSE(m_sem.Wait(0));
+    }
+}
+
+TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
+    Make(VornSemaphore::SemLocked);
+    for (int place = 0; place < 3; ++place) {
+        WaitersInOrder waiters(m_sem);
+        for (int i = 0; i < place; ++i)
+            waiters.Add();
+        Gate gate;
+        bool passed = true;
+        VornTest::PosixThread timedOut([&] {
+            g_pGate = &gate;
+            passed = m_sem.Wait(1);
+        });
+        while (!gate.reached)
+            sched_yield();
+        for (int i = place; i < 2; ++i)
+            waiters.Add();
+        gate.open = true;
+        EXPECT_FALSE(timedOut.Join());
+        EXPECT_FALSE(passed);
+        m_sem.Post();
+        EXPECT_EQ(2, waiters.PassedInTheEnd()) << place;
+        EXPECT_FALSE(m_sem.Wait(0));
+    }
 }
 
 TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
@@ -289,7 +346,7 @@ TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
 
 TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     Make(VornSemaphore::SemLocked);
-    std::atomic<bool> gate{false};
+    Gate gate;
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
@@ -299,14 +356,14 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     m_sem.Post();
     VornTest::PosixThread late([&] { m_sem.Wait(NoLimit); });
     VornTest::WaitUntilBlocked({&late});
-    gate = true;
+    gate.open = true;
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(late.Join());
 }
 
 TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
-    std::atomic<bool> gate{false};
+    Gate gate;
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
@@ -316,14 +373,14 @@ TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
     VornTest::WaitUntilBlocked({&cancelled, &served});
     m_sem.Post();
     EXPECT_FALSE(served.Join());
-    gate = true;
+    gate.open = true;
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
 TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
-    std::atomic<bool> gate{false};
+    Gate gate;
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
@@ -332,14 +389,14 @@ TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
     VornTest::WaitUntilBlocked({&cancelled});
     m_sem.Post();
     m_sem.DiscardFree();
-    gate = true;
+    gate.open = true;
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
 TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
-    std::atomic<bool> gate{false};
+    Gate gate;
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         m_sem.Wait(NoLimit);
@@ -352,7 +409,7 @@ TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
     m_sem.Post();
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(m_sem.Wait(0));
-    gate = true;
+    gate.open = true;
     EXPECT_FALSE(slow.Join());
     EXPECT_FALSE(m_sem.Wait(0));
 }

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <chrono>
 #include <memory>
+#include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -186,6 +187,22 @@ TEST_F(UnnamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
     EXPECT_FALSE(m_mutex.Lock(0));
     m_mutex.Unlock();
     EXPECT_TRUE(m_mutex.Lock(0));
+}
+
+TEST_F(UnnamedMutex, LockInterruptedByASignalHandlerGoesOnWaiting) {
+    ASSERT_TRUE(m_mutex.Create(nullptr));
+    ASSERT_TRUE(m_mutex.Lock(0));
+    for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+        bool taken = false;
+        VornTest::PosixThread waiter([&] { taken = m_mutex.Lock(timeoutMs); });
+        VornTest::WaitUntilBlocked({&waiter});
+        waiter.Interrupt();
+        VornTest::WaitUntilBlocked({&waiter});
+        m_mutex.Unlock();
+        EXPECT_FALSE(waiter.Join());
+        EXPECT_TRUE(taken);
+        EXPECT_FALSE(m_mutex.Lock(0)); // the unlock released the waiter and left nothing free
+    }
 }
 
 TEST_F(UnnamedMutex, SecondCreateOrOpenFailsSilently) {

@@ -51,7 +51,9 @@ bool KernelSem::Destroy() {
 }
 
 // The kernel has no call that joins the waiters without blocking, so the guard is unlocked just
-// before the wait; a post in between is kept by the kernel or, for events, by their flag.
+// before the wait. What becomes of a post in between is not known: whether the kernel keeps a
+// signal to all that finds nobody waiting has not been tried here, and if it does not, a Set in
+// that gap leaves the thread asleep, since the event's flag is looked at only before.
 KernelWait KernelSem::Wait(std::unique_lock<std::mutex>* pGuard) {
     if (pGuard != nullptr)
         pGuard->unlock();
@@ -68,7 +70,7 @@ KernelWait KernelSem::TimedWait(unsigned int seconds, unsigned int nanoseconds,
 
 void KernelSem::PostAll() { semaphore_signal_all(m_pState->sem); }
 
-// What a post leaves free is a count of the kernel's own; one try without waiting takes it.
+// What a post leaves free, if it does, is a count of the kernel's own; one try takes it.
 void KernelSem::DiscardFree() { TimedWait(0, 0, nullptr); }
 
 } // namespace Vorn

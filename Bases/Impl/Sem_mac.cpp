@@ -14,12 +14,11 @@
 
 #include <Bases/Impl/Assert.h>
 #include <Bases/Impl/KernelSem.h>
+#include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {
 
 namespace {
-
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 
 using Guard = std::unique_lock<std::mutex>;
 

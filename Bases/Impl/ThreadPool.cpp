@@ -1,12 +1,12 @@
 #include <Bases/Thread.h>
 
 #include <Bases/Impl/CancelShield.h>
+#include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {
 
 namespace {
 
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 constexpr unsigned int IdlePollMs = 100; // how late an idle worker sees a stop request
 
 } // namespace

@@ -3,14 +3,9 @@
 #include <cstdio>
 
 #include <Bases/Impl/Sem_mac.h>
+#include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {
-
-namespace {
-
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
-
-} // namespace
 
 Cs::Cs() : m_mutex() {
     pthread_mutexattr_t attributes;

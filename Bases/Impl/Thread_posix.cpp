@@ -13,12 +13,12 @@
 
 #include <Bases/Impl/CancelShield.h>
 #include <Bases/Impl/Sem_mac.h>
+#include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {
 
 namespace {
 
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 constexpr int DefaultPriority = 15;
 constexpr useconds_t StartPauseUs = 100;
 

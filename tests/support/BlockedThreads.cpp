@@ -1,10 +1,13 @@
 #include "BlockedThreads.h"
 
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <fstream>
 #include <stdexcept>
-#include <string>
 
 #include <sched.h>
+#include <signal.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -12,14 +15,24 @@ namespace VornTest {
 
 namespace {
 
+std::atomic<int> g_interruptions{0};
+
+// Ends the test: a thread that is not where the test expects it might not be joined either.
+[[noreturn]] void GiveUp(const char* expected) {
+    std::fprintf(stderr, "This did not come true: %s\n", expected);
+    std::abort();
+}
+
 // What the kernel says of a thread: asleep or not, and how often it has gone to sleep so far.
 struct Sleep {
     bool asleep = false;
     std::string count;
 };
 
-Sleep LookAt(pid_t id) {
-    std::ifstream status("/proc/self/task/" + std::to_string(id) + "/status");
+Sleep LookAt(const std::string& process, pid_t id) {
+    std::ifstream status("/proc/" + process + "/task/" + std::to_string(id) + "/status");
+    if (!status.is_open())
+        GiveUp("the thread has not ended");
     Sleep sleep;
     std::string line;
     while (std::getline(status, line)) {
@@ -36,17 +49,28 @@ Sleep LookAt(pid_t id) {
 bool AreAllBlocked(const std::vector<const PosixThread*>& threads) {
     std::vector<std::string> counts;
     for (const PosixThread* pThread : threads) {
-        const Sleep sleep = LookAt(pThread->Id());
+        const Sleep sleep = LookAt("self", pThread->Id());
         if (!sleep.asleep)
             return false;
         counts.push_back(sleep.count);
     }
     for (std::size_t i = 0; i < threads.size(); ++i) {
-        const Sleep sleep = LookAt(threads[i]->Id());
+        const Sleep sleep = LookAt("self", threads[i]->Id());
         if (!sleep.asleep || sleep.count != counts[i])
             return false;
     }
     return true;
+}
+
+// Waits for the condition, within a bound that only a broken program exceeds.
+template <typename Condition>
+void Until(Condition condition, const char* expected) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > end)
+            GiveUp(expected);
+        usleep(200);
+    }
 }
 
 } // namespace
@@ -65,6 +89,15 @@ PosixThread::~PosixThread() {
 
 void PosixThread::Cancel() { pthread_cancel(m_thread); }
 
+void PosixThread::Interrupt() {
+    struct sigaction action = {};
+    action.sa_handler = [](int) { ++g_interruptions; };
+    sigaction(SIGUSR1, &action, nullptr);
+    const int before = g_interruptions;
+    pthread_kill(m_thread, SIGUSR1);
+    Until([&] { return g_interruptions != before; }, "the signal is handled");
+}
+
 bool PosixThread::Join() {
     void* pResult = nullptr;
     pthread_join(m_thread, &pResult);
@@ -82,8 +115,17 @@ void* PosixThread::Run(void* self) {
 }
 
 void WaitUntilBlocked(const std::vector<const PosixThread*>& threads) {
-    while (!AreAllBlocked(threads))
-        usleep(200);
+    Until([&] { return AreAllBlocked(threads); }, "all threads are blocked");
+}
+
+std::string WaitUntilProcessSleeps(pid_t process, const std::string& lastSleep) {
+    Sleep sleep;
+    const auto sleepsAnew = [&] {
+        sleep = LookAt(std::to_string(process), process);
+        return sleep.asleep && sleep.count != lastSleep;
+    };
+    Until(sleepsAnew, "the process sleeps");
+    return sleep.count;
 }
 
 } // namespace VornTest

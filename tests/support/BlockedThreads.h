@@ -1,10 +1,11 @@
 #ifndef VORN_TESTS_SUPPORT_BLOCKED_THREADS_H
 #define VORN_TESTS_SUPPORT_BLOCKED_THREADS_H
 
-// Threads that tests let block, watch from outside and cancel.
+// Threads that tests let block, watch from outside, cancel and interrupt.
 
 #include <atomic>
 #include <functional>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -23,6 +24,10 @@ public:
 
     void Cancel();
 
+    /// Makes this thread, which must not have ended, run a handler of SIGUSR1 that was installed
+    /// without SA_RESTART. Returns when the handler has run.
+    void Interrupt();
+
     /// Joins the thread. Returns true when it was cancelled, false when its body returned.
     bool Join();
 
@@ -39,8 +44,13 @@ private:
 };
 
 /// Waits until all these threads are asleep in the kernel at the same moment. No thread of the set
-/// can then hold a short lock that another one of the set waits for.
+/// can then hold a short lock that another one of the set waits for. Ends the test program when it
+/// takes longer than a minute, and when one of them has ended.
 void WaitUntilBlocked(const std::vector<const PosixThread*>& threads);
+
+/// The same for the first thread of another process, which must have fallen asleep anew since
+/// `lastSleep`, an earlier result; empty for a sleep of any age. Returns what identifies the sleep.
+std::string WaitUntilProcessSleeps(pid_t process, const std::string& lastSleep);
 
 } // namespace VornTest
 
