@@ -593,12 +593,12 @@ TEST(ThreadSuspended, HoldsTheBodyUntilResume) {
     EXPECT_EQ(1, body.nRuns);
 }
 
-// Returns false when no thread begins to wait within the test's patience.
-bool AThreadWaits() {
+// Returns false when fewer waits without limit have begun within the test's patience.
+bool BegunWaits(int count) {
     const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(Patience);
-    while (ThePlatform().waits == 0 && std::chrono::steady_clock::now() < end)
+    while (ThePlatform().waits < count && std::chrono::steady_clock::now() < end)
         sched_yield();
-    return ThePlatform().waits != 0;
+    return ThePlatform().waits >= count;
 }
 
 TEST(ThreadSuspended, StopOpensTheGateAndTheBodySeesTheRequest) {
@@ -607,7 +607,7 @@ TEST(ThreadSuspended, StopOpensTheGateAndTheBodySeesTheRequest) {
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread, -1));
-    ASSERT_TRUE(AThreadWaits()); // at the gate
+    ASSERT_TRUE(BegunWaits(1)); // at the gate
     bool askedFirst = false;
     g_onBroadcast = [&] { askedFirst = thread.GetStopThreadEvent()->Wait(0); };
     thread.StopThread(NoLimit, 0);
@@ -938,23 +938,15 @@ TEST(ThreadRestart, WaitsForABodyThatDoesNotObeyAndNeverCancelsIt) {
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
-    EXPECT_TRUE(body.entered.Wait(Patience));
-    std::atomic<bool> begun{false};
-    ManualEvent restarted;
-    VornTest::PosixThread owner([&] {
-        ThePlatform().TakeLog();
-        begun = true;
-        EXPECT_TRUE(thread.StartThread(0));
-        restarted.Set();
+    ASSERT_TRUE(BegunWaits(1)); // the body
+    VornTest::PosixThread releaser([&] {
+        EXPECT_TRUE(BegunWaits(2)); // the owner
+        body.release.Set();
     });
-    while (!begun)
-        sched_yield();
-    VornTest::WaitUntilBlocked({&owner});
-    EXPECT_THAT(ThePlatform().TakeLog(), IsEmpty());
-    body.release.Set();
-    EXPECT_TRUE(restarted.Wait(Patience));
+    ThePlatform().TakeLog();
+    EXPECT_EQ(Success, Start(thread));
     EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join", "create", "usleep 100"));
-    owner.Join();
+    releaser.Join();
     thread.StopThread(NoLimit, 0);
     EXPECT_EQ(2, body.nRuns);
 }
