@@ -109,9 +109,15 @@ protected:
     Setup() { g_steps.clear(); }
 };
 
+// The surroundings of one more test, made within a test.
+class Surroundings : public VornTest::LocaleTest {
+    void TestBody() override {}
+};
+
 // Concerns: the environment's locale, whichever variable names it, becomes the global one of the
 // standard library and of the C library; the three steps and their order; a locale that does not
-// exist stops them; tear-down is the parser's alone and both can be repeated.
+// exist stops them; tear-down is the parser's alone and both can be repeated. The locale variables of
+// the desktop that these tests run on play no part.
 
 TEST_F(Setup, InstallsTheClassicLocaleWithoutALocaleVariable) {
     std::locale::global(std::locale(Utf8Locale));
@@ -185,13 +191,27 @@ TEST_F(Setup, TakesEveryStepAgainWhenItIsRepeated) {
 }
 
 TEST_F(Setup, ThrowsForALocaleThatDoesNotExistAndStopsThere) {
-    for (const char* variable : {"LC_ALL", "LC_CTYPE", "LANG"}) {
+    for (const char* variable : {"LC_ALL", "LC_CTYPE", "LC_PAPER", "LANG"}) {
         g_steps.clear();
         SetVariable(variable, "xx_XX.NOWHERE");
         EXPECT_THROW(Vorn::BasesInit(), std::runtime_error) << variable;
         EXPECT_THAT(g_steps, ElementsAre("gmtime_r 1234567890123 in C"));
         EXPECT_EQ("C", std::locale().name());
         EXPECT_STREQ("C", std::setlocale(LC_ALL, nullptr));
+        SetVariable(variable, nullptr);
+    }
+}
+
+TEST_F(Setup, IsTestedWithoutTheLocaleVariablesOfTheDesktop) {
+    for (const char* variable : {"LC_ALL", "LC_CTYPE", "LC_NUMERIC", "LC_TIME", "LC_COLLATE",
+                                 "LC_MONETARY", "LC_MESSAGES", "LC_PAPER", "LC_NAME", "LC_ADDRESS",
+                                 "LC_TELEPHONE", "LC_MEASUREMENT", "LC_IDENTIFICATION", "LANG"}) {
+        SetVariable(variable, "xx_XX.NOWHERE");
+        {
+            const Surroundings surroundings;
+            EXPECT_EQ(1, Vorn::BasesInit()) << variable;
+        }
+        EXPECT_STREQ("xx_XX.NOWHERE", std::getenv(variable));
         SetVariable(variable, nullptr);
     }
 }
