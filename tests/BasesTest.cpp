@@ -251,6 +251,10 @@ int InChild(Body body) {
     const pid_t child = fork();
     if (child == 0)
         _exit(body());
+    if (child < 0) {
+        ADD_FAILURE() << "fork";
+        return 255;
+    }
     int status = 0;
     EXPECT_EQ(child, waitpid(child, &status, 0));
     EXPECT_TRUE(WIFEXITED(status));
