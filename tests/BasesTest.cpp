@@ -300,12 +300,16 @@ TEST_F(Process, ExistsUntilItsEndHasBeenTakenNoteOf) {
 
 TEST_F(Process, ExistsWhenItBelongsToAnotherUser) {
     constexpr uid_t nobody = 65534;
+    constexpr int noSuchUser = 100;
     EXPECT_EQ(1, Vorn::IsExistProcess(1));
-    EXPECT_EQ(1, InChild([] {
-                  if (geteuid() == 0 && setuid(nobody) != 0)
-                      return 2;
-                  return Vorn::IsExistProcess(1);
-              }));
+    const int exists = InChild([] {
+        if (geteuid() == 0 && setuid(nobody) != 0)
+            return errno == EINVAL ? noSuchUser : 101;
+        return Vorn::IsExistProcess(1);
+    });
+    if (exists == noSuchUser)
+        GTEST_SKIP() << "root has no other user to become here, as in a rootless container";
+    EXPECT_EQ(1, exists);
 }
 
 TEST_F(Process, IsAbsentOnlyWhenTheSystemKnowsNoSuchProcess) {
