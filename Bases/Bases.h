@@ -43,8 +43,11 @@ VORN_BASES_API unsigned int GetProcessId();
 /// Returns 1 when a process with this identifier exists and 0 when there is none.
 ///
 /// Note: only a definite "no such process" gives 0. A process that may not be signalled, such as
-/// one of another user, exists. Identifiers have the meaning of kill(2): 0 asks for the caller's
-/// own process group, and values above INT_MAX ask for whole groups. No signal is delivered.
+/// one of another user, exists. No signal is delivered.
+///
+/// Note: identifiers have the meaning of kill(2): 0 asks for the caller's own process group,
+/// 0xFFFFFFFF for any process that may be signalled, and every other value above INT_MAX for the
+/// group of the negated number, such as 0xFFFFFFFB for group 5.
 VORN_BASES_API int IsExistProcess(unsigned int pid);
 
 /// Writes the directory of the running program, as an absolute path without a trailing separator

@@ -15,6 +15,7 @@
 #include <optional>
 #include <sstream>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -320,6 +321,17 @@ TEST_F(Process, IsAbsentOnlyWhenTheSystemKnowsNoSuchProcess) {
     g_kill.error = ESRCH;
     EXPECT_EQ(0, Vorn::IsExistProcess(12345));
     EXPECT_EQ(12345, g_kill.pid);
+}
+
+TEST_F(Process, IsProbedWithTheIdentifierAsItStands) {
+    const std::pair<unsigned int, pid_t> probes[] = {
+        {0U, 0}, {0x7FFFFFFFU, INT_MAX}, {0xFFFFFFFFU, -1}, {0xFFFFFFFBU, -5}};
+    g_kill.error = ESRCH;
+    for (const auto& [identifier, pid] : probes) {
+        g_kill.pid = 12345;
+        EXPECT_EQ(0, Vorn::IsExistProcess(identifier)) << identifier;
+        EXPECT_EQ(pid, g_kill.pid) << identifier;
+    }
 }
 
 TEST_F(Process, LeavesTheErrorOfTheSystem) {
