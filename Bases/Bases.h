@@ -33,8 +33,8 @@ namespace Vorn {
 /// Calling it again repeats every step.
 VORN_BASES_API int BasesInit();
 
-/// Releases what the XML parser holds for the whole process. Note: the global locale stays as
-/// BasesInit made it.
+/// Releases what the XML parser holds for the whole process; each further call does so again. Note:
+/// the global locale stays as BasesInit made it.
 VORN_BASES_API void BasesRelease();
 
 /// Returns the calling process's identifier.
@@ -58,6 +58,8 @@ VORN_BASES_API int IsExistProcess(unsigned int pid);
 /// its terminator; the buffer is then untouched.
 ///
 /// Note: both names give the same directory; GetModulePath does not add the program's file name.
+/// Note: on macOS the directory of an application bundle is the bundle itself, such as
+/// "/Applications/Engine.app", not the directory inside of it that holds the executable.
 VORN_BASES_API int GetModulePath(char* buffer, unsigned long size);
 VORN_BASES_API int GetModuleDir(char* buffer, unsigned long size);
 
