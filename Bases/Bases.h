@@ -33,8 +33,8 @@ namespace Vorn {
 /// Calling it again repeats every step.
 VORN_BASES_API int BasesInit();
 
-/// Releases what the XML parser holds for the whole process. Note: the global locale stays as
-/// BasesInit made it.
+/// Releases what the XML parser holds for the whole process; each further call does so again. Note:
+/// the global locale stays as BasesInit made it.
 VORN_BASES_API void BasesRelease();
 
 /// Returns the calling process's identifier.
@@ -43,8 +43,11 @@ VORN_BASES_API unsigned int GetProcessId();
 /// Returns 1 when a process with this identifier exists and 0 when there is none.
 ///
 /// Note: only a definite "no such process" gives 0. A process that may not be signalled, such as
-/// one of another user, exists. Identifiers have the meaning of kill(2): 0 asks for the caller's
-/// own process group, and values above INT_MAX ask for whole groups. No signal is delivered.
+/// one of another user, exists. No signal is delivered.
+///
+/// Note: identifiers have the meaning of kill(2): 0 asks for the caller's own process group,
+/// 0xFFFFFFFF for any process that may be signalled, and every other value above INT_MAX for the
+/// group of the negated number, such as 0xFFFFFFFB for group 5.
 VORN_BASES_API int IsExistProcess(unsigned int pid);
 
 /// Writes the directory of the running program, as an absolute path without a trailing separator
@@ -55,6 +58,8 @@ VORN_BASES_API int IsExistProcess(unsigned int pid);
 /// its terminator; the buffer is then untouched.
 ///
 /// Note: both names give the same directory; GetModulePath does not add the program's file name.
+/// Note: on macOS the directory of an application bundle is the bundle itself, such as
+/// "/Applications/Engine.app", not the directory inside of it that holds the executable.
 VORN_BASES_API int GetModulePath(char* buffer, unsigned long size);
 VORN_BASES_API int GetModuleDir(char* buffer, unsigned long size);
 

@@ -108,36 +108,35 @@ VORN_BASES_API std::string tcs_to_mbs(const std::string& s, const std::locale& l
 
 } // namespace Vorn
 
-// Integers as text, for platforms whose C library lacks these names.
-//
-// Each function writes `value` in the given radix, as digits 0 to 9 and then lower-case letters,
-// with a terminating zero, to the start of `buffer`, and returns `buffer`. Nothing is written behind
-// the terminator.
-//
-// The caller must hand over a radix from 2 to 36 and a buffer with room for the text; neither is
-// checked. 65 characters are enough for every value and radix, 21 for every value in radix 10. With
-// a radix above 36 the digits go on behind 'z'; a radix below 2 is an error of the caller's that may
-// crash or never return.
-//
-//     |                  | text of a negative value                  | null buffer                 |
-//     | ---------------- | ----------------------------------------- | --------------------------- |
-//     | _itoa, _ltoa,    | radix 10: '-' and the magnitude;          | the caller's error          |
-//     | _i64toa          | other radixes: the 64-bit two's complement |                            |
-//     | _ultoa           | -                                         | null, before anything else  |
-//     | _ui64toa         | -                                         | the caller's error          |
-//     | _itow, _ltow,    | as the narrow forms                       | null, after the value was   |
-//     | _i64tow          |                                           | converted                   |
-//     | _ultow, _ui64tow | -                                         | null, after the value was   |
-//     |                  |                                           | converted                   |
-//
-// Note: an int is widened to long first, so _itoa(-1, buffer, 16) gives sixteen "f", not eight.
-//
-//     char text[65];
-//     std::puts(_i64toa(-255, text, 10)); // -255
-//     std::puts(_i64toa(-255, text, 16)); // ffffffffffffff01
-
 extern "C" {
 
+/// Integers as text, for platforms whose C library lacks these names.
+///
+/// Each function writes `value` in the given radix, as digits 0 to 9 and then lower-case letters,
+/// with a terminating zero, to the start of `buffer`, and returns `buffer`. Nothing is written behind
+/// the terminator.
+///
+/// The caller must hand over a radix from 2 to 36 and a buffer with room for the text; neither is
+/// checked. 65 characters are enough for every value and radix, 21 for every value in radix 10. With
+/// a radix above 36 the digits go on behind 'z'; a radix below 2 is an error of the caller's that may
+/// crash or never return.
+///
+///     |                  | text of a negative value                  | null buffer                 |
+///     | ---------------- | ----------------------------------------- | --------------------------- |
+///     | _itoa, _ltoa,    | radix 10: '-' and the magnitude;          | the caller's error          |
+///     | _i64toa          | other radixes: the 64-bit two's complement |                            |
+///     | _ultoa           | -                                         | null, before anything else  |
+///     | _ui64toa         | -                                         | the caller's error          |
+///     | _itow, _ltow,    | as the narrow forms                       | null, after the value was   |
+///     | _i64tow          |                                           | converted                   |
+///     | _ultow, _ui64tow | -                                         | null, after the value was   |
+///     |                  |                                           | converted                   |
+///
+/// Note: an int is widened to long first, so _itoa(-1, buffer, 16) gives sixteen "f", not eight.
+///
+///     char text[65];
+///     std::puts(_i64toa(-255, text, 10)); // -255
+///     std::puts(_i64toa(-255, text, 16)); // ffffffffffffff01
 VORN_BASES_API char* _itoa(int value, char* buffer, int radix);
 VORN_BASES_API char* _ltoa(long value, char* buffer, int radix);
 VORN_BASES_API char* _ultoa(unsigned long value, char* buffer, int radix);

@@ -88,6 +88,8 @@ bool Guid::Generate() {
     if (!FillRandom(state.data(), sizeof state))
         return false;
     try {
+        // The engine is made here, not by the default constructor of Boost's generator: that one
+        // loses its engine when the system fails while seeding it, and asks once for every word.
         CompleteSeed seed(state);
         Engine engine(seed);
         boost::uuids::basic_random_generator<Engine> generator(engine);

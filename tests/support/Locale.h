@@ -28,8 +28,10 @@ inline constexpr char KoreanLocale[] = "ko_KR.EUC-KR";
 class LocaleTest : public ::testing::Test {
 public:
     LocaleTest() : m_locale(std::locale::global(std::locale::classic())) {
-        for (const char* name : {"LC_ALL", "LC_CTYPE", "LC_NUMERIC", "LC_TIME", "LC_COLLATE",
-                                 "LC_MONETARY", "LC_MESSAGES", "LANG", "LANGUAGE"})
+        for (const char* name :
+             {"LC_ALL", "LC_CTYPE", "LC_NUMERIC", "LC_TIME", "LC_COLLATE", "LC_MONETARY",
+              "LC_MESSAGES", "LC_PAPER", "LC_NAME", "LC_ADDRESS", "LC_TELEPHONE", "LC_MEASUREMENT",
+              "LC_IDENTIFICATION", "LANG", "LANGUAGE"})
             SetVariable(name, nullptr);
         SetVariable("LOCPATH", VORN_TEST_LOCPATH);
     }
