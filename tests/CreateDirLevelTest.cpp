@@ -352,6 +352,17 @@ TEST_F(DirectoryChain, MakesTheLastOneOnlyWhenAskedTo) {
     EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "kind one/two"));
 }
 
+TEST_F(DirectoryChain, MakesThePathItselfWhereTheSamePartIsNotMade) {
+    for (const std::string path : {"/x/y/", "q/", "./"}) {
+        log.clear();
+        EXPECT_FALSE(CreateDirLevel(path, 0, 0));
+        EXPECT_THAT(log, ElementsAre("kind " + path));
+        log.clear();
+        EXPECT_TRUE(CreateDirLevel(path, 0, 1));
+        EXPECT_THAT(log, ElementsAre("look " + path, "make " + path, "kind " + path));
+    }
+}
+
 TEST_F(DirectoryChain, EndsAtTheFirstFailureButTriesTheLastOneAllTheSame) {
     refused = {"one/two/"};
     EXPECT_FALSE(CreateDirLevel("one/two/three/four", 0, 0));
