@@ -378,6 +378,10 @@ VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 ///
 /// Note: a part that is two characters long, such as "./" or "a/", is never made, except `path`
 /// itself with `createLast`.
+///
+/// Note: when another thread or process makes one of the directories between the look at it and the
+/// attempt to make it, that counts as one that could not be made: of two that make the same chain
+/// at once, one may get false although the directory is there. Calling again gives true.
 VORN_BASES_API bool CreateDirLevel(const std::string& path, unsigned long level, int createLast);
 
 } // namespace FileSys

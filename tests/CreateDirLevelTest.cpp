@@ -74,7 +74,7 @@ public:
         if (refused.count(path) != 0)
             return Fail(EACCES);
         existing.insert(path);
-        return 0;
+        return madeByOthers.count(path) == 0 ? 0 : Fail(EEXIST);
     }
 
     int Stat(const std::string& path, mode_t& kind) override {
@@ -82,7 +82,8 @@ public:
         return Look(path, "kind ");
     }
 
-    std::set<std::string> existing, refused;
+    // Another process makes those of the last set between the look and the making.
+    std::set<std::string> existing, refused, madeByOthers;
     std::vector<std::string> log;
 
 private:
@@ -380,6 +381,18 @@ TEST_F(DirectoryChain, FailsWhenTheLastOneCannotBeMade) {
     refused = {"one/two"};
     EXPECT_FALSE(CreateDirLevel("one/two", 0, 1));
     EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "make one/two"));
+}
+
+TEST_F(DirectoryChain, FailsWhereAnotherProcessIsFaster) {
+    pretended.madeByOthers = {"one/"};
+    EXPECT_FALSE(CreateDirLevel("one/two/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look one/", "make one/"));
+    log.clear();
+    EXPECT_TRUE(CreateDirLevel("one/two/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look one/", "look one/two/", "make one/two/", "kind one/two/"));
+    pretended.madeByOthers = {"one/last"};
+    EXPECT_FALSE(CreateDirLevel("one/last", 0, 1));
+    EXPECT_EQ(1U, existing.count("one/last"));
 }
 
 // Closing a written file can take long on a busy disk; this makes an empty one without opening it.
