@@ -202,9 +202,18 @@ public:
 ///     | GetFileName         | null                      | the current entry's                   |
 ///     | every other query   | 0                         | the current entry's                   |
 ///
+/// A complete walk goes on after false while the name changes, and skips the entry of which nothing
+/// could be learned. It keeps a copy of the last name: the pointer does not survive the next call.
+///
 ///     Vorn::FileFind find;
-///     for (bool found = find.FindFirst("/etc/", ""); found; found = find.FindNext())
-///         std::printf("%lld %s\n", find.GetFileSize(), find.GetFileName());
+///     std::string last;
+///     bool found = find.FindFirst("/etc/", "");
+///     while (found || (find.GetFileName() != nullptr && find.GetFileName() != last)) {
+///         last = find.GetFileName();
+///         if (found)
+///             std::printf("%lld %s\n", find.GetFileSize(), last.c_str());
+///         found = find.FindNext();
+///     }
 class VORN_BASES_API FileFind {
 public:
     /// What is kept of the current entry; for the implementation only.
