@@ -320,6 +320,9 @@ VORN_BASES_API bool GetFileExt(const std::string& path, std::string& ext);
 ///
 /// The file is neither made nor changed, and needs no permission to be written. Note: a device that
 /// has no length, such as a terminal, gives 0 and true.
+///
+/// Note: it can block all the same: for a terminal line that has no carrier, and when a pipe without
+/// a writer takes the place of the file in the moment between the look at its kind and its opening.
 VORN_BASES_API bool GetFileSize(const std::string& path, unsigned long long& size);
 
 /// Store the size of the file system that holds `path`, the part of it in use and the part that is
@@ -358,13 +361,16 @@ VORN_BASES_API bool IsExistFile(const std::string& path);
 /// files away, the owner of the file at `from` to a new file at `to`. Times are not copied.
 ///
 /// Returns false, and makes nothing, when there is something at `to` already, when `from` cannot be
-/// read, and when `to` cannot be made. A link at `to` that leads nowhere gets the file made where
-/// it leads.
+/// opened for reading, and when `to` cannot be made. A link at `to` that leads nowhere gets the file
+/// made where it leads.
 ///
 /// Note: returns true once the target has been made, whatever happens then. Bytes that the system
 /// does not take, on a full disk for example, are missing from the target, and a read error ends
 /// the copy like the end of the file. Compare the lengths where that matters. A directory at `from`
 /// is "copied" to an empty file.
+///
+/// Note: a pipe without a writer at `from` blocks until it has one. The call never returns for a
+/// source without end, such as "/dev/zero".
 VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 
 /// Makes the directories on the way to `path` that are missing: every part of `path` that ends in
