@@ -246,9 +246,11 @@ TEST(FileFindObject, ClosesTheStreamWithFindCloseOrAtItsEnd) {
         ASSERT_TRUE(find.FindFirst("/x/", "*"));
     }
     EXPECT_EQ(2, directory.closes);
-    const std::unique_ptr<FileFind> byBase = std::make_unique<HidesEveryOperation>();
+    std::unique_ptr<FileFind> byBase = std::make_unique<HidesEveryOperation>();
     ASSERT_TRUE(byBase->FindFirst("/x/", "*"));
     EXPECT_EQ(2, directory.closes);
+    byBase.reset();
+    EXPECT_EQ(3, directory.closes);
 }
 
 TEST(FileFindConstructor, OnlyOpens) {

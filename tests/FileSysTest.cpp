@@ -595,16 +595,18 @@ TEST(Deleting, FailsForWhatIsMissingOrHoldsSomething) {
 }
 
 TEST(Deleting, OfAnEmptyPathFailsWithoutAskingTheSystem) {
+    const TempDir dir;
+    const std::string path = dir.File("x");
     Seams seams;
     std::vector<std::string> asked;
-    seams.remove = [&asked](const char* path) {
-        asked.emplace_back(path);
+    seams.remove = [&asked](const char* name) {
+        asked.emplace_back(name);
         return 0;
     };
     EXPECT_FALSE(FileSys::DeleteFile(""));
     EXPECT_THAT(asked, IsEmpty());
-    EXPECT_TRUE(FileSys::DeleteFile("x"));
-    EXPECT_THAT(asked, ElementsAre("x"));
+    EXPECT_TRUE(FileSys::DeleteFile(path));
+    EXPECT_THAT(asked, ElementsAre(path));
 }
 
 TEST(DeletingADirectory, TakesAwayOnlyEmptyDirectories) {
