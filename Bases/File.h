@@ -202,9 +202,18 @@ public:
 ///     | GetFileName         | null                      | the current entry's                   |
 ///     | every other query   | 0                         | the current entry's                   |
 ///
+/// A complete walk goes on after false while the name changes, and skips the entry of which nothing
+/// could be learned. It keeps a copy of the last name: the pointer does not survive the next call.
+///
 ///     Vorn::FileFind find;
-///     for (bool found = find.FindFirst("/etc/", ""); found; found = find.FindNext())
-///         std::printf("%lld %s\n", find.GetFileSize(), find.GetFileName());
+///     std::string last;
+///     bool found = find.FindFirst("/etc/", "");
+///     while (found || (find.GetFileName() != nullptr && find.GetFileName() != last)) {
+///         last = find.GetFileName();
+///         if (found)
+///             std::printf("%lld %s\n", find.GetFileSize(), last.c_str());
+///         found = find.FindNext();
+///     }
 class VORN_BASES_API FileFind {
 public:
     /// What is kept of the current entry; for the implementation only.
@@ -311,6 +320,9 @@ VORN_BASES_API bool GetFileExt(const std::string& path, std::string& ext);
 ///
 /// The file is neither made nor changed, and needs no permission to be written. Note: a device that
 /// has no length, such as a terminal, gives 0 and true.
+///
+/// Note: it can block all the same: for a terminal line that has no carrier, and when a pipe without
+/// a writer takes the place of the file in the moment between the look at its kind and its opening.
 VORN_BASES_API bool GetFileSize(const std::string& path, unsigned long long& size);
 
 /// Store the size of the file system that holds `path`, the part of it in use and the part that is
@@ -349,13 +361,16 @@ VORN_BASES_API bool IsExistFile(const std::string& path);
 /// files away, the owner of the file at `from` to a new file at `to`. Times are not copied.
 ///
 /// Returns false, and makes nothing, when there is something at `to` already, when `from` cannot be
-/// read, and when `to` cannot be made. A link at `to` that leads nowhere gets the file made where
-/// it leads.
+/// opened for reading, and when `to` cannot be made. A link at `to` that leads nowhere gets the file
+/// made where it leads.
 ///
 /// Note: returns true once the target has been made, whatever happens then. Bytes that the system
 /// does not take, on a full disk for example, are missing from the target, and a read error ends
 /// the copy like the end of the file. Compare the lengths where that matters. A directory at `from`
 /// is "copied" to an empty file.
+///
+/// Note: a pipe without a writer at `from` blocks until it has one. The call never returns for a
+/// source without end, such as "/dev/zero".
 VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 
 /// Makes the directories on the way to `path` that are missing: every part of `path` that ends in
@@ -372,11 +387,16 @@ VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 ///     CreateDirLevel("/var/tmp/a/b/c", 0, 1); // makes it
 ///
 /// Note: from level 0, the first two directories of an absolute path are taken to exist and are
-/// never made. A path with fewer than two separators behind its second character, such as "/x" or
+/// never made, except `path` itself with `createLast`. A path with fewer than two separators behind its second character, such as "/x" or
 /// "/x/y", gives true at once, also with `createLast`, and nothing is looked at or made. A level
 /// that is not inside the text counts as 0.
 ///
-/// Note: a part that is two characters long, such as "./" or "a/", is never made.
+/// Note: a part that is two characters long, such as "./" or "a/", is never made, except `path`
+/// itself with `createLast`.
+///
+/// Note: when another thread or process makes one of the directories between the look at it and the
+/// attempt to make it, that counts as one that could not be made: of two that make the same chain
+/// at once, one may get false although the directory is there. Calling again gives true.
 VORN_BASES_API bool CreateDirLevel(const std::string& path, unsigned long level, int createLast);
 
 } // namespace FileSys

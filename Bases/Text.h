@@ -193,8 +193,8 @@ VORN_BASES_API int GetSizeUnit(long long bytes, double& scaled);
 /// ever a number. Note: the decimal point is that of the C library's locale. Where it is not a ".",
 /// the comma stands among the decimals: "1234,500,000".
 ///
-/// Note: the text of a value is cut to 254 characters before the comma is inserted, so that doubles
-/// from 1e247 on lose decimals and those from 1e254 on their last digits, too.
+/// Note: the text of a value is cut to 254 characters before the comma is inserted, so that values
+/// whose text is longer lose decimals, and those with more digits than that their last digits, too.
 VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, long long value);
 VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, double value, int precision);
 
@@ -217,8 +217,8 @@ class VORN_BASES_API Base64 {
 public:
     Base64();
     virtual ~Base64();
-    Base64(const Base64&) = default;
-    Base64& operator=(const Base64&) = default;
+    Base64(const Base64& other);
+    Base64& operator=(const Base64& other);
 
     /// Encodes the `len` bytes at `pData` and assigns the text to `out`, filled up with "=" to a
     /// multiple of four characters, without line breaks. The bytes must not lie in `out`.

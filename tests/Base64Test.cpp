@@ -86,8 +86,8 @@ Decoded Expected(const std::string& text, unsigned long count, const std::string
     return {count, buffer + std::string(8, Guard)};
 }
 
-// The decoder step by step, with the bits as a row of characters.
-Decoded DecodeInSteps(const std::string& text) {
+// A plain decoder, with the bits as a row of characters.
+Decoded PlainDecode(const std::string& text) {
     int table[256];
     for (int& entry : table)
         entry = -2;
@@ -231,12 +231,12 @@ TEST(Base64Decode, IgnoresTheHighestBitOfEveryCharacter) {
     EXPECT_EQ(Expected("Zm9v\x8A", 0, "foo"), Decode("Zm9v\x8A"));
 }
 
-TEST(Base64Decode, TakesEveryCharacterAtEveryPlaceAsTheStepsSay) {
+TEST(Base64Decode, AgreesWithThePlainDecoderForEveryCharacterAtEveryPlace) {
     for (std::size_t place = 0; place < 8; ++place) {
         for (int c = 1; c < 256; ++c) {
             std::string text = "Zm9vYmFy";
             text[place] = static_cast<char>(c);
-            ASSERT_EQ(DecodeInSteps(text), Decode(text)) << c << " at " << place;
+            ASSERT_EQ(PlainDecode(text), Decode(text)) << c << " at " << place;
         }
     }
 }
@@ -264,7 +264,7 @@ std::string RandomText(std::mt19937& random) {
     return text;
 }
 
-TEST(Base64Decode, LeavesInTheBufferWhatTheStepsSayForRandomText) {
+TEST(Base64Decode, AgreesWithThePlainDecoderForRandomText) {
     std::mt19937 random(Seed);
     int failed = 0;
     int decoded = 0;
@@ -274,7 +274,7 @@ TEST(Base64Decode, LeavesInTheBufferWhatTheStepsSayForRandomText) {
             continue;
         const Decoded result = Decode(text);
         ++(result.count == 0 ? failed : decoded);
-        ASSERT_EQ(DecodeInSteps(text), result)
+        ASSERT_EQ(PlainDecode(text), result)
             << "seed " << Seed << " text " << testing::PrintToString(text);
     }
     EXPECT_LT(500, failed); // both kinds were tried

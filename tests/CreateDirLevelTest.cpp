@@ -1,6 +1,8 @@
 #include <Bases/File.h>
 
+#include "support/StdoutCapture.h"
 #include "support/TempDir.h"
+#include "support/Unprivileged.h"
 
 #include <algorithm>
 #include <cerrno>
@@ -9,9 +11,11 @@
 #include <filesystem>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <random>
 #include <set>
 #include <string>
+#include <system_error>
 #include <utility>
 #include <vector>
 
@@ -19,48 +23,104 @@
 #include <unistd.h>
 
 #include <gmock/gmock.h>
+#include <gtest/gtest-spi.h>
 #include <gtest/gtest.h>
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using Vorn::FileSys::CreateDir;
 using Vorn::FileSys::CreateDirLevel;
+using VornTest::OpenToAll;
+using VornTest::StdoutOf;
 using VornTest::TempDir;
+using VornTest::Unprivileged;
 
 namespace fs = std::filesystem;
 
 namespace {
 
-// A file system with directories only, which stands in for the real one while it lives and writes
-// down what it is asked to look at and to make.
-struct Pretended {
-    Pretended() { s_current = this; }
-    ~Pretended() { s_current = nullptr; }
-    Pretended(const Pretended&) = delete;
-    Pretended& operator=(const Pretended&) = delete;
+int Fail(int error) {
+    errno = error;
+    return -1;
+}
 
-    int Look(const std::string& path, const char* question) {
-        log.push_back(question + (" " + path));
-        return existing.count(path) != 0 ? 0 : Fail(ENOENT);
-    }
+// Stands in for the real file system while it lives.
+class StandIn {
+public:
+    StandIn() : m_before(s_current) { s_current = this; }
+    virtual ~StandIn() { s_current = m_before; }
+    StandIn(const StandIn&) = delete;
+    StandIn& operator=(const StandIn&) = delete;
 
-    int Make(const std::string& path, mode_t mode) {
+    static StandIn* Current() { return s_current; }
+
+    virtual int Access(const std::string& path) = 0;
+    virtual int Mkdir(const std::string& path) = 0;
+    virtual int Stat(const std::string& path, mode_t& kind) = 0;
+
+private:
+    static inline StandIn* s_current = nullptr;
+
+    StandIn* m_before;
+};
+
+// A file system with directories only, which writes down what it is asked to look at and to make.
+class Pretended : public StandIn {
+public:
+    int Access(const std::string& path) override { return Look(path, "look "); }
+
+    int Mkdir(const std::string& path) override {
         log.push_back("make " + path);
-        EXPECT_EQ(0755U, mode);
         if (refused.count(path) != 0)
             return Fail(EACCES);
         existing.insert(path);
-        return 0;
+        return madeByOthers.count(path) == 0 ? 0 : Fail(EEXIST);
     }
 
-    static int Fail(int error) {
-        errno = error;
-        return -1;
+    int Stat(const std::string& path, mode_t& kind) override {
+        kind = S_IFDIR;
+        return Look(path, "kind ");
     }
 
-    std::set<std::string> existing, refused;
+    // Another process makes those of the last set between the look and the making.
+    std::set<std::string> existing, refused, madeByOthers;
     std::vector<std::string> log;
 
-    static inline Pretended* s_current = nullptr;
+private:
+    int Look(const std::string& path, const char* question) {
+        log.push_back(question + path);
+        return existing.count(path) != 0 ? 0 : Fail(ENOENT);
+    }
+};
+
+// While it lives directories can be made on disk, but only below this one. A slip of the library must
+// not make any elsewhere, least of all where the tests run as the superuser.
+class PrivateRoot {
+public:
+    explicit PrivateRoot(const std::string& path)
+        : m_before(s_current), m_root(fs::canonical(path)) {
+        s_current = this;
+    }
+    ~PrivateRoot() { s_current = m_before; }
+    PrivateRoot(const PrivateRoot&) = delete;
+    PrivateRoot& operator=(const PrivateRoot&) = delete;
+
+    static bool Allows(const char* path) { return s_current != nullptr && s_current->Holds(path); }
+
+private:
+    bool Holds(const char* path) const {
+        std::error_code error;
+        const fs::path whole = fs::weakly_canonical(fs::absolute(path), error);
+        if (error) // With a name too long in it, it leads nowhere and cannot be made.
+            return error == std::errc::filename_too_long;
+        const fs::path below = whole.lexically_relative(m_root);
+        return !below.empty() && below != "." && *below.begin() != "..";
+    }
+
+    static inline const PrivateRoot* s_current = nullptr;
+
+    const PrivateRoot* m_before;
+    fs::path m_root;
 };
 
 } // namespace
@@ -72,34 +132,117 @@ int __real_mkdir(const char* path, mode_t mode);
 int __real_stat(const char* path, struct stat* status);
 
 int __wrap_access(const char* path, int mode) {
-    Pretended* const pretended = Pretended::s_current;
-    return pretended == nullptr ? __real_access(path, mode) : pretended->Look(path, "look");
+    EXPECT_EQ(F_OK, mode); // not whether it may be read, which is always so for the superuser
+    StandIn* const standIn = StandIn::Current();
+    return standIn == nullptr ? __real_access(path, mode) : standIn->Access(path);
 }
 
 int __wrap_mkdir(const char* path, mode_t mode) {
-    Pretended* const pretended = Pretended::s_current;
-    return pretended == nullptr ? __real_mkdir(path, mode) : pretended->Make(path, mode);
+    EXPECT_EQ(0755U, mode);
+    if (StandIn::Current() != nullptr)
+        return StandIn::Current()->Mkdir(path);
+    if (PrivateRoot::Allows(path))
+        return __real_mkdir(path, mode);
+    ADD_FAILURE() << "a directory would be made outside of the test's own: " << path;
+    return Fail(EPERM);
 }
 
 int __wrap_stat(const char* path, struct stat* status) {
-    Pretended* const pretended = Pretended::s_current;
-    if (pretended == nullptr)
+    StandIn* const standIn = StandIn::Current();
+    if (standIn == nullptr)
         return __real_stat(path, status);
     *status = {};
-    status->st_mode = S_IFDIR | 0755;
-    return pretended->Look(path, "kind");
+    return standIn->Stat(path, status->st_mode);
 }
 
 } // extern "C"
 
 namespace {
 
+class WorkingDirectory {
+public:
+    explicit WorkingDirectory(const std::string& path) : m_before(fs::current_path()) {
+        fs::current_path(path);
+    }
+    ~WorkingDirectory() { fs::current_path(m_before); }
+    WorkingDirectory(const WorkingDirectory&) = delete;
+    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
+
+private:
+    fs::path m_before;
+};
+
+// Every test here runs in a directory of its own, and only when a first chain shows that what the
+// library asks of the system comes to the functions above: the tests below name paths anywhere.
+class InOwnDirectory : public testing::Test {
+protected:
+    void SetUp() override {
+        const Pretended pretended;
+        const std::string canary = dir.File("canary/");
+        CreateDirLevel(canary, dir.Path().size() + 1, 0);
+        ASSERT_THAT(pretended.log,
+                    ElementsAre("look " + canary, "make " + canary, "kind " + canary));
+        ASSERT_TRUE(fs::is_empty(dir.Path()));
+    }
+
+    const TempDir dir;
+
+private:
+    const WorkingDirectory m_inside{dir.Path()};
+};
+
+// Concerns: that no directory is made on disk but below a root that a test has named, whatever way
+// a path takes there.
+
+class MakingOnDisk : public InOwnDirectory {
+protected:
+    static void ExpectDenied(const std::string& path) {
+        bool made = true;
+        int error = 0;
+        EXPECT_NONFATAL_FAILURE(
+            {
+                made = CreateDir(path);
+                error = errno;
+            },
+            "outside of the test's own: " + path);
+        EXPECT_EQ(EPERM, error) << path;
+        EXPECT_FALSE(made) << path;
+    }
+};
+
+TEST_F(MakingOnDisk, IsDeniedWithoutARoot) {
+    ExpectDenied(dir.File("x"));
+    ExpectDenied("x/");
+    EXPECT_TRUE(fs::is_empty(dir.Path()));
+}
+
+TEST_F(MakingOnDisk, IsDeniedOutsideOfTheRootWhateverTheWayThere) {
+    const std::string inner = dir.File("inner");
+    fs::create_directory(inner);
+    fs::create_directory_symlink(dir.Path(), inner + "/out");
+    {
+        const PrivateRoot root(inner);
+        for (const char* path : {"x", "inner2", "inner", "inner/", "inner/../x", "inner/out/x",
+                                 "inner/new/../../x", "inner/.", "inner/new/.."}) {
+            ExpectDenied(path);
+            ExpectDenied(dir.File(path));
+        }
+        EXPECT_TRUE(CreateDir("inner/a"));
+        EXPECT_TRUE(CreateDir(dir.File("inner/out/inner/b/")));
+    }
+    ExpectDenied("inner/c");
+    EXPECT_EQ(1, std::distance(fs::directory_iterator(dir.Path()), fs::directory_iterator()));
+    EXPECT_EQ(3, std::distance(fs::directory_iterator(inner), fs::directory_iterator()));
+}
+
 // Concerns: which directories are looked at and made, in which order, from which level; the two of an
 // absolute path that are taken to exist; the parts of two characters; the last one; what stays after
 // a failure; the whole against a model, over random paths.
 
-class DirectoryChain : public testing::Test {
+class DirectoryChain : public InOwnDirectory {
 protected:
+    void TearDown() override { EXPECT_TRUE(fs::is_empty(dir.Path())); }
+
     Pretended pretended;
     std::set<std::string>& existing = pretended.existing;
     std::set<std::string>& refused = pretended.refused;
@@ -211,6 +354,17 @@ TEST_F(DirectoryChain, MakesTheLastOneOnlyWhenAskedTo) {
     EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "kind one/two"));
 }
 
+TEST_F(DirectoryChain, MakesThePathItselfWhereTheSamePartIsNotMade) {
+    for (const std::string path : {"/x/y/", "q/", "./"}) {
+        log.clear();
+        EXPECT_FALSE(CreateDirLevel(path, 0, 0));
+        EXPECT_THAT(log, ElementsAre("kind " + path));
+        log.clear();
+        EXPECT_TRUE(CreateDirLevel(path, 0, 1));
+        EXPECT_THAT(log, ElementsAre("look " + path, "make " + path, "kind " + path));
+    }
+}
+
 TEST_F(DirectoryChain, EndsAtTheFirstFailureButTriesTheLastOneAllTheSame) {
     refused = {"one/two/"};
     EXPECT_FALSE(CreateDirLevel("one/two/three/four", 0, 0));
@@ -229,13 +383,39 @@ TEST_F(DirectoryChain, FailsWhenTheLastOneCannotBeMade) {
     EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "make one/two"));
 }
 
+TEST_F(DirectoryChain, FailsWhereAnotherProcessIsFaster) {
+    pretended.madeByOthers = {"one/"};
+    EXPECT_FALSE(CreateDirLevel("one/two/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look one/", "make one/"));
+    log.clear();
+    EXPECT_TRUE(CreateDirLevel("one/two/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look one/", "look one/two/", "make one/two/", "kind one/two/"));
+    pretended.madeByOthers = {"one/last"};
+    EXPECT_FALSE(CreateDirLevel("one/last", 0, 1));
+    EXPECT_EQ(1U, existing.count("one/last"));
+}
+
 // Closing a written file can take long on a busy disk; this makes an empty one without opening it.
 void MakeFile(const std::string& path) {
     ASSERT_EQ(0, mknod(path.c_str(), S_IFREG | 0600, 0)) << path;
 }
 
-TEST(DirectoryChainOnDisk, IsMadeFromTheFirstMissingDirectoryOn) {
-    const TempDir dir;
+class DirectoryChainOnDisk : public InOwnDirectory {
+protected:
+    void SetUp() override {
+        ASSERT_NO_FATAL_FAILURE(InOwnDirectory::SetUp());
+        ASSERT_NO_FATAL_FAILURE(OpenToAll(dir));
+        m_root.emplace(dir.Path());
+        if (m_unprivileged.emplace().Failed())
+            GTEST_SKIP() << Unprivileged::WhyFailed;
+    }
+
+private:
+    std::optional<PrivateRoot> m_root;
+    std::optional<Unprivileged> m_unprivileged;
+};
+
+TEST_F(DirectoryChainOnDisk, IsMadeFromTheFirstMissingDirectoryOn) {
     EXPECT_FALSE(CreateDirLevel(dir.File("b/c"), 0, 0));
     EXPECT_TRUE(fs::is_directory(dir.File("b")));
     EXPECT_FALSE(fs::exists(dir.File("b/c")));
@@ -244,8 +424,18 @@ TEST(DirectoryChainOnDisk, IsMadeFromTheFirstMissingDirectoryOn) {
     EXPECT_TRUE(CreateDirLevel(dir.File("b/c"), 0, 0));
 }
 
-TEST(DirectoryChainOnDisk, IsNoChainThroughAFile) {
-    const TempDir dir;
+TEST_F(DirectoryChainOnDisk, PrintsNothing) {
+    MakeFile(dir.File("file"));
+    const std::string printed = StdoutOf([this] {
+        CreateDirLevel(dir.File("file/below"), 0, 1);
+        CreateDirLevel(dir.File("made/below"), 0, 1);
+        CreateDirLevel(dir.File("missing"), 0, 0);
+    });
+    EXPECT_EQ("", printed);
+    EXPECT_TRUE(fs::is_directory(dir.File("made/below")));
+}
+
+TEST_F(DirectoryChainOnDisk, IsNoChainThroughAFile) {
     MakeFile(dir.File("file"));
     EXPECT_FALSE(CreateDirLevel(dir.File("file"), 0, 1));
     EXPECT_FALSE(CreateDirLevel(dir.File("file/below/"), 0, 0));
@@ -381,19 +571,6 @@ std::set<std::string> OnDiskBelow(const std::string& root) {
     return below;
 }
 
-class WorkingDirectory {
-public:
-    explicit WorkingDirectory(const std::string& path) : m_before(fs::current_path()) {
-        fs::current_path(path);
-    }
-    ~WorkingDirectory() { fs::current_path(m_before); }
-    WorkingDirectory(const WorkingDirectory&) = delete;
-    WorkingDirectory& operator=(const WorkingDirectory&) = delete;
-
-private:
-    fs::path m_before;
-};
-
 struct ChainCase {
     std::string path;
     unsigned long level;
@@ -415,7 +592,7 @@ public:
         return item;
     }
 
-    /// How many ".." a path can hold at most.
+    /// How many parts a path can have, and so how many directories it can lead upwards.
     static constexpr std::size_t Depth = 6;
 
 private:
@@ -437,28 +614,50 @@ private:
     std::mt19937 m_random;
 };
 
-// A private directory with a file, a link to a directory that may come to exist, one upwards and one
-// to nowhere in it, on disk and in the model; deep enough that no path of the cases leaves it.
+// A directory with a file, a link to a directory that may come to exist, one upwards and one to
+// nowhere in it, all in the model's file system only; so deep below `root` that no path of the cases
+// leaves that.
 class ChainRound {
 public:
-    ChainRound() : m_cwd(m_dir.File("1/2/3/4/5/6/7")), m_tree(m_cwd) {
-        fs::create_directories(m_cwd);
-        MakeFile(m_cwd + "/f");
-        m_tree.Add(m_cwd + "/f", Tree::Kind::File);
-        AddLink("link", m_cwd + "/hhh");
-        AddLink("up", m_dir.File("1/2/3/4/5/6"));
-        AddLink("away", m_cwd + "/not/there");
+    explicit ChainRound(const std::string& root) : m_cwd(DeepBelow(root)), m_tree(m_cwd) {
+        m_tree.Add(File(), Tree::Kind::File);
+        for (const auto& [name, target] : Links())
+            m_tree.Add(name, Tree::Kind::Link, target);
     }
 
+    const Tree& Model() const { return m_tree; }
+    const std::string& Cwd() const { return m_cwd; }
+
+    void MakeOnDisk() const {
+        fs::create_directories(m_cwd);
+        MakeFile(File());
+        for (const auto& [name, target] : Links())
+            fs::create_symlink(target, name);
+    }
+
+    // Compares the library with the model, chain by chain.
     void Check(unsigned int seed, int count) {
-        const WorkingDirectory inside(m_cwd);
         ChainCases cases(m_cwd, seed);
         for (int number = 0; number < count; ++number)
-            CheckOne(cases.Next());
-        EXPECT_EQ(m_tree.Below(m_dir.Path()), OnDiskBelow(m_dir.Path()));
+            ASSERT_NO_FATAL_FAILURE(CheckOne(cases.Next())) << "seed " << seed;
     }
 
 private:
+    // One level more than a path can lead upwards.
+    static std::string DeepBelow(std::string root) {
+        for (std::size_t level = 0; level < ChainCases::Depth + 1; ++level)
+            root += "/" + std::to_string(level);
+        return root;
+    }
+
+    std::string File() const { return m_cwd + "/f"; }
+
+    std::map<std::string, std::string> Links() const {
+        return {{m_cwd + "/link", m_cwd + "/hhh"},
+                {m_cwd + "/up", m_cwd.substr(0, m_cwd.rfind('/'))},
+                {m_cwd + "/away", m_cwd + "/not/there"}};
+    }
+
     void CheckOne(const ChainCase& item) {
         ASSERT_TRUE(item.path.compare(0, 1, "/") != 0 || item.path.find(m_cwd + "/") == 0);
         const bool expected = ModelCreateDirLevel(m_tree, item.path, item.level, item.createLast);
@@ -467,20 +666,52 @@ private:
             << ")";
     }
 
-    void AddLink(const char* name, const std::string& target) {
-        fs::create_symlink(target, m_cwd + "/" + name);
-        m_tree.Add(m_cwd + "/" + name, Tree::Kind::Link, target);
-    }
-
-    TempDir m_dir;
     std::string m_cwd;
     Tree m_tree;
 };
 
-TEST(DirectoryChainOnDisk, IsWhatTheModelMakesOfRandomPaths) {
-    for (unsigned int seed = 1; seed <= 60; ++seed) {
-        ChainRound().Check(seed, 50);
-        ASSERT_FALSE(testing::Test::HasFailure()) << "seed " << seed;
+TEST_F(DirectoryChainOnDisk, IsWhatTheModelMakesOfRandomPaths) {
+    for (unsigned int seed = 1; seed <= 10; ++seed) {
+        const std::string root = dir.File(std::to_string(seed));
+        ChainRound round(root);
+        round.MakeOnDisk();
+        {
+            const PrivateRoot only(root);
+            const WorkingDirectory inside(round.Cwd());
+            round.Check(seed, 50);
+        }
+        EXPECT_EQ(round.Model().Below(root), OnDiskBelow(root));
+        ASSERT_FALSE(HasFailure()) << "seed " << seed;
+    }
+}
+
+// The model's file system in the place of the real one, which takes long on a busy disk.
+class PretendedTree : public StandIn {
+public:
+    explicit PretendedTree(const Tree& tree) : m_tree(tree) {}
+
+    const Tree& Made() const { return m_tree; }
+
+    int Access(const std::string& path) override { return m_tree.Exists(path) ? 0 : Fail(ENOENT); }
+
+    int Mkdir(const std::string& path) override { return m_tree.Make(path) ? 0 : Fail(EEXIST); }
+
+    int Stat(const std::string& path, mode_t& kind) override {
+        kind = m_tree.IsDirectory(path) ? S_IFDIR : S_IFREG;
+        return Access(path);
+    }
+
+private:
+    Tree m_tree;
+};
+
+TEST_F(DirectoryChain, IsWhatTheModelMakesOfRandomPaths) {
+    for (unsigned int seed = 11; seed <= 100; ++seed) {
+        ChainRound round(dir.Path());
+        const PretendedTree pretendedTree(round.Model());
+        round.Check(seed, 50);
+        EXPECT_EQ(round.Model().Below(dir.Path()), pretendedTree.Made().Below(dir.Path()));
+        ASSERT_FALSE(HasFailure()) << "seed " << seed;
     }
 }
 

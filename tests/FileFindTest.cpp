@@ -246,9 +246,11 @@ TEST(FileFindObject, ClosesTheStreamWithFindCloseOrAtItsEnd) {
         ASSERT_TRUE(find.FindFirst("/x/", "*"));
     }
     EXPECT_EQ(2, directory.closes);
-    const std::unique_ptr<FileFind> byBase = std::make_unique<HidesEveryOperation>();
+    std::unique_ptr<FileFind> byBase = std::make_unique<HidesEveryOperation>();
     ASSERT_TRUE(byBase->FindFirst("/x/", "*"));
     EXPECT_EQ(2, directory.closes);
+    byBase.reset();
+    EXPECT_EQ(3, directory.closes);
 }
 
 TEST(FileFindConstructor, OnlyOpens) {
@@ -446,6 +448,34 @@ TEST(NextEntry, KeepsTheStatusBeforeWhenNothingCanBeLearnedOfIt) {
     EXPECT_EQ("gone size 7 type 2 times 0 0 0 room 1024", Told(find));
     EXPECT_TRUE(find.FindNext());
     EXPECT_EQ("c size 11 type 3 times 0 0 0 room 1024", Told(find));
+}
+
+// The walk that the header shows.
+std::vector<std::string> CompleteWalk(const std::string& dir) {
+    std::vector<std::string> names;
+    FileFind find;
+    std::string last;
+    bool found = find.FindFirst(dir, "");
+    while (found || (find.GetFileName() != nullptr && find.GetFileName() != last)) {
+        last = find.GetFileName();
+        if (found)
+            names.push_back(last);
+        found = find.FindNext();
+    }
+    return names;
+}
+
+TEST(NextEntry, ComesInACompleteWalkAlsoBehindLinksThatLeadNowhere) {
+    {
+        const Pretended directory({{"a", Status(S_IFREG)},
+                                   {"broken", {}},
+                                   {"gone", {}},
+                                   {"c", Status(S_IFDIR)},
+                                   {"last", {}}});
+        EXPECT_THAT(CompleteWalk("/x/"), ElementsAre("a", "c"));
+    }
+    const Pretended empty({});
+    EXPECT_THAT(CompleteWalk("/x/"), ElementsAre());
 }
 
 TEST(NextEntry, IsTheLastOneFromTheEndOn) {

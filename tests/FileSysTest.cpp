@@ -2,6 +2,7 @@
 
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
+#include "support/Unprivileged.h"
 
 #include <algorithm>
 #include <array>
@@ -32,8 +33,10 @@
 
 using testing::ElementsAre;
 using testing::IsEmpty;
+using VornTest::OpenToAll;
 using VornTest::StdoutOf;
 using VornTest::TempDir;
+using VornTest::Unprivileged;
 
 namespace fs = std::filesystem;
 namespace FileSys = Vorn::FileSys;
@@ -90,6 +93,7 @@ int __real_statvfs(const char* path, struct statvfs* disk);
 ssize_t __real_write(int descriptor, const void* buffer, size_t size);
 
 int __wrap_access(const char* path, int mode) {
+    EXPECT_EQ(F_OK, mode); // not whether it may be read, which is always so for the superuser
     return Ask(
         &Seams::access, [mode](const char* p) { return __real_access(p, mode); }, path);
 }
@@ -203,34 +207,6 @@ public:
 private:
     mode_t m_before;
 };
-
-// The effective user is one without privileges, if the tests do not run as such already.
-class Unprivileged {
-public:
-    Unprivileged() : m_before(geteuid()) {
-        if (m_before == 0 && seteuid(Nobody) != 0)
-            m_failed = true;
-    }
-    ~Unprivileged() {
-        if (seteuid(m_before) != 0)
-            ADD_FAILURE() << "cannot become the first user again";
-    }
-    Unprivileged(const Unprivileged&) = delete;
-    Unprivileged& operator=(const Unprivileged&) = delete;
-
-    /// True in containers whose superuser cannot become anybody else.
-    bool Failed() const { return m_failed; }
-
-    static constexpr uid_t Nobody = 65534;
-    static constexpr const char* WhyFailed = "the superuser cannot become another user here";
-
-private:
-    uid_t m_before;
-    bool m_failed = false;
-};
-
-// Lets everybody into a test's directory.
-void OpenToAll(const TempDir& dir) { ASSERT_EQ(0, chmod(dir.Path().c_str(), 0777)); }
 
 // Concerns: the answer never depends on the path, and the output stays.
 
@@ -619,16 +595,18 @@ TEST(Deleting, FailsForWhatIsMissingOrHoldsSomething) {
 }
 
 TEST(Deleting, OfAnEmptyPathFailsWithoutAskingTheSystem) {
+    const TempDir dir;
+    const std::string path = dir.File("x");
     Seams seams;
     std::vector<std::string> asked;
-    seams.remove = [&asked](const char* path) {
-        asked.emplace_back(path);
+    seams.remove = [&asked](const char* name) {
+        asked.emplace_back(name);
         return 0;
     };
     EXPECT_FALSE(FileSys::DeleteFile(""));
     EXPECT_THAT(asked, IsEmpty());
-    EXPECT_TRUE(FileSys::DeleteFile("x"));
-    EXPECT_THAT(asked, ElementsAre("x"));
+    EXPECT_TRUE(FileSys::DeleteFile(path));
+    EXPECT_THAT(asked, ElementsAre(path));
 }
 
 TEST(DeletingADirectory, TakesAwayOnlyEmptyDirectories) {
@@ -1077,8 +1055,6 @@ TEST(FileSystemOperations, PrintNothing) {
         FileSys::IsExistFile(missing);
         FileSys::CopyFile(missing, missing);
         FileSys::CopyFile(dir.Path(), missing);
-        FileSys::CreateDirLevel(missing, 0, 1);
-        FileSys::CreateDirLevel(dir.File("x") + "/y/z", 0, 1);
     });
     EXPECT_EQ("", printed);
 }

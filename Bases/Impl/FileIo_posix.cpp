@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <Bases/Impl/Assert.h>
+#include <Bases/Impl/FileWords.h>
 
 namespace Vorn {
 
@@ -15,12 +16,6 @@ static_assert(sizeof(off_t) == sizeof(long long), "files beyond 2 GB need 64-bit
 
 namespace {
 
-constexpr unsigned int AccessRead = 0x80000000;
-constexpr unsigned int AccessWrite = 0x40000000;
-constexpr unsigned int ShareReadWrite = 0x3;
-constexpr unsigned int CreateExclusive = 0x1;
-constexpr unsigned int CreateTruncating = 0x2;
-constexpr unsigned int ExistingOnly = 0x4;
 constexpr mode_t CreatedMode = 0600;
 
 // Hosts look at errno after a failed operation, so telling of the failure and cleaning up after it

@@ -14,6 +14,8 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <Bases/Impl/FileWords.h>
+
 namespace Vorn {
 
 namespace {
@@ -187,10 +189,6 @@ namespace FileSys {
 
 namespace {
 
-constexpr unsigned int AccessRead = 0x80000000;
-constexpr unsigned int AccessReadWrite = 0xC0000000;
-constexpr unsigned int ShareReadWrite = 3;
-constexpr unsigned int ExistingOnly = 4;
 constexpr mode_t DirectoryMode = 0755;
 constexpr std::size_t CopyPart = 1024;
 
@@ -272,7 +270,7 @@ bool GetFileSize(const std::string& path, unsigned long long& size) {
     if (kind == S_IFIFO)
         return false;
     // A directory opens for reading although it has no length; for writing FileIo refuses it.
-    const unsigned int desiredAccess = kind == S_IFDIR ? AccessReadWrite : AccessRead;
+    const unsigned int desiredAccess = kind == S_IFDIR ? AccessRead | AccessWrite : AccessRead;
     FileIo file;
     if (!file.Open(path, desiredAccess, ShareReadWrite, ExistingOnly))
         return false;
