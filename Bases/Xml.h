@@ -82,7 +82,8 @@ public:
     /// and changes nothing when a document is loaded already.
     ///
     /// Note: files are meant. "-" and http and ftp addresses are refused; a file of the name "-"
-    /// loads as "./-". libxml2 also understands file:/// addresses and %-escapes, and reads
+    /// loads as "./-". A name that is no file but that an XML catalog of the machine would replace
+    /// is refused as well. libxml2 also understands file:/// addresses and %-escapes, and reads
     /// compressed files.
     bool Load(const std::string& path);
 
@@ -157,6 +158,9 @@ public:
 
 private:
     struct PrivateData;
+
+    bool IsLoaded() const;
+
     std::unique_ptr<PrivateData> m_pPrivateData;
 };
 
@@ -259,7 +263,8 @@ public:
     ///
     /// Note: an unsigned int comes back through XmlReader as it was, an unsigned long beyond the
     /// range of int does not. Use unsigned long long for such values and read them as text. Other
-    /// types convert as C++ has it; a long is ambiguous.
+    /// types convert as C++ has it. On Linux std::size_t and std::uint64_t are unsigned long, and
+    /// std::int64_t is long, which is ambiguous: cast them.
     bool WriteAttribute(const std::string& name, const int& value);
     bool WriteEntity(const int& value);
     bool WriteElementEntity(const std::string& name, const int& value);
@@ -294,9 +299,10 @@ public:
     virtual bool EndDocument();
 
     /// Returns the bytes of the finished document and stores their number in `size`. They belong to
-    /// the writer, live until Close or the next BeginDocument, and are not changed by the writer.
-    /// Returns null and stores 0 when there is no document. Note: before EndDocument an unknown
-    /// part of the document is still missing.
+    /// the writer and live until Close, the next BeginDocument or the destructor. Returns null and
+    /// stores 0 when there is no document. Note: before EndDocument an unknown part of the document
+    /// is still missing, and the next operation that writes, EndDocument included, may move the
+    /// bytes: fetch them anew.
     unsigned char* GetXmlBuffer(unsigned long& size);
 
     /// Writes the bytes that GetXmlBuffer gives to the file `path`, in place of what it held.

@@ -353,6 +353,28 @@ TEST_F(XmlReaderLoad, NeverAsksTheNetwork) {
     xmlPopInputCallbacks();
 }
 
+TEST_F(XmlReaderLoad, RefusesWhatACatalogWouldPutInThePlaceOfAMissingFile) {
+    const std::string other = m_dir.File("other.xml");
+    WriteFile(other, Utf8 + "<other/>");
+    WriteFile(m_dir.File("catalog.xml"),
+              "<catalog xmlns='urn:oasis:names:tc:entity:xmlns:xml:catalog'>"
+              "<system systemId='moved.xml' uri='file://" +
+                  other +
+                  "'/>"
+                  "<uri name='net.xml' uri='http://127.0.0.1:9/a.xml'/></catalog>");
+    ASSERT_EQ(0, xmlLoadCatalog(m_dir.File("catalog.xml").c_str()));
+    AddressServer::asked = 0;
+    ASSERT_LE(0, xmlRegisterInputCallbacks(AddressServer::Match, AddressServer::Open,
+                                           AddressServer::Read, AddressServer::Close));
+    XmlReader reader;
+    EXPECT_FALSE(reader.Load("moved.xml"));
+    EXPECT_FALSE(reader.Load("net.xml"));
+    EXPECT_EQ(0, AddressServer::asked);
+    EXPECT_TRUE(reader.Load(other)) << "what is there is not looked up";
+    xmlPopInputCallbacks();
+    xmlCatalogCleanup();
+}
+
 TEST_F(XmlReaderLoad, LoadsNothingFromOutsideEvenWhereTheHostsDefaultsAskForIt) {
     WriteFile(m_dir.File("outside.txt"), "secret");
     WriteFile(m_dir.File("outside.dtd"), "<!ATTLIST a extra CDATA 'secret'>");

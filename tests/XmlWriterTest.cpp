@@ -538,6 +538,16 @@ INSTANTIATE_TEST_SUITE_P(Text, XmlWriterUnwritable,
                                          NamedText{"CutOff", "cut off \xEA\xB0"}),
                          VornTest::NameOfText);
 
+// The encoding shifts into another character set for the first character and fails at the second.
+TEST_F(XmlWriterEncoding, AFailedTextDoesNotShiftTheNextOne) {
+    XmlWriter writer;
+    ASSERT_TRUE(writer.BeginDocument("ISO-2022-JP"));
+    ASSERT_TRUE(writer.BeginElement("r"));
+    EXPECT_FALSE(writer.WriteEntity("\xE3\x81\x82" + Emoji));
+    EXPECT_TRUE(writer.WriteAttribute("n", 1));
+    EXPECT_EQ("<?xml version=\"1.0\" encoding=\"ISO-2022-JP\"?>\n<r n=\"1\"/>\n", Finish(writer));
+}
+
 TEST_F(XmlWriterEncoding, AnElementWhoseTextFailsIsWrittenEmpty) {
     XmlWriter writer;
     ASSERT_TRUE(writer.BeginDocument("ISO-8859-1"));
@@ -1047,6 +1057,22 @@ TEST_F(XmlWriterSilence, LeavesTheHostsErrorFunctionsUncalledAndInPlace) {
     EXPECT_TRUE(host.Stand());
     VornTest::ProvokeReport();
     EXPECT_LT(0, host.Count()) << "the host does see what is not ours";
+}
+
+// A host's own Close is called where the document could not be begun.
+class ReportingClose : public XmlWriter {
+public:
+    void Close() override {
+        VornTest::ProvokeReport();
+        XmlWriter::Close();
+    }
+};
+
+TEST_F(XmlWriterSilence, DoesNotReachIntoAHostsOwnClose) {
+    HostErrors host;
+    ReportingClose writer;
+    EXPECT_FALSE(writer.BeginDocument("no such encoding"));
+    EXPECT_LT(0, host.Count());
 }
 
 TEST_F(XmlWriterSilence, HoldsOnEveryThreadByItself) {

@@ -45,6 +45,16 @@ int ToInt(const std::string& text) {
     return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
 
+// What the typed forms have in common: whatever the text converts to, having one is success.
+template <typename Use>
+bool UseAttribute(XmlReader& reader, XmlReader::Attribute* attribute, std::string& name, Use use) {
+    std::string text;
+    if (!reader.GetAttribute(attribute, name, text))
+        return false;
+    use(text);
+    return true;
+}
+
 constexpr std::size_t ValueTextSize = 255;
 
 std::string ToText(int value) {
@@ -196,6 +206,8 @@ void XmlReader::Close() {
     m_pPrivateData->Clear();
 }
 
+bool XmlReader::IsLoaded() const { return m_pPrivateData && m_pPrivateData->document; }
+
 XmlReader::Element* XmlReader::GetRootElement() {
     return m_pPrivateData ? HandleOf(xmlDocGetRootElement(m_pPrivateData->document.get()))
                           : nullptr;
@@ -203,7 +215,7 @@ XmlReader::Element* XmlReader::GetRootElement() {
 
 // Handles are not looked into unless a document is loaded: after Close they dangle.
 XmlReader::Element* XmlReader::ChildElement(Element* parent, std::string* name) {
-    if (parent == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+    if (parent == nullptr || !IsLoaded())
         return nullptr;
     Element* const child = HandleOf(FirstElementFrom(NodeOf(parent)->children));
     if (name != nullptr)
@@ -212,7 +224,7 @@ XmlReader::Element* XmlReader::ChildElement(Element* parent, std::string* name) 
 }
 
 XmlReader::Element* XmlReader::NextElement(Element* element, std::string* name) {
-    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+    if (element == nullptr || !IsLoaded())
         return nullptr;
     Element* const next = HandleOf(FirstElementFrom(NodeOf(element)->next));
     if (name != nullptr)
@@ -221,13 +233,13 @@ XmlReader::Element* XmlReader::NextElement(Element* element, std::string* name) 
 }
 
 bool XmlReader::GetElement(Element* element, std::string& name) {
-    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+    if (element == nullptr || !IsLoaded())
         return false;
     return m_pPrivateData->ConvertDecoding(NodeOf(element)->name, name);
 }
 
 bool XmlReader::GetEntity(Element* element, std::string& text) {
-    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+    if (element == nullptr || !IsLoaded())
         return false;
     const xmlNode* const child = NodeOf(element)->children;
     if (child == nullptr || child->type != XML_TEXT_NODE)
@@ -236,19 +248,19 @@ bool XmlReader::GetEntity(Element* element, std::string& text) {
 }
 
 XmlReader::Attribute* XmlReader::GetFirstAttribute(Element* element) {
-    if (element == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+    if (element == nullptr || !IsLoaded())
         return nullptr;
     return HandleOf(NodeOf(element)->properties);
 }
 
 XmlReader::Attribute* XmlReader::NextAttribute(Attribute* attribute) {
-    if (attribute == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+    if (attribute == nullptr || !IsLoaded())
         return nullptr;
     return HandleOf(NodeOf(attribute)->next);
 }
 
 bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, std::string& value) {
-    if (attribute == nullptr || !m_pPrivateData || !m_pPrivateData->document)
+    if (attribute == nullptr || !IsLoaded())
         return false;
     if (!m_pPrivateData->ConvertDecoding(NodeOf(attribute)->name, name))
         return false;
@@ -257,43 +269,32 @@ bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, std::strin
 }
 
 bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, unsigned long& value) {
-    std::string text;
-    if (!GetAttribute(attribute, name, text))
-        return false;
-    value = static_cast<unsigned long>(ToInt(text));
-    return true;
+    return UseAttribute(*this, attribute, name, [&value](const std::string& text) {
+        value = static_cast<unsigned long>(ToInt(text));
+    });
 }
 
 bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, unsigned int& value) {
-    std::string text;
-    if (!GetAttribute(attribute, name, text))
-        return false;
-    value = static_cast<unsigned int>(ToInt(text));
-    return true;
+    return UseAttribute(*this, attribute, name, [&value](const std::string& text) {
+        value = static_cast<unsigned int>(ToInt(text));
+    });
 }
 
 bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, unsigned char& value) {
-    std::string text;
-    if (!GetAttribute(attribute, name, text))
-        return false;
-    value = static_cast<unsigned char>(ToInt(text));
-    return true;
+    return UseAttribute(*this, attribute, name, [&value](const std::string& text) {
+        value = static_cast<unsigned char>(ToInt(text));
+    });
 }
 
 bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, double& value) {
-    std::string text;
-    if (!GetAttribute(attribute, name, text))
-        return false;
-    value = std::strtod(text.c_str(), nullptr);
-    return true;
+    return UseAttribute(*this, attribute, name, [&value](const std::string& text) {
+        value = std::strtod(text.c_str(), nullptr);
+    });
 }
 
 bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, Guid& value) {
-    std::string text;
-    if (!GetAttribute(attribute, name, text))
-        return false;
-    value.FromString(text);
-    return true;
+    return UseAttribute(*this, attribute, name,
+                        [&value](const std::string& text) { value.FromString(text); });
 }
 
 // The writer flushes into its buffer when it goes, so the buffers are declared first.
@@ -391,14 +392,16 @@ XmlWriter::~XmlWriter() {
 bool XmlWriter::BeginDocument(const std::string& encoding) {
     if (!m_pPrivateData || m_pPrivateData->writer || m_pPrivateData->converter)
         return false;
-    const XmlSilence silence;
-    m_pPrivateData->buffer.reset(); // of an earlier document
-    m_pPrivateData->buffer.reset(xmlBufferCreate());
-    if (!m_pPrivateData->buffer)
-        return false;
-    if (m_pPrivateData->StartDocument(encoding))
-        return true;
-    Close();
+    {
+        const XmlSilence silence;
+        m_pPrivateData->buffer.reset(); // of an earlier document
+        m_pPrivateData->buffer.reset(xmlBufferCreate());
+        if (!m_pPrivateData->buffer)
+            return false;
+        if (m_pPrivateData->StartDocument(encoding))
+            return true;
+    }
+    Close(); // which may be a host's own, and is not silenced
     return false;
 }
 

@@ -7,8 +7,10 @@
 #include <langinfo.h>
 #include <strings.h>
 
+#include <libxml/catalog.h>
 #include <libxml/globals.h>
 #include <libxml/uri.h>
+#include <libxml/xmlIO.h>
 
 namespace Vorn {
 
@@ -27,6 +29,15 @@ Converter TryOpen(const char* to, const char* from) {
 
 const char* PlatformName(const char* encoding) {
     return std::strcmp(encoding, LocaleEncoding) == 0 ? nl_langinfo(CODESET) : encoding;
+}
+
+// libxml2 looks a name that is no file up in the catalogs of the machine, and what they answer may
+// lead anywhere.
+bool IsRedirected(const char* path) {
+    if (xmlCheckFilename(path) != 0)
+        return false;
+    const auto* name = reinterpret_cast<const xmlChar*>(path);
+    return XmlText(xmlCatalogResolveSystem(name)) || XmlText(xmlCatalogResolveURI(name));
 }
 
 bool StartsWith(const char* text, std::string_view prefix) {
@@ -58,8 +69,11 @@ std::optional<std::size_t> Convert(const Converter& converter, const char* text,
                                    char* output, std::size_t room) {
     char* input = const_cast<char*>(text); // iconv only moves the pointer
     std::size_t left = room;
-    if (iconv(converter.get(), &input, &size, &output, &left) == static_cast<std::size_t>(-1))
+    if (iconv(converter.get(), &input, &size, &output, &left) == static_cast<std::size_t>(-1)) {
+        // What a failed text has shifted must not show in the next one.
+        iconv(converter.get(), nullptr, nullptr, nullptr, nullptr);
         return std::nullopt;
+    }
     return room - left;
 }
 
@@ -69,7 +83,8 @@ bool IsForeignToFiles(const char* path) {
     if (StartsWith(path, "http://") || StartsWith(path, "ftp://"))
         return true;
     const std::unique_ptr<char, XmlDelete> unescaped(xmlURIUnescapeString(path, 0, nullptr));
-    return std::strcmp(path, "-") == 0 || (unescaped && std::strcmp(unescaped.get(), "-") == 0);
+    return std::strcmp(path, "-") == 0 || (unescaped && std::strcmp(unescaped.get(), "-") == 0) ||
+           IsRedirected(path);
 }
 
 } // namespace Vorn

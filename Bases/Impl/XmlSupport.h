@@ -59,13 +59,14 @@ inline constexpr char LocaleEncoding[] = "char";
 /// exist.
 Converter OpenConverter(const char* to, const char* from);
 
-/// Converts `size` bytes of `text` with a single call into at most `room` bytes at `output`.
+/// Converts `size` bytes of `text` with a single call of iconv into at most `room` bytes at `output`.
 /// Returns the number of bytes written, or nothing when the text is malformed or cut off, has no
 /// counterpart in the other encoding, or does not fit.
 std::optional<std::size_t> Convert(const Converter& converter, const char* text, std::size_t size,
                                    char* output, std::size_t room);
 
-/// Returns true when libxml2 would read `path` from standard input or from the network.
+/// Returns true when libxml2 would not take `path` for a file, but read standard input, the network
+/// or what an XML catalog of the machine puts in its place.
 bool IsForeignToFiles(const char* path);
 
 } // namespace Vorn

@@ -37,7 +37,7 @@ iconv_t __wrap_iconv_open(const char* to, const char* from) {
 
 std::size_t __wrap_iconv(iconv_t converter, char** input, std::size_t* inputLeft, char** output,
                          std::size_t* room) {
-    {
+    if (input != nullptr) { // otherwise it only resets the converter
         const std::lock_guard locker(IconvSpy::lock);
         IconvSpy::calls.push_back({*inputLeft, *room, *output});
     }
