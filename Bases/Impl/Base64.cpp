@@ -34,9 +34,9 @@ Base64::Base64() = default;
 
 Base64::~Base64() = default;
 
-Base64::Base64(const Base64& other) = default;
+Base64::Base64(const Base64& /*other*/) = default;
 
-Base64& Base64::operator=(const Base64& other) = default;
+Base64& Base64::operator=(const Base64& /*other*/) = default;
 
 int Base64::Encode(const char* pData, unsigned long len, std::string& out) {
     VORN_ASSERT(pData != NULL);
