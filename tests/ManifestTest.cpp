@@ -3,23 +3,30 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <chrono>
 #include <csignal>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <set>
+#include <stdexcept>
 #include <string>
+#include <system_error>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <fcntl.h>
 #include <linux/capability.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -32,6 +39,7 @@ using testing::ElementsAre;
 using testing::EndsWith;
 using testing::HasSubstr;
 using testing::IsEmpty;
+using testing::Not;
 using testing::StartsWith;
 using VornTest::Outcome;
 using VornTest::Program;
@@ -43,19 +51,23 @@ namespace fs = std::filesystem;
 
 using Names = std::vector<std::string>;
 
-const char* const Usage = "usage: manifest create OUT.xml FILE... | manifest show OUT.xml\n";
+const char* const Usage = "usage: manifest create OUT.xml PATH... | manifest show OUT.xml\n";
 const char* const Begin = R"(<?xml version="1.0" encoding="UTF-8"?>
 <manifest version="1">
-  <!-- One element for each file; lines counts line feeds. -->
+  <!-- One element for each entry; lines counts line feeds. -->
 )";
 const char* const SomeId = "0f8fad5b-d9cb-469f-a165-70867728950e";
 
-/// True for 32 lower-case hexadecimal digits in groups of 8, 4, 4, 4 and 12.
-bool IsId(const std::string& text) {
-    const std::string form = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+const std::string IdForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+const std::string TimeForm = "9999-99-99T99:99:99.999";
+
+/// True when the text is the form, with any digit for a 9 and any lower-case hexadecimal one for an x.
+bool HasForm(const std::string& text, const std::string& form) {
     const std::string digits = "0123456789abcdef";
     return std::equal(text.begin(), text.end(), form.begin(), form.end(), [&](char c, char wanted) {
-        return wanted == '-' ? c == '-' : digits.find(c) != std::string::npos;
+        if (wanted != '9' && wanted != 'x')
+            return c == wanted;
+        return digits.find(c) < (wanted == '9' ? 10U : 16U);
     });
 }
 
@@ -66,10 +78,15 @@ Names IdsIn(const std::string& text) {
          i = text.find(attribute, i)) {
         i += attribute.size();
         const std::string id = text.substr(i, text.find('"', i) - i);
-        if (IsId(id))
+        if (HasForm(id, IdForm))
             ids.push_back(id);
     }
     return ids;
+}
+
+std::string LastLine(const std::string& text) {
+    const std::size_t begin = text.rfind('\n', text.size() - 2) + 1;
+    return text.substr(begin, text.size() - begin - 1);
 }
 
 /// Every test works in a directory of its own, which the program runs in.
@@ -106,13 +123,16 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    /// The content with id="..." cut to id wherever the text between is an identifier.
-    std::string WithoutIds(const std::string& name) const {
+    /// The content with written-utc, written-local and id cut to "written id" wherever the text
+    /// between is a time or an identifier.
+    std::string Steady(const std::string& name) const {
+        const std::string begin = "written-utc=\"";
+        const std::string form =
+            begin + TimeForm + "\" written-local=\"" + TimeForm + "\" id=\"" + IdForm + "\"";
         std::string text = Content(name);
-        for (const std::string& id : IdsIn(text)) {
-            const std::string attribute = "id=\"" + id + "\"";
-            text.replace(text.find(attribute), attribute.size(), "id");
-        }
+        for (std::size_t i = 0; (i = text.find(begin, i)) != std::string::npos; ++i)
+            if (HasForm(text.substr(i, form.size()), form))
+                text.replace(i, form.size(), "written id");
         return text;
     }
 
@@ -150,6 +170,19 @@ void GiveUpPrivileges() {
         _exit(CannotGiveUp);
 }
 
+/// Makes a socket with this path and returns it.
+int BoundSocket(const std::string& path) {
+    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path)
+        throw std::length_error(path);
+    path.copy(address.sun_path, path.size());
+    if (bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
+        throw std::system_error(errno, std::generic_category(), path);
+    return socket;
+}
+
 void LimitFileSize(rlim_t size) {
     const rlimit limit{size, size};
     setrlimit(RLIMIT_FSIZE, &limit);
@@ -182,13 +215,13 @@ TEST_F(ManifestCreate, RecordsNameBytesAndLinesOfEveryFileInTheOrderGiven) {
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ("", outcome.out);
     EXPECT_EQ("", outcome.err);
-    EXPECT_EQ(std::string(Begin) + R"(  <file name="b" bytes="8" lines="2" id/>
-  <file name="a" bytes="12" lines="0" id/>
-  <file name="empty" bytes="0" lines="0" id/>
-  <file name="b" bytes="8" lines="2" id/>
+    EXPECT_EQ(std::string(Begin) + R"(  <file name="b" bytes="8" size="8 B" lines="2" written id/>
+  <file name="a" bytes="12" size="12 B" lines="0" written id/>
+  <file name="empty" bytes="0" size="0 B" lines="0" written id/>
+  <file name="b" bytes="8" size="8 B" lines="2" written id/>
 </manifest>
 )",
-              WithoutIds("out.xml"));
+              Steady("out.xml"));
     ExpectWellFormed("out.xml");
     EXPECT_THAT(Directory(), ElementsAre("a", "b", "empty", "out.xml"));
 }
@@ -198,13 +231,14 @@ TEST_F(ManifestCreate, CountsOverTheEdgesOfItsPieces) {
     for (const std::size_t size : {Piece - 1, Piece, Piece + 1, 3 * Piece + 7})
         Make(std::to_string(size), std::string(size - 1, '\n') + "x");
     ASSERT_EQ(0, Manifest({"create", "out.xml", "65535", "65536", "65537", "196615"}).status);
-    EXPECT_EQ(std::string(Begin) + R"(  <file name="65535" bytes="65535" lines="65534" id/>
-  <file name="65536" bytes="65536" lines="65535" id/>
-  <file name="65537" bytes="65537" lines="65536" id/>
-  <file name="196615" bytes="196615" lines="196614" id/>
+    EXPECT_EQ(std::string(Begin) +
+                  R"(  <file name="65535" bytes="65535" size="64.0 KiB" lines="65534" written id/>
+  <file name="65536" bytes="65536" size="64.0 KiB" lines="65535" written id/>
+  <file name="65537" bytes="65537" size="64.0 KiB" lines="65536" written id/>
+  <file name="196615" bytes="196615" size="192.0 KiB" lines="196614" written id/>
 </manifest>
 )",
-              WithoutIds("out.xml"));
+              Steady("out.xml"));
 }
 
 TEST_F(ManifestCreate, GivesEveryFileAFreshIdentifierInEveryRun) {
@@ -229,15 +263,17 @@ TEST_F(ManifestCreate, TakesTenThousandFiles) {
     ExpectWellFormed("out.xml");
     const Outcome shown = Manifest({"show", "out.xml"});
     EXPECT_EQ(Count + 2, std::count(shown.out.begin(), shown.out.end(), '\n'));
-    EXPECT_THAT(shown.out, EndsWith("20000  10000  total                                 "
-                                    "10000 files, 0 failed\n"));
+    const std::string total = LastLine(shown.out);
+    EXPECT_THAT(total, StartsWith("total  20000  19.5 KiB  10000  "));
+    EXPECT_THAT(total, EndsWith("  10000 files, 0 others, 0 failed"));
 }
 
 TEST_F(ManifestCreate, FollowsLinksToFiles) {
     Make("file", "text");
     fs::create_symlink("file", m_dir.File("link"));
     EXPECT_EQ(0, Manifest({"create", "out.xml", "link"}).status);
-    EXPECT_THAT(WithoutIds("out.xml"), HasSubstr(R"(<file name="link" bytes="4" lines="0" id/>)"));
+    EXPECT_THAT(Steady("out.xml"),
+                HasSubstr(R"(<file name="link" bytes="4" size="4 B" lines="0" written id/>)"));
 }
 
 // Concerns: whatever cannot be measured is named with its reason, on standard error and in an
@@ -255,10 +291,10 @@ protected:
         EXPECT_EQ(1, outcome.status);
         EXPECT_EQ("manifest: " + name + ": " + reason + "\n", outcome.err);
         std::string expected = Begin;
-        expected += R"(  <file name="good" bytes="2" lines="1" id/>)";
+        expected += R"(  <file name="good" bytes="2" size="2 B" lines="1" written id/>)";
         expected += "\n  <failure name=\"" + name + "\">" + reason + "</failure>\n";
-        expected += R"(  <file name="good" bytes="2" lines="1" id/>)";
-        EXPECT_EQ(expected + "\n</manifest>\n", WithoutIds("out.xml"));
+        expected += R"(  <file name="good" bytes="2" size="2 B" lines="1" written id/>)";
+        EXPECT_EQ(expected + "\n</manifest>\n", Steady("out.xml"));
         ExpectWellFormed("out.xml");
     }
 };
@@ -283,24 +319,13 @@ TEST_F(ManifestFailures, AFileThatFailsWhileItIsReadIsReported) {
     ExpectReported("/proc/self/mem", "Input/output error");
 }
 
-TEST_F(ManifestFailures, ADirectoryIsReported) {
-    fs::create_directory(m_dir.File("directory"));
-    ExpectReported("directory", "not a regular file");
-}
-
 TEST_F(ManifestFailures, AFifoIsReportedWithoutWaitingForItsWriter) {
     ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
     ExpectReported("fifo", "not a regular file");
 }
 
 TEST_F(ManifestFailures, ASocketIsReported) {
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    const std::string path = m_dir.File("socket");
-    ASSERT_LT(path.size(), sizeof address.sun_path);
-    path.copy(address.sun_path, path.size());
-    ASSERT_EQ(0, bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address));
+    const int socket = BoundSocket(m_dir.File("socket"));
     ExpectReported("socket", "not a regular file");
     close(socket);
 }
@@ -342,6 +367,380 @@ TEST_F(ManifestFailures, ARefusedWorkerThreadIsReportedInsteadOfWaitedFor) {
     EXPECT_THAT(Directory(), IsEmpty());
 }
 
+// Concerns: directories are recorded with all that is below them, in an order that does not depend on
+// the file system's; links never lead out of the walk or around in it; nothing but files is opened;
+// what cannot be looked at costs nothing else; the manifest itself is not in the manifest.
+
+class ManifestWalk : public ManifestProgram {
+protected:
+    void MakeDirectory(const std::string& name) const {
+        ASSERT_TRUE(fs::create_directory(m_dir.File(name)));
+    }
+
+    void MakeLink(const std::string& to, const std::string& name) const {
+        fs::create_symlink(to, m_dir.File(name));
+    }
+
+    static std::string Directory(const std::string& name) { return Other("directory", name); }
+
+    static std::string Other(const std::string& kind, const std::string& name) {
+        return "  <" + kind + " name=\"" + name + "\" written id/>\n";
+    }
+
+    static std::string Empty(const std::string& name) {
+        return "  <file name=\"" + name + "\" bytes=\"0\" size=\"0 B\" lines=\"0\" written id/>\n";
+    }
+
+    static std::string Failure(const std::string& name, const std::string& reason) {
+        return "  <failure name=\"" + name + "\">" + reason + "</failure>\n";
+    }
+
+    void ExpectManifest(const std::string& elements, const std::string& out = "out.xml") const {
+        EXPECT_EQ(Begin + elements + "</manifest>\n", Steady(out));
+        ExpectWellFormed(out);
+    }
+
+    /// Runs without the superuser's privileges and expects failures, which are complained of.
+    void ExpectFailures(const std::string& elements, const Names& complaints) const {
+        const Outcome outcome = Manifest({"create", "out.xml", "d"}, GiveUpPrivileges);
+        if (outcome.status == CannotGiveUp)
+            GTEST_SKIP() << "the superuser's privileges cannot be given up here";
+        EXPECT_EQ(1, outcome.status);
+        std::string expected;
+        for (const std::string& complaint : complaints)
+            expected += "manifest: " + complaint + "\n";
+        EXPECT_EQ(expected, outcome.err);
+        ExpectManifest(elements);
+    }
+};
+
+TEST_F(ManifestWalk, GoesDepthFirstInTheOrderOfTheBytesOfTheNames) {
+    for (const char* directory : {"d", "d/a", "d/a/deep", "d/a/deep/er", "d/empty"})
+        MakeDirectory(directory);
+    for (const char* file : {"d/ä", "d/b", "d/a.b", "d/B", "d/a/z", "d/a/deep/er/x", "d/10", "d/9"})
+        Make(file);
+    const Outcome outcome = Manifest({"create", "out.xml", "d"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("", outcome.err);
+    ExpectManifest(Directory("d") + Empty("d/10") + Empty("d/9") + Empty("d/B") + Directory("d/a") +
+                   Directory("d/a/deep") + Directory("d/a/deep/er") + Empty("d/a/deep/er/x") +
+                   Empty("d/a/z") + Empty("d/a.b") + Empty("d/b") + Directory("d/empty") +
+                   Empty("d/ä"));
+}
+
+TEST_F(ManifestWalk, KeepsTheOrderOfThePathsGiven) {
+    for (const char* directory : {"b", "a"})
+        MakeDirectory(directory);
+    for (const char* file : {"b/x", "a/x", "c"})
+        Make(file);
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "c", "b/", "a", "c"}).status);
+    ExpectManifest(Empty("c") + Directory("b/") + Empty("b/x") + Directory("a") + Empty("a/x") +
+                   Empty("c"));
+}
+
+TEST_F(ManifestWalk, RecordsLinksAndDoesNotFollowThem) {
+    MakeDirectory("outside");
+    Make("outside/file", "x");
+    MakeDirectory("d");
+    MakeDirectory("d/sub");
+    MakeLink("..", "d/sub/around");
+    MakeLink("nowhere", "d/dangling");
+    MakeLink("../outside", "d/directory");
+    MakeLink("../outside/file", "d/file");
+    MakeLink("self", "d/self");
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    ExpectManifest(Directory("d") + Other("link", "d/dangling") + Other("link", "d/directory") +
+                   Other("link", "d/file") + Other("link", "d/self") + Directory("d/sub") +
+                   Other("link", "d/sub/around"));
+}
+
+TEST_F(ManifestWalk, FindsEverythingBesideManyLinksThatLeadNowhere) {
+    constexpr std::size_t Count = 50; // wherever the system puts them, also at both ends
+    MakeDirectory("d");
+    std::string expected = Directory("d");
+    for (std::size_t i = 0; i < Count; ++i) {
+        const std::string name = "d/" + std::to_string(100 + i);
+        MakeLink("nowhere", name);
+        Make(name + "f");
+        expected += Other("link", name) + Empty(name + "f");
+    }
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    ExpectManifest(expected);
+}
+
+TEST_F(ManifestWalk, RecordsADirectoryWithNothingButALinkThatLeadsNowhere) {
+    MakeDirectory("d");
+    MakeLink("nowhere", "d/link");
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    ExpectManifest(Directory("d") + Other("link", "d/link"));
+}
+
+TEST_F(ManifestWalk, FollowsALinkThatIsGivenAsAPath) {
+    MakeDirectory("d");
+    Make("d/x");
+    MakeLink("d", "link");
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "link"}).status);
+    ExpectManifest(Directory("link") + Empty("link/x"));
+}
+
+TEST_F(ManifestWalk, RecordsFifosAndSocketsWithoutOpeningThem) {
+    MakeDirectory("d");
+    ASSERT_EQ(0, mkfifo(m_dir.File("d/fifo").c_str(), 0600));
+    const int socket = BoundSocket(m_dir.File("d/socket"));
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    close(socket);
+    ExpectManifest(Directory("d") + Other("fifo", "d/fifo") + Other("socket", "d/socket"));
+}
+
+TEST_F(ManifestWalk, RecordsDevicesWithoutOpeningThem) {
+    MakeDirectory("d");
+    if (mknod(m_dir.File("d/zero").c_str(), S_IFCHR | 0600, makedev(1, 5)) != 0)
+        GTEST_SKIP() << "no device can be made here";
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    ExpectManifest(Directory("d") + Other("device", "d/zero"));
+}
+
+TEST_F(ManifestWalk, AnUnreadableDirectoryIsAFailureThatCostsNothingElse) {
+    for (const char* directory : {"d", "d/closed"})
+        MakeDirectory(directory);
+    for (const char* file : {"d/a", "d/closed/x", "d/z"})
+        Make(file);
+    fs::permissions(m_dir.File("d/closed"), fs::perms::none);
+    ExpectFailures(Directory("d") + Empty("d/a") + Failure("d/closed", "Permission denied") +
+                       Empty("d/z"),
+                   {"d/closed: Permission denied"});
+}
+
+TEST_F(ManifestWalk, WhatCannotBeLookedAtIsAFailureUnderItsName) {
+    for (const char* directory : {"d", "d/list"})
+        MakeDirectory(directory);
+    for (const char* file : {"d/a", "d/list/x", "d/list/y", "d/z"})
+        Make(file);
+    fs::permissions(m_dir.File("d/list"), fs::perms::owner_read); // names, but nothing else
+    ExpectFailures(Directory("d") + Empty("d/a") + Directory("d/list") +
+                       Failure("d/list/x", "Permission denied") +
+                       Failure("d/list/y", "Permission denied") + Empty("d/z"),
+                   {"d/list/x: Permission denied", "d/list/y: Permission denied"});
+}
+
+TEST_F(ManifestWalk, LeavesTheManifestOut) {
+    MakeDirectory("d");
+    MakeDirectory("d/sub");
+    MakeLink(".", "here");
+    for (const char* file : {"d/a", "d/sub/out.xml"})
+        Make(file);
+    const std::string expected =
+        Directory("d") + Empty("d/a") + Directory("d/sub") + Empty("d/sub/out.xml");
+    for (const char* out : {"d/out.xml", "d/out.xml", "here/d/out.xml", "./d/sub/../out.xml"}) {
+        EXPECT_EQ(0, Manifest({"create", out, "d"}).status);
+        ExpectManifest(expected, "d/out.xml");
+    }
+}
+
+TEST_F(ManifestWalk, LeavesTheManifestOutOfTheCurrentDirectory) {
+    Make("a");
+    for (int run = 0; run < 2; ++run) {
+        EXPECT_EQ(0, Manifest({"create", "out.xml", "."}).status);
+        ExpectManifest(Directory(".") + Empty("./a"));
+    }
+}
+
+TEST_F(ManifestWalk, LeavesTheManifestOutWhereALinkLeadsToIt) {
+    for (const char* directory : {"d", "d/real"})
+        MakeDirectory(directory);
+    Make("d/real/out.xml", "old");
+    MakeLink("real/out.xml", "d/link.xml");
+    EXPECT_EQ(0, Manifest({"create", "d/link.xml", "d"}).status);
+    ExpectManifest(Directory("d") + Directory("d/real"), "d/real/out.xml");
+}
+
+TEST_F(ManifestWalk, LeavesOutWhatAKilledRunLeftBesideTheManifest) {
+    MakeDirectory("d");
+    const std::string left = std::string(".manifest-") + SomeId + ".tmp";
+    for (const std::string& file : {"d/" + left, left, std::string("d/.manifest-x.tmp")})
+        Make(file);
+    EXPECT_EQ(0, Manifest({"create", "d/out.xml", "d"}).status);
+    ExpectManifest(Directory("d") + Empty("d/.manifest-x.tmp"), "d/out.xml");
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status); // whose place is another one
+    EXPECT_THAT(Steady("out.xml"), HasSubstr(Empty("d/" + left)));
+}
+
+TEST_F(ManifestWalk, FindsNamesOfAnyBytes) {
+    MakeDirectory("d");
+    MakeDirectory("d/\xff");
+    for (const char* file : {"d/\xff/\n", "d/a&b", "d/ ", "d/...", "d/-"})
+        Make(file);
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    const std::string begin = R"(  <file name="d/%FF/%0A" escaped="percent")";
+    ExpectManifest(Directory("d") + Empty("d/ ") + Empty("d/-") + Empty("d/...") +
+                   Empty("d/a&amp;b") +
+                   "  <directory name=\"d/%FF\" escaped=\"percent\" written id/>\n" + begin +
+                   " bytes=\"0\" size=\"0 B\" lines=\"0\" written id/>\n");
+}
+
+TEST_F(ManifestWalk, TakesTenThousandFiles) {
+    constexpr std::size_t Count = 10000;
+    for (std::size_t i = 0; i < Count; ++i) {
+        if (i % 100 == 0)
+            fs::create_directories(m_dir.File("d/" + std::to_string(i / 100)));
+        Make("d/" + std::to_string(i / 100) + "/" + std::to_string(i), "x\n");
+    }
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    ExpectWellFormed("out.xml");
+    const Outcome shown = Manifest({"show", "out.xml"});
+    EXPECT_EQ(Count + 101 + 2, std::count(shown.out.begin(), shown.out.end(), '\n'));
+    EXPECT_THAT(LastLine(shown.out), EndsWith("  10000 files, 101 others, 0 failed"));
+}
+
+// Concerns: times are those of the last writing, to the millisecond, in universal time and in the
+// local zone; the date program is asked.
+
+class ManifestTimes : public ManifestProgram {
+protected:
+    std::string DateOf(const std::string& file, const std::string& options) const {
+        const Outcome outcome = RunProgram(
+            {"/bin/sh", "-c", "date " + options + " -r " + file + " +%Y-%m-%dT%H:%M:%S.%3N"},
+            InZone());
+        EXPECT_EQ(0, outcome.status) << outcome.err;
+        return outcome.out.substr(0, outcome.out.find('\n'));
+    }
+
+    Surroundings InZone() const {
+        Surroundings surroundings = Here();
+        surroundings.environment.emplace_back("TZ", "EST5EDT,M3.2.0,M11.1.0");
+        return surroundings;
+    }
+};
+
+TEST_F(ManifestTimes, AreWhatDateSays) {
+    const std::vector<timespec> times{
+        {1700000000, 123999999}, {1720000000, 0}, {0, 0}, {-2, 250000000}, {4102444800, 999000000}};
+    for (const timespec& time : times) {
+        Make("file");
+        const std::array<timespec, 2> both{time, time};
+        ASSERT_EQ(0, utimensat(AT_FDCWD, m_dir.File("file").c_str(), both.data(), 0));
+        const Names create = Arguments({"create", "out.xml", "file"});
+        ASSERT_EQ(0, RunProgram(create, InZone()).status);
+        EXPECT_THAT(Content("out.xml"),
+                    HasSubstr(" written-utc=\"" + DateOf("file", "-u") + "\" written-local=\"" +
+                              DateOf("file", "") + "\" "));
+        const Outcome shown = Manifest({"show", "out.xml"});
+        EXPECT_THAT(shown.out, HasSubstr("  " + DateOf("file", "") + "  "));
+    }
+}
+
+TEST_F(ManifestTimes, OfALinkAreItsOwn) {
+    fs::create_directory(m_dir.File("d"));
+    Make("file");
+    fs::create_symlink("../file", m_dir.File("d/link"));
+    const std::array<timespec, 2> both{timespec{1000, 0}, timespec{1000, 0}};
+    ASSERT_EQ(0,
+              utimensat(AT_FDCWD, m_dir.File("d/link").c_str(), both.data(), AT_SYMLINK_NOFOLLOW));
+    ASSERT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
+    EXPECT_THAT(Content("out.xml"),
+                HasSubstr("<link name=\"d/link\" written-utc=\"1970-01-01T00:16:40.000\""));
+}
+
+// Concerns: on a terminal a line shows how far the work has come, and is gone at the end; anywhere
+// else nothing is written.
+
+class ManifestProgress : public ManifestProgram {
+protected:
+    /// A terminal of 60 columns whose other end is the test's.
+    class Terminal {
+    public:
+        Terminal() : m_own(posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC)) {
+            const winsize size{24, 60, 0, 0};
+            if (m_own < 0 || grantpt(m_own) != 0 || unlockpt(m_own) != 0 ||
+                ioctl(m_own, TIOCSWINSZ, &size) != 0)
+                throw std::system_error(errno, std::generic_category(), "posix_openpt");
+            m_programs = open(ptsname(m_own), O_RDWR | O_NOCTTY | O_CLOEXEC);
+        }
+        ~Terminal() {
+            LeaveToProgram();
+            close(m_own);
+        }
+        Terminal(const Terminal&) = delete;
+        Terminal& operator=(const Terminal&) = delete;
+
+        int ProgramsEnd() const { return m_programs; }
+
+        /// From now on reading ends with the program.
+        void LeaveToProgram() {
+            if (m_programs >= 0)
+                close(std::exchange(m_programs, -1));
+        }
+
+        /// Returns what is written until a text is in it, or the program ends.
+        std::string ReadUntil(const std::string& text) const {
+            std::string all;
+            std::array<char, 1024> part{};
+            while (all.find(text) == std::string::npos) {
+                const ssize_t size = read(m_own, part.data(), part.size());
+                if (size <= 0)
+                    break;
+                all.append(part.data(), static_cast<std::size_t>(size));
+            }
+            return all;
+        }
+
+    private:
+        int m_own = -1;
+        int m_programs = -1;
+    };
+
+    Surroundings On(int standardError) const {
+        Surroundings surroundings = Here();
+        surroundings.prepare = [standardError] { dup2(standardError, STDERR_FILENO); };
+        return surroundings;
+    }
+};
+
+TEST_F(ManifestProgress, AppearsOnATerminalAndIsGoneBeforeTheComplaints) {
+    Make("a", "12345");
+    Terminal terminal;
+    Program program(Arguments({"create", "out.xml", "a", "x"}), On(terminal.ProgramsEnd()));
+    terminal.LeaveToProgram();
+    const std::string text = terminal.ReadUntil("directory\r\n");
+    EXPECT_EQ(1, program.Wait().status);
+    const std::string line = "0 of 1 files, 0 B of 5 B";
+    EXPECT_THAT(text, StartsWith("\r" + line));
+    const std::size_t end = text.find("manifest: x: No such file or directory\r\n");
+    ASSERT_NE(std::string::npos, end) << text;
+    const std::string cleared = text.substr(0, end);
+    EXPECT_THAT(cleared, EndsWith("\r" + std::string(line.size(), ' ') + "\r"));
+}
+
+TEST_F(ManifestProgress, TellsRateAndTimeLeftWithinTheTerminalsWidth) {
+    Make("endless");
+    fs::resize_file(m_dir.File("endless"), std::uintmax_t{1} << 40U); // holes; nothing is stored
+    Terminal terminal;
+    Program program(Arguments({"create", "out.xml", "endless"}), On(terminal.ProgramsEnd()));
+    terminal.LeaveToProgram();
+    const std::string text = terminal.ReadUntil("/s, ") + terminal.ReadUntil("\r");
+    program.Kill(SIGKILL);
+    program.Wait();
+    EXPECT_THAT(text, testing::ContainsRegex("\r0 of 1 files, [0-9.]+ [KMG]iB of 1.0 TiB, "
+                                             "[0-9.]+ [KMG]?i?B/s, [0-9]+:"));
+    std::size_t longest = 0;
+    std::size_t begin = 0;
+    for (std::size_t end = 0; (end = text.find('\r', begin)) != std::string::npos; begin = end + 1)
+        longest = std::max(longest, end - begin);
+    EXPECT_LE(longest, 59U);
+}
+
+TEST_F(ManifestProgress, IsSilentOnAPipe) {
+    Make("a", "12345");
+    std::array<int, 2> ends{};
+    ASSERT_EQ(0, pipe2(ends.data(), O_CLOEXEC));
+    Program program(Arguments({"create", "out.xml", "a"}), On(ends[1]));
+    close(ends[1]);
+    char byte = 0;
+    EXPECT_EQ(0, read(ends[0], &byte, 1)); // the end, and nothing before it
+    close(ends[0]);
+    EXPECT_EQ(0, program.Wait().status);
+}
+
 // Concerns: a name may be any bytes; the document stays well formed in every locale, the name can be
 // told back exactly, and nothing that reaches the terminal can control it.
 
@@ -355,10 +754,12 @@ protected:
         ExpectWellFormed("out.xml");
         const Outcome shown = Manifest({"show", "out.xml"}, showing);
         EXPECT_EQ(0, shown.status) << shown.err;
-        const std::size_t begin = shown.out.find('\n') + 1;
-        const std::string row = shown.out.substr(begin, shown.out.find('\n', begin) - begin);
-        constexpr std::size_t NameColumn = 5 + 2 + 5 + 2 + 36 + 2;
-        return row.substr(std::min(NameColumn, row.size()));
+        const Names ids = IdsIn(Content("out.xml"));
+        const std::size_t id = ids.empty() ? std::string::npos : shown.out.find(ids.front() + "  ");
+        if (id == std::string::npos)
+            return "(no row)";
+        const std::size_t begin = id + ids.front().size() + 2;
+        return shown.out.substr(begin, shown.out.find('\n', begin) - begin);
     }
 };
 
@@ -472,7 +873,7 @@ TEST_F(ManifestSaving, ReplacesWhatALinkLeadsToAndKeepsTheLink) {
 TEST_F(ManifestSaving, AManifestMayListItsOwnPredecessor) {
     Make("out.xml", "old\n");
     EXPECT_EQ(0, Manifest({"create", "out.xml", "out.xml"}).status);
-    EXPECT_THAT(WithoutIds("out.xml"), HasSubstr(R"(name="out.xml" bytes="4" lines="1")"));
+    EXPECT_THAT(Steady("out.xml"), HasSubstr(R"(name="out.xml" bytes="4" size="4 B" lines="1")"));
 }
 
 TEST_F(ManifestSaving, FailsInADirectoryThatDoesNotExist) {
@@ -576,26 +977,39 @@ protected:
 
 TEST_F(ManifestShow, PrintsAlignedColumnsFailuresAndATotal) {
     const std::string id = SomeId;
-    MakeManifest("<file name='long' bytes='1234567' lines='89' id='" + id + "'/>" +
+    const std::string written = "written-local='2026-11-21T10:00:00.000' id='" + id + "'/>";
+    MakeManifest("<directory name='d' " + written + //
+                 "<file name='long' bytes='1234567' lines='89' " + written +
                  "<failure name='gone'>No such file or directory</failure>" +
-                 "<file name='short' bytes='1' lines='0' id='" + id + "'/>");
+                 "<file name='short' bytes='1' lines='0' " + written);
     const Outcome outcome = Manifest({"show", "in.xml"});
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ("", outcome.err);
-    EXPECT_EQ("  BYTES  LINES  ID                                    NAME\n"
-              "1234567     89  " +
-                  id + "  long\n" +
-                  "      -      -  failed                                gone: No such file or "
-                  "directory\n"
-                  "      1      0  " +
-                  id + "  short\n" +
-                  "1234568     89  total                                 2 files, 1 failed\n",
+    const std::string time = "2026-11-21T10:00:00.000  ";
+    const std::string blank(36, ' ');
+    EXPECT_EQ("KIND         BYTES     SIZE  LINES  WRITTEN                  ID" + blank +
+                  "NAME\n"
+                  "directory        -        -      -  " +
+                  time + id +
+                  "  d\n"
+                  "file       1234567  1.2 MiB     89  " +
+                  time + id +
+                  "  long\n"
+                  "failed           -        -      -  -                        -" +
+                  blank +
+                  " gone: No such file or directory\n"
+                  "file             1      1 B      0  " +
+                  time + id +
+                  "  short\n"
+                  "total      1234568  1.2 MiB     89                           " +
+                  blank + "  2 files, 1 other, 1 failed\n",
               outcome.out);
 }
 
 TEST_F(ManifestShow, PrintsAnEmptyManifest) {
     MakeManifest("");
-    EXPECT_EQ("BYTES  LINES  ID     NAME\n    0      0  total  0 files, 0 failed\n",
+    EXPECT_EQ("KIND   BYTES  SIZE  LINES  WRITTEN  ID  NAME\n"
+              "total      0   0 B      0               0 files, 0 others, 0 failed\n",
               Manifest({"show", "in.xml"}).out);
 }
 
@@ -604,17 +1018,36 @@ TEST_F(ManifestShow, PrintsNumbersBeyondThirtyTwoBitsInFull) {
         std::string("<file name='a' bytes='18446744073709551615' lines='5000000000' id='") +
         SomeId + "'/>");
     EXPECT_THAT(Manifest({"show", "in.xml"}).out,
-                HasSubstr("\n18446744073709551615  5000000000  " + std::string(SomeId) + "  a\n"));
+                HasSubstr("\nfile   18446744073709551615  8.0 EiB  5000000000  -        " +
+                          std::string(SomeId) + "  a\n"));
+}
+
+TEST_F(ManifestShow, PrintsEveryKind) {
+    const std::vector<std::string> kinds{"directory", "link", "fifo", "socket", "device"};
+    std::string elements;
+    for (const std::string& kind : kinds)
+        elements += "<" + kind + " name='x' id='" + SomeId + "'/>";
+    MakeManifest(elements);
+    const Outcome outcome = Manifest({"show", "in.xml"});
+    for (const std::string& kind : kinds)
+        EXPECT_THAT(outcome.out, HasSubstr("\n" + kind + " "));
+    EXPECT_THAT(outcome.out, EndsWith("  0 files, 5 others, 0 failed\n"));
+}
+
+TEST_F(ManifestShow, ShowsManifestsWithoutTimes) {
+    MakeManifest(std::string("<file name='a' bytes='1' lines='0' id='") + SomeId + "'/>");
+    EXPECT_THAT(
+        Manifest({"show", "in.xml"}).out,
+        HasSubstr("\nfile       1   1 B      0  -        " + std::string(SomeId) + "  a\n"));
 }
 
 TEST_F(ManifestShow, IgnoresWhatLaterVersionsMayAdd) {
-    MakeManifest(std::string("<directory name='d'/><file digest='1' name='a' bytes='1' lines='0' "
+    MakeManifest(std::string("<archive name='d'/><file digest='1' name='a' bytes='1' lines='0' "
                              "id='") +
                  SomeId + "'><block/></file>");
     const Outcome outcome = Manifest({"show", "in.xml"});
     EXPECT_EQ(0, outcome.status);
-    EXPECT_THAT(outcome.out, EndsWith("    1      0  total                                 "
-                                      "1 file, 0 failed\n"));
+    EXPECT_THAT(outcome.out, EndsWith("  1 file, 0 others, 0 failed\n"));
 }
 
 TEST_F(ManifestShow, RefusesWhatIsNoManifest) {
@@ -658,12 +1091,15 @@ TEST_F(ManifestShow, LetsNoDocumentControlTheTerminal) {
     const std::string rest = std::string("' bytes='1' lines='0' id='") + SomeId + "'/>";
     MakeManifest("<file name='&#x9b;31m" + rest + "<file escaped='percent' name='%1B%zz%4" + rest +
                  "<file escaped='percent' name='ends?%00%1B" + rest +
+                 "<directory name='d' written-local='&#x9b;31m' id='" + SomeId + "'/>" +
                  "<failure name='a'>&#x9b;31m</failure>");
     const Outcome outcome = Manifest({"show", "in.xml"});
     EXPECT_EQ(0, outcome.status) << outcome.err;
     for (const char* name :
          {R"($'\xC2\x9B31m')", R"($'\x1B%zz%4')", R"($'ends?\x00\x1B')", R"(a: $'\xC2\x9B31m')"})
         EXPECT_THAT(outcome.out, HasSubstr("  " + std::string(name) + "\n"));
+    EXPECT_THAT(outcome.out, HasSubstr(R"(-  $'\xC2\x9B31m')")); // the time
+    EXPECT_THAT(outcome.out, Not(HasSubstr("\x9b")));
 }
 
 TEST_F(ManifestShow, FailsWhenTheTableCannotBePrinted) {

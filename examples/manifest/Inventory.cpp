@@ -1,6 +1,7 @@
 #include "Inventory.h"
 
 #include <algorithm>
+#include <atomic>
 #include <stdexcept>
 #include <string_view>
 
@@ -13,13 +14,41 @@ namespace Manifest {
 namespace {
 
 constexpr unsigned int NoLimit = 0xFFFFFFFF;
+constexpr unsigned int ReportIntervalMs = 200;
 
-void Measure(Entry& entry) {
-    entry.failure = ReadInPieces(entry.name, [&entry](std::string_view piece) {
+/// What the worker has done so far.
+struct Done {
+    std::atomic<std::size_t> files{0};
+    std::atomic<unsigned long long> bytes{0};
+};
+
+bool IsToBeRead(const Entry& entry) { return entry.failure.empty() && entry.kind == Kind::File; }
+
+Advance Total(const std::vector<Entry>& entries) {
+    Advance total;
+    for (const Entry& entry : entries) {
+        if (!IsToBeRead(entry))
+            continue;
+        ++total.allFiles;
+        total.allBytes += entry.bytes;
+    }
+    return total;
+}
+
+void CountContent(Entry& entry, Done& done) {
+    entry.bytes = 0;
+    entry.failure = ReadInPieces(entry.name, [&entry, &done](std::string_view piece) {
         entry.bytes += piece.size();
         entry.lines +=
             static_cast<unsigned long long>(std::count(piece.begin(), piece.end(), '\n'));
+        done.bytes += piece.size();
     });
+    ++done.files;
+}
+
+void Measure(Entry& entry, Done& done) {
+    if (IsToBeRead(entry))
+        CountContent(entry, done);
     if (entry.failure.empty() && !entry.id.Generate())
         entry.failure = "no identifier could be made";
 }
@@ -29,26 +58,29 @@ bool Start(Vorn::ThreadTaskPool& pool) { return pool.StartThread(0) && pool.GetT
 
 } // namespace
 
-std::vector<Entry> MeasureFiles(const std::vector<std::string>& names) {
-    std::vector<Entry> entries(names.size());
+void MeasureFiles(std::vector<Entry>& entries, const std::function<void(const Advance&)>& report) {
+    Advance advance = Total(entries);
+    Done done;
     Vorn::Event measured;
     Vorn::ThreadTaskPool pool; // behind what its tasks use, so that it is gone first
     if (!measured.Create(1, 0, nullptr) || !Start(pool))
         throw std::runtime_error("no worker thread could be started");
 
-    for (std::size_t i = 0; i < names.size(); ++i) {
-        entries[i].name = names[i];
-        pool.Post([&entry = entries[i]] { Measure(entry); });
-    }
+    report(advance);
+    for (Entry& entry : entries)
+        pool.Post([&entry, &done] { Measure(entry, done); });
     // Tasks run in the order in which they were posted: this one comes when all files are measured.
     // An idle worker looks for a stop only ten times a second; asked from a task, it stops at once.
     pool.Post([&pool, &measured] {
         pool.StopThreadEvent();
         measured.Set();
     });
-    measured.Wait(NoLimit);
+    while (!measured.Wait(ReportIntervalMs)) {
+        advance.files = done.files;
+        advance.bytes = done.bytes;
+        report(advance);
+    }
     pool.StopThread(NoLimit, 0);
-    return entries;
 }
 
 } // namespace Manifest

@@ -1,6 +1,8 @@
 #ifndef MANIFEST_INVENTORY_H
 #define MANIFEST_INVENTORY_H
 
+#include <cstddef>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -8,18 +10,33 @@
 
 namespace Manifest {
 
-/// What is known of one file.
+/// What an entry is. A link is one met in a directory; those that the user names are followed.
+enum class Kind { File, Directory, Link, Fifo, Socket, Device };
+
+/// What is known of a file or of something else in a directory.
 struct Entry {
-    std::string name;             // as the user gave it; any bytes
+    std::string name;             // as the user gave it, or found below that; any bytes
+    Kind kind = Kind::File;       // this and what follows hold only when there is no failure
     Vorn::Guid id;                // fresh for every measurement
-    unsigned long long bytes = 0; // these three hold only when there is no failure
-    unsigned long long lines = 0; // line feeds, as wc counts
-    std::string failure;          // why the file could not be measured; empty when it was
+    unsigned long long bytes = 0; // of a file; before it is measured, as many as it says it has
+    unsigned long long lines = 0; // of a file: line feeds, as wc counts
+    std::string writtenUtc;       // when it was last written, in universal time; may be empty
+    std::string writtenLocal;     // the same in the local zone
+    std::string failure;          // why nothing is known; empty when something is
 };
 
-/// Measures the files on a worker thread and returns an entry for each, in the same order. Throws
-/// std::runtime_error when there is no worker.
-std::vector<Entry> MeasureFiles(const std::vector<std::string>& names);
+/// How far a measurement has come, and how far it goes.
+struct Advance {
+    std::size_t files = 0;
+    std::size_t allFiles = 0;
+    unsigned long long bytes = 0;
+    unsigned long long allBytes = 0; // by the sizes that the files had when they were found
+};
+
+/// Measures the files among the entries on a worker thread and gives every entry an identifier.
+/// `report` is called on the calling thread, at the beginning and about five times a second.
+/// Throws std::runtime_error when there is no worker.
+void MeasureFiles(std::vector<Entry>& entries, const std::function<void(const Advance&)>& report);
 
 } // namespace Manifest
 

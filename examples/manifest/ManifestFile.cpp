@@ -4,12 +4,14 @@
 #include <charconv>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <system_error>
 
 #include <Bases/File.h>
 #include <Bases/Xml.h>
 
+#include "Describe.h"
 #include "FileName.h"
 #include "ReadFile.h"
 #include "ReplaceFile.h"
@@ -20,6 +22,14 @@ namespace {
 
 constexpr int FormatVersion = 1;
 constexpr const char* NotRepresentable = "(a name that this locale cannot show)";
+
+std::optional<Kind> KindNamed(const std::string& name) {
+    for (const Kind kind :
+         {Kind::File, Kind::Directory, Kind::Link, Kind::Fifo, Kind::Socket, Kind::Device})
+        if (name == NameOf(kind))
+            return kind;
+    return std::nullopt;
+}
 
 bool WriteName(Vorn::XmlWriter& xml, const std::string& name) {
     if (IsPlain(name))
@@ -32,9 +42,20 @@ bool WriteFailure(Vorn::XmlWriter& xml, const Entry& entry) {
            xml.WriteEntity(entry.failure) && xml.EndElement();
 }
 
-bool WriteFile(Vorn::XmlWriter& xml, const Entry& entry) {
-    return xml.BeginElement("file") && WriteName(xml, entry.name) &&
-           xml.WriteAttribute("bytes", entry.bytes) && xml.WriteAttribute("lines", entry.lines) &&
+bool WriteTime(Vorn::XmlWriter& xml, const char* name, const std::string& time) {
+    return time.empty() || xml.WriteAttribute(name, time);
+}
+
+bool WriteContent(Vorn::XmlWriter& xml, const Entry& entry) {
+    return entry.kind != Kind::File || (xml.WriteAttribute("bytes", entry.bytes) &&
+                                        xml.WriteAttribute("size", DescribeSize(entry.bytes)) &&
+                                        xml.WriteAttribute("lines", entry.lines));
+}
+
+bool WriteKnown(Vorn::XmlWriter& xml, const Entry& entry) {
+    return xml.BeginElement(NameOf(entry.kind)) && WriteName(xml, entry.name) &&
+           WriteContent(xml, entry) && WriteTime(xml, "written-utc", entry.writtenUtc) &&
+           WriteTime(xml, "written-local", entry.writtenLocal) &&
            xml.WriteAttribute("id", entry.id, 1) && xml.EndElement();
 }
 
@@ -42,7 +63,7 @@ bool WriteEntries(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) {
         const bool written =
             xml.WriteEntity("\n  ") &&
-            (entry.failure.empty() ? WriteFile(xml, entry) : WriteFailure(xml, entry));
+            (entry.failure.empty() ? WriteKnown(xml, entry) : WriteFailure(xml, entry));
         if (!written)
             return false;
     }
@@ -53,7 +74,7 @@ bool WriteEntries(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
 bool WriteManifest(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
     return xml.BeginDocument("UTF-8") && xml.BeginElement("manifest") &&
            xml.WriteAttribute("version", FormatVersion) && xml.WriteEntity("\n  ") &&
-           xml.WriteComment(" One element for each file; lines counts line feeds. ") &&
+           xml.WriteComment(" One element for each entry; lines counts line feeds. ") &&
            WriteEntries(xml, entries) && xml.WriteEntity("\n") && xml.EndElement() &&
            xml.EndDocument();
 }
@@ -126,11 +147,22 @@ std::string ReadName(const Attributes& attributes) {
     return attributes.count("escaped") != 0 ? Unescape(name->second) : name->second;
 }
 
-Entry ReadFile(const Attributes& attributes) {
+// Manifests of before times were recorded have none.
+std::string Optional(const Attributes& attributes, const char* name) {
+    const auto found = attributes.find(name);
+    return found == attributes.end() ? "" : found->second;
+}
+
+Entry ReadKnown(Kind kind, const Attributes& attributes) {
     Entry entry;
     entry.name = ReadName(attributes);
-    entry.bytes = RequireNumber(attributes, "bytes");
-    entry.lines = RequireNumber(attributes, "lines");
+    entry.kind = kind;
+    if (kind == Kind::File) {
+        entry.bytes = RequireNumber(attributes, "bytes");
+        entry.lines = RequireNumber(attributes, "lines");
+    }
+    entry.writtenUtc = Optional(attributes, "written-utc");
+    entry.writtenLocal = Optional(attributes, "written-local");
     entry.id = RequireGuid(attributes, "id");
     return entry;
 }
@@ -182,10 +214,10 @@ std::vector<Entry> LoadManifest(const std::string& path) {
     std::string tag;
     auto* element = xml.ChildElement(root, &tag);
     for (; element != nullptr; element = xml.NextElement(element, &tag)) {
-        if (tag == "file")
-            entries.push_back(ReadFile(ReadAttributes(xml, element)));
-        else if (tag == "failure")
+        if (tag == "failure")
             entries.push_back(ReadFailure(xml, element));
+        else if (const std::optional<Kind> kind = KindNamed(tag))
+            entries.push_back(ReadKnown(*kind, ReadAttributes(xml, element)));
     }
     return entries;
 }

@@ -13,9 +13,15 @@ namespace Manifest {
 //     <?xml version="1.0" encoding="UTF-8"?>
 //     <manifest version="1">
 //       <!-- ... -->
-//       <file name="main.cpp" bytes="2214" lines="71" id="0f8fad5b-d9cb-469f-a165-70867728950e"/>
+//       <directory name="src" written-utc="2026-11-21T10:00:00.000"
+//         written-local="2026-11-21T11:00:00.000" id="c56a4180-65aa-42ec-a945-5fd21dec0538"/>
+//       <file name="src/main.cpp" bytes="2214" size="2.2 KiB" lines="71" written-utc="..."
+//         written-local="..." id="0f8fad5b-d9cb-469f-a165-70867728950e"/>
 //       <failure name="missing.txt">No such file or directory</failure>
 //     </manifest>
+//
+// An element's name is its entry's kind: file, directory, link, fifo, socket or device. The size is
+// the bytes once more, for people; times may be missing.
 //
 // A name that could not stand in it as it is has percent escapes, and an attribute escaped="percent"
 // beside it. Elements and attributes that a reader does not know are to be ignored.

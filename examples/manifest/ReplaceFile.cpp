@@ -1,7 +1,7 @@
 #include "ReplaceFile.h"
 
 #include <stdexcept>
-#include <string>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
@@ -12,6 +12,10 @@ namespace Manifest {
 namespace fs = std::filesystem;
 
 namespace {
+
+constexpr std::string_view Begin = ".manifest-";
+constexpr std::string_view End = ".tmp";
+constexpr std::size_t IdLength = 36;
 
 // Renaming over a link would leave what it leads to as it was; renaming over a device, as a path
 // like /dev/stdout may be, would take the device away.
@@ -27,7 +31,7 @@ fs::path PathBeside(const fs::path& target) {
     Vorn::Guid unique;
     if (!unique.Generate())
         throw std::runtime_error("no temporary name could be made");
-    return target.parent_path() / (".manifest-" + unique.ToString(1) + ".tmp");
+    return target.parent_path() / (std::string(Begin) + unique.ToString(1) + std::string(End));
 }
 
 /// Removes the file at its path, if there is one by then.
@@ -63,6 +67,11 @@ void ReplaceFile(const fs::path& target, const std::function<void(const fs::path
         throw std::runtime_error(
             error.code().message()); // without the paths, which may hold any bytes
     }
+}
+
+bool IsTemporaryName(const std::string& name) {
+    return name.size() == Begin.size() + IdLength + End.size() && name.starts_with(Begin) &&
+           name.ends_with(End);
 }
 
 } // namespace Manifest

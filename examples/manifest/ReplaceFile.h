@@ -3,6 +3,7 @@
 
 #include <filesystem>
 #include <functional>
+#include <string>
 
 namespace Manifest {
 
@@ -15,6 +16,9 @@ namespace Manifest {
 /// temporary one is gone. A target that is there but no regular file is refused.
 void ReplaceFile(const std::filesystem::path& target,
                  const std::function<void(const std::filesystem::path&)>& write);
+
+/// Returns true for a name such as the temporary files have.
+bool IsTemporaryName(const std::string& name);
 
 } // namespace Manifest
 

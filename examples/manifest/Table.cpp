@@ -3,48 +3,80 @@
 #include <algorithm>
 #include <array>
 
+#include "Describe.h"
 #include "FileName.h"
 
 namespace Manifest {
 
 namespace {
 
-using Row = std::array<std::string, 4>; // bytes, lines, identifier, name
+enum Column { KindColumn, Bytes, Size, Lines, Written, Id, Name, Columns };
+
+using Row = std::array<std::string, Columns>;
 
 Row MakeRow(const Entry& entry) {
     if (!entry.failure.empty())
-        return {"-", "-", "failed", ForDisplay(entry.name) + ": " + ForDisplay(entry.failure)};
-    return {std::to_string(entry.bytes), std::to_string(entry.lines), entry.id.ToString(1),
+        return {"failed",
+                "-",
+                "-",
+                "-",
+                "-",
+                "-",
+                ForDisplay(entry.name) + ": " + ForDisplay(entry.failure)};
+    const std::string written = entry.writtenLocal.empty() ? "-" : ForDisplay(entry.writtenLocal);
+    const std::string id = entry.id.ToString(1);
+    if (entry.kind != Kind::File)
+        return {NameOf(entry.kind), "-", "-", "-", written, id, ForDisplay(entry.name)};
+    return {NameOf(entry.kind),
+            std::to_string(entry.bytes),
+            DescribeSize(entry.bytes),
+            std::to_string(entry.lines),
+            written,
+            id,
             ForDisplay(entry.name)};
+}
+
+std::string Count(std::size_t number, const char* one) {
+    return std::to_string(number) + " " + one + (number == 1 ? ", " : "s, ");
 }
 
 Row MakeTotal(const std::vector<Entry>& entries) {
     unsigned long long bytes = 0;
     unsigned long long lines = 0;
+    std::size_t files = 0;
     std::size_t failures = 0;
     for (const Entry& entry : entries) {
         bytes += entry.bytes;
         lines += entry.lines;
         failures += entry.failure.empty() ? 0 : 1;
+        files += entry.failure.empty() && entry.kind == Kind::File ? 1 : 0;
     }
-    const std::size_t files = entries.size() - failures;
-    return {std::to_string(bytes), std::to_string(lines), "total",
-            std::to_string(files) + (files == 1 ? " file, " : " files, ") +
+    return {"total",
+            std::to_string(bytes),
+            DescribeSize(bytes),
+            std::to_string(lines),
+            "",
+            "",
+            Count(files, "file") + Count(entries.size() - files - failures, "other") +
                 std::to_string(failures) + " failed"};
 }
 
-// The numbers stand to the right of their columns; the last column needs no width.
+bool IsNumeric(std::size_t column) { return column == Bytes || column == Size || column == Lines; }
+
+// Numbers stand to the right of their columns; the last column needs no width.
 std::string Format(const std::vector<Row>& rows) {
-    std::array<std::size_t, 3> widths{};
+    std::array<std::size_t, Name> widths{};
     for (const Row& row : rows)
         for (std::size_t i = 0; i < widths.size(); ++i)
             widths[i] = std::max(widths[i], row[i].size());
 
     std::string text;
-    for (const auto& [bytes, lines, id, name] : rows) {
-        text.append(widths[0] - bytes.size(), ' ').append(bytes).append(2, ' ');
-        text.append(widths[1] - lines.size(), ' ').append(lines).append(2, ' ');
-        text.append(id).append(widths[2] - id.size() + 2, ' ').append(name).append(1, '\n');
+    for (const Row& row : rows) {
+        for (std::size_t i = 0; i < widths.size(); ++i) {
+            const std::string padding(widths[i] - row[i].size(), ' ');
+            text += (IsNumeric(i) ? padding + row[i] : row[i] + padding) + "  ";
+        }
+        text += row[Name] + "\n";
     }
     return text;
 }
@@ -52,7 +84,7 @@ std::string Format(const std::vector<Row>& rows) {
 } // namespace
 
 std::string FormatTable(const std::vector<Entry>& entries) {
-    std::vector<Row> rows{{"BYTES", "LINES", "ID", "NAME"}};
+    std::vector<Row> rows{{"KIND", "BYTES", "SIZE", "LINES", "WRITTEN", "ID", "NAME"}};
     std::transform(entries.begin(), entries.end(), std::back_inserter(rows), MakeRow);
     rows.push_back(MakeTotal(entries));
     return Format(rows);

@@ -1,4 +1,4 @@
-// manifest create OUT.xml FILE...   makes an XML inventory of files
+// manifest create OUT.xml PATH...   makes an XML inventory of files and of all in directories
 // manifest show OUT.xml             prints it as a table
 //
 // The exit status is 0 when all went well, 1 when something failed, which standard error then
@@ -15,7 +15,9 @@
 #include "FileName.h"
 #include "Inventory.h"
 #include "ManifestFile.h"
+#include "Progress.h"
 #include "Table.h"
+#include "Walk.h"
 
 namespace {
 
@@ -38,8 +40,16 @@ void Complain(const std::string& name, const std::string& reason) {
     Complain(Manifest::ForDisplay(name) + ": " + reason);
 }
 
-ExitStatus Create(const std::string& path, const Arguments& names) {
-    const std::vector<Manifest::Entry> entries = Manifest::MeasureFiles(names);
+// The progress line is gone before anything else is said.
+void Measure(std::vector<Manifest::Entry>& entries) {
+    Manifest::Progress progress;
+    Manifest::MeasureFiles(
+        entries, [&progress](const Manifest::Advance& advance) { progress.Show(advance); });
+}
+
+ExitStatus Create(const std::string& path, const Arguments& paths) {
+    std::vector<Manifest::Entry> entries = Manifest::FindEntries(paths, path);
+    Measure(entries);
     ExitStatus status = Success;
     for (const Manifest::Entry& entry : entries) {
         if (entry.failure.empty())
@@ -79,7 +89,7 @@ ExitStatus Run(const Arguments& arguments) {
 int main(int argc, char** argv) {
     const Arguments arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     if (!MakeSense(arguments)) {
-        std::fputs("usage: manifest create OUT.xml FILE... | manifest show OUT.xml\n", stderr);
+        std::fputs("usage: manifest create OUT.xml PATH... | manifest show OUT.xml\n", stderr);
         return WrongUsage;
     }
     try {

@@ -1,0 +1,202 @@
+#include "Walk.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <utility>
+
+#include <sys/stat.h>
+
+#include <Bases/File.h>
+
+#include "Describe.h"
+#include "ReplaceFile.h"
+
+namespace Manifest {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+using Names = std::vector<std::string>;
+using Status = struct stat;
+
+bool SameFile(const Status& a, const Status& b) {
+    return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
+}
+
+/// A name in a directory, however the directory is reached; the file need not be there.
+class Place {
+public:
+    explicit Place(const fs::path& path) : m_name(path.filename().string()) {
+        const fs::path directory = path.has_parent_path() ? path.parent_path() : ".";
+        m_known = stat(directory.c_str(), &m_directory) == 0;
+    }
+
+    bool IsIn(const Status& directory) const { return m_known && SameFile(m_directory, directory); }
+    bool IsTakenBy(const std::string& name) const {
+        return name == m_name || IsTemporaryName(name);
+    }
+
+private:
+    std::string m_name;
+    Status m_directory{};
+    bool m_known = false;
+};
+
+// A link is not replaced itself, but what it leads to.
+std::vector<Place> PlacesOf(const std::string& output) {
+    std::vector<Place> places{Place(output)};
+    std::error_code error;
+    if (fs::is_symlink(output, error))
+        if (const fs::path target = fs::canonical(output, error); !error)
+            places.emplace_back(target);
+    return places;
+}
+
+// FindNext fails at the end, and at an entry that nothing can be learned of, such as a link that
+// leads nowhere; the name changes only in the latter case.
+bool GoToNextName(Vorn::FileFind& find) {
+    const std::string before = find.GetFileName();
+    return find.FindNext() || before != find.GetFileName();
+}
+
+// For directories that FindFirst fails for: it tells none that is empty, or begins with a link that
+// leads nowhere, from one that cannot be read. Throws for the last.
+Names ListOtherwise(const std::string& directory) {
+    Names names;
+    for (const fs::directory_entry& entry : fs::directory_iterator(directory))
+        names.push_back(entry.path().filename().string());
+    return names;
+}
+
+// `directory` ends in a separator.
+Names List(const std::string& directory) {
+    Vorn::FileFind find;
+    if (!find.FindFirst(directory, ""))
+        return ListOtherwise(directory);
+    Names names;
+    do {
+        const std::string name = find.GetFileName();
+        if (name != "." && name != "..")
+            names.push_back(name);
+    } while (GoToNextName(find));
+    return names;
+}
+
+Kind KindOf(const Status& status) {
+    switch (status.st_mode & S_IFMT) {
+    case S_IFREG:
+        return Kind::File;
+    case S_IFDIR:
+        return Kind::Directory;
+    case S_IFLNK:
+        return Kind::Link;
+    case S_IFIFO:
+        return Kind::Fifo;
+    case S_IFSOCK:
+        return Kind::Socket;
+    default:
+        return Kind::Device;
+    }
+}
+
+Vorn::Time WrittenAt(const Status& status) {
+#ifdef __APPLE__
+    const timespec& written = status.st_mtimespec;
+#else
+    const timespec& written = status.st_mtim;
+#endif
+    return written.tv_sec * 1000LL + written.tv_nsec / 1000000;
+}
+
+Entry Describe(const std::string& path, const Status& status) {
+    Entry entry;
+    entry.name = path;
+    entry.kind = KindOf(status);
+    if (entry.kind == Kind::File)
+        entry.bytes = static_cast<unsigned long long>(status.st_size);
+    entry.writtenUtc = DescribeUniversalTime(WrittenAt(status));
+    entry.writtenLocal = DescribeLocalTime(WrittenAt(status));
+    return entry;
+}
+
+class Walk {
+public:
+    explicit Walk(const std::string& output) : m_places(PlacesOf(output)) {}
+
+    void AddNamed(const std::string& path) {
+        Status status{};
+        if (stat(path.c_str(), &status) != 0)
+            AddFailure(path, std::generic_category().message(errno));
+        else if (!S_ISREG(status.st_mode) && !S_ISDIR(status.st_mode))
+            AddFailure(path, "not a regular file");
+        else
+            Add(path, status);
+    }
+
+    std::vector<Entry> Take() { return std::move(m_entries); }
+
+private:
+    void AddFailure(const std::string& path, std::string reason) {
+        Entry entry;
+        entry.name = path;
+        entry.failure = std::move(reason);
+        m_entries.push_back(std::move(entry));
+    }
+
+    void Add(const std::string& path, const Status& status) {
+        m_entries.push_back(Describe(path, status));
+        if (S_ISDIR(status.st_mode))
+            AddContent(path, status);
+    }
+
+    // A directory that cannot be listed becomes a failure itself.
+    void AddContent(const std::string& path, const Status& status) {
+        const std::string prefix = path.back() == '/' ? path : path + "/";
+        Names names;
+        try {
+            names = List(prefix);
+        } catch (const fs::filesystem_error& error) {
+            m_entries.pop_back();
+            AddFailure(path, error.code().message());
+            return;
+        }
+        RemoveOutput(names, status);
+        std::sort(names.begin(), names.end());
+        for (const std::string& name : names)
+            AddMet(prefix + name);
+    }
+
+    void AddMet(const std::string& path) {
+        Status status{};
+        if (lstat(path.c_str(), &status) == 0)
+            Add(path, status);
+        else
+            AddFailure(path, std::generic_category().message(errno));
+    }
+
+    void RemoveOutput(Names& names, const Status& directory) const {
+        for (const Place& place : m_places) {
+            if (!place.IsIn(directory))
+                continue;
+            const auto isOutput = [&place](const std::string& n) { return place.IsTakenBy(n); };
+            names.erase(std::remove_if(names.begin(), names.end(), isOutput), names.end());
+        }
+    }
+
+    std::vector<Place> m_places;
+    std::vector<Entry> m_entries;
+};
+
+} // namespace
+
+std::vector<Entry> FindEntries(const std::vector<std::string>& paths, const std::string& output) {
+    Walk walk(output);
+    for (const std::string& path : paths)
+        walk.AddNamed(path);
+    return walk.Take();
+}
+
+} // namespace Manifest

@@ -1,0 +1,144 @@
+#include "support/TempDir.h"
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "Describe.h"
+#include "Inventory.h"
+#include "Progress.h"
+#include "Walk.h"
+
+namespace {
+
+using Manifest::Advance;
+using Manifest::Entry;
+using VornTest::TempDir;
+
+constexpr unsigned long long KiB = 1024;
+
+// Concerns: one decimal from a KiB on, rounded to what a reader expects, also beyond the library's
+// signed counts; never a separator.
+
+TEST(ManifestSizes, HaveOneDecimalAndTheUnitThatKeepsThemShort) {
+    const std::vector<std::pair<unsigned long long, std::string>> sizes{
+        {0, "0 B"},
+        {999, "999 B"},
+        {1023, "1023 B"},
+        {KiB, "1.0 KiB"},
+        {1536, "1.5 KiB"},
+        {1000 * KiB, "1000.0 KiB"},
+        {KiB * KiB - 1, "1.0 MiB"},
+        {KiB * KiB, "1.0 MiB"},
+        {5 * KiB * KiB * KiB, "5.0 GiB"},
+        {1ULL << 40U, "1.0 TiB"},
+        {1ULL << 50U, "1.0 PiB"},
+        {1ULL << 60U, "1.0 EiB"},
+        {~0ULL, "8.0 EiB"}}; // the largest that the library counts
+    for (const auto& [bytes, text] : sizes)
+        EXPECT_EQ(text, Manifest::DescribeSize(bytes)) << bytes;
+}
+
+TEST(ManifestDurations, HaveHoursOnlyWhenThereAreAny) {
+    EXPECT_EQ("0:00", Manifest::DescribeDuration(0));
+    EXPECT_EQ("0:09", Manifest::DescribeDuration(9));
+    EXPECT_EQ("59:59", Manifest::DescribeDuration(3599));
+    EXPECT_EQ("1:00:00", Manifest::DescribeDuration(3600));
+    EXPECT_EQ("100:01:01", Manifest::DescribeDuration(360061));
+}
+
+TEST(ManifestTime, IsSplitAtTheSecondBeforeItAlsoBefore1970) {
+    EXPECT_EQ("2024-03-05T07:08:09.045", Manifest::DescribeUniversalTime(1709622489045));
+    EXPECT_EQ("1969-12-31T23:59:59.999", Manifest::DescribeUniversalTime(-1));
+    EXPECT_EQ("1969-12-31T23:59:59.000", Manifest::DescribeUniversalTime(-1000));
+}
+
+// Concerns: rate and time left are right, and missing where nothing can be known of them.
+
+TEST(ManifestProgressLine, TellsFilesBytesRateAndTimeLeft) {
+    EXPECT_EQ("12 of 345 files, 1.0 KiB of 4.0 KiB, 512 B/s, 0:06 left",
+              Manifest::FormatProgress({12, 345, 1024, 4096}, 2000));
+}
+
+TEST(ManifestProgressLine, HasNoRateBeforeThereIsOne) {
+    EXPECT_EQ("0 of 3 files, 0 B of 5 B", Manifest::FormatProgress({0, 3, 0, 5}, 2000));
+    EXPECT_EQ("1 of 3 files, 5 B of 5 B", Manifest::FormatProgress({1, 3, 5, 5}, 0));
+    EXPECT_EQ("0 of 0 files, 0 B of 0 B", Manifest::FormatProgress({}, 1));
+}
+
+TEST(ManifestProgressLine, TakesMoreBytesThanThereWereForTheWhole) {
+    EXPECT_EQ("1 of 2 files, 10 B of 10 B, 10 B/s, 0:00 left",
+              Manifest::FormatProgress({1, 2, 10, 5}, 1000));
+}
+
+TEST(ManifestProgressLine, TellsAnEndThatIsTooFarAwayAsABillionSeconds) {
+    EXPECT_THAT(Manifest::FormatProgress({0, 1, 1, ~0ULL}, ~0UL),
+                testing::EndsWith(", 0 B/s, 277777:46:40 left"));
+}
+
+// Concerns: what happens to files between the walk and the measurement costs those files only.
+
+class ManifestMeasurement : public testing::Test {
+protected:
+    void Make(const std::string& name, const std::string& content) const {
+        std::ofstream(m_dir.File(name), std::ios::binary) << content;
+    }
+
+    std::vector<Entry> Find() const { return Manifest::FindEntries({m_dir.Path()}, "out.xml"); }
+
+    static Advance Measure(std::vector<Entry>& entries) {
+        Advance first;
+        bool called = false;
+        Manifest::MeasureFiles(entries, [&](const Advance& advance) {
+            if (!std::exchange(called, true))
+                first = advance;
+        });
+        EXPECT_TRUE(called);
+        return first;
+    }
+
+    TempDir m_dir;
+};
+
+TEST_F(ManifestMeasurement, OfAFileThatVanishedIsAFailureAndCostsNoOther) {
+    for (const char* name : {"a", "b", "c"})
+        Make(name, "x\n");
+    std::vector<Entry> entries = Find();
+    ASSERT_EQ(4U, entries.size());
+    std::filesystem::remove(m_dir.File("b"));
+    Measure(entries);
+    EXPECT_EQ("", entries[1].failure);
+    EXPECT_EQ(m_dir.File("b"), entries[2].name);
+    EXPECT_EQ("No such file or directory", entries[2].failure);
+    EXPECT_EQ("", entries[3].failure);
+    EXPECT_EQ(2U, entries[3].bytes);
+}
+
+TEST_F(ManifestMeasurement, CountsWhatIsThereByThen) {
+    Make("grows", "x");
+    std::vector<Entry> entries = Find();
+    Make("grows", "x\ny\n");
+    Measure(entries);
+    ASSERT_EQ(2U, entries.size());
+    EXPECT_EQ(4U, entries[1].bytes);
+    EXPECT_EQ(2U, entries[1].lines);
+}
+
+TEST_F(ManifestMeasurement, BeginsWithAReportOfTheWhole) {
+    Make("a", "123");
+    Make("b", "4567");
+    std::filesystem::create_directory(m_dir.File("directory"));
+    std::vector<Entry> entries = Find();
+    const Advance first = Measure(entries);
+    EXPECT_EQ(0U, first.files);
+    EXPECT_EQ(2U, first.allFiles);
+    EXPECT_EQ(0U, first.bytes);
+    EXPECT_EQ(7U, first.allBytes);
+}
+
+} // namespace
