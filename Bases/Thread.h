@@ -3,10 +3,11 @@
 
 // Locks, events, threads and a task pool.
 //
-// Time-outs are counts of milliseconds, measured on the monotonic clock: 0xFFFFFFFF waits without
-// limit, 0 tries once and never blocks, any other value waits at most that long. A wait that may
-// block is a POSIX cancellation point and survives cancellation: nothing stays locked and nothing
-// leaks. A wait of 0 is no cancellation point.
+// Time-outs are counts of milliseconds: 0xFFFFFFFF waits without limit, 0 tries once and never
+// blocks, any other value waits at most that long, measured on the monotonic clock. (On an object
+// with a name any other value is a single try, too; see below.) A wait that may block is a POSIX
+// cancellation point and survives cancellation: nothing stays locked and nothing leaks. A wait of 0
+// is no cancellation point.
 //
 // Mutexes and events can be named. The name goes to the platform's named semaphores unchanged, so
 // on Linux it is written "/name", holds no further slash and at most 251 characters; the object is
@@ -101,6 +102,9 @@ private:
 /// Create, Open and Close belong to one thread while no other thread uses the object; Lock and
 /// Unlock may be called from any thread.
 ///
+/// Note: nobody owns the lock, so a process that ends while it holds a named one leaves it locked;
+/// Close and a new Create make a fresh one under the name.
+///
 /// Note: because an unnamed Unlock wakes every waiter, several threads that waited can come out of
 /// Lock together. Use Cs where exactly one thread may pass.
 class VORN_BASES_API Mutex {
@@ -111,7 +115,7 @@ public:
     /// Makes a mutex and calls Create(name); ask IsOpened for the result.
     explicit Mutex(const char* name);
 
-    /// Closes the mutex.
+    /// Closes the mutex. Note: as with Close, a named one loses its name for every process.
     ~Mutex();
     Mutex(const Mutex&) = delete;
     Mutex& operator=(const Mutex&) = delete;
@@ -205,7 +209,7 @@ public:
     /// Makes an event that is not created yet.
     Event();
 
-    /// Closes the event.
+    /// Closes the event. Note: as with Close, a named one loses its name for every process.
     ~Event();
     Event(const Event&) = delete;
     Event& operator=(const Event&) = delete;
@@ -441,10 +445,13 @@ private:
 /// boost::bad_function_call of an empty one, ends the process. What a task refers to must live
 /// until the task has run or the pool has been stopped.
 ///
+///     Vorn::Event done;
+///     done.Create(1, 0, nullptr);
 ///     Vorn::ThreadTaskPool pool;
 ///     pool.StartThread(0);
-///     pool.Post([] { std::puts("on the worker"); });
-///     pool.StopThread(0xFFFFFFFF, 0); // drops what has not begun
+///     pool.Post([&done] { std::puts("on the worker"); done.Set(); });
+///     done.Wait(0xFFFFFFFF);          // StopThread drops what has not begun
+///     pool.StopThread(0xFFFFFFFF, 0);
 class VORN_BASES_API ThreadTaskPool : public Thread {
 public:
     ThreadTaskPool();

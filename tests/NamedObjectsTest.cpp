@@ -164,6 +164,7 @@ protected:
     Named() : m_name("/vorn-test-" + std::to_string(getpid())) {
         g_failGetValue = false;
         g_semCloseCalls = 0;
+        sem_unlink(Name()); // what a killed run with the same number may have left
     }
 
     void TearDown() override { sem_unlink(m_name.c_str()); }

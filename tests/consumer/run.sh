@@ -33,7 +33,7 @@ check_answers() {
     [ "$("$program" "$consumer/main.cpp")" = "$size bytes" ] || fail "$program: wrong size"
     [ "$("$program" "$scratch/missing")" = $'[FileIo] Open : Not found.\r' ] ||
         fail "$program: a missing file is not reported"
-    readme_block console 3 | grep -qx "$size bytes" || fail "README.md shows another size than $size"
+    readme_block console 4 | grep -qx "$size bytes" || fail "README.md shows another size than $size"
 }
 
 diff <(readme_block cpp 1) "$consumer/main.cpp" || fail "README.md shows another program"
