@@ -419,12 +419,12 @@ public:
     bool operator!=(const Thread& other) const;
 
 private:
-    struct StartRecord;
+    struct VORN_BASES_LOCAL StartRecord;
 
-    bool CreateEvents();
-    bool CreateThread(bool suspended);
-    bool JoinThread(unsigned int timeoutMs, bool force);
-    void CloseEvents();
+    VORN_BASES_LOCAL bool CreateEvents();
+    VORN_BASES_LOCAL bool CreateThread(bool suspended);
+    VORN_BASES_LOCAL bool JoinThread(unsigned int timeoutMs, bool force);
+    VORN_BASES_LOCAL void CloseEvents();
 
     ThreadHandler* m_pHandler;
     std::unique_ptr<pthread_t> m_pThread;
@@ -485,9 +485,9 @@ private:
     using Task = boost::function<void()>;
     using TaskList = std::list<Task>;
 
-    void RunNextTask();
-    bool TakeTask(Task& task, TaskList& taken);
-    bool DropTasks();
+    VORN_BASES_LOCAL void RunNextTask();
+    VORN_BASES_LOCAL bool TakeTask(Task& task, TaskList& taken);
+    VORN_BASES_LOCAL bool DropTasks();
 
     std::unique_ptr<TaskList> m_pTasks;
     Cs m_csTasks;
