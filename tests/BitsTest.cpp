@@ -760,6 +760,8 @@ TEST(BitsText, IsReadUpToTheFirstOtherCharacterFromTheEnd) {
     for (const char other : {'x', '2', '/', ' ', '\n', '\0', '\xFF', '\xB0'}) {
         Bits bits = FromText(std::string("10") + other + "1");
         EXPECT_EQ("1", bits.ToString()) << int(other);
+        bits.FromString(std::string("1") + other + "1" + other + other + "001");
+        EXPECT_EQ("001", bits.ToString()) << int(other);
         bits.FromString(std::string(1, other) + "0110");
         EXPECT_EQ("0110", bits.ToString()) << int(other);
         bits.FromString(std::string("0110") + other);
@@ -1152,7 +1154,7 @@ private:
             SetData(pair);
         } else if (operation == 4) {
             std::string text = RandomText(m_random, Size());
-            if (!text.empty() && Below(3) == 0)
+            for (unsigned long others = Below(3); others > 0 && !text.empty(); --others)
                 text[Below(text.size())] = 'x';
             pair.model.Read(text);
             pair.bits.FromString(text);
