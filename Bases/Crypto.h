@@ -151,7 +151,10 @@ public:
         unsigned char bytes[16];
     };
 
+    /// Makes an object that is ready: Create adds nothing. Copies are objects of their own.
     CryptoHashMd5();
+    CryptoHashMd5(const CryptoHashMd5& other);
+    CryptoHashMd5& operator=(const CryptoHashMd5& other);
 
     /// Does nothing. Returns true.
     bool Create() override;

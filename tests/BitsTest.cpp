@@ -760,6 +760,8 @@ TEST(BitsText, IsReadUpToTheFirstOtherCharacterFromTheEnd) {
     for (const char other : {'x', '2', '/', ' ', '\n', '\0', '\xFF', '\xB0'}) {
         Bits bits = FromText(std::string("10") + other + "1");
         EXPECT_EQ("1", bits.ToString()) << int(other);
+        bits.FromString(std::string("1") + other + "1" + other + other + "001");
+        EXPECT_EQ("001", bits.ToString()) << int(other);
         bits.FromString(std::string(1, other) + "0110");
         EXPECT_EQ("0110", bits.ToString()) << int(other);
         bits.FromString(std::string("0110") + other);
@@ -823,9 +825,9 @@ TEST(BitsClone, CopiesSizeAndWholeBytes) {
 
 TEST(BitsClone, IsWhatCopyingAndAssigningDo) {
     const Bits source = FromText("1011001110");
-    const Bits copy(source);
+    Bits copy(source);
     EXPECT_EQ("1011001110", copy.ToString());
-    EXPECT_NE(FieldsOf(source).data, FieldsOf(copy).data);
+    EXPECT_NE(FieldsOf(source).data, copy.GetData());
     Bits assigned = Ones(77);
     EXPECT_EQ(&assigned, &(assigned = source));
     EXPECT_EQ("1011001110", assigned.ToString());
@@ -848,8 +850,8 @@ TEST(BitsClone, OfAnEmptySetChangesNothing) {
     EXPECT_EQ("10110", bits.ToString());
     bits = empty;
     EXPECT_EQ("10110", bits.ToString());
-    const Bits copy(empty);
-    EXPECT_EQ(nullptr, FieldsOf(copy).data);
+    Bits copy(empty);
+    EXPECT_EQ(nullptr, copy.GetData());
     Bits none;
     none = empty;
     EXPECT_EQ(nullptr, none.GetData());
@@ -1152,7 +1154,7 @@ private:
             SetData(pair);
         } else if (operation == 4) {
             std::string text = RandomText(m_random, Size());
-            if (!text.empty() && Below(3) == 0)
+            for (unsigned long others = Below(3); others > 0 && !text.empty(); --others)
                 text[Below(text.size())] = 'x';
             pair.model.Read(text);
             pair.bits.FromString(text);
