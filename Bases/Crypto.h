@@ -36,6 +36,10 @@ public:
     /// What CreateCrypto makes.
     enum Type { HashMd5 = 1, BlockCipherSeed = 2 };
 
+    Crypto();
+    Crypto(const Crypto&) = default;
+    Crypto& operator=(const Crypto&) = default;
+
     /// Prepares the object. Returns false when it cannot be used. CreateCrypto calls it; for an
     /// object that was constructed directly the caller does, before everything else.
     virtual bool Create() = 0;
