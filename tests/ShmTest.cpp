@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cerrno>
 #include <chrono>
 #include <climits>
@@ -68,6 +69,7 @@ struct Platform {
     std::vector<AttachCall> attaches;
     std::vector<const void*> detaches;
     std::vector<ControlCall> controls;
+    std::vector<int> made; // identifiers that the system gave
 
     std::optional<int> get;
     std::optional<void*> attach;
@@ -84,7 +86,12 @@ extern "C" {
 int __real_shmget(key_t key, std::size_t size, int flags);
 int __wrap_shmget(key_t key, std::size_t size, int flags) {
     g_platform.gets.push_back({key, size, flags});
-    return g_platform.get ? *g_platform.get : __real_shmget(key, size, flags);
+    if (g_platform.get)
+        return *g_platform.get;
+    const int id = __real_shmget(key, size, flags);
+    if (id >= 0)
+        g_platform.made.push_back(id);
+    return id;
 }
 
 void* __real_shmat(int id, const void* address, int flags);
@@ -114,7 +121,7 @@ namespace {
 
 constexpr std::size_t Size = 4096;
 
-unsigned char* Failure() { return reinterpret_cast<unsigned char*>(-1); }
+unsigned char* Failure() { return std::bit_cast<unsigned char*>(std::intptr_t{-1}); }
 
 // The two fields of an object, which follow the pointer to its virtual table.
 struct Fields {
@@ -226,7 +233,7 @@ using ShmIdentifierZero = MadeUpPlatform;
 
 TEST_F(ShmKey, IsTheHashOfTheName) {
     for (const auto& [name, key] : NamesAndKeys()) {
-        SCOPED_TRACE(name);
+        SCOPED_TRACE(key);
         g_platform.gets.clear();
         Shm created;
         EXPECT_TRUE(created.Create(Size, name.c_str(), 1, 0));
@@ -518,7 +525,8 @@ TEST_F(ShmIdentifierZero, IsFilledWithNothing) {
 }
 
 // Concerns: what the class promises holds on the platform itself, too. Nothing is left there,
-// however a test ends, and no segment of these tests is the platform's first, whose identifier is 0.
+// however a test ends, and no segment of these tests is the platform's first one, whose identifier
+// is 0.
 
 key_t KeyOf(const std::string& name) {
     std::uint32_t key = 5381;
@@ -611,6 +619,12 @@ protected:
           m_bMayWrite(OverridesPermissions()), m_janitor(KeyOf(m_name)) {
         g_platform = {};
         g_platform.bRemovesRefused = true;
+    }
+
+    // What has no key, or another one than it should have, is known by its identifier only.
+    void TearDown() override {
+        for (const int id : g_platform.made)
+            RemoveSegment(id);
     }
 
     const char* Name() const { return m_name.c_str(); }
@@ -1045,8 +1059,8 @@ TEST_F(SharedMemoryOfTwoProcesses, OutlivesAProcessThatDoesNotCloseIt) {
     EXPECT_TRUE(shm.Unmap(p));
 }
 
-// Concerns: what cannot be removed stops a build with assertions, by the message that hosts compare,
-// and goes on in one without, where removing is tried all the same.
+// Concerns: what cannot be removed stops a build with assertions, by the message that hosts
+// compare, and goes on in one without, where removing is tried all the same.
 
 #ifndef NDEBUG
 constexpr const char* ClosingFailed = "Bases/Impl/Shm_posix.cpp:104: void Vorn::Shm::Close\\(\\): "

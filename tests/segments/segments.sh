@@ -12,6 +12,9 @@
 # - were made by a process that is gone;
 # - are still there after SECONDS, 20 unless given. Another run of the tests may be about to remove
 #   what a process of its own has left on purpose.
+#
+# What another program leaves for good meanwhile, under these conditions, is told of as well: once
+# its maker is gone, nothing tells to whom a segment belongs.
 set -eu
 
 readonly TABLE=/proc/sysvipc/shm

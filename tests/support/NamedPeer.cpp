@@ -1,9 +1,10 @@
-// A second process for the tests of named objects and shared memory. It reads one command a line and answers each
-// with one line, so that a test decides the order of events in both processes.
+// A second process for the tests of named objects and shared memory. It reads one command a line
+// and answers each with one line, so that a test decides the order of events in both processes.
 //
-//     mutex-create NAME, mutex-open NAME, mutex-lock MS, mutex-unlock, mutex-close, event-open NAME,
-//     event-set, event-wait MS, event-close, shm-create SIZE READ-ONLY NAME, shm-open READ-ONLY NAME,
-//     shm-close: the operation; the answer is its result, 0 or 1
+//     mutex-create NAME, mutex-open NAME, mutex-lock MS, mutex-unlock, mutex-close,
+//     event-open NAME, event-set, event-wait MS, event-close,
+//     shm-create SIZE READ-ONLY NAME, shm-open READ-ONLY NAME, shm-close:
+//         the operation; the answer is its result, 0 or 1
 //     shm-map, shm-unmap: the same; a failed attachment is 0
 //     shm-write NUMBER, shm-holds NUMBER: writes the first byte that is mapped, or compares it
 #include <Bases/Thread.h>

@@ -19,8 +19,8 @@
 
 namespace VornTest {
 
-/// The process of NamedPeer.cpp, for tests that are built with its path. Its answers are read in the
-/// order of the commands.
+/// The process of NamedPeer.cpp, for tests that are built with its path. Its answers are read in
+/// the order of the commands.
 class Peer {
 public:
     Peer() {
