@@ -1,5 +1,5 @@
-// Concerns: digests that another library computes, for every length around the block boundaries, for
-// long messages, and for messages in pieces.
+// Concerns: digests that another library computes, for every length around the block boundaries,
+// for long messages, and for messages in pieces.
 #include <Bases/Crypto.h>
 
 #include <cstddef>

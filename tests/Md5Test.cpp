@@ -11,6 +11,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <latch>
 #include <memory>
 #include <new>
 #include <random>
@@ -252,9 +253,14 @@ std::string Chained(char filling) {
 TEST(Md5Sum, MayRunOnSeveralThreadsAtOnce) {
     std::array<std::string, 4> digests;
     std::vector<std::thread> threads;
+    std::latch ready(digests.size());
     char filling = 'a';
-    for (std::string& digest : digests)
-        threads.emplace_back([&digest, own = filling++] { digest = Chained(own); });
+    for (std::string& digest : digests) {
+        threads.emplace_back([&ready, &digest, own = filling++] {
+            ready.arrive_and_wait();
+            digest = Chained(own);
+        });
+    }
     for (std::thread& thread : threads)
         thread.join();
     filling = 'a';
