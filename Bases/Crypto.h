@@ -33,8 +33,8 @@ namespace Vorn {
 /// deleting it through a pointer to Crypto is undefined.
 class VORN_BASES_API Crypto {
 public:
-    /// What CreateCrypto makes.
-    enum Type { HashMd5 = 1, BlockCipherSeed = 2 };
+    /// What CreateCrypto makes. Any int may be cast to it and asked for.
+    enum Type : int { HashMd5 = 1, BlockCipherSeed = 2 };
 
     Crypto();
     Crypto(const Crypto&) = default;
@@ -61,7 +61,7 @@ public:
     /// Returns true on success. `output` is then an array of `outputSize` bytes that the caller owns
     /// and releases with delete[]; `processedSize` is `inputSize`. What `output` held before is
     /// not released. Returns false, with the other arguments untouched, as the implementation says.
-    /// Throws std::bad_alloc when there is no memory.
+    /// Throws std::bad_alloc, or what derives from it, when there is no memory.
     virtual bool Encrypt(unsigned char* input, unsigned long inputSize,
                          unsigned long& processedSize, unsigned char*& output,
                          unsigned long& outputSize) = 0;
@@ -89,13 +89,16 @@ VORN_BASES_API void DestroyCrypto(Crypto*& crypto);
 /// programs, unless the bytes of each word of key, input and output are reversed.
 class VORN_BASES_API CryptoBlockCipherSeed : public Crypto {
 public:
-    /// Makes an object that needs Create before it is used.
+    /// Makes an object that needs Create before it is used. Copies have the round keys of the other
+    /// object, as copies of their own.
     CryptoBlockCipherSeed();
+    CryptoBlockCipherSeed(const CryptoBlockCipherSeed& other);
+    CryptoBlockCipherSeed& operator=(const CryptoBlockCipherSeed& other);
 
-    /// Sets every word of the round keys to zero. Returns true.
+    /// Sets every word of the round keys to zero, whatever key there was. Returns true.
     bool Create() override;
 
-    /// Does nothing.
+    /// Does nothing: the round keys stay. Note: they stay in memory, too; call Create to erase them.
     void Destroy() override;
 
     /// Returns 16.
@@ -111,7 +114,8 @@ public:
     /// Enciphers the `inputSize` bytes at `input`, filled up with zeros to a multiple of 16.
     ///
     /// Returns true, with `inputSize` rounded up to that multiple in `outputSize`. Returns false,
-    /// with the other arguments untouched, when `input` is null or `inputSize` is 0.
+    /// with the other arguments untouched, when `input` is null or `inputSize` is 0. When there is no
+    /// memory, as for sizes near the largest, it throws with `outputSize` 0 and the others untouched.
     ///
     /// Note: the result does not tell how many zeros were added: keep `processedSize`, to cut them
     /// off later. Note: without a key all round keys are zero, which is another cipher than that of
@@ -123,7 +127,7 @@ public:
     ///
     /// Returns true, with `inputSize` in `outputSize`; added zeros are not taken off. Returns false,
     /// with the other arguments untouched, when `input` is null, or `inputSize` is 0 or no multiple
-    /// of 16. Note: neither a wrong key nor a damaged text is noticed.
+    /// of 16. Throws as Encrypt does. Note: neither a wrong key nor a damaged text is noticed.
     bool Decrypt(unsigned char* input, unsigned long inputSize, unsigned long& processedSize,
                  unsigned char*& output, unsigned long& outputSize) override;
 

@@ -151,7 +151,7 @@ inline void TurnLeft(Half& half) {
     half.second = half.second << 8 | first >> 24;
 }
 
-// No array is as long as the largest size, so that the allocator refuses sizes near it, too.
+// The largest size of all stands for what is larger still: the allocator refuses it.
 unsigned long Padded(unsigned long size) {
     constexpr unsigned long Largest = std::numeric_limits<unsigned long>::max();
     const unsigned long missing = (BlockSize - size % BlockSize) % BlockSize;
@@ -161,6 +161,11 @@ unsigned long Padded(unsigned long size) {
 } // namespace
 
 CryptoBlockCipherSeed::CryptoBlockCipherSeed() : m_roundKeys{} {}
+
+CryptoBlockCipherSeed::CryptoBlockCipherSeed(const CryptoBlockCipherSeed& other) = default;
+
+CryptoBlockCipherSeed&
+CryptoBlockCipherSeed::operator=(const CryptoBlockCipherSeed& other) = default;
 
 CryptoBlockCipherSeed::~CryptoBlockCipherSeed() = default;
 
