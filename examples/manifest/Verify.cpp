@@ -116,9 +116,9 @@ std::vector<Finding> JudgeAll(const Sorted& recorded, const Sorted& found, const
     auto before = recorded.begin();
     auto now = found.begin();
     while (before != recorded.end() || now != found.end()) {
-        const int order = before == recorded.end() ? 1
-                          : now == found.end()     ? -1
-                                                   : (*before)->name.compare((*now)->name);
+        int order = before == recorded.end() ? 1 : -1;
+        if (before != recorded.end() && now != found.end())
+            order = (*before)->name.compare((*now)->name);
         if (order == 0) {
             findings.push_back(JudgeBoth(**before++, **now++));
         } else if (order < 0) {
@@ -172,8 +172,12 @@ std::string FormatSummary(const std::vector<Finding>& findings) {
 std::vector<Finding> Compare(const std::vector<Entry>& recorded, const std::vector<Entry>& found) {
     std::vector<Finding> findings =
         JudgeAll(SortByName(recorded), SortByName(found), Closed(found));
-    std::sort(findings.begin(), findings.end());
-    findings.erase(std::unique(findings.begin(), findings.end()), findings.end());
+    std::sort(findings.begin(), findings.end()); // of one name, the same ones are behind all others
+    const auto addsNothing = [](const Finding& before, const Finding& finding) {
+        return finding == before ||
+               (finding.name == before.name && finding.verdict == Verdict::Same);
+    };
+    findings.erase(std::unique(findings.begin(), findings.end(), addsNothing), findings.end());
     return findings;
 }
 
