@@ -1162,11 +1162,12 @@ TEST_F(ManifestShow, RefusesFilesThatAreNotFullyDescribed) {
     ExpectRefusedAttributes("name='a' bytes='1' lines='0' id='0f8fad5b'");
     ExpectRefusedAttributes("name='a' bytes='1' lines='0' "
                             "id='00000000-0000-0000-0000-000000000000'");
+    const std::string known = "name='a' bytes='1' lines='0' id='" + id + "' md5=";
     for (const std::string& digest :
-         {std::string(), std::string(31, '0'), std::string(33, '0'), std::string(32, 'g'),
-          std::string(32, 'A'), std::string(31, '0') + "&#x9b;"})
-        ExpectRefusedAttributes("name='a' bytes='1' lines='0' id='" + id + "' md5='" + digest +
-                                "'");
+         {std::string("''"), "'" + std::string(31, '0') + "'", "'" + std::string(33, '0') + "'",
+          "'" + std::string(32, 'g') + "'", "'" + std::string(32, 'A') + "'",
+          "'" + std::string(31, '0') + "&#x9b;'"})
+        ExpectRefusedAttributes(known + digest);
 }
 
 TEST_F(ManifestShow, RefusesAManifestOfAnotherVersion) {
@@ -1441,6 +1442,17 @@ TEST_F(ManifestVerify, LeavesTheManifestOutAsCreateDoes) {
         EXPECT_EQ(0, outcome.status);
         EXPECT_EQ("2 as recorded, 0 missing, 0 changed, 0 new, 0 unread\n", outcome.out);
     }
+}
+
+TEST_F(ManifestVerify, LeavesTheManifestOutAlsoWhereItIsAPath) {
+    Make("a");
+    for (int run = 0; run < 2; ++run) { // there is no manifest before the first one
+        const bool exists = run > 0;
+        Create({"out.xml", "a", "./out.xml"}, exists ? 0 : 1);
+        ExpectAllAsRecorded(1);
+    }
+    Create({"out.xml"});
+    ExpectAllAsRecorded(0);
 }
 
 TEST_F(ManifestVerify, LooksForRelativePathsWhereItRuns) {

@@ -5,8 +5,11 @@
 #include <iterator>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <tuple>
+#include <utility>
 
 #include "Describe.h"
 #include "FileName.h"
@@ -167,12 +170,51 @@ std::string FormatSummary(const std::vector<Finding>& findings) {
     return text + "\n";
 }
 
+// Without these there is nothing to compare with, or no telling what is new.
+void RequireVerifiable(const Document& document) {
+    const auto lacksDigest = [](const Entry& entry) {
+        return entry.failure.empty() && entry.kind == Kind::File && entry.md5.empty();
+    };
+    if (std::any_of(document.entries.begin(), document.entries.end(), lacksDigest))
+        throw std::runtime_error("it records no digests to verify with; create it anew");
+    if (document.paths.empty())
+        throw std::runtime_error("it does not record what paths it was made of; create it anew");
+    if (!document.hasAllNames)
+        throw std::runtime_error("it has names that this locale cannot show; verify it in the "
+                                 "locale in which it was created");
+}
+
+// As one of the paths, the manifest cannot be what it was before it was written. In a directory it
+// is not found.
+void LeaveOut(const std::string& manifest, Document& document) {
+    const auto isManifest = [&manifest](const std::string& path) {
+        std::error_code error;
+        return fs::equivalent(path, manifest, error);
+    };
+    for (const std::string& path : document.paths)
+        if (isManifest(path))
+            std::erase_if(document.entries,
+                          [&path](const Entry& entry) { return entry.name == path; });
+    std::erase_if(document.paths, isManifest);
+}
+
 } // namespace
+
+Document LoadForVerifying(const std::string& path) {
+    Document document = LoadManifest(path);
+    RequireVerifiable(document);
+    LeaveOut(path, document);
+    return document;
+}
 
 std::vector<Finding> Compare(const std::vector<Entry>& recorded, const std::vector<Entry>& found) {
     std::vector<Finding> findings =
         JudgeAll(SortByName(recorded), SortByName(found), Closed(found));
-    std::sort(findings.begin(), findings.end()); // of one name, the same ones are behind all others
+    const auto comesBefore = [](const Finding& a, const Finding& b) {
+        return std::tie(a.name, a.verdict, a.detail) < std::tie(b.name, b.verdict, b.detail);
+    };
+    // Of one name, those that are the same are then behind all others.
+    std::sort(findings.begin(), findings.end(), comesBefore);
     const auto addsNothing = [](const Finding& before, const Finding& finding) {
         return finding == before ||
                (finding.name == before.name && finding.verdict == Verdict::Same);

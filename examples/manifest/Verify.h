@@ -5,8 +5,13 @@
 #include <vector>
 
 #include "Inventory.h"
+#include "ManifestFile.h"
 
 namespace Manifest {
+
+/// Returns what the manifest at `path` holds, but nothing of itself. Throws std::runtime_error with the
+/// reason when it cannot be loaded, or holds too little to be verified.
+Document LoadForVerifying(const std::string& path);
 
 /// What a comparison says of an entry.
 enum class Verdict {
@@ -23,7 +28,7 @@ struct Finding {
     Verdict verdict{};
     std::string detail; // what has changed, or why it is unread if that is the entry's own matter
 
-    auto operator<=>(const Finding&) const = default;
+    bool operator==(const Finding&) const = default;
 };
 
 /// Compares what was recorded with what was found and measured since, at the same paths. Returns the
