@@ -206,6 +206,19 @@ TEST(ManifestComparison, ComparesEntriesOfOneNameEachWithItsOwn) {
                             Finding{"b", Verdict::Changed, "bytes 2 -> 3"}));
 }
 
+TEST(ManifestComparison, KeepsTheOrderOfManyEntriesOfOneName) {
+    std::vector<Entry> recorded;
+    std::vector<Entry> found;
+    for (unsigned long long i = 0; i < 100; ++i) {
+        recorded.push_back(FileOf("b", i));
+        found.push_back(FileOf("b", i));
+    }
+    recorded.insert(recorded.begin(), 100, FileOf("a", 1));
+    found.insert(found.end(), 100, FileOf("a", 1));
+    EXPECT_THAT(Manifest::Compare(recorded, found),
+                ElementsAre(Finding{"a", Verdict::Same, ""}, Finding{"b", Verdict::Same, ""}));
+}
+
 TEST(ManifestComparison, ComparesNothingButTheKindOfWhatIsNoFile) {
     std::vector<Entry> recorded{FileOf("d", 1)};
     std::vector<Entry> found{FileOf("d", 2)};

@@ -1545,6 +1545,16 @@ TEST_F(ManifestVerifyFailures, OfADirectoryThatCannotBeListedMakeNothingInItMiss
                       "manifest: d/: Permission denied\n", GiveUpPrivileges);
 }
 
+TEST_F(ManifestVerifyFailures, OfPathsThatOverlapAreToldOnce) {
+    MakeDirectory("d");
+    Make("d/a");
+    Create({"d/a", "d"});
+    fs::permissions(m_dir.File("d"), fs::perms::none);
+    ExpectDifferences("0 as recorded, 0 missing, 0 changed, 0 new, 2 unread\n",
+                      "manifest: d: Permission denied\nmanifest: d/a: Permission denied\n",
+                      GiveUpPrivileges);
+}
+
 TEST_F(ManifestVerifyFailures, OfWhatCannotBeLookedAtMakeNothingInItMissing) {
     MakeDirectory("d/sub/deep");
     Make("d/sub/deep/x");

@@ -210,14 +210,16 @@ Document LoadForVerifying(const std::string& path) {
 std::vector<Finding> Compare(const std::vector<Entry>& recorded, const std::vector<Entry>& found) {
     std::vector<Finding> findings =
         JudgeAll(SortByName(recorded), SortByName(found), Closed(found));
+    // Of one name, those that are the same are behind all others, those without details last.
     const auto comesBefore = [](const Finding& a, const Finding& b) {
-        return std::tie(a.name, a.verdict, a.detail) < std::tie(b.name, b.verdict, b.detail);
+        return std::tie(a.name, a.verdict, b.detail) < std::tie(b.name, b.verdict, a.detail);
     };
-    // Of one name, those that are the same are then behind all others.
     std::sort(findings.begin(), findings.end(), comesBefore);
     const auto addsNothing = [](const Finding& before, const Finding& finding) {
-        return finding == before ||
-               (finding.name == before.name && finding.verdict == Verdict::Same);
+        if (finding.name != before.name)
+            return false;
+        return finding.verdict == Verdict::Same || finding == before ||
+               (finding.verdict == before.verdict && finding.detail.empty());
     };
     findings.erase(std::unique(findings.begin(), findings.end(), addsNothing), findings.end());
     return findings;
