@@ -1,5 +1,5 @@
-#ifndef MANIFEST_REPLACE_FILE_H
-#define MANIFEST_REPLACE_FILE_H
+#ifndef EXAMPLES_REPLACE_FILE_H
+#define EXAMPLES_REPLACE_FILE_H
 
 #include <filesystem>
 #include <functional>

@@ -1,5 +1,5 @@
-#ifndef MANIFEST_FILE_NAME_H
-#define MANIFEST_FILE_NAME_H
+#ifndef EXAMPLES_FILE_NAME_H
+#define EXAMPLES_FILE_NAME_H
 
 #include <string>
 

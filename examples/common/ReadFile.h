@@ -1,5 +1,5 @@
-#ifndef MANIFEST_READ_FILE_H
-#define MANIFEST_READ_FILE_H
+#ifndef EXAMPLES_READ_FILE_H
+#define EXAMPLES_READ_FILE_H
 
 #include <functional>
 #include <string>
