@@ -8,7 +8,7 @@
 
 #include <Bases/File.h>
 
-namespace Manifest {
+namespace Examples {
 
 namespace {
 
@@ -49,4 +49,4 @@ std::string ReadInPieces(const std::string& name,
     }
 }
 
-} // namespace Manifest
+} // namespace Examples

@@ -18,6 +18,12 @@
 
 namespace Manifest {
 
+using Examples::Escape;
+using Examples::IsPlain;
+using Examples::ReadInPieces;
+using Examples::ReplaceFile;
+using Examples::Unescape;
+
 namespace {
 
 constexpr int FormatVersion = 1;
@@ -199,7 +205,7 @@ void SaveManifest(const std::string& path, const std::vector<Entry>& entries) {
     Vorn::XmlWriter xml;
     if (!WriteManifest(xml, entries))
         throw std::runtime_error("the XML could not be composed");
-    ReplaceFile(path, [&xml](const std::filesystem::path& temporary) {
+    ReplaceFile(path, "manifest", [&xml](const std::filesystem::path& temporary) {
         SaveChecked(xml, temporary.string());
     });
 }
