@@ -36,6 +36,10 @@ public:
     /// What CreateCrypto makes.
     enum Type { HashMd5 = 1, BlockCipherSeed = 2 };
 
+    Crypto();
+    Crypto(const Crypto&) = default;
+    Crypto& operator=(const Crypto&) = default;
+
     /// Prepares the object. Returns false when it cannot be used. CreateCrypto calls it; for an
     /// object that was constructed directly the caller does, before everything else.
     virtual bool Create() = 0;
@@ -151,7 +155,10 @@ public:
         unsigned char bytes[16];
     };
 
+    /// Makes an object that is ready: Create adds nothing. Copies are objects of their own.
     CryptoHashMd5();
+    CryptoHashMd5(const CryptoHashMd5& other);
+    CryptoHashMd5& operator=(const CryptoHashMd5& other);
 
     /// Does nothing. Returns true.
     bool Create() override;

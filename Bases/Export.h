@@ -5,4 +5,7 @@
 /// every other symbol hidden, so a name without this mark cannot be linked against.
 #define VORN_BASES_API __attribute__((visibility("default")))
 
+/// Marks the private members of a class that is offered as a whole.
+#define VORN_BASES_LOCAL __attribute__((visibility("hidden")))
+
 #endif

@@ -280,10 +280,10 @@ public:
     long long GetMaxFileNameSize();
 
 private:
-    class Stream;
+    class VORN_BASES_LOCAL Stream;
 
     // The entry that the queries tell about, or null.
-    const FileInfo* Current() const;
+    VORN_BASES_LOCAL const FileInfo* Current() const;
 
     std::unique_ptr<Stream> m_pStream; // null when there is no search
     std::unique_ptr<FileInfo> m_pInfo; // made by the first search and kept for the next ones

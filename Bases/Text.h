@@ -271,8 +271,8 @@ public:
                           int& nBitsWaiting, unsigned long& acc);
 
 private:
-    static const char s_szBase64Alphabet[128];
-    static const unsigned long s_nMask[9];
+    VORN_BASES_LOCAL static const char s_szBase64Alphabet[128];
+    VORN_BASES_LOCAL static const unsigned long s_nMask[9];
 };
 
 } // namespace Vorn

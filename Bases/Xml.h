@@ -157,9 +157,9 @@ public:
     bool GetAttribute(Attribute* attribute, std::string& name, Guid& value);
 
 private:
-    struct PrivateData;
+    struct VORN_BASES_LOCAL PrivateData;
 
-    bool IsLoaded() const;
+    VORN_BASES_LOCAL bool IsLoaded() const;
 
     std::unique_ptr<PrivateData> m_pPrivateData;
 };
@@ -318,7 +318,7 @@ public:
     virtual void Close();
 
 private:
-    struct PrivateData;
+    struct VORN_BASES_LOCAL PrivateData;
     std::unique_ptr<PrivateData> m_pPrivateData;
 };
 

@@ -549,7 +549,7 @@ TEST(EventDeathTest, StopsWhenItsSemaphoreCannotBeAllocated) {
             g_failNothrowNew = true;
             VornEvent event;
         },
-        ": Bases/Impl/Sem_mac.cpp:.*VornEvent.*m_pSem != __null");
+        ": Bases/Impl/Sem_mac.cpp:352: .*VornEvent.*: Assertion `m_pSem != __null' failed");
 }
 #else
 TEST(Event, GoesOnWithoutASemaphoreWhereAssertionsAreCompiledOut) {

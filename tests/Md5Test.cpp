@@ -239,24 +239,27 @@ TEST(Md5Sum, ReadsAndWritesAtAnyAddress) {
     }
 }
 
-TEST(Md5Sum, MayRunOnSeveralThreadsAtOnce) {
-    constexpr std::size_t Threads = 4;
-    std::array<std::string, Threads> digests;
-    std::vector<std::thread> threads;
-    for (std::size_t i = 0; i < Threads; ++i) {
-        threads.emplace_back([&digest = digests[i], i] {
-            for (std::size_t length = 0; length < 1000; ++length)
-                digest = Sum(digest + std::string(length % 100, static_cast<char>(i)));
-        });
+// Digests of digests, so that a wrong one shows at the end.
+std::string Chained(char filling) {
+    std::string message;
+    for (std::size_t round = 0; round < 1000; ++round) {
+        message = Sum(message);
+        message.append(round % 100, filling);
     }
+    return message;
+}
+
+TEST(Md5Sum, MayRunOnSeveralThreadsAtOnce) {
+    std::array<std::string, 4> digests;
+    std::vector<std::thread> threads;
+    char filling = 'a';
+    for (std::string& digest : digests)
+        threads.emplace_back([&digest, own = filling++] { digest = Chained(own); });
     for (std::thread& thread : threads)
         thread.join();
-    for (std::size_t i = 0; i < Threads; ++i) {
-        std::string expected;
-        for (std::size_t length = 0; length < 1000; ++length)
-            expected = Sum(expected + std::string(length % 100, static_cast<char>(i)));
-        EXPECT_EQ(expected, digests[i]) << i;
-    }
+    filling = 'a';
+    for (const std::string& digest : digests)
+        EXPECT_EQ(Chained(filling++), digest);
 }
 
 TEST(Md5Init, WritesTheStartOfTheContextAndNothingElse) {
@@ -325,7 +328,7 @@ TEST(Md5Update, TakesAMessageInManyPieces) {
 }
 
 TEST(Md5Update, OfNothingChangesNothing) {
-    for (const std::size_t length : {0, 1, 63, 64, 65}) {
+    for (const std::size_t length : {0U, 1U, 63U, 64U, 65U}) {
         Context context;
         Begin(context);
         Update(context, Message(length));
@@ -473,7 +476,7 @@ Encrypted Encrypt(Crypto& crypto, unsigned char* input, unsigned long inputSize)
 TEST(Md5Encrypt, GivesTheDigestInAnArrayThatTheCallerOwns) {
     CryptoHashMd5 md5;
     ASSERT_TRUE(md5.Create());
-    for (const std::size_t length : {1, 3, 16, 64, 300}) {
+    for (const std::size_t length : {1U, 3U, 16U, 64U, 300U}) {
         const std::string message = Message(length);
         std::string input = message;
         const auto encrypted =
@@ -527,7 +530,7 @@ TEST(Md5Decrypt, FailsAndTouchesNothingWhateverIsAsked) {
     std::memcpy(before, input, sizeof before);
     unsigned char old = 5;
     for (unsigned char* data : {static_cast<unsigned char*>(nullptr), input}) {
-        for (const unsigned long size : {0, 1, 16, 32}) {
+        for (const unsigned long size : {0U, 1U, 16U, 32U}) {
             for (unsigned char* const out : {static_cast<unsigned char*>(nullptr), &old}) {
                 unsigned char* output = out;
                 unsigned long processedSize = 4711;
@@ -558,6 +561,14 @@ TEST(Md5Crypto, IgnoresTheKey) {
     const unsigned char key[16] = {1, 2, 3};
     EXPECT_TRUE(md5.SetUserSecretKey(key));
     EXPECT_EQ(expected, Encrypt(md5, text, sizeof text).output);
+}
+
+TEST(Md5Crypto, MayBeCopied) {
+    CryptoHashMd5 md5;
+    CryptoHashMd5 copy(md5);
+    copy = md5;
+    unsigned char text[] = {'a', 'b', 'c'};
+    EXPECT_EQ(Model("abc").Digest(), Encrypt(copy, text, sizeof text).output);
 }
 
 TEST(Md5Crypto, IsReadyWithoutCreateAndAfterDestroy) {

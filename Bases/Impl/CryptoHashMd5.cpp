@@ -204,6 +204,10 @@ void Count(Context& context, unsigned long length) {
 
 CryptoHashMd5::CryptoHashMd5() = default;
 
+CryptoHashMd5::CryptoHashMd5(const CryptoHashMd5& other) = default;
+
+CryptoHashMd5& CryptoHashMd5::operator=(const CryptoHashMd5& other) = default;
+
 CryptoHashMd5::~CryptoHashMd5() = default;
 
 bool CryptoHashMd5::Create() { return true; }

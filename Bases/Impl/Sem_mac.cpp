@@ -276,15 +276,6 @@ bool VornSemaphore::GetSemCounts(int& count) {
     return m_pImpl != nullptr && m_pImpl->GetSemCounts(count);
 }
 
-// Where assertions are compiled out and the allocation failed, the event goes on without its
-// semaphore: every operation that needs one fails.
-VornEvent::VornEvent()
-    : m_bSignaled(0), m_bManualReset(1), m_pSem(new (std::nothrow) VornSemaphore) {
-    VORN_ASSERT(m_pSem != NULL);
-}
-
-VornEvent::~VornEvent() { Close(); }
-
 bool VornEvent::Create(int bManualReset, int bInitialState, const char* name) {
     const auto state = bInitialState != 0 ? VornSemaphore::SemFree : VornSemaphore::SemLocked;
     if (m_pSem == nullptr || !m_pSem->Create(state, name, 1))
@@ -353,6 +344,15 @@ void VornEvent::Close() {
 bool VornEvent::IsOpened() const { return m_pSem != nullptr && m_pSem->IsCreated(); }
 
 VornSemaphore* VornEvent::GetSemaphore() const { return m_pSem.get(); }
+
+// Hosts compare the assertion's message, which tells its line as well: it stays in line 352. Where
+// it is compiled out and the allocation failed, every operation that needs the semaphore fails.
+VornEvent::VornEvent()
+    : m_bSignaled(0), m_bManualReset(1), m_pSem(new (std::nothrow) VornSemaphore) {
+    VORN_ASSERT(m_pSem != NULL);
+}
+
+VornEvent::~VornEvent() { Close(); }
 
 bool VornEvent::ResetLocked() {
     int count = 0;

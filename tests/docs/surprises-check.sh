@@ -1,5 +1,6 @@
 #!/bin/sh
 # Checks that surprises.sh (its path is the argument) finds what it is there to find.
+# shellcheck disable=SC2016 # the backquotes are Markdown's
 set -eu
 
 check=$1

@@ -10,8 +10,20 @@
 //
 // With the detection of uses after return, locals live in frames of the runtime's own and leave no
 // zones on the stack. It is also the stricter check.
+//
+// A request for more memory than there can be stops a sanitizer's program unless it is told to let
+// the allocation fail, as it does without a sanitizer; tests of such failures need that. A throwing
+// operator new stops the program all the same.
 #if defined(__SANITIZE_ADDRESS__)
 extern "C" const char* __asan_default_options();
 
-extern "C" const char* __asan_default_options() { return "detect_stack_use_after_return=1"; }
+extern "C" const char* __asan_default_options() {
+    return "detect_stack_use_after_return=1:allocator_may_return_null=1";
+}
+#endif
+
+#if defined(__SANITIZE_THREAD__)
+extern "C" const char* __tsan_default_options();
+
+extern "C" const char* __tsan_default_options() { return "allocator_may_return_null=1"; }
 #endif

@@ -4,6 +4,13 @@
 find_program(VORN_LOCALEDEF localedef REQUIRED)
 
 set(VORN_TEST_LOCPATH ${CMAKE_CURRENT_BINARY_DIR}/locales)
+# The files hold numbers in the order of the machine that reads them.
+if(CMAKE_CXX_BYTE_ORDER STREQUAL "BIG_ENDIAN")
+  set(locale_order --big-endian)
+else()
+  set(locale_order --little-endian)
+endif()
+
 set(locale_files)
 foreach(name C.UTF-8 de_DE.ISO-8859-1 ko_KR.EUC-KR)
   string(REGEX MATCH "^[^.]+" source ${name})
@@ -12,7 +19,8 @@ foreach(name C.UTF-8 de_DE.ISO-8859-1 ko_KR.EUC-KR)
   add_custom_command(
     OUTPUT ${file}
     COMMAND ${CMAKE_COMMAND} -E make_directory ${VORN_TEST_LOCPATH}
-    COMMAND ${VORN_LOCALEDEF} --quiet --force -i ${source} -f ${charmap} ${VORN_TEST_LOCPATH}/${name}
+    COMMAND ${VORN_LOCALEDEF} --quiet --force ${locale_order} -i ${source} -f ${charmap}
+      ${VORN_TEST_LOCPATH}/${name}
     COMMENT "Making the locale ${name} for the tests"
     VERBATIM)
   list(APPEND locale_files ${file})

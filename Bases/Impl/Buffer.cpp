@@ -1,0 +1,116 @@
+#include <Bases/Container.h>
+
+#include <algorithm>
+#include <cstring>
+#include <limits>
+#include <new>
+#include <utility>
+
+namespace Vorn {
+
+namespace {
+
+using Array = std::unique_ptr<unsigned char[]>;
+
+// Replaces `array` by one of `length` bytes that starts with `count` bytes of it. Returns the old
+// one through `old`, for the caller may still need what lies in it. The rest of the new array is
+// not written. Returns false, with nothing changed, when there is no memory.
+bool Replace(Array& array, unsigned long count, unsigned long length, Array& old) {
+    Array longer(new (std::nothrow) unsigned char[length]);
+    if (longer == nullptr)
+        return false;
+    std::copy_n(array.get(), count, longer.get());
+    old = std::exchange(array, std::move(longer));
+    return true;
+}
+
+// How many of the bytes in use there really are: SetBuffer takes over any numbers.
+unsigned long Present(const Array& array, unsigned long size, unsigned long maxSize) {
+    return array == nullptr ? 0 : std::min(size, maxSize);
+}
+
+} // namespace
+
+SerialBuffer::SerialBuffer() : m_maxSize(0), m_size(0) {}
+
+SerialBuffer::SerialBuffer(unsigned long maxSize) : SerialBuffer() { SetMaxSize(maxSize, 1); }
+
+SerialBuffer::~SerialBuffer() = default;
+
+unsigned char* SerialBuffer::GetBuffer() { return m_buffer.get(); }
+
+unsigned long SerialBuffer::GetSize() { return m_size; }
+
+unsigned long SerialBuffer::GetMaxSize() { return m_maxSize; }
+
+void SerialBuffer::SetSize(unsigned long size) { m_size = std::min(size, m_maxSize); }
+
+int SerialBuffer::SetMaxSize(unsigned long size, int keep) {
+    if (m_maxSize >= size)
+        return 1;
+    // The size stays as it is also when the bytes are not kept: callers that are about to write all
+    // of them again do without the copy; see SerialBufferRoom.KeepsTheSizeWhenItDropsTheBytes.
+    const unsigned long kept = keep != 0 ? Present(m_buffer, m_size, m_maxSize) : 0;
+    Array old;
+    if (!Replace(m_buffer, kept, size, old))
+        return 0;
+    m_maxSize = size;
+    return 1;
+}
+
+int SerialBuffer::AddBuffer(unsigned char* data, unsigned long len, int grow) {
+    if (len > std::numeric_limits<unsigned long>::max() - m_size)
+        return 0;
+    const unsigned long size = m_size + len;
+    Array old; // the data may lie in the array that growth replaces
+    if (size > m_maxSize) {
+        const unsigned long kept = Present(m_buffer, m_size, m_maxSize);
+        if (grow == 0 || !Replace(m_buffer, kept, size, old))
+            return 0;
+        m_maxSize = size;
+    }
+    if (data == nullptr || len == 0)
+        return 1;
+    if (m_buffer == nullptr)
+        return 0;
+    std::memmove(m_buffer.get() + m_size, data, len);
+    m_size = size;
+    return 1;
+}
+
+int SerialBuffer::Shift(unsigned long n) {
+    if (n == 0 || m_buffer == nullptr)
+        return 1;
+    const unsigned long dropped = std::min(n, m_size);
+    const unsigned long present = Present(m_buffer, m_size, m_maxSize);
+    if (present > dropped)
+        std::memmove(m_buffer.get(), m_buffer.get() + dropped, present - dropped);
+    m_size -= dropped;
+    return 1;
+}
+
+int SerialBuffer::SetBuffer(unsigned char* data, unsigned long size, unsigned long maxSize) {
+    if (m_size > m_maxSize)
+        return 0;
+    if (data != m_buffer.get())
+        m_buffer.reset(data);
+    m_maxSize = maxSize;
+    m_size = size;
+    return 1;
+}
+
+unsigned char* SerialBuffer::Fetch() {
+    m_maxSize = 0;
+    m_size = 0;
+    return m_buffer.release();
+}
+
+void SerialBuffer::Clear() { m_size = 0; }
+
+void SerialBuffer::Delete() {
+    m_buffer.reset();
+    m_maxSize = 0;
+    m_size = 0;
+}
+
+} // namespace Vorn

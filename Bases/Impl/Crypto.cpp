@@ -1,0 +1,44 @@
+#include <Bases/Impl/CryptoFactory.h>
+
+#include <new>
+
+namespace Vorn {
+
+namespace {
+
+Crypto* Make(const Crypto::Type& type) {
+    switch (type) {
+    case Crypto::HashMd5:
+        return new CryptoHashMd5;
+    case Crypto::BlockCipherSeed:
+        return new CryptoBlockCipherSeed;
+    }
+    return nullptr;
+}
+
+// The storage alone: the interface cannot reach the destructor, and deleting the pointer would be
+// undefined. Callers know that nothing of a destructor happens here.
+void Free(Crypto* crypto) { ::operator delete(static_cast<void*>(crypto)); }
+
+} // namespace
+
+Crypto::Crypto() = default;
+
+Crypto* Created(Crypto* crypto) {
+    if (crypto == nullptr || crypto->Create())
+        return crypto;
+    Free(crypto);
+    return nullptr;
+}
+
+Crypto* CreateCrypto(const Crypto::Type& type) { return Created(Make(type)); }
+
+void DestroyCrypto(Crypto*& crypto) {
+    if (crypto == nullptr)
+        return;
+    crypto->Destroy();
+    Free(crypto);
+    crypto = nullptr;
+}
+
+} // namespace Vorn

@@ -1,0 +1,9 @@
+#include <Bases/Utility.h>
+
+namespace Vorn {
+
+MemPool::MemPool() = default;
+
+MemPool::~MemPool() = default;
+
+} // namespace Vorn

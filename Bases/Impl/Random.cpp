@@ -1,0 +1,9 @@
+#include <Bases/Utility.h>
+
+namespace Vorn {
+
+Random::Random() = default;
+
+Random::~Random() = default;
+
+} // namespace Vorn

@@ -1,0 +1,9 @@
+#include <Bases/Utility.h>
+
+namespace Vorn {
+
+RegEx::RegEx() = default;
+
+RegEx::~RegEx() = default;
+
+} // namespace Vorn

@@ -1,0 +1,139 @@
+// Concerns, for each reserved class: what an object is made of and does to the memory around it;
+// that nothing is allocated; that it is a base class whose objects tell their type and are deleted
+// through it; that it has nothing else to offer.
+#include <Bases/Utility.h>
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <new>
+#include <type_traits>
+#include <typeinfo>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+int g_allocations = 0;
+void* volatile g_sink = nullptr; // what goes here cannot be optimised away
+
+} // namespace
+
+extern "C" {
+
+void* __real_malloc(std::size_t size);
+void* __real__Znwm(std::size_t size);
+
+void* __wrap_malloc(std::size_t size) {
+    ++g_allocations;
+    return __real_malloc(size);
+}
+
+// operator new
+void* __wrap__Znwm(std::size_t size) {
+    ++g_allocations;
+    return __real__Znwm(size);
+}
+}
+
+namespace {
+
+template <typename Shell>
+class ReservedClass : public testing::Test {};
+
+using Shells = testing::Types<Vorn::MemPool, Vorn::Random, Vorn::RegEx>;
+TYPED_TEST_SUITE(ReservedClass, Shells);
+
+template <typename Shell>
+class Derived : public Shell {
+public:
+    explicit Derived(int& ends) : m_ends(ends) {}
+    ~Derived() override { ++m_ends; }
+    Derived(const Derived&) = delete;
+    Derived& operator=(const Derived&) = delete;
+
+    virtual void Own() {}
+
+private:
+    int& m_ends;
+};
+
+TYPED_TEST(ReservedClass, IsAPointerToItsTypeAndNothingElse) {
+    EXPECT_EQ(sizeof(void*), sizeof(TypeParam));
+    EXPECT_TRUE(std::is_polymorphic_v<TypeParam>);
+    EXPECT_TRUE(std::has_virtual_destructor_v<TypeParam>);
+    EXPECT_FALSE(std::is_abstract_v<TypeParam>);
+}
+
+TYPED_TEST(ReservedClass, HasNoVirtualOperationBesideTheDestructor) {
+    std::uintptr_t offset =
+        0; // into the table; some platforms mark a virtual one in the lowest bit
+    const auto operation = &Derived<TypeParam>::Own;
+    std::memcpy(&offset, &operation, sizeof offset);
+    // A destructor fills two slots: one for a whole object, one that also frees it.
+    EXPECT_EQ(2 * sizeof(void*), offset & ~std::uintptr_t{1});
+}
+
+TYPED_TEST(ReservedClass, CanBeMadeFromNothingAndCopied) {
+    EXPECT_TRUE(std::is_default_constructible_v<TypeParam>);
+    EXPECT_TRUE(std::is_copy_constructible_v<TypeParam>);
+    EXPECT_TRUE(std::is_copy_assignable_v<TypeParam>);
+    TypeParam first;
+    TypeParam second(first);
+    first = second;
+    EXPECT_EQ(typeid(TypeParam), typeid(first));
+    EXPECT_EQ(typeid(TypeParam), typeid(second));
+}
+
+TYPED_TEST(ReservedClass, AllocatesNothingWhateverTheNumberOfObjects) {
+    g_allocations = 0;
+    g_sink = new char;
+    ::operator delete(g_sink);
+    g_sink = std::malloc(1);
+    std::free(g_sink);
+    ASSERT_LE(2, g_allocations) << "the count does not see what it is there to see";
+
+    g_allocations = 0;
+    for (int round = 0; round < 100; ++round) {
+        std::array<TypeParam, 100> objects;
+        g_sink = &objects;
+    }
+    EXPECT_EQ(0, g_allocations);
+}
+
+TYPED_TEST(ReservedClass, TouchesNothingOutsideOfItself) {
+    constexpr unsigned char Guard = 0x5A;
+    constexpr std::size_t Size = sizeof(TypeParam);
+    alignas(TypeParam) std::array<unsigned char, 3 * Size> room;
+    room.fill(Guard);
+    auto* object = new (room.data() + Size) TypeParam;
+    g_sink = object;
+    object->~TypeParam();
+    const auto isGuard = [](unsigned char byte) { return byte == Guard; };
+    EXPECT_TRUE(std::all_of(room.begin(), room.begin() + Size, isGuard));
+    EXPECT_TRUE(std::all_of(room.begin() + 2 * Size, room.end(), isGuard));
+}
+
+TYPED_TEST(ReservedClass, TellsTheTypeOfADerivedObjectAndDeletesIt) {
+    int ends = 0;
+    std::unique_ptr<TypeParam> object = std::make_unique<Derived<TypeParam>>(ends);
+    TypeParam& base = *object;
+    EXPECT_EQ(typeid(Derived<TypeParam>), typeid(base));
+    EXPECT_NE(nullptr, dynamic_cast<Derived<TypeParam>*>(object.get()));
+    EXPECT_EQ(0, ends);
+    object.reset();
+    EXPECT_EQ(1, ends);
+}
+
+TYPED_TEST(ReservedClass, TellsItsOwnTypeAndDeletesItself) {
+    auto object = std::make_unique<TypeParam>();
+    TypeParam& base = *object;
+    EXPECT_EQ(typeid(TypeParam), typeid(base));
+    EXPECT_EQ(nullptr, dynamic_cast<Derived<TypeParam>*>(object.get()));
+}
+
+} // namespace

@@ -1,0 +1,18 @@
+#include "FailingNewArray.h"
+
+#include <new>
+
+using VornTest::FailingNewArray;
+
+extern "C" {
+
+void* __real__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
+
+void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
+    ++FailingNewArray::count;
+    FailingNewArray::lastSize = size;
+    if (FailingNewArray::failFrom != 0 && size >= FailingNewArray::failFrom)
+        return nullptr;
+    return __real__ZnamRKSt9nothrow_t(size, tag);
+}
+}
