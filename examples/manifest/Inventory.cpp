@@ -12,6 +12,8 @@
 
 namespace Manifest {
 
+using Examples::ReadInPieces;
+
 namespace {
 
 constexpr unsigned int NoLimit = 0xFFFFFFFF;

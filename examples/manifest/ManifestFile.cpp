@@ -19,6 +19,12 @@
 
 namespace Manifest {
 
+using Examples::Escape;
+using Examples::IsPlain;
+using Examples::ReadInPieces;
+using Examples::ReplaceFile;
+using Examples::Unescape;
+
 namespace {
 
 constexpr int FormatVersion = 1;
@@ -222,7 +228,7 @@ void SaveManifest(const std::string& path, const Document& document) {
     Vorn::XmlWriter xml;
     if (!WriteManifest(xml, document))
         throw std::runtime_error("the XML could not be composed");
-    ReplaceFile(path, [&xml](const std::filesystem::path& temporary) {
+    ReplaceFile(path, "manifest", [&xml](const std::filesystem::path& temporary) {
         SaveChecked(xml, temporary.string());
     });
 }

@@ -8,6 +8,8 @@
 
 namespace Manifest {
 
+using Examples::ForDisplay;
+
 namespace {
 
 enum Column { KindColumn, Bytes, Size, Lines, Written, Id, Name, Columns };

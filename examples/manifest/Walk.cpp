@@ -15,6 +15,8 @@
 
 namespace Manifest {
 
+using Examples::IsTemporaryName;
+
 namespace fs = std::filesystem;
 
 namespace {
@@ -36,7 +38,7 @@ public:
 
     bool IsIn(const Status& directory) const { return m_known && SameFile(m_directory, directory); }
     bool IsTakenBy(const std::string& name) const {
-        return name == m_name || IsTemporaryName(name);
+        return name == m_name || IsTemporaryName(name, "manifest");
     }
 
 private:

@@ -9,12 +9,11 @@
 #include <string>
 #include <vector>
 
-#include <Bases/Bases.h>
-
 #include "FileName.h"
 #include "Inventory.h"
 #include "ManifestFile.h"
 #include "Progress.h"
+#include "Setup.h"
 #include "Table.h"
 #include "Verify.h"
 #include "Walk.h"
@@ -25,19 +24,10 @@ using Arguments = std::vector<std::string>;
 
 enum ExitStatus { Success = 0, Failure = 1, WrongUsage = 2 };
 
-/// Keeps the library set up for the length of a scope.
-class Bases {
-public:
-    Bases() { Vorn::BasesInit(); }
-    ~Bases() { Vorn::BasesRelease(); }
-    Bases(const Bases&) = delete;
-    Bases& operator=(const Bases&) = delete;
-};
-
 void Complain(const std::string& text) { std::fprintf(stderr, "manifest: %s\n", text.c_str()); }
 
 void Complain(const std::string& name, const std::string& reason) {
-    Complain(Manifest::ForDisplay(name) + ": " + reason);
+    Complain(Examples::ForDisplay(name) + ": " + reason);
 }
 
 // The progress line is gone before anything else is said.
@@ -180,7 +170,7 @@ int main(int argc, char** argv) {
         return WrongUsage;
     }
     try {
-        const Bases bases;
+        const Examples::Setup setup;
         return Run(*command, {arguments.begin() + 1, arguments.end()});
     } catch (const std::runtime_error&) { // BasesInit lets through what the standard library says
         Complain(

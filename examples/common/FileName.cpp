@@ -8,7 +8,7 @@
 
 #include <Bases/Text.h>
 
-namespace Manifest {
+namespace Examples {
 
 namespace {
 
@@ -88,4 +88,4 @@ std::string ForDisplay(const std::string& text) {
     return shown + "'";
 }
 
-} // namespace Manifest
+} // namespace Examples

@@ -7,15 +7,16 @@
 
 #include <Bases/Utility.h>
 
-namespace Manifest {
+namespace Examples {
 
 namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::string_view Begin = ".manifest-";
 constexpr std::string_view End = ".tmp";
 constexpr std::size_t IdLength = 36;
+
+std::string BeginOfName(const std::string& program) { return "." + program + "-"; }
 
 // Renaming over a link would leave what it leads to as it was; renaming over a device, as a path
 // like /dev/stdout may be, would take the device away.
@@ -27,11 +28,11 @@ fs::path Resolve(const fs::path& target) {
 }
 
 // A name that no other run uses, of a length that fits whatever the length of the target's.
-fs::path PathBeside(const fs::path& target) {
+fs::path PathBeside(const fs::path& target, const std::string& program) {
     Vorn::Guid unique;
     if (!unique.Generate())
         throw std::runtime_error("no temporary name could be made");
-    return target.parent_path() / (std::string(Begin) + unique.ToString(1) + std::string(End));
+    return target.parent_path() / (BeginOfName(program) + unique.ToString(1) + std::string(End));
 }
 
 /// Removes the file at its path, if there is one by then.
@@ -49,8 +50,9 @@ private:
     fs::path m_path;
 };
 
-void Replace(const fs::path& target, const std::function<void(const fs::path&)>& write) {
-    const fs::path temporary = PathBeside(target);
+void Replace(const fs::path& target, const std::string& program,
+             const std::function<void(const fs::path&)>& write) {
+    const fs::path temporary = PathBeside(target, program);
     const Remover remover(temporary); // which finds nothing after the rename
     write(temporary);
     if (fs::exists(target))
@@ -60,18 +62,20 @@ void Replace(const fs::path& target, const std::function<void(const fs::path&)>&
 
 } // namespace
 
-void ReplaceFile(const fs::path& target, const std::function<void(const fs::path&)>& write) {
+void ReplaceFile(const fs::path& target, const std::string& program,
+                 const std::function<void(const fs::path&)>& write) {
     try {
-        Replace(Resolve(target), write);
+        Replace(Resolve(target), program, write);
     } catch (const fs::filesystem_error& error) {
         throw std::runtime_error(
             error.code().message()); // without the paths, which may hold any bytes
     }
 }
 
-bool IsTemporaryName(const std::string& name) {
-    return name.size() == Begin.size() + IdLength + End.size() && name.starts_with(Begin) &&
+bool IsTemporaryName(const std::string& name, const std::string& program) {
+    const std::string begin = BeginOfName(program);
+    return name.size() == begin.size() + IdLength + End.size() && name.starts_with(begin) &&
            name.ends_with(End);
 }
 
-} // namespace Manifest
+} // namespace Examples

@@ -1,16 +1,16 @@
-#ifndef MANIFEST_READ_FILE_H
-#define MANIFEST_READ_FILE_H
+#ifndef EXAMPLES_READ_FILE_H
+#define EXAMPLES_READ_FILE_H
 
 #include <functional>
 #include <string>
 #include <string_view>
 
-namespace Manifest {
+namespace Examples {
 
 /// Reads the regular file `name` from begin to end and hands every piece to `use`. Returns an empty
 /// text when all of it was read, otherwise the reason why not; pieces may have been used by then.
 std::string ReadInPieces(const std::string& name, const std::function<void(std::string_view)>& use);
 
-} // namespace Manifest
+} // namespace Examples
 
 #endif

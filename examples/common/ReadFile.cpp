@@ -9,7 +9,7 @@
 
 #include <Bases/File.h>
 
-namespace Manifest {
+namespace Examples {
 
 namespace {
 
@@ -53,4 +53,4 @@ std::string ReadInPieces(const std::string& name,
     }
 }
 
-} // namespace Manifest
+} // namespace Examples

@@ -1,9 +1,9 @@
-#ifndef MANIFEST_FILE_NAME_H
-#define MANIFEST_FILE_NAME_H
+#ifndef EXAMPLES_FILE_NAME_H
+#define EXAMPLES_FILE_NAME_H
 
 #include <string>
 
-namespace Manifest {
+namespace Examples {
 
 // A file name is any bytes but zero and the slash. Not all of them can stand in an XML document or
 // be sent to a terminal.
@@ -22,6 +22,6 @@ std::string Unescape(const std::string& text);
 /// can be pasted into a command line and cannot disturb a terminal.
 std::string ForDisplay(const std::string& text);
 
-} // namespace Manifest
+} // namespace Examples
 
 #endif

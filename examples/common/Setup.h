@@ -1,0 +1,20 @@
+#ifndef EXAMPLES_SETUP_H
+#define EXAMPLES_SETUP_H
+
+#include <Bases/Bases.h>
+
+namespace Examples {
+
+/// Keeps the library set up for the length of a scope. Throws what BasesInit lets through:
+/// std::runtime_error when the environment asks for a locale that the machine does not have.
+class Setup {
+public:
+    Setup() { Vorn::BasesInit(); }
+    ~Setup() { Vorn::BasesRelease(); }
+    Setup(const Setup&) = delete;
+    Setup& operator=(const Setup&) = delete;
+};
+
+} // namespace Examples
+
+#endif
