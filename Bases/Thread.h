@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_THREAD_H
 #define VORN_BASES_THREAD_H
 
-// Locks, events, threads and a task pool.
+// Locks, events, threads, a task pool, and memory that processes share.
 //
 // Time-outs are counts of milliseconds: 0xFFFFFFFF waits without limit, 0 tries once and never
 // blocks, any other value waits at most that long, measured on the monotonic clock. (On an object
@@ -34,6 +34,9 @@
 //     |                     |                                | processes; the object itself     |
 //     |                     |                                | stays mapped until the process   |
 //     |                     |                                | ends                             |
+//
+// A shared-memory segment has a name, too, but of another kind: any text will do, and it has
+// nothing to do with the mutex or event of the same name. See Shm.
 
 #include <atomic>
 #include <list>
@@ -492,6 +495,128 @@ private:
     std::unique_ptr<TaskList> m_pTasks;
     Cs m_csTasks;
     Event m_evtTasks;
+};
+
+/// A segment of memory that several processes reach through one name; a System V segment, which
+/// stays until it is removed, whether or not a process uses it.
+///
+///     |          | no segment       | a segment             | after a failed Create or Open    |
+///     | -------- | ---------------- | --------------------- | -------------------------------- |
+///     | Create   | makes one        | false                 | false                            |
+///     | Open     | finds one        | false                 | false                            |
+///     | Map      | null             | attaches it           | the platform's failure value     |
+///     | Close    | does nothing     | removes it            | ends the process (see there)     |
+///     | IsOpened | false            | true                  | true                             |
+///
+/// Who may do what. The flag `bReadOnly` of Create and Open sets how this object attaches, but the
+/// permissions of the segment, which count for every process, are set the other way round:
+///
+///     |                           | bReadOnly not 0               | bReadOnly 0              |
+///     | ------------------------- | ----------------------------- | ------------------------ |
+///     | permissions from Create   | 0666, all may read and write  | 0555, nobody may write   |
+///     | Open asks for             | reading and writing           | reading and executing    |
+///     | Map attaches              | for reading                   | for reading and writing  |
+///
+/// So a process without privilege never gets memory that it may write through this class: the
+/// segment that it creates with 0 lets not even its owner attach it for writing, and an Open with 0
+/// of a segment that was created with 1 is refused, as is the reverse. To write, a process needs
+/// the capability CAP_IPC_OWNER, for which the permissions do not count. The superuser has it,
+/// except in containers that withhold it.
+///
+///     | created with | a process without privilege  | a process with CAP_IPC_OWNER         |
+///     | ------------ | ---------------------------- | ------------------------------------ |
+///     | 1            | Open(name, 1), Map: reads    | Open with 1: reads; with 0: writes   |
+///     | 0            | Open(name, 0); Map fails     | Open with 1: reads; with 0: writes   |
+///
+/// A name is any text; it is hashed to the 32-bit key of the segment: from 5381 on, times 33 plus
+/// the byte (as a signed number) for each byte, and of that the low 32 bits. Note: two names with
+/// the same key are one segment. Note: a name whose key is 0 shares nothing, since the platform
+/// takes that key for "a new segment without a name".
+///
+/// Note: the first segment that is made on a machine, or in a container with System V objects of
+/// its own, has the identifier 0, which this class takes for "no segment": Create reports success,
+/// Open failure, IsOpened is false, Map gives null, Close removes nothing. Hosts that may be that
+/// early make and remove a segment of the platform's (`ipcmk`, `ipcrm`) first.
+///
+/// One object belongs to one thread at a time. What lies in the segment is not guarded; where
+/// processes write at the same time, they agree on a named Mutex. The memory that Map attached
+/// outlives Close and the object; it is the caller's until Unmap.
+///
+///     Vorn::Shm shm; // in a process that may write, see above
+///     if (shm.Create(4096, "com.example.state", 0, 1)) {
+///         unsigned char* const p = shm.Map();
+///         p[0] = 1;     // seen by every process that has mapped the segment
+///         shm.Close();  // takes the name away; first this, in every process,
+///         shm.Unmap(p); // and then this: the segment goes with its last mapping
+///     }
+class VORN_BASES_API Shm {
+public:
+    /// Makes an object without a segment.
+    Shm();
+
+    /// Closes the segment. Note: as with Close, it is removed for every process, and where it
+    /// cannot be removed the process ends.
+    virtual ~Shm();
+    Shm(const Shm&) = delete;
+    Shm& operator=(const Shm&) = delete;
+
+    /// Makes the segment `name` of `size` bytes, which must not exist yet. `bReadOnly` is 0 for
+    /// attaching it for reading and writing, anything else for reading only; the permissions follow
+    /// from it as told above. With `bReadOnly` 0 and `bZeroFill` not 0 the segment is attached once
+    /// and set to zero; where it may not be attached it is left as the platform made it, which is
+    /// zero as well on Linux. `name` must not be null; this is not checked.
+    ///
+    /// Returns true on success. Returns false and changes nothing when the object is opened
+    /// already. Returns false when the platform refuses: the name exists, the size is 0 or more
+    /// than it grants. Prints nothing.
+    ///
+    /// Note: after a refusal the object counts as opened; see Close for what this means.
+    bool Create(unsigned long size, const char* name, int bReadOnly, int bZeroFill);
+
+    /// Finds the segment `name`, whatever its size. `bReadOnly` as with Create; it also says which
+    /// permissions are asked for. `name` must not be null; this is not checked.
+    ///
+    /// Returns false and changes nothing when the object is opened already; otherwise true. Note:
+    /// it returns true also when there is no such segment, or one that does not grant the
+    /// permissions; Map then gives the platform's failure value, and the object counts as opened.
+    /// See Close for what this means.
+    bool Open(const char* name, int bReadOnly);
+
+    /// Attaches the segment once more, at an address that the system chooses: for reading and
+    /// writing when it was created or opened with `bReadOnly` 0, otherwise for reading only, where
+    /// a write ends the process with SIGSEGV. Returns the address of its first byte, to be given to
+    /// Unmap. Returns null without a segment.
+    ///
+    /// Note: when the platform refuses, the result is not null but the platform's own failure
+    /// value, the address of all ones: `reinterpret_cast<unsigned char*>(-1)`. Compare with both.
+    unsigned char* Map();
+
+    /// Detaches what Map attached at `p`, of this object or another one. Returns true on success,
+    /// false when `p` is null or nothing is attached there.
+    bool Unmap(unsigned char* p);
+
+    /// Removes the segment, and the object may create or open anew. Also a process that only opened
+    /// the segment removes it for all: its name is free at once, for another segment, and its
+    /// memory goes with its last mapping; until then what is mapped stays valid. Does nothing
+    /// without a segment.
+    ///
+    /// Note: a segment that cannot be removed ends a process whose library checks assertions, with
+    /// the message "::shmctl(m_hShm, 0, __null) == 0"; where assertions are compiled out, nothing
+    /// happens but that the object has no segment any more. This is so
+    /// - after a failed Create or Open. An object for which that may happen must be neither closed
+    ///   nor destroyed;
+    /// - when another object, of this process or another one, has closed the segment and its last
+    ///   mapping is gone. Removing it again is fine before that: all close, and only then unmap;
+    /// - in a process of another user than the one that created it, unless it has the capability
+    ///   CAP_SYS_ADMIN.
+    void Close();
+
+    /// Returns true between an attempt to create or open, successful or not, and Close.
+    bool IsOpened();
+
+private:
+    int m_hShm;      // the segment's identifier; 0 for none, -1 after a refusal
+    int m_bReadOnly; // as it was given to Create or Open
 };
 
 } // namespace Vorn
