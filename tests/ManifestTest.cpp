@@ -51,7 +51,6 @@ namespace fs = std::filesystem;
 
 using Names = std::vector<std::string>;
 
-const char* const Usage = "usage: manifest create OUT.xml PATH... | manifest show OUT.xml\n";
 const char* const Begin = R"(<?xml version="1.0" encoding="UTF-8"?>
 <manifest version="1">
   <!-- One element for each entry; lines counts line feeds. -->
@@ -187,6 +186,9 @@ void LimitFileSize(rlim_t size) {
     const rlimit limit{size, size};
     setrlimit(RLIMIT_FSIZE, &limit);
 }
+
+/// Makes everything that is written to standard output fail.
+void PrintNowhere() { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO); }
 
 /// Waits until the process has a file of this name open.
 bool OpensWithin(pid_t pid, const std::string& name, std::chrono::seconds limit) {
@@ -1104,30 +1106,47 @@ TEST_F(ManifestShow, LetsNoDocumentControlTheTerminal) {
 
 TEST_F(ManifestShow, FailsWhenTheTableCannotBePrinted) {
     MakeManifest("");
-    const Outcome outcome = Manifest({"show", "in.xml"}, [] {
-        const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-        dup2(full, STDOUT_FILENO);
-    });
+    const Outcome outcome = Manifest({"show", "in.xml"}, PrintNowhere);
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("manifest: in.xml: the table could not be printed\n", outcome.err);
 }
 
-// Concerns: arguments that make no sense, and an environment that does not, get one clear line and
-// a status of their own, and nothing is made.
+// Concerns: arguments that make no sense, and an environment that does not, get a clear answer and
+// a status of their own, and nothing is made; help is given on standard output to who asks for it.
 
 class ManifestCommandLine : public ManifestProgram {};
 
-TEST_F(ManifestCommandLine, WrongArgumentsGetTheUsageLine) {
+TEST_F(ManifestCommandLine, WrongArgumentsGetTheHelpOnStandardError) {
     Make("a");
+    const std::string help = Manifest({"help"}).out;
     for (const Names& arguments :
          {Names{}, Names{""}, Names{"create"}, Names{"create", "out.xml"}, Names{"show"},
-          Names{"show", "a", "a"}, Names{"update", "out.xml", "a"}, Names{"--help"}}) {
+          Names{"show", "a", "a"}, Names{"update", "out.xml", "a"}, Names{"help", "a"},
+          Names{"create", "--help"}}) {
         const Outcome outcome = Manifest(arguments);
         EXPECT_EQ(2, outcome.status);
         EXPECT_EQ("", outcome.out);
-        EXPECT_EQ(Usage, outcome.err);
+        EXPECT_EQ(help, outcome.err);
     }
     EXPECT_THAT(Directory(), ElementsAre("a"));
+}
+
+TEST_F(ManifestCommandLine, HelpTellsCommandsAndExitStatuses) {
+    for (const char* argument : {"help", "--help", "-h"}) {
+        const Outcome outcome = Manifest({argument}, std::string("xx_XX.nowhere")); // matters not
+        EXPECT_EQ(0, outcome.status);
+        EXPECT_EQ("", outcome.err);
+        EXPECT_THAT(outcome.out, StartsWith("usage: manifest COMMAND [ARGUMENT...]\n"));
+        for (const char* text : {"\n  create OUT.xml PATH...\n", "\n  show OUT.xml\n",
+                                 "replaced all the same", "exit status: 0 when"})
+            EXPECT_THAT(outcome.out, HasSubstr(text));
+    }
+}
+
+TEST_F(ManifestCommandLine, HelpThatCannotBePrintedIsAFailure) {
+    const Outcome outcome = Manifest({"help"}, PrintNowhere);
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: the help could not be printed\n", outcome.err);
 }
 
 TEST_F(ManifestCommandLine, ALocaleThatDoesNotExistGetsAClearMessage) {

@@ -1,9 +1,8 @@
-// manifest create OUT.xml PATH...   makes an XML inventory of files and of all in directories
-// manifest show OUT.xml             prints it as a table
-//
-// The exit status is 0 when all went well, 1 when something failed, which standard error then
-// tells, and 2 for arguments that make no sense.
+// Makes XML inventories of files and of all in directories; "manifest help" tells more.
 
+#include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstdio>
 #include <exception>
 #include <stdexcept>
@@ -47,8 +46,15 @@ void Measure(std::vector<Manifest::Entry>& entries) {
         entries, [&progress](const Manifest::Advance& advance) { progress.Show(advance); });
 }
 
-ExitStatus Create(const std::string& path, const Arguments& paths) {
-    std::vector<Manifest::Entry> entries = Manifest::FindEntries(paths, path);
+void Print(const std::string& text, const char* what) {
+    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
+        throw std::runtime_error(std::string(what) + " could not be printed");
+}
+
+ExitStatus Create(const Arguments& arguments) {
+    const std::string& path = arguments[0];
+    std::vector<Manifest::Entry> entries =
+        Manifest::FindEntries({arguments.begin() + 1, arguments.end()}, path);
     Measure(entries);
     ExitStatus status = Success;
     for (const Manifest::Entry& entry : entries) {
@@ -61,25 +67,75 @@ ExitStatus Create(const std::string& path, const Arguments& paths) {
     return status;
 }
 
-ExitStatus Show(const std::string& path) {
-    const std::string table = Manifest::FormatTable(Manifest::LoadManifest(path));
-    if (std::fputs(table.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
-        throw std::runtime_error("the table could not be printed");
+ExitStatus Show(const Arguments& arguments) {
+    Print(Manifest::FormatTable(Manifest::LoadManifest(arguments[0])), "the table");
     return Success;
 }
 
-bool MakeSense(const Arguments& arguments) {
-    return (arguments.size() >= 3 && arguments[0] == "create") ||
-           (arguments.size() == 2 && arguments[0] == "show");
+/// A sub-command. The first of its arguments is what its failures are complained of under.
+struct Command {
+    const char* name;
+    std::size_t leastArguments;
+    std::size_t mostArguments;
+    ExitStatus (*run)(const Arguments&);
+    const char* usage;
+};
+
+constexpr std::size_t NoLimit = static_cast<std::size_t>(-1);
+
+constexpr std::array Commands{
+    Command{"create", 2, NoLimit, Create,
+            "  create OUT.xml PATH...\n"
+            "      Records the files at the paths and all that is in the directories in OUT.xml.\n"
+            "      What cannot be read is recorded as a failure and complained of; OUT.xml is\n"
+            "      replaced all the same, and the exit status is 1.\n"},
+    Command{"show", 1, 1, Show,
+            "  show OUT.xml\n"
+            "      Prints what is recorded as a table.\n"},
+};
+
+std::string Usage() {
+    std::string text = "usage: manifest COMMAND [ARGUMENT...]\n\n";
+    for (const Command& command : Commands)
+        text += command.usage;
+    return text +
+           "  help, --help, -h\n"
+           "      Prints this text.\n\n"
+           "exit status: 0 when all went well; 1 when something failed, which standard error\n"
+           "tells; 2 for arguments that make no sense\n";
 }
 
-ExitStatus Run(const Arguments& arguments) {
-    const std::string& path = arguments[1];
+bool AsksForHelp(const Arguments& arguments) {
+    return arguments.size() == 1 &&
+           (arguments[0] == "help" || arguments[0] == "--help" || arguments[0] == "-h");
+}
+
+ExitStatus Help() {
     try {
-        return arguments[0] == "create" ? Create(path, {arguments.begin() + 2, arguments.end()})
-                                        : Show(path);
+        Print(Usage(), "the help");
+        return Success;
+    } catch (const std::runtime_error& error) {
+        Complain(error.what());
+        return Failure;
+    }
+}
+
+// Returns null for arguments that make no sense.
+const Command* FindCommand(const Arguments& arguments) {
+    const auto fits = [&arguments](const Command& command) {
+        return !arguments.empty() && arguments[0] == command.name &&
+               arguments.size() - 1 >= command.leastArguments &&
+               arguments.size() - 1 <= command.mostArguments;
+    };
+    const auto* const found = std::find_if(Commands.begin(), Commands.end(), fits);
+    return found == Commands.end() ? nullptr : found;
+}
+
+ExitStatus Run(const Command& command, const Arguments& arguments) {
+    try {
+        return command.run(arguments);
     } catch (const std::exception& error) {
-        Complain(path, error.what());
+        Complain(arguments[0], error.what());
         return Failure;
     }
 }
@@ -88,13 +144,16 @@ ExitStatus Run(const Arguments& arguments) {
 
 int main(int argc, char** argv) {
     const Arguments arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    if (!MakeSense(arguments)) {
-        std::fputs("usage: manifest create OUT.xml PATH... | manifest show OUT.xml\n", stderr);
+    if (AsksForHelp(arguments))
+        return Help();
+    const Command* const command = FindCommand(arguments);
+    if (command == nullptr) {
+        std::fputs(Usage().c_str(), stderr);
         return WrongUsage;
     }
     try {
         const Bases bases;
-        return Run(arguments);
+        return Run(*command, {arguments.begin() + 1, arguments.end()});
     } catch (const std::runtime_error&) { // BasesInit lets through what the standard library says
         Complain(
             "the environment asks for a locale that this machine does not have; LC_ALL=C will do");
