@@ -58,7 +58,8 @@ bool Start(Vorn::ThreadTaskPool& pool) { return pool.StartThread(0) && pool.GetT
 
 } // namespace
 
-void MeasureFiles(std::vector<Entry>& entries, const std::function<void(const Advance&)>& report) {
+Advance MeasureFiles(std::vector<Entry>& entries,
+                     const std::function<void(const Advance&)>& report) {
     Advance advance = Total(entries);
     Done done;
     Vorn::Event measured;
@@ -81,6 +82,9 @@ void MeasureFiles(std::vector<Entry>& entries, const std::function<void(const Ad
         report(advance);
     }
     pool.StopThread(NoLimit, 0);
+    advance.files = done.files;
+    advance.bytes = done.bytes;
+    return advance;
 }
 
 } // namespace Manifest

@@ -9,14 +9,18 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include <Bases/Bases.h>
 
 #include "FileName.h"
 #include "Inventory.h"
 #include "ManifestFile.h"
 #include "Progress.h"
+#include "Publisher.h"
 #include "Table.h"
 #include "Walk.h"
+#include "Watch.h"
 
 namespace {
 
@@ -40,10 +44,12 @@ void Complain(const std::string& name, const std::string& reason) {
 }
 
 // The progress line is gone before anything else is said.
-void Measure(std::vector<Manifest::Entry>& entries) {
+void Measure(std::vector<Manifest::Entry>& entries, Manifest::Publisher& publisher) {
     Manifest::Progress progress;
-    Manifest::MeasureFiles(
-        entries, [&progress](const Manifest::Advance& advance) { progress.Show(advance); });
+    publisher.Show(Manifest::MeasureFiles(entries, [&](const Manifest::Advance& advance) {
+        progress.Show(advance);
+        publisher.Show(advance);
+    }));
 }
 
 void Print(const std::string& text, const char* what) {
@@ -53,9 +59,10 @@ void Print(const std::string& text, const char* what) {
 
 ExitStatus Create(const Arguments& arguments) {
     const std::string& path = arguments[0];
+    Manifest::Publisher publisher(path);
     std::vector<Manifest::Entry> entries =
         Manifest::FindEntries({arguments.begin() + 1, arguments.end()}, path);
-    Measure(entries);
+    Measure(entries, publisher);
     ExitStatus status = Success;
     for (const Manifest::Entry& entry : entries) {
         if (entry.failure.empty())
@@ -64,11 +71,29 @@ ExitStatus Create(const Arguments& arguments) {
         status = Failure;
     }
     Manifest::SaveManifest(path, entries);
+    publisher.Finish();
     return status;
 }
 
 ExitStatus Show(const Arguments& arguments) {
     Print(Manifest::FormatTable(Manifest::LoadManifest(arguments[0])), "the table");
+    return Success;
+}
+
+// On a terminal one line changes all the time; anywhere else every change is a line.
+std::string WatchRun(const std::string& path) {
+    Manifest::Progress progress;
+    const bool live = progress.IsOnTerminal() && isatty(STDOUT_FILENO) == 1;
+    return Manifest::WatchRun(path, [&](const std::string& line) {
+        if (live)
+            progress.Show(line);
+        else
+            Print(line + "\n", "the counters");
+    });
+}
+
+ExitStatus Watch(const Arguments& arguments) {
+    Print(WatchRun(arguments[0]) + "\n", "the counters");
     return Success;
 }
 
@@ -92,6 +117,11 @@ constexpr std::array Commands{
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
             "      Prints what is recorded as a table.\n"},
+    Command{"watch", 1, 1, Watch,
+            "  watch OUT.xml\n"
+            "      Shows how far the run has come that is at work on OUT.xml in another terminal,\n"
+            "      until it has finished. Only a run of the same user can be watched, and only\n"
+            "      with the privilege to write shared memory, which the superuser has.\n"},
 };
 
 std::string Usage() {
