@@ -132,7 +132,8 @@ private:
 /// The MD5 digest (RFC 1321), through the interface of a cipher and by functions of its own.
 ///
 /// The functions keep all state in the caller's context or on the stack: any number of threads may
-/// call them at once, each with a context of its own.
+/// call them at once, each with a context of its own. A null pointer for a context or a digest is
+/// the caller's error and not checked; neither may overlap the other or the data.
 ///
 ///     std::string text = Vorn::CryptoHashMd5::MD5String("abc"); // "900150983cd24fb0d6963f7d28e17f72"
 ///

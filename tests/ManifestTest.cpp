@@ -58,6 +58,7 @@ const char* const Begin = R"(<?xml version="1.0" encoding="UTF-8"?>
 const char* const SomeId = "0f8fad5b-d9cb-469f-a165-70867728950e";
 
 const std::string IdForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
+const std::string DigestForm(32, 'x');
 const std::string TimeForm = "9999-99-99T99:99:99.999";
 
 /// True when the text is the form, with any digit for a 9 and any lower-case hexadecimal one for an x.
@@ -68,6 +69,21 @@ bool HasForm(const std::string& text, const std::string& form) {
             return c == wanted;
         return digits.find(c) < (wanted == '9' ? 10U : 16U);
     });
+}
+
+/// Replaces what has the form, which begins with its first quotation mark's text, with a short one.
+void Shorten(std::string& text, const std::string& form, const std::string& shortForm) {
+    const std::string begin = form.substr(0, form.find('"') + 1);
+    for (std::size_t i = 0; (i = text.find(begin, i)) != std::string::npos; ++i)
+        if (HasForm(text.substr(i, form.size()), form))
+            text.replace(i, form.size(), shortForm);
+}
+
+std::string WithoutPaths(std::string text) {
+    const std::string begin = "  <path ";
+    for (std::size_t i = 0; (i = text.find(begin, i)) != std::string::npos;)
+        text.erase(i, text.find('\n', i) + 1 - i);
+    return text;
 }
 
 Names IdsIn(const std::string& text) {
@@ -122,16 +138,15 @@ protected:
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    /// The content with written-utc, written-local and id cut to "written id" wherever the text
-    /// between is a time or an identifier.
+    /// The content with md5, and written-utc, written-local and id, cut to "md5" and "written id"
+    /// wherever the text between is a digest, a time or an identifier; and without the paths.
     std::string Steady(const std::string& name) const {
-        const std::string begin = "written-utc=\"";
-        const std::string form =
-            begin + TimeForm + "\" written-local=\"" + TimeForm + "\" id=\"" + IdForm + "\"";
-        std::string text = Content(name);
-        for (std::size_t i = 0; (i = text.find(begin, i)) != std::string::npos; ++i)
-            if (HasForm(text.substr(i, form.size()), form))
-                text.replace(i, form.size(), "written id");
+        std::string text = WithoutPaths(Content(name));
+        Shorten(text,
+                "written-utc=\"" + TimeForm + "\" written-local=\"" + TimeForm + "\" id=\"" +
+                    IdForm + "\"",
+                "written id");
+        Shorten(text, "md5=\"" + DigestForm + "\"", "md5");
         return text;
     }
 
@@ -217,10 +232,11 @@ TEST_F(ManifestCreate, RecordsNameBytesAndLinesOfEveryFileInTheOrderGiven) {
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ("", outcome.out);
     EXPECT_EQ("", outcome.err);
-    EXPECT_EQ(std::string(Begin) + R"(  <file name="b" bytes="8" size="8 B" lines="2" written id/>
-  <file name="a" bytes="12" size="12 B" lines="0" written id/>
-  <file name="empty" bytes="0" size="0 B" lines="0" written id/>
-  <file name="b" bytes="8" size="8 B" lines="2" written id/>
+    EXPECT_EQ(std::string(Begin) +
+                  R"(  <file name="b" bytes="8" size="8 B" lines="2" md5 written id/>
+  <file name="a" bytes="12" size="12 B" lines="0" md5 written id/>
+  <file name="empty" bytes="0" size="0 B" lines="0" md5 written id/>
+  <file name="b" bytes="8" size="8 B" lines="2" md5 written id/>
 </manifest>
 )",
               Steady("out.xml"));
@@ -233,14 +249,15 @@ TEST_F(ManifestCreate, CountsOverTheEdgesOfItsPieces) {
     for (const std::size_t size : {Piece - 1, Piece, Piece + 1, 3 * Piece + 7})
         Make(std::to_string(size), std::string(size - 1, '\n') + "x");
     ASSERT_EQ(0, Manifest({"create", "out.xml", "65535", "65536", "65537", "196615"}).status);
-    EXPECT_EQ(std::string(Begin) +
-                  R"(  <file name="65535" bytes="65535" size="64.0 KiB" lines="65534" written id/>
-  <file name="65536" bytes="65536" size="64.0 KiB" lines="65535" written id/>
-  <file name="65537" bytes="65537" size="64.0 KiB" lines="65536" written id/>
-  <file name="196615" bytes="196615" size="192.0 KiB" lines="196614" written id/>
+    EXPECT_EQ(
+        std::string(Begin) +
+            R"(  <file name="65535" bytes="65535" size="64.0 KiB" lines="65534" md5 written id/>
+  <file name="65536" bytes="65536" size="64.0 KiB" lines="65535" md5 written id/>
+  <file name="65537" bytes="65537" size="64.0 KiB" lines="65536" md5 written id/>
+  <file name="196615" bytes="196615" size="192.0 KiB" lines="196614" md5 written id/>
 </manifest>
 )",
-              Steady("out.xml"));
+        Steady("out.xml"));
 }
 
 TEST_F(ManifestCreate, GivesEveryFileAFreshIdentifierInEveryRun) {
@@ -275,7 +292,7 @@ TEST_F(ManifestCreate, FollowsLinksToFiles) {
     fs::create_symlink("file", m_dir.File("link"));
     EXPECT_EQ(0, Manifest({"create", "out.xml", "link"}).status);
     EXPECT_THAT(Steady("out.xml"),
-                HasSubstr(R"(<file name="link" bytes="4" size="4 B" lines="0" written id/>)"));
+                HasSubstr(R"(<file name="link" bytes="4" size="4 B" lines="0" md5 written id/>)"));
 }
 
 // Concerns: whatever cannot be measured is named with its reason, on standard error and in an
@@ -293,9 +310,9 @@ protected:
         EXPECT_EQ(1, outcome.status);
         EXPECT_EQ("manifest: " + name + ": " + reason + "\n", outcome.err);
         std::string expected = Begin;
-        expected += R"(  <file name="good" bytes="2" size="2 B" lines="1" written id/>)";
+        expected += R"(  <file name="good" bytes="2" size="2 B" lines="1" md5 written id/>)";
         expected += "\n  <failure name=\"" + name + "\">" + reason + "</failure>\n";
-        expected += R"(  <file name="good" bytes="2" size="2 B" lines="1" written id/>)";
+        expected += R"(  <file name="good" bytes="2" size="2 B" lines="1" md5 written id/>)";
         EXPECT_EQ(expected + "\n</manifest>\n", Steady("out.xml"));
         ExpectWellFormed("out.xml");
     }
@@ -390,7 +407,8 @@ protected:
     }
 
     static std::string Empty(const std::string& name) {
-        return "  <file name=\"" + name + "\" bytes=\"0\" size=\"0 B\" lines=\"0\" written id/>\n";
+        return "  <file name=\"" + name +
+               "\" bytes=\"0\" size=\"0 B\" lines=\"0\" md5 written id/>\n";
     }
 
     static std::string Failure(const std::string& name, const std::string& reason) {
@@ -577,7 +595,7 @@ TEST_F(ManifestWalk, FindsNamesOfAnyBytes) {
     ExpectManifest(Directory("d") + Empty("d/ ") + Empty("d/-") + Empty("d/...") +
                    Empty("d/a&amp;b") +
                    "  <directory name=\"d/%FF\" escaped=\"percent\" written id/>\n" + begin +
-                   " bytes=\"0\" size=\"0 B\" lines=\"0\" written id/>\n");
+                   " bytes=\"0\" size=\"0 B\" lines=\"0\" md5 written id/>\n");
 }
 
 TEST_F(ManifestWalk, TakesTenThousandFiles) {

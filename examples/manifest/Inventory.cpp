@@ -5,6 +5,7 @@
 #include <stdexcept>
 #include <string_view>
 
+#include <Bases/Crypto.h>
 #include <Bases/Thread.h>
 
 #include "ReadFile.h"
@@ -35,20 +36,44 @@ Advance Total(const std::vector<Entry>& entries) {
     return total;
 }
 
-void CountContent(Entry& entry, Done& done) {
+/// The MD5 digest of what is added piece by piece.
+class Digest {
+public:
+    Digest() { Vorn::CryptoHashMd5::MD5Init(&m_context); }
+
+    void Add(std::string_view piece) {
+        Vorn::CryptoHashMd5::MD5Update(&m_context, piece.data(), piece.size());
+    }
+
+    /// Ends the digest. To be called once, after all was added.
+    std::string Text() {
+        Vorn::CryptoHashMd5::MD5Digest_struct digest;
+        Vorn::CryptoHashMd5::MD5Final(&digest, &m_context);
+        return Vorn::CryptoHashMd5::MD5DigestToBase16(digest);
+    }
+
+private:
+    char m_context[88];
+};
+
+// In one go, so that the numbers and the digest are those of the same content.
+void MeasureContent(Entry& entry, Done& done) {
+    Digest digest;
     entry.bytes = 0;
-    entry.failure = ReadInPieces(entry.name, [&entry, &done](std::string_view piece) {
+    entry.failure = ReadInPieces(entry.name, [&entry, &done, &digest](std::string_view piece) {
         entry.bytes += piece.size();
         entry.lines +=
             static_cast<unsigned long long>(std::count(piece.begin(), piece.end(), '\n'));
+        digest.Add(piece);
         done.bytes += piece.size();
     });
+    entry.md5 = digest.Text();
     ++done.files;
 }
 
 void Measure(Entry& entry, Done& done) {
     if (IsToBeRead(entry))
-        CountContent(entry, done);
+        MeasureContent(entry, done);
     if (entry.failure.empty() && !entry.id.Generate())
         entry.failure = "no identifier could be made";
 }

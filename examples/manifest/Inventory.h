@@ -20,6 +20,7 @@ struct Entry {
     Vorn::Guid id;                // fresh for every measurement
     unsigned long long bytes = 0; // of a file; before it is measured, as many as it says it has
     unsigned long long lines = 0; // of a file: line feeds, as wc counts
+    std::string md5;              // of a file: its content's digest, as md5sum prints it
     std::string writtenUtc;       // when it was last written, in universal time; may be empty
     std::string writtenLocal;     // the same in the local zone
     std::string failure;          // why nothing is known; empty when something is

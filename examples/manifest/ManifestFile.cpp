@@ -1,5 +1,6 @@
 #include "ManifestFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
 #include <filesystem>
@@ -47,9 +48,10 @@ bool WriteTime(Vorn::XmlWriter& xml, const char* name, const std::string& time) 
 }
 
 bool WriteContent(Vorn::XmlWriter& xml, const Entry& entry) {
-    return entry.kind != Kind::File || (xml.WriteAttribute("bytes", entry.bytes) &&
-                                        xml.WriteAttribute("size", DescribeSize(entry.bytes)) &&
-                                        xml.WriteAttribute("lines", entry.lines));
+    return entry.kind != Kind::File ||
+           (xml.WriteAttribute("bytes", entry.bytes) &&
+            xml.WriteAttribute("size", DescribeSize(entry.bytes)) &&
+            xml.WriteAttribute("lines", entry.lines) && xml.WriteAttribute("md5", entry.md5));
 }
 
 bool WriteKnown(Vorn::XmlWriter& xml, const Entry& entry) {
@@ -57,6 +59,13 @@ bool WriteKnown(Vorn::XmlWriter& xml, const Entry& entry) {
            WriteContent(xml, entry) && WriteTime(xml, "written-utc", entry.writtenUtc) &&
            WriteTime(xml, "written-local", entry.writtenLocal) &&
            xml.WriteAttribute("id", entry.id, 1) && xml.EndElement();
+}
+
+bool WritePaths(Vorn::XmlWriter& xml, const std::vector<std::string>& paths) {
+    return std::all_of(paths.begin(), paths.end(), [&xml](const std::string& path) {
+        return xml.WriteEntity("\n  ") && xml.BeginElement("path") && WriteName(xml, path) &&
+               xml.EndElement();
+    });
 }
 
 bool WriteEntries(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
@@ -71,12 +80,12 @@ bool WriteEntries(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
 }
 
 // The writer adds no line breaks of its own, so they are written as text between the elements.
-bool WriteManifest(Vorn::XmlWriter& xml, const std::vector<Entry>& entries) {
+bool WriteManifest(Vorn::XmlWriter& xml, const Document& document) {
     return xml.BeginDocument("UTF-8") && xml.BeginElement("manifest") &&
            xml.WriteAttribute("version", FormatVersion) && xml.WriteEntity("\n  ") &&
            xml.WriteComment(" One element for each entry; lines counts line feeds. ") &&
-           WriteEntries(xml, entries) && xml.WriteEntity("\n") && xml.EndElement() &&
-           xml.EndDocument();
+           WritePaths(xml, document.paths) && WriteEntries(xml, document.entries) &&
+           xml.WriteEntity("\n") && xml.EndElement() && xml.EndDocument();
 }
 
 // Save tells whether the file could be made but not whether all of it was written, which a full disk
@@ -140,26 +149,40 @@ Vorn::Guid RequireGuid(const Attributes& attributes, const char* name) {
     RefuseManifest();
 }
 
-std::string ReadName(const Attributes& attributes) {
+// A name is always written; where it is missing, the locale has not all of its characters.
+std::string ReadName(const Attributes& attributes, Document& document) {
     const auto name = attributes.find("name");
-    if (name == attributes.end())
+    if (name == attributes.end()) {
+        document.hasAllNames = false;
         return NotRepresentable;
+    }
     return attributes.count("escaped") != 0 ? Unescape(name->second) : name->second;
 }
 
-// Manifests of before times were recorded have none.
+// For what older manifests do not have.
 std::string Optional(const Attributes& attributes, const char* name) {
     const auto found = attributes.find(name);
     return found == attributes.end() ? "" : found->second;
 }
 
-Entry ReadKnown(Kind kind, const Attributes& attributes) {
+std::string OptionalDigest(const Attributes& attributes, const char* name) {
+    const auto found = attributes.find(name);
+    if (found == attributes.end())
+        return "";
+    const std::string& text = found->second;
+    if (text.size() != 32 || text.find_first_not_of("0123456789abcdef") != std::string::npos)
+        RefuseManifest();
+    return text;
+}
+
+Entry ReadKnown(Kind kind, const Attributes& attributes, Document& document) {
     Entry entry;
-    entry.name = ReadName(attributes);
+    entry.name = ReadName(attributes, document);
     entry.kind = kind;
     if (kind == Kind::File) {
         entry.bytes = RequireNumber(attributes, "bytes");
         entry.lines = RequireNumber(attributes, "lines");
+        entry.md5 = OptionalDigest(attributes, "md5");
     }
     entry.writtenUtc = Optional(attributes, "written-utc");
     entry.writtenLocal = Optional(attributes, "written-local");
@@ -167,9 +190,9 @@ Entry ReadKnown(Kind kind, const Attributes& attributes) {
     return entry;
 }
 
-Entry ReadFailure(Vorn::XmlReader& xml, Vorn::XmlReader::Element* element) {
+Entry ReadFailure(Vorn::XmlReader& xml, Vorn::XmlReader::Element* element, Document& document) {
     Entry entry;
-    entry.name = ReadName(ReadAttributes(xml, element));
+    entry.name = ReadName(ReadAttributes(xml, element), document);
     if (!xml.GetEntity(element, entry.failure) || entry.failure.empty())
         entry.failure = "unknown reason";
     return entry;
@@ -195,31 +218,34 @@ void CheckRoot(Vorn::XmlReader& xml, Vorn::XmlReader::Element* root) {
 
 } // namespace
 
-void SaveManifest(const std::string& path, const std::vector<Entry>& entries) {
+void SaveManifest(const std::string& path, const Document& document) {
     Vorn::XmlWriter xml;
-    if (!WriteManifest(xml, entries))
+    if (!WriteManifest(xml, document))
         throw std::runtime_error("the XML could not be composed");
     ReplaceFile(path, [&xml](const std::filesystem::path& temporary) {
         SaveChecked(xml, temporary.string());
     });
 }
 
-std::vector<Entry> LoadManifest(const std::string& path) {
+Document LoadManifest(const std::string& path) {
     Vorn::XmlReader xml;
     LoadDocument(xml, path);
     auto* const root = xml.GetRootElement();
     CheckRoot(xml, root);
 
-    std::vector<Entry> entries;
+    Document document;
     std::string tag;
     auto* element = xml.ChildElement(root, &tag);
     for (; element != nullptr; element = xml.NextElement(element, &tag)) {
-        if (tag == "failure")
-            entries.push_back(ReadFailure(xml, element));
-        else if (const std::optional<Kind> kind = KindNamed(tag))
-            entries.push_back(ReadKnown(*kind, ReadAttributes(xml, element)));
+        const std::optional<Kind> kind = KindNamed(tag);
+        if (kind)
+            document.entries.push_back(ReadKnown(*kind, ReadAttributes(xml, element), document));
+        else if (tag == "failure")
+            document.entries.push_back(ReadFailure(xml, element, document));
+        else if (tag == "path")
+            document.paths.push_back(ReadName(ReadAttributes(xml, element), document));
     }
-    return entries;
+    return document;
 }
 
 } // namespace Manifest

@@ -13,26 +13,37 @@ namespace Manifest {
 //     <?xml version="1.0" encoding="UTF-8"?>
 //     <manifest version="1">
 //       <!-- ... -->
+//       <path name="src"/>
+//       <path name="missing.txt"/>
 //       <directory name="src" written-utc="2026-11-21T10:00:00.000"
 //         written-local="2026-11-21T11:00:00.000" id="c56a4180-65aa-42ec-a945-5fd21dec0538"/>
-//       <file name="src/main.cpp" bytes="2214" size="2.2 KiB" lines="71" written-utc="..."
-//         written-local="..." id="0f8fad5b-d9cb-469f-a165-70867728950e"/>
+//       <file name="src/main.cpp" bytes="2214" size="2.2 KiB" lines="71"
+//         md5="5d41402abc4b2a76b9719d911017c592" written-utc="..." written-local="..."
+//         id="0f8fad5b-d9cb-469f-a165-70867728950e"/>
 //       <failure name="missing.txt">No such file or directory</failure>
 //     </manifest>
 //
-// An element's name is its entry's kind: file, directory, link, fifo, socket or device. The size is
-// the bytes once more, for people; times may be missing.
+// The paths are those that the entries were found at and below. Any other element's name is its
+// entry's kind: file, directory, link, fifo, socket or device. The size is the bytes once more, for
+// people; times may be missing, and older manifests have neither paths nor digests.
 //
 // A name that could not stand in it as it is has percent escapes, and an attribute escaped="percent"
 // beside it. Elements and attributes that a reader does not know are to be ignored.
 
-/// Saves the entries, in their order, as the manifest at `path`. Throws std::runtime_error with the
-/// reason when that fails; what was at `path` before is then still there.
-void SaveManifest(const std::string& path, const std::vector<Entry>& entries);
+/// What a manifest holds.
+struct Document {
+    std::vector<std::string> paths; // in the order in which the user gave them
+    std::vector<Entry> entries;
+    bool hasAllNames = true; // false when there are names that the current locale cannot show
+};
 
-/// Returns the entries of the manifest at `path`. Throws std::runtime_error with the reason when it
-/// cannot be read or is no manifest.
-std::vector<Entry> LoadManifest(const std::string& path);
+/// Saves the document, in its order, as the manifest at `path`. Throws std::runtime_error with the
+/// reason when that fails; what was at `path` before is then still there.
+void SaveManifest(const std::string& path, const Document& document);
+
+/// Returns what the manifest at `path` holds. Throws std::runtime_error with the reason when it cannot
+/// be read or is no manifest.
+Document LoadManifest(const std::string& path);
 
 } // namespace Manifest
 

@@ -19,6 +19,7 @@
 #include "Progress.h"
 #include "Publisher.h"
 #include "Table.h"
+#include "Verify.h"
 #include "Walk.h"
 #include "Watch.h"
 
@@ -60,24 +61,55 @@ void Print(const std::string& text, const char* what) {
 ExitStatus Create(const Arguments& arguments) {
     const std::string& path = arguments[0];
     Manifest::Publisher publisher(path);
-    std::vector<Manifest::Entry> entries =
-        Manifest::FindEntries({arguments.begin() + 1, arguments.end()}, path);
-    Measure(entries, publisher);
+    Manifest::Document document;
+    document.paths.assign(arguments.begin() + 1, arguments.end());
+    document.entries = Manifest::FindEntries(document.paths, path);
+    Measure(document.entries, publisher);
     ExitStatus status = Success;
-    for (const Manifest::Entry& entry : entries) {
+    for (const Manifest::Entry& entry : document.entries) {
         if (entry.failure.empty())
             continue;
         Complain(entry.name, entry.failure);
         status = Failure;
     }
-    Manifest::SaveManifest(path, entries);
+    Manifest::SaveManifest(path, document);
     publisher.Finish();
     return status;
 }
 
 ExitStatus Show(const Arguments& arguments) {
-    Print(Manifest::FormatTable(Manifest::LoadManifest(arguments[0])), "the table");
+    Print(Manifest::FormatTable(Manifest::LoadManifest(arguments[0]).entries), "the table");
     return Success;
+}
+
+// Without these there is nothing to compare with, or no telling what is new.
+void RequireVerifiable(const Manifest::Document& document) {
+    const auto lacksDigest = [](const Manifest::Entry& entry) {
+        return entry.failure.empty() && entry.kind == Manifest::Kind::File && entry.md5.empty();
+    };
+    if (std::any_of(document.entries.begin(), document.entries.end(), lacksDigest))
+        throw std::runtime_error("it records no digests to verify with; create it anew");
+    if (document.paths.empty())
+        throw std::runtime_error("it does not record what paths it was made of; create it anew");
+    if (!document.hasAllNames)
+        throw std::runtime_error("it has names that this locale cannot show; verify it in the "
+                                 "locale in which it was created");
+}
+
+ExitStatus Verify(const Arguments& arguments) {
+    const std::string& path = arguments[0];
+    const Manifest::Document document = Manifest::LoadManifest(path);
+    RequireVerifiable(document);
+    Manifest::Publisher publisher(path);
+    std::vector<Manifest::Entry> entries = Manifest::FindEntries(document.paths, path);
+    Measure(entries, publisher);
+    publisher.Finish();
+    const std::vector<Manifest::Finding> findings = Manifest::Compare(document.entries, entries);
+    for (const Manifest::Finding& finding : findings)
+        if (finding.verdict == Manifest::Verdict::Unread && !finding.detail.empty())
+            Complain(finding.name, finding.detail);
+    Print(Manifest::FormatFindings(findings), "the result");
+    return Manifest::AllAsRecorded(findings) ? Success : Failure;
 }
 
 // On a terminal one line changes all the time; anywhere else every change is a line.
@@ -117,6 +149,17 @@ constexpr std::array Commands{
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
             "      Prints what is recorded as a table.\n"},
+    Command{"verify", 1, 1, Verify,
+            "  verify OUT.xml\n"
+            "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
+            "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
+            "      create ran in, if the paths are relative, and in the same locale.\n"
+            "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
+            "      identifiers count, and where a link leads is not recorded. What failed and\n"
+            "      fails in the same way now is no difference. What else cannot be read is\n"
+            "      complained of and counted as unread, as is all below a directory that cannot\n"
+            "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
+            "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
     Command{"watch", 1, 1, Watch,
             "  watch OUT.xml\n"
             "      Shows how far the run has come that is at work on OUT.xml in another terminal,\n"
