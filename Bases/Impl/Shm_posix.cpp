@@ -66,7 +66,7 @@ bool Shm::Create(unsigned long size, const char* name, int bReadOnly, int bZeroF
 
 // A refusal is -1, which is not 0 and so counts as success here, unlike in Create. Callers rely on
 // both: they open first, whether or not anybody has made the segment yet, and look at what Map
-// gives them. (ShmFailure.OpenOfAMissingSegmentReportsSuccess)
+// gives them. (SharedMemory.ReportsSuccessWhenOpenFindsNothing)
 bool Shm::Open(const char* name, int bReadOnly) {
     if (m_hShm != 0)
         return false;

@@ -1,16 +1,23 @@
-// A second process for the tests of named objects. It reads one command a line and answers each
-// with one line, so that a test decides the order of events in both processes.
+// A second process for the tests of named objects and shared memory. It reads one command a line
+// and answers each with one line, so that a test decides the order of events in both processes.
 //
-//     mutex-create NAME, mutex-open NAME, mutex-lock MS, mutex-unlock, mutex-close, event-open NAME,
-//     event-set, event-wait MS, event-close: the operation; the answer is its result, 0 or 1
+//     mutex-create NAME, mutex-open NAME, mutex-lock MS, mutex-unlock, mutex-close,
+//     event-open NAME, event-set, event-wait MS, event-close,
+//     shm-create SIZE READ-ONLY NAME, shm-open READ-ONLY NAME, shm-close:
+//         the operation; the answer is its result, 0 or 1
+//     shm-map, shm-unmap: the same; a failed attachment is 0
+//     shm-write NUMBER, shm-holds NUMBER: writes the first byte that is mapped, or compares it
 #include <Bases/Thread.h>
 
-#include <cstdio>
+#include <cstdint>
 #include <functional>
 #include <iostream>
 #include <map>
 #include <sstream>
 #include <string>
+
+#include <sys/ipc.h>
+#include <sys/shm.h>
 
 namespace {
 
@@ -26,11 +33,57 @@ std::string ReadName(std::istream& in) {
     return name;
 }
 
+template <class T>
+T ReadNumber(std::istream& in) {
+    T number = 0;
+    in >> number;
+    return number;
+}
+
+// The first segment of a machine has an identifier that the class does not take for one. It is not
+// to be the one of a test.
+void PassOverTheFirstSegment() { shmctl(shmget(IPC_PRIVATE, 1, 0600), IPC_RMID, nullptr); }
+
+// A segment and where it is mapped.
+class SharedByte {
+public:
+    bool Create(std::istream& in) {
+        const auto size = ReadNumber<unsigned long>(in);
+        const int bReadOnly = ReadNumber<int>(in);
+        return m_shm.Create(size, ReadName(in).c_str(), bReadOnly, 0);
+    }
+    bool Open(std::istream& in) {
+        const int bReadOnly = ReadNumber<int>(in);
+        return m_shm.Open(ReadName(in).c_str(), bReadOnly);
+    }
+    bool Map() {
+        m_mapped = m_shm.Map();
+        return m_mapped != nullptr && reinterpret_cast<std::intptr_t>(m_mapped) != -1;
+    }
+    bool Unmap() { return m_shm.Unmap(m_mapped); }
+    bool Write(std::istream& in) {
+        *m_mapped = static_cast<unsigned char>(ReadNumber<int>(in));
+        return true;
+    }
+    bool Holds(std::istream& in) const { return *m_mapped == ReadNumber<int>(in); }
+    bool Close() {
+        m_shm.Close();
+        return !m_shm.IsOpened();
+    }
+
+private:
+    Vorn::Shm m_shm;
+    unsigned char* m_mapped = nullptr;
+};
+
 } // namespace
 
 int main() {
+    PassOverTheFirstSegment();
     Vorn::Mutex mutex;
     Vorn::Event event;
+    // Never destroyed: an end of this process leaves its segment as it is.
+    static SharedByte* const shared = new SharedByte;
     const std::map<std::string, std::function<bool(std::istream&)>> commands = {
         {"mutex-create", [&](std::istream& in) { return mutex.Create(ReadName(in).c_str()); }},
         {"mutex-open", [&](std::istream& in) { return mutex.Open(ReadName(in).c_str()); }},
@@ -49,6 +102,13 @@ int main() {
              event.Close();
              return true;
          }},
+        {"shm-create", [&](std::istream& in) { return shared->Create(in); }},
+        {"shm-open", [&](std::istream& in) { return shared->Open(in); }},
+        {"shm-map", [&](std::istream&) { return shared->Map(); }},
+        {"shm-unmap", [&](std::istream&) { return shared->Unmap(); }},
+        {"shm-write", [&](std::istream& in) { return shared->Write(in); }},
+        {"shm-holds", [&](std::istream& in) { return shared->Holds(in); }},
+        {"shm-close", [&](std::istream&) { return shared->Close(); }},
     };
 
     std::string line;
