@@ -1,17 +1,24 @@
 #include "support/TempDir.h"
 
+#include <algorithm>
+#include <atomic>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <Bases/Crypto.h>
+
 #include "Describe.h"
 #include "Inventory.h"
 #include "Progress.h"
+#include "Verify.h"
 #include "Walk.h"
 
 namespace {
@@ -127,6 +134,31 @@ TEST_F(ManifestMeasurement, CountsWhatIsThereByThen) {
     ASSERT_EQ(2U, entries.size());
     EXPECT_EQ(4U, entries[1].bytes);
     EXPECT_EQ(2U, entries[1].lines);
+    EXPECT_EQ(Vorn::CryptoHashMd5::MD5String("x\ny\n"), entries[1].md5);
+}
+
+TEST_F(ManifestMeasurement, OfAFileThatGrowsMeanwhileIsThatOfOneContent) {
+    constexpr int Most =
+        2000; // so that the measurement ends also where it is slower than the growth
+    Make("grows", "begin\n");
+    std::vector<Entry> entries = Find();
+    std::atomic<bool> measured{false};
+    std::thread writer([this, &measured] {
+        std::ofstream file(m_dir.File("grows"), std::ios::app);
+        for (int i = 0; i < Most && !measured; ++i)
+            file << std::string(4096, static_cast<char>('a' + i % 26)) << std::endl;
+    });
+    Measure(entries);
+    measured = true;
+    writer.join();
+    std::ifstream file(m_dir.File("grows"), std::ios::binary);
+    const std::string all{std::istreambuf_iterator<char>(file), {}};
+    const Entry& entry = entries[1];
+    EXPECT_EQ("", entry.failure);
+    ASSERT_LE(entry.bytes, all.size());
+    const std::string content = all.substr(0, entry.bytes);
+    EXPECT_EQ(Vorn::CryptoHashMd5::MD5String(content), entry.md5);
+    EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), entry.lines);
 }
 
 TEST_F(ManifestMeasurement, BeginsWithAReportOfTheWhole) {
@@ -139,6 +171,82 @@ TEST_F(ManifestMeasurement, BeginsWithAReportOfTheWhole) {
     EXPECT_EQ(2U, first.allFiles);
     EXPECT_EQ(0U, first.bytes);
     EXPECT_EQ(7U, first.allBytes);
+}
+
+// Concerns: entries of one name are compared each with its own; the verdicts that make all as it was
+// recorded; what the file system's races leave behind.
+
+using Manifest::Finding;
+using Manifest::Verdict;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
+Entry FileOf(const std::string& name, unsigned long long bytes) {
+    Entry entry;
+    entry.name = name;
+    entry.bytes = bytes;
+    return entry;
+}
+
+Entry FailureOf(const std::string& name, const std::string& reason) {
+    Entry entry;
+    entry.name = name;
+    entry.failure = reason;
+    return entry;
+}
+
+TEST(ManifestComparison, ComparesEntriesOfOneNameEachWithItsOwn) {
+    const std::vector<Entry> recorded{FileOf("b", 1), FileOf("a", 1), FileOf("b", 2),
+                                      FileOf("b", 1)};
+    EXPECT_THAT(Manifest::Compare(recorded, recorded),
+                ElementsAre(Finding{"a", Verdict::Same, ""}, Finding{"b", Verdict::Same, ""}));
+    const std::vector<Entry> found{FileOf("b", 1), FileOf("b", 3), FileOf("b", 1), FileOf("a", 1)};
+    EXPECT_THAT(Manifest::Compare(recorded, found),
+                ElementsAre(Finding{"a", Verdict::Same, ""},
+                            Finding{"b", Verdict::Changed, "bytes 2 -> 3"}));
+}
+
+TEST(ManifestComparison, KeepsTheOrderOfManyEntriesOfOneName) {
+    std::vector<Entry> recorded;
+    std::vector<Entry> found;
+    for (unsigned long long i = 0; i < 100; ++i) {
+        recorded.push_back(FileOf("b", i));
+        found.push_back(FileOf("b", i));
+    }
+    recorded.insert(recorded.begin(), 100, FileOf("a", 1));
+    found.insert(found.end(), 100, FileOf("a", 1));
+    EXPECT_THAT(Manifest::Compare(recorded, found),
+                ElementsAre(Finding{"a", Verdict::Same, ""}, Finding{"b", Verdict::Same, ""}));
+}
+
+TEST(ManifestComparison, ComparesNothingButTheKindOfWhatIsNoFile) {
+    std::vector<Entry> recorded{FileOf("d", 1)};
+    std::vector<Entry> found{FileOf("d", 2)};
+    recorded[0].kind = found[0].kind = Manifest::Kind::Directory;
+    EXPECT_THAT(Manifest::Compare(recorded, found), ElementsAre(Finding{"d", Verdict::Same, ""}));
+}
+
+TEST(ManifestComparison, OfNothingFindsNothing) {
+    EXPECT_THAT(Manifest::Compare({}, {}), IsEmpty());
+    EXPECT_TRUE(Manifest::AllAsRecorded({}));
+    EXPECT_EQ("0 as recorded, 0 missing, 0 changed, 0 new, 0 unread\n",
+              Manifest::FormatFindings({}));
+}
+
+TEST(ManifestComparison, KnowsWhatVanishedDuringTheWalkForMissing) {
+    const TempDir dir;
+    const std::string gone = dir.File("gone");
+    EXPECT_THAT(Manifest::Compare({FileOf(gone, 1)}, {FailureOf(gone, "whatever")}),
+                ElementsAre(Finding{gone, Verdict::Missing, ""}));
+    EXPECT_THAT(Manifest::Compare({}, {FailureOf(gone, "whatever")}), IsEmpty());
+}
+
+TEST(ManifestComparison, IsAsRecordedOnlyWithoutDifferenceAndDoubt) {
+    const Finding same{"a", Verdict::Same, ""};
+    EXPECT_TRUE(Manifest::AllAsRecorded({same, {"b", Verdict::StillFailing, ""}}));
+    for (const Verdict verdict :
+         {Verdict::Missing, Verdict::Changed, Verdict::New, Verdict::Unread})
+        EXPECT_FALSE(Manifest::AllAsRecorded({same, {"b", verdict, ""}, same}));
 }
 
 } // namespace

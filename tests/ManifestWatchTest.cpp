@@ -65,6 +65,7 @@ using Lines = std::vector<std::string>;
 
 // A watcher that wastes no time of a test's; news are always there before it looks for them.
 constexpr Patience Quick{1, 20, 60000};
+constexpr Patience Impatient{1, 5, 50};
 constexpr const char* NoRun = "no run to watch; only one of the same user, who needs the privilege "
                               "to write shared memory, can be watched";
 constexpr const char* Locked = "the counters are locked by somebody";
@@ -115,20 +116,60 @@ private:
     pid_t m_pid = -1;
 };
 
+/// Does something in a process of its own when this object is destroyed or its process ends in
+/// whatever way.
+class LastWill {
+public:
+    explicit LastWill(const std::function<void()>& body) {
+        std::array<int, 2> alive{};
+        if (pipe2(alive.data(), O_CLOEXEC) != 0)
+            throw std::system_error(errno, std::generic_category(), "pipe2");
+        m_pid = fork();
+        if (m_pid == 0) {
+            signal(SIGINT, SIG_IGN); // which comes from a terminal to all
+            close(alive[1]);
+            char byte = 0;
+            while (read(alive[0], &byte, 1) < 0) {
+            }
+            body();
+            _exit(0);
+        }
+        close(alive[0]);
+        m_alive = alive[1];
+    }
+    ~LastWill() {
+        close(m_alive);
+        waitpid(m_pid, nullptr, 0);
+    }
+    LastWill(const LastWill&) = delete;
+    LastWill& operator=(const LastWill&) = delete;
+
+private:
+    pid_t m_pid = -1;
+    int m_alive = -1;
+};
+
 /// Every test has a manifest's path, and so a segment's names, of its own. What runs leave behind
-/// is removed at the end.
+/// is removed at the end, however the test ends.
 class ManifestWatch : public testing::Test {
 protected:
-    ManifestWatch() { Expect(getpid()); }
+    ManifestWatch() : m_cleaner([this] { CleanUp(); }) { Expect(getpid()); }
 
     void SetUp() override {
         if (!Publisher(m_dir.File("probe")).IsPublic())
             GTEST_SKIP() << "publishing needs the privilege to write shared memory";
     }
 
-    void TearDown() override {
-        for (const std::string& lock : Locks())
-            fs::remove("/dev/shm/" + lock);
+    // A lock that was left locked goes by its name, which lies in the segment.
+    void CleanUp() const {
+        for (int place = 0; place < Manifest::Places; ++place) {
+            Segment left;
+            if (!left.Open(Name(place), Segment::Access::Read))
+                continue;
+            const Board& board = *static_cast<const Board*>(left.Data());
+            if (Manifest::IsBoard(board, Name(place)))
+                fs::remove(std::string("/dev/shm/sem.") + (board.lockName + 1));
+        }
         for (int place = 0; place < Manifest::Places; ++place)
             if (const int id = Find(place); id != -1)
                 shmctl(id, IPC_RMID, nullptr);
@@ -242,6 +283,7 @@ protected:
     const std::string m_manifest = m_dir.File("out.xml");
 
 private:
+    LastWill m_cleaner;
     Lines m_locks;
     std::vector<std::unique_ptr<Segment>> m_segments;
     inline static Vorn::Mutex* m_taken = nullptr; // reachable to the end
@@ -364,7 +406,7 @@ TEST_F(ManifestWatch, TellsThatThereIsNoRun) {
 TEST_F(ManifestWatch, GivesUpARunThatIsSilent) {
     const Publisher publisher(m_manifest);
     EXPECT_EQ("nothing was heard of the run for too long",
-              WhyNot([](const std::string&) {}, {1, 20, 50}));
+              WhyNot([](const std::string&) {}, Impatient));
     EXPECT_THAT(Segments(), ElementsAre("0")); // which is the run's
     EXPECT_THAT(Locks(), SizeIs(1));
 }
@@ -558,10 +600,11 @@ protected:
         const std::string before(reinterpret_cast<const char*>(data), Size);
         const int id = Find(0);
         {
-            EXPECT_EQ(NoRun, WhyNot());
+            EXPECT_EQ(NoRun, WhyNot([](const std::string&) {}, Impatient));
             Publisher publisher(m_manifest);
             EXPECT_THAT(Segments(), ElementsAre("0", "1"));
-            Watch([&](const std::string&) { publisher.Finish(); });
+            EXPECT_EQ("finished: 0 of 0 files, 0 B of 0 B in 0:00",
+                      Watch([&](const std::string&) { publisher.Finish(); }, Impatient));
         }
         EXPECT_THAT(Segments(), ElementsAre("0"));
         EXPECT_EQ(id, Find(0));
@@ -652,7 +695,7 @@ TEST_F(ManifestWatchPlace, WithALocksNameThatMayBeAnybodysIsLeftAlone) {
             std::memset(board.lockName, 0, sizeof board.lockName);
             name.copy(board.lockName, sizeof board.lockName);
         });
-        TearDown();
+        CleanUp();
     }
 }
 
@@ -672,7 +715,7 @@ TEST_F(ManifestWatchPlace, WithAProcessNumberThatMeansAGroupIsLeftAlone) {
             const std::string name = "/manifest-" + std::to_string(process) + "-12";
             board.lockName[name.copy(board.lockName, sizeof board.lockName)] = '\0';
         });
-        TearDown();
+        CleanUp();
     }
 }
 
@@ -775,6 +818,7 @@ TEST_F(ManifestWatchUnprivileged, RunPublishesNothingAndLeavesNothing) {
     EXPECT_EQ(NoRun, WhyNot());
     publisher.Finish();
     ExpectNothingLeft();
+    CleanUp(); // by this user's names
 }
 
 TEST_F(ManifestWatchUnprivileged, UsersHaveNamesOfTheirOwn) {

@@ -25,6 +25,8 @@ namespace Manifest {
 ///
 /// Who holds the lock may be killed or stopped, too, so an update for which it cannot be had at once
 /// is skipped. The end is told without the lock.
+///
+/// Note: where the platform has no named semaphores, the library tells so on standard output.
 class Publisher {
 public:
     /// `manifest` is the path by which a watcher finds the run.

@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <Bases/File.h>
 
@@ -19,20 +20,23 @@ constexpr std::size_t PieceSize = 64UL * 1024;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-// Asked before the file is opened: a FIFO would hold the caller until somebody writes to it, and a
-// directory can be opened but not read.
-std::string WhyNotRegular(const std::string& name) {
+// Asked before the file is opened: a FIFO would hold the caller until somebody writes to it, a
+// directory can be opened but not read, and of a file that may not be opened the library tells on
+// standard output, where only results belong.
+std::string WhyNotReadable(const std::string& name) {
     struct stat status {};
     if (stat(name.c_str(), &status) != 0)
         return ErrorText(errno);
-    return S_ISREG(status.st_mode) ? "" : "not a regular file";
+    if (!S_ISREG(status.st_mode))
+        return "not a regular file";
+    return access(name.c_str(), R_OK) == 0 ? "" : ErrorText(errno);
 }
 
 } // namespace
 
 std::string ReadInPieces(const std::string& name,
                          const std::function<void(std::string_view)>& use) {
-    if (std::string reason = WhyNotRegular(name); !reason.empty())
+    if (std::string reason = WhyNotReadable(name); !reason.empty())
         return reason;
     Vorn::FileIo file;
     if (!file.Open(name, ReadAccess, ShareAll, OpenExisting))

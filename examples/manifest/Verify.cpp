@@ -5,8 +5,11 @@
 #include <iterator>
 #include <optional>
 #include <set>
+#include <stdexcept>
 #include <string_view>
 #include <system_error>
+#include <tuple>
+#include <utility>
 
 #include "Describe.h"
 #include "FileName.h"
@@ -116,9 +119,9 @@ std::vector<Finding> JudgeAll(const Sorted& recorded, const Sorted& found, const
     auto before = recorded.begin();
     auto now = found.begin();
     while (before != recorded.end() || now != found.end()) {
-        const int order = before == recorded.end() ? 1
-                          : now == found.end()     ? -1
-                                                   : (*before)->name.compare((*now)->name);
+        int order = before == recorded.end() ? 1 : -1;
+        if (before != recorded.end() && now != found.end())
+            order = (*before)->name.compare((*now)->name);
         if (order == 0) {
             findings.push_back(JudgeBoth(**before++, **now++));
         } else if (order < 0) {
@@ -167,13 +170,58 @@ std::string FormatSummary(const std::vector<Finding>& findings) {
     return text + "\n";
 }
 
+// Without these there is nothing to compare with, or no telling what is new.
+void RequireVerifiable(const Document& document) {
+    const auto lacksDigest = [](const Entry& entry) {
+        return entry.failure.empty() && entry.kind == Kind::File && entry.md5.empty();
+    };
+    if (std::any_of(document.entries.begin(), document.entries.end(), lacksDigest))
+        throw std::runtime_error("it records no digests to verify with; create it anew");
+    if (document.paths.empty())
+        throw std::runtime_error("it does not record what paths it was made of; create it anew");
+    if (!document.hasAllNames)
+        throw std::runtime_error("it has names that this locale cannot show; verify it in the "
+                                 "locale in which it was created");
+}
+
+// As one of the paths, the manifest cannot be what it was before it was written. In a directory it
+// is not found.
+void LeaveOut(const std::string& manifest, Document& document) {
+    const auto isManifest = [&manifest](const std::string& path) {
+        std::error_code error;
+        return fs::equivalent(path, manifest, error);
+    };
+    for (const std::string& path : document.paths)
+        if (isManifest(path))
+            std::erase_if(document.entries,
+                          [&path](const Entry& entry) { return entry.name == path; });
+    std::erase_if(document.paths, isManifest);
+}
+
 } // namespace
+
+Document LoadForVerifying(const std::string& path) {
+    Document document = LoadManifest(path);
+    RequireVerifiable(document);
+    LeaveOut(path, document);
+    return document;
+}
 
 std::vector<Finding> Compare(const std::vector<Entry>& recorded, const std::vector<Entry>& found) {
     std::vector<Finding> findings =
         JudgeAll(SortByName(recorded), SortByName(found), Closed(found));
-    std::sort(findings.begin(), findings.end());
-    findings.erase(std::unique(findings.begin(), findings.end()), findings.end());
+    // Of one name, those that are the same are behind all others, those without details last.
+    const auto comesBefore = [](const Finding& a, const Finding& b) {
+        return std::tie(a.name, a.verdict, b.detail) < std::tie(b.name, b.verdict, a.detail);
+    };
+    std::sort(findings.begin(), findings.end(), comesBefore);
+    const auto addsNothing = [](const Finding& before, const Finding& finding) {
+        if (finding.name != before.name)
+            return false;
+        return finding.verdict == Verdict::Same || finding == before ||
+               (finding.verdict == before.verdict && finding.detail.empty());
+    };
+    findings.erase(std::unique(findings.begin(), findings.end(), addsNothing), findings.end());
     return findings;
 }
 

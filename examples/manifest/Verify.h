@@ -5,30 +5,36 @@
 #include <vector>
 
 #include "Inventory.h"
+#include "ManifestFile.h"
 
 namespace Manifest {
 
+/// Returns what the manifest at `path` holds, but nothing of itself. Throws std::runtime_error with the
+/// reason when it cannot be loaded, or holds too little to be verified.
+Document LoadForVerifying(const std::string& path);
+
 /// What a comparison says of an entry.
 enum class Verdict {
-    Same,         // as recorded
     Missing,      // recorded, and there no more
     Changed,      // of another kind or content than recorded, or recorded as a failure only
     New,          // there and not recorded
     Unread,       // recorded and perhaps there, but it cannot be read or looked at
     StillFailing, // recorded as a failure, and failing for the same reason
+    Same,         // as recorded
 };
 
 struct Finding {
     std::string name;
-    Verdict verdict = Verdict::Same;
+    Verdict verdict{};
     std::string detail; // what has changed, or why it is unread if that is the entry's own matter
 
-    auto operator<=>(const Finding&) const = default;
+    bool operator==(const Finding&) const = default;
 };
 
 /// Compares what was recorded with what was found and measured since, at the same paths. Returns the
 /// findings sorted by name. Several entries of a name, as of a path given twice, are compared each
-/// with its own, and what is said of them is said once.
+/// with its own; what is said of them is said once, and that they are the same if there is nothing
+/// else to be said.
 ///
 /// Kind, bytes, lines and digest are compared. Entries that cannot be measured are looked at again,
 /// to tell what is missing from what cannot be read.

@@ -82,24 +82,9 @@ ExitStatus Show(const Arguments& arguments) {
     return Success;
 }
 
-// Without these there is nothing to compare with, or no telling what is new.
-void RequireVerifiable(const Manifest::Document& document) {
-    const auto lacksDigest = [](const Manifest::Entry& entry) {
-        return entry.failure.empty() && entry.kind == Manifest::Kind::File && entry.md5.empty();
-    };
-    if (std::any_of(document.entries.begin(), document.entries.end(), lacksDigest))
-        throw std::runtime_error("it records no digests to verify with; create it anew");
-    if (document.paths.empty())
-        throw std::runtime_error("it does not record what paths it was made of; create it anew");
-    if (!document.hasAllNames)
-        throw std::runtime_error("it has names that this locale cannot show; verify it in the "
-                                 "locale in which it was created");
-}
-
 ExitStatus Verify(const Arguments& arguments) {
     const std::string& path = arguments[0];
-    const Manifest::Document document = Manifest::LoadManifest(path);
-    RequireVerifiable(document);
+    const Manifest::Document document = Manifest::LoadForVerifying(path);
     Manifest::Publisher publisher(path);
     std::vector<Manifest::Entry> entries = Manifest::FindEntries(document.paths, path);
     Measure(entries, publisher);
@@ -113,7 +98,7 @@ ExitStatus Verify(const Arguments& arguments) {
 }
 
 // On a terminal one line changes all the time; anywhere else every change is a line.
-std::string WatchRun(const std::string& path) {
+std::string ShowRun(const std::string& path) {
     Manifest::Progress progress;
     const bool live = progress.IsOnTerminal() && isatty(STDOUT_FILENO) == 1;
     return Manifest::WatchRun(path, [&](const std::string& line) {
@@ -125,7 +110,7 @@ std::string WatchRun(const std::string& path) {
 }
 
 ExitStatus Watch(const Arguments& arguments) {
-    Print(WatchRun(arguments[0]) + "\n", "the counters");
+    Print(ShowRun(arguments[0]) + "\n", "the counters");
     return Success;
 }
 
@@ -149,17 +134,19 @@ constexpr std::array Commands{
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
             "      Prints what is recorded as a table.\n"},
-    Command{"verify", 1, 1, Verify,
-            "  verify OUT.xml\n"
-            "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
-            "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
-            "      create ran in, if the paths are relative, and in the same locale.\n"
-            "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
-            "      identifiers count, and where a link leads is not recorded. What failed and\n"
-            "      fails in the same way now is no difference. What else cannot be read is\n"
-            "      complained of and counted as unread, as is all below a directory that cannot\n"
-            "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
-            "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
+    Command{
+        "verify", 1, 1, Verify,
+        "  verify OUT.xml\n"
+        "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
+        "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
+        "      create ran in, if the paths are relative, and in the same locale. OUT.xml itself\n"
+        "      is left out.\n"
+        "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
+        "      identifiers count, and where a link leads is not recorded. What failed and\n"
+        "      fails in the same way now is no difference. What else cannot be read is\n"
+        "      complained of and counted as unread, as is all below a directory that cannot\n"
+        "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
+        "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
     Command{"watch", 1, 1, Watch,
             "  watch OUT.xml\n"
             "      Shows how far the run has come that is at work on OUT.xml in another terminal,\n"
