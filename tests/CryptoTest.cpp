@@ -47,6 +47,8 @@ void Watch(const void* storage) {
 class Probe : public Crypto {
 public:
     Probe(std::string& log, bool creates) : m_log(log), m_creates(creates) {}
+    Probe(const Probe&) = delete;
+    Probe& operator=(const Probe&) = delete;
 
     bool Create() override {
         Log("C");

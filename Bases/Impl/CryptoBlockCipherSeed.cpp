@@ -233,8 +233,8 @@ void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {
     Half right{Load(key + 8), Load(key + 12)};
     for (int round = 0; round < RoundCount; ++round) {
         const Word constant = std::rotl(Golden, round);
-        roundKeys[2 * round] = G(left.first + right.first - constant);
-        roundKeys[2 * round + 1] = G(left.second - right.second + constant);
+        *roundKeys++ = G(left.first + right.first - constant);
+        *roundKeys++ = G(left.second - right.second + constant);
         if (round % 2 == 0)
             TurnRight(left);
         else
