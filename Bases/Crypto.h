@@ -31,14 +31,12 @@ namespace Vorn {
 ///
 /// Note: there is no virtual destructor. An object that CreateCrypto made goes by DestroyCrypto;
 /// deleting it through a pointer to Crypto is undefined.
-class VORN_BASES_API Crypto {
+class VORN_BASES_API Crypto { // NOLINT(cppcoreguidelines-virtual-class-destructor): as noted
 public:
     /// What CreateCrypto makes. Any int may be cast to it and asked for.
     enum Type : int { HashMd5 = 1, BlockCipherSeed = 2 };
 
     Crypto();
-    Crypto(const Crypto&) = default;
-    Crypto& operator=(const Crypto&) = default;
 
     /// Prepares the object. Returns false when it cannot be used. CreateCrypto calls it; for an
     /// object that was constructed directly the caller does, before everything else.
