@@ -31,7 +31,7 @@ namespace Vorn {
 ///
 /// Note: there is no virtual destructor. An object that CreateCrypto made goes by DestroyCrypto;
 /// deleting it through a pointer to Crypto is undefined.
-class VORN_BASES_API Crypto { // NOLINT(cppcoreguidelines-virtual-class-destructor): as noted
+class VORN_BASES_API Crypto { // NOLINT(cppcoreguidelines-virtual-class-destructor)
 public:
     /// What CreateCrypto makes. Any int may be cast to it and asked for.
     enum Type : int { HashMd5 = 1, BlockCipherSeed = 2 };

@@ -143,7 +143,7 @@ TEST(SealArmourRefuses, OtherFilesAndOtherVersions) {
          {std::string(), std::string("\n"), std::string("\0", 1),
           std::string("sealed file, version 1\n"), " " + FirstLine, "\n" + FirstLine,
           "\xEF\xBB\xBF" + FirstLine, std::string("Sealed file")})
-        EXPECT_EQ(NoSealedFile, RefusalOf(begin + "Length: 20\n" + MessageBase64 + LastLine));
+        EXPECT_EQ(NoSealedFile, RefusalOf(begin + SealedMessage.substr(FirstLine.size())));
     EXPECT_EQ(NoSealedFile, RefusalOf(""));
     for (const char* version : {"", "2", "10", "01", "1 ", "1\r\r", "x"})
         EXPECT_EQ("a sealed file of a version that this program does not know",

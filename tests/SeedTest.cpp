@@ -154,15 +154,16 @@ TEST(SeedSchedule, DependsOnEachBitOfTheKey) {
 
 TEST(SeedSchedule, WritesThirtyTwoWordsAndReadsAKeyAtAnyAddress) {
     const RoundKeys expected = Schedule(Key());
+    const std::string rest(16, Guard);
     for (std::size_t offset = 0; offset < 16; ++offset) {
-        const std::string room = std::string(offset, Guard) + Key() + std::string(16, Guard);
+        const std::string room = std::string(offset, Guard).append(Key()).append(rest);
         std::array<unsigned int, 48> words{};
         words.fill(0x5A5A5A5A);
         SeedRoundKey(words.data() + 8,
                      reinterpret_cast<const unsigned char*>(room.data()) + offset);
         for (std::size_t i = 0; i < words.size(); ++i)
             ASSERT_EQ(i < 8 || i >= 40 ? 0x5A5A5A5A : expected[i - 8], words[i]) << i;
-        EXPECT_EQ(std::string(offset, Guard) + Key() + std::string(16, Guard), room);
+        EXPECT_EQ(std::string(offset, Guard).append(Key()).append(rest), room);
     }
 }
 
@@ -182,14 +183,17 @@ TEST(SeedBlock, IsTransformedInPlaceAtAnyAddressAndNothingAroundIt) {
     const std::string plain = Message(16);
     const std::string cipher = Enciphered(plain, roundKeys);
     for (std::size_t offset = 0; offset < 16; ++offset) {
-        std::string room(offset + 48, Guard);
-        std::string expected = room;
-        room.replace(offset + 16, 16, plain);
-        auto* block = reinterpret_cast<unsigned char*>(room.data()) + offset + 16;
+        const std::string before(16 + offset, Guard);
+        const std::string after(16, Guard);
+        const auto within = [&](const std::string& block) {
+            return std::string(before).append(block).append(after);
+        };
+        std::string room = within(plain);
+        auto* block = reinterpret_cast<unsigned char*>(room.data()) + before.size();
         SeedEncrypt(block, roundKeys.data());
-        EXPECT_EQ(expected.replace(offset + 16, 16, cipher), room) << offset;
+        EXPECT_EQ(within(cipher), room) << offset;
         SeedDecrypt(block, roundKeys.data());
-        EXPECT_EQ(expected.replace(offset + 16, 16, plain), room) << offset;
+        EXPECT_EQ(within(plain), room) << offset;
     }
     EXPECT_EQ(Schedule(Key()), roundKeys);
 }
@@ -341,7 +345,7 @@ TEST(SeedKey, WhereThereIsNoneAllRoundKeysAreZero) {
     EXPECT_NE(Model(message, Schedule(std::string(16, '\0'))), encrypted.output);
 }
 
-TEST(SeedKey, WhereThereIsNoneIsNoneBeforeCreateToo) {
+TEST(SeedKey, IsNoneBeforeCreateEither) {
     alignas(CryptoBlockCipherSeed) unsigned char storage[sizeof(CryptoBlockCipherSeed)];
     std::memset(storage, Guard, sizeof storage);
     auto* const cipher = new (storage) CryptoBlockCipherSeed;

@@ -227,13 +227,14 @@ bool CryptoBlockCipherSeed::Decrypt(unsigned char* input, unsigned long inputSiz
 // round, those of the right half after each even one.
 void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {
     using namespace Vorn;
+    constexpr int RoundCount = 16;
     constexpr Word Golden = 0x9E3779B9; // 2^32 divided by the golden ratio
     Half left{Load(key), Load(key + 4)};
     Half right{Load(key + 8), Load(key + 12)};
-    for (int round = 0; round < 16; ++round, roundKeys += 2) {
+    for (int round = 0; round < RoundCount; ++round) {
         const Word constant = std::rotl(Golden, round);
-        roundKeys[0] = G(left.first + right.first - constant);
-        roundKeys[1] = G(left.second - right.second + constant);
+        *roundKeys++ = G(left.first + right.first - constant);
+        *roundKeys++ = G(left.second - right.second + constant);
         if (round % 2 == 0)
             TurnRight(left);
         else

@@ -85,7 +85,8 @@ bool Start(Vorn::ThreadTaskPool& pool) { return pool.StartThread(0) && pool.GetT
 
 } // namespace
 
-void MeasureFiles(std::vector<Entry>& entries, const std::function<void(const Advance&)>& report) {
+Advance MeasureFiles(std::vector<Entry>& entries,
+                     const std::function<void(const Advance&)>& report) {
     Advance advance = Total(entries);
     Done done;
     Vorn::Event measured;
@@ -108,6 +109,9 @@ void MeasureFiles(std::vector<Entry>& entries, const std::function<void(const Ad
         report(advance);
     }
     pool.StopThread(NoLimit, 0);
+    advance.files = done.files;
+    advance.bytes = done.bytes;
+    return advance;
 }
 
 } // namespace Manifest

@@ -35,9 +35,11 @@ struct Advance {
 };
 
 /// Measures the files among the entries on a worker thread and gives every entry an identifier.
-/// `report` is called on the calling thread, at the beginning and about five times a second.
+/// `report` is called on the calling thread, at the beginning and about five times a second; how far
+/// it has come at the end is returned.
 /// Throws std::runtime_error when there is no worker.
-void MeasureFiles(std::vector<Entry>& entries, const std::function<void(const Advance&)>& report);
+Advance MeasureFiles(std::vector<Entry>& entries,
+                     const std::function<void(const Advance&)>& report);
 
 } // namespace Manifest
 

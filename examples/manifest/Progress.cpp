@@ -56,10 +56,13 @@ Progress::~Progress() {
 }
 
 void Progress::Show(const Advance& advance) {
-    if (!m_terminal)
-        return;
     const unsigned long now = Vorn::timer_ms(); // which may have been set back
-    Write(FormatProgress(advance, now > m_begin ? now - m_begin : 0));
+    Show(FormatProgress(advance, now > m_begin ? now - m_begin : 0));
+}
+
+void Progress::Show(const std::string& line) {
+    if (m_terminal)
+        Write(line);
 }
 
 void Progress::Write(std::string line) {

@@ -23,8 +23,12 @@ public:
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Replaces the line; what has no room in the terminal's width is cut off.
+    /// Returns true when there is a terminal to write to.
+    bool IsOnTerminal() const { return m_terminal; }
+
+    /// Replace the line; what has no room in the terminal's width is cut off.
     void Show(const Advance& advance);
+    void Show(const std::string& line);
 
 private:
     void Write(std::string line);

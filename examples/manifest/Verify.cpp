@@ -16,6 +16,8 @@
 
 namespace Manifest {
 
+using Examples::ForDisplay;
+
 namespace fs = std::filesystem;
 
 namespace {

@@ -9,14 +9,18 @@
 #include <string>
 #include <vector>
 
+#include <unistd.h>
+
 #include "FileName.h"
 #include "Inventory.h"
 #include "ManifestFile.h"
 #include "Progress.h"
+#include "Publisher.h"
 #include "Setup.h"
 #include "Table.h"
 #include "Verify.h"
 #include "Walk.h"
+#include "Watch.h"
 
 namespace {
 
@@ -31,10 +35,12 @@ void Complain(const std::string& name, const std::string& reason) {
 }
 
 // The progress line is gone before anything else is said.
-void Measure(std::vector<Manifest::Entry>& entries) {
+void Measure(std::vector<Manifest::Entry>& entries, Manifest::Publisher& publisher) {
     Manifest::Progress progress;
-    Manifest::MeasureFiles(
-        entries, [&progress](const Manifest::Advance& advance) { progress.Show(advance); });
+    publisher.Show(Manifest::MeasureFiles(entries, [&](const Manifest::Advance& advance) {
+        progress.Show(advance);
+        publisher.Show(advance);
+    }));
 }
 
 void Print(const std::string& text, const char* what) {
@@ -44,10 +50,11 @@ void Print(const std::string& text, const char* what) {
 
 ExitStatus Create(const Arguments& arguments) {
     const std::string& path = arguments[0];
+    Manifest::Publisher publisher(path);
     Manifest::Document document;
     document.paths.assign(arguments.begin() + 1, arguments.end());
     document.entries = Manifest::FindEntries(document.paths, path);
-    Measure(document.entries);
+    Measure(document.entries, publisher);
     ExitStatus status = Success;
     for (const Manifest::Entry& entry : document.entries) {
         if (entry.failure.empty())
@@ -56,6 +63,7 @@ ExitStatus Create(const Arguments& arguments) {
         status = Failure;
     }
     Manifest::SaveManifest(path, document);
+    publisher.Finish();
     return status;
 }
 
@@ -67,14 +75,33 @@ ExitStatus Show(const Arguments& arguments) {
 ExitStatus Verify(const Arguments& arguments) {
     const std::string& path = arguments[0];
     const Manifest::Document document = Manifest::LoadForVerifying(path);
+    Manifest::Publisher publisher(path);
     std::vector<Manifest::Entry> entries = Manifest::FindEntries(document.paths, path);
-    Measure(entries);
+    Measure(entries, publisher);
+    publisher.Finish();
     const std::vector<Manifest::Finding> findings = Manifest::Compare(document.entries, entries);
     for (const Manifest::Finding& finding : findings)
         if (finding.verdict == Manifest::Verdict::Unread && !finding.detail.empty())
             Complain(finding.name, finding.detail);
     Print(Manifest::FormatFindings(findings), "the result");
     return Manifest::AllAsRecorded(findings) ? Success : Failure;
+}
+
+// On a terminal one line changes all the time; anywhere else every change is a line.
+std::string ShowRun(const std::string& path) {
+    Manifest::Progress progress;
+    const bool live = progress.IsOnTerminal() && isatty(STDOUT_FILENO) == 1;
+    return Manifest::WatchRun(path, [&](const std::string& line) {
+        if (live)
+            progress.Show(line);
+        else
+            Print(line + "\n", "the counters");
+    });
+}
+
+ExitStatus Watch(const Arguments& arguments) {
+    Print(ShowRun(arguments[0]) + "\n", "the counters");
+    return Success;
 }
 
 /// A sub-command. The first of its arguments is what its failures are complained of under.
@@ -97,19 +124,23 @@ constexpr std::array Commands{
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
             "      Prints what is recorded as a table.\n"},
-    Command{
-        "verify", 1, 1, Verify,
-        "  verify OUT.xml\n"
-        "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
-        "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
-        "      create ran in, if the paths are relative, and in the same locale. OUT.xml itself\n"
-        "      is left out.\n"
-        "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
-        "      identifiers count, and where a link leads is not recorded. What failed and\n"
-        "      fails in the same way now is no difference. What else cannot be read is\n"
-        "      complained of and counted as unread, as is all below a directory that cannot\n"
-        "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
-        "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
+    Command{"verify", 1, 1, Verify,
+            "  verify OUT.xml\n"
+            "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
+            "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
+            "      create ran in, if the paths are relative, and in the same locale.\n"
+            "      OUT.xml itself is left out.\n"
+            "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
+            "      identifiers count, and where a link leads is not recorded. What failed and\n"
+            "      fails in the same way now is no difference. What else cannot be read is\n"
+            "      complained of and counted as unread, as is all below a directory that cannot\n"
+            "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
+            "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
+    Command{"watch", 1, 1, Watch,
+            "  watch OUT.xml\n"
+            "      Shows how far the run has come that is at work on OUT.xml in another terminal,\n"
+            "      until it has finished. Only a run of the same user can be watched, and only\n"
+            "      with the privilege to write shared memory, which the superuser has.\n"},
 };
 
 std::string Usage() {

@@ -1,0 +1,184 @@
+#include "Watch.h"
+
+#include <chrono>
+#include <forward_list>
+#include <memory>
+#include <stdexcept>
+#include <thread>
+#include <utility>
+
+#include <Bases/Bases.h>
+#include <Bases/Thread.h>
+
+#include "Board.h"
+#include "Describe.h"
+#include "Progress.h"
+#include "Segment.h"
+
+namespace Manifest {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// Never destroyed, as that would take the lock's name away from the run and all others who watch it.
+Vorn::Mutex& MakeLastingMutex() {
+    static auto& all = *new std::forward_list<Vorn::Mutex>;
+    return all.emplace_front();
+}
+
+const Board& BoardIn(const Segment& segment) { return *static_cast<const Board*>(segment.Data()); }
+
+Advance AdvanceOf(const Counters& counters) {
+    return {counters.files, counters.allFiles, counters.bytes, counters.allBytes};
+}
+
+std::string Describe(const Counters& counters) {
+    if (counters.measuring == 0)
+        return "looking for files";
+    return FormatProgress(AdvanceOf(counters), counters.elapsedMs);
+}
+
+/// A run as far as it can be seen from another process.
+class Run {
+public:
+    /// Returns null when there is none.
+    static std::unique_ptr<Run> Find(const std::string& manifest);
+
+    explicit Run(std::unique_ptr<Segment> segment)
+        : m_segment(std::move(segment)), m_board(BoardIn(*m_segment)) {}
+
+    Outcome HowItEnded() const { return m_board.outcome.load(std::memory_order_acquire); }
+    bool HasEnded() const { return HowItEnded() != Outcome::Running; }
+    bool Lives() const { return Vorn::IsExistProcess(m_board.process) != 0; }
+
+    /// What a run that has ended left.
+    const Counters& Last() const { return m_board.last; }
+
+    /// Returns false when the lock cannot be had for that long.
+    bool Read(Counters& counters, unsigned int lockMs) const {
+        if (m_lock == nullptr || !LockWithin(*m_lock, lockMs))
+            return false;
+        counters = m_board.now;
+        m_lock->Unlock();
+        return true;
+    }
+
+private:
+    bool OpenLock();
+
+    std::unique_ptr<Segment> m_segment;
+    const Board& m_board;
+    Vorn::Mutex* m_lock = nullptr; // null when the run was not alive
+};
+
+std::unique_ptr<Segment> FindSegment(const std::string& manifest) {
+    for (int place = 0; place < Places; ++place) {
+        const std::string name = SegmentName(manifest, place);
+        auto segment = std::make_unique<Segment>();
+        if (segment->Open(name, Segment::Access::Read) && IsBoard(BoardIn(*segment), name))
+            return segment;
+    }
+    return nullptr;
+}
+
+std::unique_ptr<Run> Run::Find(const std::string& manifest) {
+    constexpr int Tries = 3; // another run may take the place meanwhile
+    for (int i = 0; i < Tries; ++i) {
+        std::unique_ptr<Segment> segment = FindSegment(manifest);
+        if (segment == nullptr)
+            return nullptr;
+        auto run = std::make_unique<Run>(std::move(segment));
+        if (!run->Lives() || run->OpenLock() || run->HasEnded())
+            return run;
+    }
+    return nullptr;
+}
+
+// Opening makes a lock where there is none any more. Returns false when that may have happened;
+// nothing is left of it then.
+bool Run::OpenLock() {
+    Vorn::Mutex& lock = MakeLastingMutex();
+    if (!lock.Open(m_board.lockName))
+        throw std::runtime_error("the lock of the run cannot be opened");
+    if (m_board.lockGone.load() != 0) {
+        lock.Close();
+        return false;
+    }
+    m_lock = &lock;
+    return true;
+}
+
+using Show = std::function<void(const std::string&)>;
+
+/// Somebody who looks at a run from time to time.
+class Watcher {
+public:
+    Watcher(const Run& run, const Show& show, const Patience& patience)
+        : m_run(run), m_show(show), m_patience(patience) {}
+
+    void Look() {
+        Counters counters;
+        const bool read = m_run.Read(counters, m_locked ? 0 : m_patience.lock);
+        m_locked = !read;
+        if (read)
+            Take(counters);
+        Tell();
+        if (Clock::now() - m_heard > std::chrono::milliseconds(m_patience.silence))
+            throw std::runtime_error("nothing was heard of the run for too long");
+    }
+
+private:
+    void Take(const Counters& counters) {
+        if (m_text.empty() || counters.updates != m_updates)
+            m_heard = Clock::now();
+        m_updates = counters.updates;
+        m_text = Describe(counters);
+    }
+
+    void Tell() {
+        std::string text = m_text;
+        if (m_locked)
+            text += std::string(text.empty() ? "" : ", ") + "the counters are locked by somebody";
+        if (text != std::exchange(m_told, text))
+            m_show(text);
+    }
+
+    const Run& m_run;
+    const Show& m_show;
+    const Patience& m_patience;
+    bool m_locked = false;
+    std::uint64_t m_updates = 0;
+    std::string m_text; // of what was seen last
+    std::string m_told;
+    Clock::time_point m_heard = Clock::now();
+};
+
+std::string DescribeEnd(const Run& run) {
+    if (run.HowItEnded() != Outcome::Finished)
+        throw std::runtime_error("the run failed");
+    const Counters& last = run.Last();
+    return "finished: " + FormatProgress(AdvanceOf(last), 0) + " in " +
+           DescribeDuration(last.elapsedMs / 1000);
+}
+
+} // namespace
+
+std::string WatchRun(const std::string& manifest, const Show& show, const Patience& patience) {
+    const std::unique_ptr<Run> run = Run::Find(manifest);
+    if (run == nullptr)
+        throw std::runtime_error("no run to watch; only one of the same user, who needs the "
+                                 "privilege to write shared memory, can be watched");
+    Watcher watcher(*run, show, patience);
+    for (;;) {
+        const bool lives = run->Lives(); // asked first, as it may end in between
+        if (run->HasEnded())
+            return DescribeEnd(*run);
+        if (!lives)
+            throw std::runtime_error("the run was killed");
+        watcher.Look();
+        std::this_thread::sleep_for(std::chrono::milliseconds(patience.pause));
+    }
+}
+
+} // namespace Manifest
