@@ -8,7 +8,6 @@
 #include <array>
 #include <atomic>
 #include <climits>
-#include <cstdint>
 #include <cstring>
 #include <memory>
 #include <new>
@@ -21,6 +20,7 @@
 
 #include <Bases/Impl/CryptoFactory.h>
 
+#include "support/CryptoSlots.h"
 #include "support/FailingNew.h"
 #include "support/SeedTest.h"
 
@@ -36,6 +36,8 @@ using VornTest::RoundKeys;
 
 std::atomic<const void*> g_watched = nullptr; // storage that waits to be freed
 std::atomic<int> g_freed = 0;                 // how often that happened
+
+bool g_spoilsSeed = false; // whether a new cipher has round keys that Create has to clear
 
 void Watch(const void* storage) {
     g_watched = storage;
@@ -127,6 +129,15 @@ TEST(CryptoCreate, GivesACipherThatIsReadyEvenWithoutAKey) {
     const std::string encrypted = VornTest::Encrypt(*cipher, message).output;
     EXPECT_EQ(VornTest::Enciphered(message, VornTest::Schedule(Message(16))), encrypted);
     EXPECT_EQ(message, VornTest::Decrypt(*cipher, encrypted).output);
+    DestroyCrypto(cipher);
+}
+
+TEST(CryptoCreate, CallsCreate) {
+    g_spoilsSeed = true;
+    Crypto* cipher = CreateCrypto(Crypto::BlockCipherSeed);
+    g_spoilsSeed = false;
+    EXPECT_EQ(VornTest::Enciphered(Message(16), RoundKeys{}),
+              VornTest::Encrypt(*cipher, Message(16)).output);
     DestroyCrypto(cipher);
 }
 
@@ -260,15 +271,6 @@ TEST(CryptoExample, DoesWhatItsCommentsSay) {
     EXPECT_EQ(nullptr, cipher);
 }
 
-// The slot of a virtual operation, from the bits that its member pointer has on this platform.
-template <typename Operation>
-std::size_t Slot(Operation operation) {
-    std::array<std::uintptr_t, 2> words{};
-    static_assert(sizeof(operation) == sizeof(words));
-    std::memcpy(words.data(), &operation, sizeof(operation));
-    return (words[0] & ~std::uintptr_t{1}) / sizeof(void*);
-}
-
 // What a program's own interface adds follows the seven operations at once: there is no destructor.
 class CryptoWithOneMore : public Crypto {
 public:
@@ -276,14 +278,8 @@ public:
 };
 
 TEST(CryptoLayout, HasSevenOperationsInTheirOrderAndNoDestructorAmongThem) {
-    EXPECT_EQ(0U, Slot(&Crypto::Create));
-    EXPECT_EQ(1U, Slot(&Crypto::Destroy));
-    EXPECT_EQ(2U, Slot(&Crypto::GetDataSizeUnit));
-    EXPECT_EQ(3U, Slot(&Crypto::GetUserSecretKeySize));
-    EXPECT_EQ(4U, Slot(&Crypto::SetUserSecretKey));
-    EXPECT_EQ(5U, Slot(&Crypto::Encrypt));
-    EXPECT_EQ(6U, Slot(&Crypto::Decrypt));
-    EXPECT_EQ(7U, Slot(&CryptoWithOneMore::OneMore));
+    VornTest::ExpectTheSlotsOfACipher<Crypto>();
+    EXPECT_EQ(7U, VornTest::Slot(&CryptoWithOneMore::OneMore));
 }
 
 TEST(CryptoLayout, HasNoDataAndTwoTypes) {
@@ -316,5 +312,15 @@ void __wrap__ZdlPv(void* storage) {
     if (storage != nullptr && storage == g_watched)
         ++g_freed;
     __real__ZdlPv(storage);
+}
+
+// The constructor of CryptoBlockCipherSeed.
+void __real__ZN4Vorn21CryptoBlockCipherSeedC1Ev(CryptoBlockCipherSeed* self);
+
+void __wrap__ZN4Vorn21CryptoBlockCipherSeedC1Ev(CryptoBlockCipherSeed* self) {
+    __real__ZN4Vorn21CryptoBlockCipherSeedC1Ev(self);
+    if (g_spoilsSeed)
+        std::memset(reinterpret_cast<unsigned char*>(self) + sizeof(Crypto), 0x5A,
+                    sizeof *self - sizeof(Crypto));
 }
 }

@@ -22,6 +22,8 @@
 
 #include <gtest/gtest.h>
 
+#include "support/CryptoSlots.h"
+
 namespace {
 
 using Vorn::Crypto;
@@ -591,26 +593,6 @@ TEST(Md5Crypto, IsReadyWithoutCreateAndAfterDestroy) {
     md5.Destroy();
 }
 
-// The slot of a virtual operation, from the bits that its member pointer has on this platform.
-template <typename Operation>
-std::size_t Slot(Operation operation) {
-    std::array<std::uintptr_t, 2> words{};
-    static_assert(sizeof(operation) == sizeof(words));
-    std::memcpy(words.data(), &operation, sizeof(operation));
-    return (words[0] & ~std::uintptr_t{1}) / sizeof(void*);
-}
-
-template <typename Class>
-void ExpectTheSlotsOfACipher() {
-    EXPECT_EQ(0u, Slot(&Class::Create));
-    EXPECT_EQ(1u, Slot(&Class::Destroy));
-    EXPECT_EQ(2u, Slot(&Class::GetDataSizeUnit));
-    EXPECT_EQ(3u, Slot(&Class::GetUserSecretKeySize));
-    EXPECT_EQ(4u, Slot(&Class::SetUserSecretKey));
-    EXPECT_EQ(5u, Slot(&Class::Encrypt));
-    EXPECT_EQ(6u, Slot(&Class::Decrypt));
-}
-
 // What a program's own subclass adds comes after the destructor, which fills two slots.
 class Md5WithOneMore : public CryptoHashMd5 {
 public:
@@ -618,9 +600,8 @@ public:
 };
 
 TEST(Md5Layout, TheOperationsKeepTheirSlotsAndTheDestructorFollowsThem) {
-    ExpectTheSlotsOfACipher<Crypto>();
-    ExpectTheSlotsOfACipher<CryptoHashMd5>();
-    EXPECT_EQ(9u, Slot(&Md5WithOneMore::OneMore));
+    VornTest::ExpectTheSlotsOfACipher<CryptoHashMd5>();
+    EXPECT_EQ(9u, VornTest::Slot(&Md5WithOneMore::OneMore));
 }
 
 TEST(Md5Layout, HoldsNothingBesidesTheInterface) {

@@ -21,6 +21,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/CryptoSlots.h"
 #include "support/SeedTest.h"
 
 namespace {
@@ -47,6 +48,7 @@ constexpr RoundKeys ZeroRoundKeys{};
 std::atomic<std::size_t> g_failFrom = 0;  // array new of this size and above fails; 0: none
 std::atomic<std::size_t> g_lastArray = 0; // what array new was last asked for
 std::atomic<unsigned int> g_arrays = 0;   // how often
+std::atomic<unsigned int> g_others = 0;   // how often other memory was asked for
 
 std::string FromHex(const std::string& digits) {
     std::string bytes;
@@ -344,8 +346,11 @@ TEST(SeedKey, WhereThereIsNoneAllRoundKeysAreZero) {
 }
 
 TEST(SeedKey, IsNoneBeforeCreateEither) {
-    CryptoBlockCipherSeed cipher;
-    EXPECT_EQ(Model(Message(64), ZeroRoundKeys), Encrypt(cipher, Message(64)).output);
+    alignas(CryptoBlockCipherSeed) unsigned char storage[sizeof(CryptoBlockCipherSeed)];
+    std::memset(storage, Guard, sizeof storage);
+    auto* const cipher = new (storage) CryptoBlockCipherSeed;
+    EXPECT_EQ(Model(Message(64), ZeroRoundKeys), Encrypt(*cipher, Message(64)).output);
+    cipher->~CryptoBlockCipherSeed();
 }
 
 TEST(SeedKey, NullIsRefusedAndKeepsTheRoundKeys) {
@@ -486,22 +491,42 @@ TEST(SeedMessage, WithTheWrongKeyOrADamagedBlockIsDecipheredAllTheSame) {
     EXPECT_EQ(message.substr(32), damaged.output.substr(32));
 }
 
-TEST(SeedMessage, TakesOneArrayAndNothingForEachBlock) {
+// Calls one of the two and expects it to allocate an array of the size, and nothing else.
+std::unique_ptr<unsigned char[]> ExpectOneArray(VornTest::Transform transform, unsigned char* input,
+                                                unsigned long inputSize, std::size_t size) {
     CryptoBlockCipherSeed cipher = Cipher();
-    Exactly input(Message(1600));
     unsigned char* output = nullptr;
     unsigned long processedSize = 0;
     unsigned long outputSize = 0;
     g_arrays = 0;
-    ASSERT_TRUE(cipher.Encrypt(input.Get(), 1599, processedSize, output, outputSize));
-    const std::unique_ptr<unsigned char[]> cipherText(output);
+    g_others = 0;
+    EXPECT_TRUE((cipher.*transform)(input, inputSize, processedSize, output, outputSize));
+    EXPECT_EQ(0U, g_others);
     EXPECT_EQ(1U, g_arrays);
-    EXPECT_EQ(1600UL, g_lastArray);
-    g_lastArray = 0;
-    ASSERT_TRUE(cipher.Decrypt(cipherText.get(), 1600, processedSize, output, outputSize));
-    const std::unique_ptr<unsigned char[]> plainText(output);
-    EXPECT_EQ(2U, g_arrays);
-    EXPECT_EQ(1600UL, g_lastArray);
+    EXPECT_EQ(size, g_lastArray);
+    return std::unique_ptr<unsigned char[]>(output);
+}
+
+TEST(SeedMessage, TakesOneArrayAndNothingForEachBlock) {
+    Exactly input(Message(1599));
+    const auto output = ExpectOneArray(&Crypto::Encrypt, input.Get(), 1599, 1600);
+    ExpectOneArray(&Crypto::Decrypt, output.get(), 1600, 1600);
+}
+
+TEST(SeedMessage, MayComeFromTheVariablesThatTakeTheResults) {
+    CryptoBlockCipherSeed cipher = Cipher();
+    Exactly input(Message(20));
+    unsigned char* text = input.Get();
+    unsigned long size = 20;
+    unsigned long outputSize = 0;
+    ASSERT_TRUE(cipher.Encrypt(text, size, size, text, outputSize));
+    const std::unique_ptr<unsigned char[]> encrypted(text);
+    EXPECT_EQ(Model(Message(20), Schedule(Key())), std::string(text, text + outputSize));
+    EXPECT_EQ(20UL, size);
+    ASSERT_TRUE(cipher.Decrypt(text, outputSize, size, text, outputSize));
+    const std::unique_ptr<unsigned char[]> decrypted(text);
+    EXPECT_EQ(Padded(Message(20)), std::string(text, text + outputSize));
+    EXPECT_EQ(32UL, size);
 }
 
 // Neither of the two may touch anything, whatever the outputs hold.
@@ -581,15 +606,6 @@ TEST(SeedMemory, IsMissingForSizesThatWouldWrapWhenRounded) {
     }
 }
 
-// The slot of a virtual operation, from the bits that its member pointer has on this platform.
-template <typename Operation>
-std::size_t Slot(Operation operation) {
-    std::array<std::uintptr_t, 2> words{};
-    static_assert(sizeof(operation) == sizeof(words));
-    std::memcpy(words.data(), &operation, sizeof(operation));
-    return (words[0] & ~std::uintptr_t{1}) / sizeof(void*);
-}
-
 // What a program's own subclass adds comes after the destructor, which fills two slots.
 class SeedWithOneMore : public CryptoBlockCipherSeed {
 public:
@@ -597,14 +613,8 @@ public:
 };
 
 TEST(SeedLayout, HasTheOperationsOfTheInterfaceAndThenTheDestructor) {
-    EXPECT_EQ(0U, Slot(&CryptoBlockCipherSeed::Create));
-    EXPECT_EQ(1U, Slot(&CryptoBlockCipherSeed::Destroy));
-    EXPECT_EQ(2U, Slot(&CryptoBlockCipherSeed::GetDataSizeUnit));
-    EXPECT_EQ(3U, Slot(&CryptoBlockCipherSeed::GetUserSecretKeySize));
-    EXPECT_EQ(4U, Slot(&CryptoBlockCipherSeed::SetUserSecretKey));
-    EXPECT_EQ(5U, Slot(&CryptoBlockCipherSeed::Encrypt));
-    EXPECT_EQ(6U, Slot(&CryptoBlockCipherSeed::Decrypt));
-    EXPECT_EQ(9U, Slot(&SeedWithOneMore::OneMore));
+    VornTest::ExpectTheSlotsOfACipher<CryptoBlockCipherSeed>();
+    EXPECT_EQ(9U, VornTest::Slot(&SeedWithOneMore::OneMore));
 }
 
 TEST(SeedLayout, HoldsTheRoundKeysAndNothingElse) {
@@ -636,5 +646,19 @@ void* __wrap__Znam(std::size_t size) {
     if (g_failFrom != 0 && size >= g_failFrom)
         throw std::bad_alloc();
     return __real__Znam(size);
+}
+
+void* __real__Znwm(std::size_t size);
+
+void* __wrap__Znwm(std::size_t size) {
+    ++g_others;
+    return __real__Znwm(size);
+}
+
+void* __real_malloc(std::size_t size);
+
+void* __wrap_malloc(std::size_t size) {
+    ++g_others;
+    return __real_malloc(size);
 }
 }
