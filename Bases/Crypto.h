@@ -177,7 +177,8 @@ public:
     /// Ignores the key, which may be null. Returns true.
     bool SetUserSecretKey(const unsigned char* key) override;
 
-    /// Gives the digest of the `inputSize` bytes at `input`: 16 bytes in `output`. Returns true.
+    /// Gives the digest of the `inputSize` bytes at `input`: 16 bytes in `output`. Returns true. When
+    /// there is no memory, throws with `processedSize` set already and the others untouched.
     ///
     /// Note: nothing is checked; an `inputSize` of 0 gives the digest of the empty message, whatever
     /// `input` is.

@@ -1,5 +1,5 @@
 // Concerns: lengths whose number of bits does not fit into 32 bits, in one update or in many.
-// Md5Test sees to the carry of the count in every build.
+// Md5Test sees to the count itself in every build.
 #include <Bases/Crypto.h>
 
 #include <algorithm>

@@ -12,6 +12,7 @@
 #include <cstdio>
 #include <cstring>
 #include <latch>
+#include <limits>
 #include <memory>
 #include <new>
 #include <random>
@@ -21,6 +22,8 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+
+#include <Bases/Impl/Md5Count.h>
 
 #include "support/CryptoSlots.h"
 
@@ -384,6 +387,39 @@ TEST(Md5Update, CountsModuloTwoToTheSixtyFourth) {
     ExpectToCountOnFrom(0xFFFFFFFFFFFFFE00, std::string(63, 'x'));
     ExpectToCountOnFrom(0xFFFFFFFFFFFFFE00, std::string(64, 'x'));
     ExpectToCountOnFrom(0xFFFFFFFFFFFFFE00, std::string(100, 'x'));
+}
+
+// What the count is after `length` more bytes, beginning with `count` bits.
+std::uint64_t CountedOn(std::uint64_t count, unsigned long length) {
+    Context context{};
+    for (std::size_t i = 0; i < 8; ++i)
+        context[16 + i] = static_cast<char>(count >> 8 * i);
+    Vorn::CountMd5Bits(context, length);
+    std::uint64_t result = 0;
+    for (std::size_t i = 8; i-- > 0;)
+        result = result << 8 | static_cast<unsigned char>(context[16 + i]);
+    return result;
+}
+
+TEST(Md5Update, CountsTheBitsOfLengthsThatNoArrayHas) {
+    constexpr unsigned long Lengths[] = {1,
+                                         (1UL << 29) - 1,
+                                         1UL << 29,
+                                         (1UL << 29) + 1,
+                                         (1UL << 32) - 1,
+                                         1UL << 32,
+                                         (1UL << 32) + 1,
+                                         (1UL << 60) + 7,
+                                         (1UL << 61) - 1,
+                                         1UL << 61,
+                                         1UL << 63,
+                                         std::numeric_limits<unsigned long>::max()};
+    constexpr std::uint64_t Counts[] = {0, 8, 0xFFFFFE00, 0xFFFFFFF8, 0x12FFFFFFF8, ~0ULL - 7};
+    for (const std::uint64_t count : Counts) {
+        for (const unsigned long length : Lengths)
+            EXPECT_EQ(count + std::uint64_t{length} * 8, CountedOn(count, length))
+                << length << " bytes after " << count << " bits";
+    }
 }
 
 TEST(Md5Final, ClearsOnlyTheFirstTwoChainingWords) {

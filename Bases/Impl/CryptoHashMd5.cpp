@@ -1,9 +1,11 @@
-#include <Bases/Crypto.h>
+#include <Bases/Impl/Md5Count.h>
 
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+
+#include <Bases/Crypto.h>
 
 namespace Vorn {
 
@@ -192,15 +194,15 @@ void TakeBlocks(Context& context, const char* blocks, std::size_t count) {
 // The number of bytes in the buffer.
 std::size_t Buffered(const Context& context) { return Load(context + CountLow) / 8 % BlockSize; }
 
-void Count(Context& context, unsigned long length) {
+} // namespace
+
+void CountMd5Bits(Context& context, unsigned long length) {
     const Word before = Load(context + CountLow);
     const Word low = before + static_cast<Word>(length << 3);
     const Word carry = low < before ? 1 : 0;
     Store(context + CountLow, low);
     Store(context + CountHigh, Load(context + CountHigh) + static_cast<Word>(length >> 29) + carry);
 }
-
-} // namespace
 
 CryptoHashMd5::CryptoHashMd5() = default;
 
@@ -250,7 +252,7 @@ void CryptoHashMd5::MD5Update(char (*ctx)[88], const void* data, unsigned long l
     const char* bytes = static_cast<const char*>(data);
     char* const buffer = *ctx + Buffer;
     const std::size_t buffered = Buffered(*ctx);
-    Count(*ctx, length);
+    CountMd5Bits(*ctx, length);
 
     if (buffered > 0) {
         const std::size_t room = BlockSize - buffered;
