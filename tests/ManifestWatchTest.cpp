@@ -1,5 +1,6 @@
 #include "support/Program.h"
 #include "support/TempDir.h"
+#include "support/Terminal.h"
 #include "support/Unprivileged.h"
 
 #include <algorithm>
@@ -57,6 +58,7 @@ using VornTest::Program;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
 using VornTest::TempDir;
+using VornTest::Terminal;
 using VornTest::Unprivileged;
 
 namespace fs = std::filesystem;
@@ -429,6 +431,25 @@ TEST_F(ManifestWatch, ProgramPrintsALineForEveryChangeIntoAPipe) {
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ("", outcome.err);
     ExpectNothingLeft();
+}
+
+TEST_F(ManifestWatch, ProgramShowsOneChangingLineOnATerminal) {
+    Publisher publisher(m_manifest);
+    Terminal terminal;
+    Surroundings surroundings = Here();
+    surroundings.prepare = [&] {
+        dup2(terminal.ProgramsEnd(), STDOUT_FILENO);
+        dup2(terminal.ProgramsEnd(), STDERR_FILENO);
+    };
+    Program watch(Arguments({"watch", "out.xml"}), surroundings);
+    terminal.LeaveToProgram();
+    EXPECT_EQ("\rlooking for files", terminal.ReadUntil("files"));
+    publisher.Show({2, 3, 0, 5});
+    EXPECT_EQ("\r2 of 3 files, 0 B of 5 B", terminal.ReadUntil("5 B"));
+    publisher.Finish();
+    const std::string cleared = "\r" + std::string(24, ' ') + "\r";
+    EXPECT_EQ(cleared + "finished: 2 of 3 files, 0 B of 5 B in 0:00\r\n", terminal.ReadUntil("\n"));
+    EXPECT_EQ(0, watch.Wait().status);
 }
 
 TEST_F(ManifestWatch, SeesTheProgramCreateAManifestToTheEnd) {
