@@ -134,19 +134,18 @@ constexpr std::array Commands{
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
             "      Prints what is recorded as a table.\n"},
-    Command{
-        "verify", 1, 1, Verify,
-        "  verify OUT.xml\n"
-        "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
-        "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
-        "      create ran in, if the paths are relative, and in the same locale. OUT.xml itself\n"
-        "      is left out.\n"
-        "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
-        "      identifiers count, and where a link leads is not recorded. What failed and\n"
-        "      fails in the same way now is no difference. What else cannot be read is\n"
-        "      complained of and counted as unread, as is all below a directory that cannot\n"
-        "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
-        "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
+    Command{"verify", 1, 1, Verify,
+            "  verify OUT.xml\n"
+            "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
+            "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
+            "      create ran in, if the paths are relative, and in the same locale.\n"
+            "      OUT.xml itself is left out.\n"
+            "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
+            "      identifiers count, and where a link leads is not recorded. What failed and\n"
+            "      fails in the same way now is no difference. What else cannot be read is\n"
+            "      complained of and counted as unread, as is all below a directory that cannot\n"
+            "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
+            "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
     Command{"watch", 1, 1, Watch,
             "  watch OUT.xml\n"
             "      Shows how far the run has come that is at work on OUT.xml in another terminal,\n"
