@@ -12,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <forward_list>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -274,12 +275,16 @@ protected:
         return *static_cast<Board*>(m_segments.back()->Data());
     }
 
-    // As a watcher or a run does that is killed at the wrong moment.
-    void TakeLock() {
-        m_taken = new Vorn::Mutex; // whose destruction would remove the name
-        ASSERT_TRUE(m_taken->Open(BoardAt(0).lockName));
-        ASSERT_TRUE(m_taken->Lock(0));
+    // Not destroyed, as that would remove the lock's name; reachable to the end.
+    Vorn::Mutex& OpenLock() {
+        static auto& all = *new std::forward_list<Vorn::Mutex>;
+        Vorn::Mutex& lock = all.emplace_front();
+        EXPECT_TRUE(lock.Open(BoardAt(0).lockName));
+        return lock;
     }
+
+    // As a watcher or a run does that is killed at the wrong moment.
+    void TakeLock() { ASSERT_TRUE(OpenLock().Lock(0)); }
 
     TempDir m_dir;
     const std::string m_manifest = m_dir.File("out.xml");
@@ -288,7 +293,6 @@ private:
     LastWill m_cleaner;
     Lines m_locks;
     std::vector<std::unique_ptr<Segment>> m_segments;
-    inline static Vorn::Mutex* m_taken = nullptr; // reachable to the end
 };
 
 /// The program's standard output or error, read while it runs.
@@ -568,10 +572,7 @@ TEST_F(ManifestWatchKill, AWatcherThatHoldsTheLockDoesNotHoldUpTheProgram) {
 TEST_F(ManifestWatchKill, AStoppedWatcherCostsNewsOnlyUntilItGoesOn) {
     Publisher publisher(m_manifest);
     publisher.Show({0, 3, 0, 5});
-    Vorn::Mutex& lock = *new Vorn::Mutex; // to be left to the end of the process
-    static Vorn::Mutex* const reachable = &lock;
-    ASSERT_EQ(&lock, reachable);
-    ASSERT_TRUE(lock.Open(BoardAt(0).lockName));
+    Vorn::Mutex& lock = OpenLock();
     Lines lines;
     Watch([&](const std::string& line) {
         lines.push_back(line);
