@@ -1,5 +1,6 @@
 #include "support/Program.h"
 #include "support/TempDir.h"
+#include "support/Terminal.h"
 #include "support/Unprivileged.h"
 
 #include <algorithm>
@@ -11,6 +12,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
+#include <forward_list>
 #include <fstream>
 #include <functional>
 #include <memory>
@@ -57,6 +59,7 @@ using VornTest::Program;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
 using VornTest::TempDir;
+using VornTest::Terminal;
 using VornTest::Unprivileged;
 
 namespace fs = std::filesystem;
@@ -272,12 +275,16 @@ protected:
         return *static_cast<Board*>(m_segments.back()->Data());
     }
 
-    // As a watcher or a run does that is killed at the wrong moment.
-    void TakeLock() {
-        m_taken = new Vorn::Mutex; // whose destruction would remove the name
-        ASSERT_TRUE(m_taken->Open(BoardAt(0).lockName));
-        ASSERT_TRUE(m_taken->Lock(0));
+    // Not destroyed, as that would remove the lock's name; reachable to the end.
+    Vorn::Mutex& OpenLock() {
+        static auto& all = *new std::forward_list<Vorn::Mutex>;
+        Vorn::Mutex& lock = all.emplace_front();
+        EXPECT_TRUE(lock.Open(BoardAt(0).lockName));
+        return lock;
     }
+
+    // As a watcher or a run does that is killed at the wrong moment.
+    void TakeLock() { ASSERT_TRUE(OpenLock().Lock(0)); }
 
     TempDir m_dir;
     const std::string m_manifest = m_dir.File("out.xml");
@@ -286,7 +293,6 @@ private:
     LastWill m_cleaner;
     Lines m_locks;
     std::vector<std::unique_ptr<Segment>> m_segments;
-    inline static Vorn::Mutex* m_taken = nullptr; // reachable to the end
 };
 
 /// The program's standard output or error, read while it runs.
@@ -431,6 +437,25 @@ TEST_F(ManifestWatch, ProgramPrintsALineForEveryChangeIntoAPipe) {
     ExpectNothingLeft();
 }
 
+TEST_F(ManifestWatch, ProgramShowsOneChangingLineOnATerminal) {
+    Publisher publisher(m_manifest);
+    Terminal terminal;
+    Surroundings surroundings = Here();
+    surroundings.prepare = [&] {
+        dup2(terminal.ProgramsEnd(), STDOUT_FILENO);
+        dup2(terminal.ProgramsEnd(), STDERR_FILENO);
+    };
+    Program watch(Arguments({"watch", "out.xml"}), surroundings);
+    terminal.LeaveToProgram();
+    EXPECT_EQ("\rlooking for files", terminal.ReadUntil("files"));
+    publisher.Show({2, 3, 0, 5});
+    EXPECT_EQ("\r2 of 3 files, 0 B of 5 B", terminal.ReadUntil("5 B"));
+    publisher.Finish();
+    const std::string cleared = "\r" + std::string(24, ' ') + "\r";
+    EXPECT_EQ(cleared + "finished: 2 of 3 files, 0 B of 5 B in 0:00\r\n", terminal.ReadUntil("\n"));
+    EXPECT_EQ(0, watch.Wait().status);
+}
+
 TEST_F(ManifestWatch, SeesTheProgramCreateAManifestToTheEnd) {
     Make("file", "12345");
     Pipe err; // full, so that the complaint about the missing file waits for the test
@@ -547,10 +572,7 @@ TEST_F(ManifestWatchKill, AWatcherThatHoldsTheLockDoesNotHoldUpTheProgram) {
 TEST_F(ManifestWatchKill, AStoppedWatcherCostsNewsOnlyUntilItGoesOn) {
     Publisher publisher(m_manifest);
     publisher.Show({0, 3, 0, 5});
-    Vorn::Mutex& lock = *new Vorn::Mutex; // to be left to the end of the process
-    static Vorn::Mutex* const reachable = &lock;
-    ASSERT_EQ(&lock, reachable);
-    ASSERT_TRUE(lock.Open(BoardAt(0).lockName));
+    Vorn::Mutex& lock = OpenLock();
     Lines lines;
     Watch([&](const std::string& line) {
         lines.push_back(line);
