@@ -28,11 +28,14 @@ namespace Vorn {
 ///     if (same == bits)                   // but see operator!= for sets of different sizes
 ///         bits.SetAll();                  // "111"
 ///
-/// Note: the set keeps more than its bits. It never gives room back, and what stood in a byte stays
-/// there when the set shrinks: SetSize brings it back, and None, Any, operator== and operator!=,
-/// which compare whole bytes, see what stands in the last byte behind the last bit. SetAll,
-/// ResetAll, operator~ and, for operands of equally many bytes, the logic operators leave zeros
-/// there; SetSize, SetData and Clone do not.
+/// Note: the set keeps more than its bits. When it shrinks, its room stays (but see SetData), and
+/// so does what stands in the bytes: SetSize brings it back. Clear and FromString give the room
+/// back.
+///
+/// Note: None, Any, operator== and operator!= look at whole bytes and so see what stands in the
+/// last byte behind the last bit. SetAll, ResetAll, operator~ and, for operands of equally many
+/// bytes, the in-place logic operators and operator& leave zeros there; operator|, operator^,
+/// SetSize, SetData and Clone do not.
 ///
 /// Note: the operations that are not marked const can be called on a set that is not const only,
 /// GetSize among them.
@@ -46,6 +49,10 @@ public:
 
     /// Makes a copy of the bits of `other`, with no more room than they need; see Clone.
     Bits(const Bits& other);
+
+    /// Makes this set the same as `other`, by Clone. Returns this set.
+    ///
+    /// Note: a larger room stays, with what stands in it. Note: an empty `other` changes nothing.
     Bits& operator=(const Bits& other);
 
     virtual ~Bits();
@@ -111,8 +118,9 @@ public:
 
     /// Returns whether any bit is 1, or none. No bit of an empty set is.
     ///
-    /// Note: whole bytes are looked at. In a set that was shrunk, Any may be 1 with a GetSetCount
-    /// of 0.
+    /// Note: whole bytes are looked at. Where the last one has bits behind the last bit, which come
+    /// from shrinking, SetData, operator|, operator^ or cloning a set that has some, Any may be 1
+    /// with a GetSetCount of 0.
     int Any() const;
     int None() const;
 
@@ -145,8 +153,9 @@ public:
 
     /// Return whether the sets have the same bytes, or different ones.
     ///
-    /// Note: both return 0 for sets of different sizes. Note: whole bytes are compared; in sets
-    /// that were shrunk they may differ while all bits are the same.
+    /// Note: both return 0 for sets of different sizes. Note: whole bytes are compared. Where the
+    /// last one has bits behind the last bit, which come from shrinking, SetData, operator|,
+    /// operator^ or cloning a set that has some, the sets may differ while all bits are the same.
     int operator==(const Bits& other) const;
     int operator!=(const Bits& other) const;
 
@@ -167,11 +176,12 @@ public:
     /// gives an empty set. For want of memory the low positions stay that there is memory for.
     void FromString(const std::string& text);
 
-    /// Takes the size of `other`, as by SetSize, and copies its bytes. `other` may be this set.
-    /// Changes nothing when there is no memory.
+    /// Takes the size of `other`, as by SetSize, and copies its bytes, whole. `other` may be this
+    /// set.
     ///
-    /// Note: an empty `other` changes nothing, either, so that assigning an empty set does not make
-    /// this one empty; Clear does that.
+    /// Note: when there is no memory for that size, this set keeps its own, and as many bytes are
+    /// copied as both have. Compare GetSize where that matters. Note: an empty `other` changes
+    /// nothing, so that assigning an empty set does not make this one empty; Clear does that.
     void Clone(const Bits& other);
 
 private:
@@ -253,17 +263,17 @@ public:
     ///
     /// Note: the arguments are not checked. `maxSize` must not exceed the length of the array. A
     /// `size` above `maxSize` is accepted, and then refuses the next SetBuffer until SetSize,
-    /// Clear, Delete or growth has put it right.
+    /// Clear, Delete or Fetch, or enough of Shift or growth, has put it right.
     int SetBuffer(unsigned char* data, unsigned long size, unsigned long maxSize);
 
-    /// Hands the array over and leaves the buffer without one. Returns the array, null when there
-    /// is none; the caller frees it with array delete.
+    /// Hands the array over and leaves the buffer without one; GetSize and GetMaxSize are then 0.
+    /// Returns the array, null when there is none; the caller frees it with array delete.
     unsigned char* Fetch();
 
     /// Makes no byte count as in use. The array stays.
     void Clear();
 
-    /// Frees the array and leaves the buffer without one.
+    /// Frees the array and leaves the buffer without one; GetSize and GetMaxSize are then 0.
     void Delete();
 
 private:

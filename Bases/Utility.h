@@ -1,7 +1,8 @@
 #ifndef VORN_BASES_UTILITY_H
 #define VORN_BASES_UTILITY_H
 
-// Small values and helpers: byte order, identifiers, commands, and names that are reserved for later.
+// Small values and helpers: byte order, identifiers, commands, and names that are reserved for
+// later.
 
 #include <list>
 #include <string>
@@ -25,56 +26,74 @@ namespace Vorn {
 ///
 /// All names of one width and one order convert alike; two serve to say which way a value goes.
 ///
-/// Note: the 32-bit functions take and return `unsigned long`, which has 64 bits on the platforms of
-/// this library. Where they swap, bits 32-63 of the argument are dropped; where they do not, the
-/// argument comes back whole. So one and the same call keeps the upper half on one machine and
-/// loses it on another: tobe32(0x0000000112345678) is 0x78563412 on a little-endian machine and
-/// 0x0000000112345678 on a big-endian one, and tole32 the other way round. Values of 32 bits are
-/// not affected.
+/// Note: the 32-bit functions take and return `unsigned long`, which has 64 bits on the platforms
+/// of this library. Where they swap, bits 32-63 of the argument are dropped; where they do not, the
+/// argument comes back whole. On a little-endian machine tobe32, betoh32, hton32 and ntoh32 drop
+/// them while tole32 and letoh32 return the argument whole; on a big-endian machine it is the other
+/// way round. So tobe32(0x0000000112345678) is 0x78563412 on the former and 0x0000000112345678 on
+/// the latter. Values of 32 bits are not affected.
 ///
 ///     const unsigned short port = Vorn::Endian::hton16(8080); // 0x1F, 0x90 in memory
 namespace Endian {
 
-/// Returns 1 on a little-endian machine, else 0. The machine is asked at every call.
+/// Returns 1 on a little-endian machine, else 0.
 VORN_BASES_API int IsLittleEndian();
 
-/// Returns 1 on a big-endian machine, else 0. The machine is asked at every call.
+/// Returns 1 on a big-endian machine, else 0.
 VORN_BASES_API int IsBigEndian();
 
 /// Returns `value` with its bytes in reverse order, whatever the machine.
 ///
-/// Note: Swap32 reverses the low four bytes only. Bits 32-63 of `value` are dropped, and those of the
-/// result are 0.
+/// Note: Swap32 reverses the low four bytes only. Bits 32-63 of `value` are dropped, and those of
+/// the result are 0.
 VORN_BASES_API unsigned short Swap16(unsigned short value);
 VORN_BASES_API unsigned long Swap32(unsigned long value);
 VORN_BASES_API unsigned long long Swap64(unsigned long long value);
 
 /// Returns the host's `value` in big-endian order.
+///
+/// Note: on a little-endian machine tobe32 drops bits 32-63 of `value`; on a big-endian one it
+/// returns `value` whole.
 VORN_BASES_API unsigned short tobe16(unsigned short value);
 VORN_BASES_API unsigned long tobe32(unsigned long value);
 VORN_BASES_API unsigned long long tobe64(unsigned long long value);
 
 /// Returns the big-endian `value` in the host's order.
+///
+/// Note: on a little-endian machine betoh32 drops bits 32-63 of `value`; on a big-endian one it
+/// returns `value` whole.
 VORN_BASES_API unsigned short betoh16(unsigned short value);
 VORN_BASES_API unsigned long betoh32(unsigned long value);
 VORN_BASES_API unsigned long long betoh64(unsigned long long value);
 
 /// Returns the host's `value` in network order, which is big-endian.
+///
+/// Note: on a little-endian machine hton32 drops bits 32-63 of `value`; on a big-endian one it
+/// returns `value` whole.
 VORN_BASES_API unsigned short hton16(unsigned short value);
 VORN_BASES_API unsigned long hton32(unsigned long value);
 VORN_BASES_API unsigned long long hton64(unsigned long long value);
 
 /// Returns `value`, which is in network order, in the host's order.
+///
+/// Note: on a little-endian machine ntoh32 drops bits 32-63 of `value`; on a big-endian one it
+/// returns `value` whole.
 VORN_BASES_API unsigned short ntoh16(unsigned short value);
 VORN_BASES_API unsigned long ntoh32(unsigned long value);
 VORN_BASES_API unsigned long long ntoh64(unsigned long long value);
 
 /// Returns the host's `value` in little-endian order.
+///
+/// Note: on a big-endian machine tole32 drops bits 32-63 of `value`; on a little-endian one it
+/// returns `value` whole.
 VORN_BASES_API unsigned short tole16(unsigned short value);
 VORN_BASES_API unsigned long tole32(unsigned long value);
 VORN_BASES_API unsigned long long tole64(unsigned long long value);
 
 /// Returns the little-endian `value` in the host's order.
+///
+/// Note: on a big-endian machine letoh32 drops bits 32-63 of `value`; on a little-endian one it
+/// returns `value` whole.
 VORN_BASES_API unsigned short letoh16(unsigned short value);
 VORN_BASES_API unsigned long letoh32(unsigned long value);
 VORN_BASES_API unsigned long long letoh64(unsigned long long value);
@@ -100,8 +119,8 @@ public:
     Guid();
 
     /// Replaces this value by a new random one (version 4, RFC 4122 variant). Every call seeds a
-    /// generator of its own with fresh bytes from the system, which makes it slow, and keeps nothing
-    /// for the next call.
+    /// generator of its own with fresh bytes from the system, which makes it slow, and keeps
+    /// nothing for the next call.
     ///
     /// Returns true on success. Returns false, with the value unchanged, when the system gives no
     /// random bytes or no memory. Never throws.
@@ -128,11 +147,11 @@ public:
     ///
     /// Returns true on success, with the text in `out` or, with a terminating zero, in `buffer`,
     /// which has to hold at least 37 bytes. Returns false for a none value and for a null buffer;
-    /// `out` and `buffer` are then unchanged. The form that returns the text returns an empty string
-    /// for a none value.
+    /// `out` and `buffer` are then unchanged. The form that returns the text returns an empty
+    /// string for a none value.
     ///
-    /// Note: with `form` 0 the first and the last digit are dropped, which leaves 34 characters that
-    /// FromString does not read back. Every other `form` gives the full text.
+    /// Note: with `form` 0 the first and the last digit are dropped, which leaves 34 characters
+    /// that FromString does not read back. Every other `form` gives the full text.
     bool ToString(std::string& out, int form) const;
     std::string ToString(int form) const;
     bool ToString(char* buffer, int form) const;
@@ -148,11 +167,11 @@ public:
     /// Makes this a none value.
     void Clear();
 
-    /// Orders two values. Returns a negative value, 0 or a positive value when this one comes before
-    /// `other`, equals it or comes after it; only the sign has a meaning.
+    /// Orders two values. Returns a negative value, 0 or a positive value when this one comes
+    /// before `other`, equals it or comes after it; only the sign has a meaning.
     ///
-    /// Note: bytes 0-3, 4-5 and 6-7 are compared as unsigned integers in the host's byte order, then
-    /// bytes 8-15 one by one. On a little-endian host this is not the order of the texts.
+    /// Note: bytes 0-3, 4-5 and 6-7 are compared as unsigned integers in the host's byte order,
+    /// then bytes 8-15 one by one. On a little-endian host this is not the order of the texts.
     int Compare(const Guid& other) const;
     bool operator<(const Guid& other) const;
     bool operator>(const Guid& other) const;
@@ -163,9 +182,9 @@ private:
 
 static_assert(sizeof(Guid) == 16, "a Guid is stored and sent as its 16 bytes");
 
-/// A reserved name: a memory pool is to come. Until then an object can be made, copied, derived from and
-/// deleted through a pointer to this class, and does nothing and allocates nothing. Different objects
-/// are independent of each other on any threads.
+/// A reserved name: a memory pool is to come. Until then an object can be made,
+/// copied, derived from and deleted through a pointer to this class, and does nothing and allocates
+/// nothing. Different objects are independent of each other on any threads.
 class VORN_BASES_API MemPool {
 public:
     MemPool();
@@ -174,9 +193,9 @@ public:
     MemPool& operator=(const MemPool&) = default;
 };
 
-/// A reserved name: a random number generator is to come. Until then an object can be made, copied, derived from and
-/// deleted through a pointer to this class, and does nothing and allocates nothing. Different objects
-/// are independent of each other on any threads.
+/// A reserved name: a random number generator is to come. Until then an object can be made,
+/// copied, derived from and deleted through a pointer to this class, and does nothing and allocates
+/// nothing. Different objects are independent of each other on any threads.
 class VORN_BASES_API Random {
 public:
     Random();
@@ -185,9 +204,9 @@ public:
     Random& operator=(const Random&) = default;
 };
 
-/// A reserved name: a regular expression is to come. Until then an object can be made, copied, derived from and
-/// deleted through a pointer to this class, and does nothing and allocates nothing. Different objects
-/// are independent of each other on any threads.
+/// A reserved name: a regular expression is to come. Until then an object can be made,
+/// copied, derived from and deleted through a pointer to this class, and does nothing and allocates
+/// nothing. Different objects are independent of each other on any threads.
 class VORN_BASES_API RegEx {
 public:
     RegEx();
@@ -204,7 +223,8 @@ public:
     Command(const Command&) = default;
     Command& operator=(const Command&) = default;
 
-    /// Does what the command is for. There is no result; a failure can only be told by an exception.
+    /// Does what the command is for. There is no result; a failure can only be told by an
+    /// exception.
     virtual void Execute() = 0;
 };
 
@@ -231,17 +251,19 @@ public:
     /// Makes a macro without commands.
     MacroCommand();
 
-    /// Deletes every command, from first to last. Those of a macro among them are deleted in its turn.
+    /// Deletes every command, from first to last. Those of a macro among them are deleted in its
+    /// turn.
     ~MacroCommand() override;
     MacroCommand(const MacroCommand&) = delete;
     MacroCommand& operator=(const MacroCommand&) = delete;
 
-    /// Appends `command`, which from then on belongs to the macro and has to be made by `new`. A null
-    /// pointer is taken as well, and passed over later. Throws std::bad_alloc when memory is short;
-    /// `command` then still belongs to the caller.
+    /// Appends `command`, which from then on belongs to the macro and has to be made by `new`. A
+    /// null pointer is taken as well, and passed over later. Throws std::bad_alloc when memory is
+    /// short; `command` then still belongs to the caller.
     ///
-    /// Note: nothing is checked. Each command must be added to one macro, once, or it is deleted more
-    /// than once; a macro that is added to itself executes without end.
+    /// Note: nothing is checked. A command that was added before is executed once more for each
+    /// time. Each command must be added to one macro, once, or it is deleted more than once; a
+    /// macro that is added to itself executes without end.
     void Add(Command* command);
 
     /// Executes every command, from first to last.

@@ -3,8 +3,8 @@
 // command that could not be added; the shape of the classes.
 #include <Bases/Utility.h>
 
-#include <cstdint>
-#include <cstring>
+#include <array>
+#include <cstddef>
 #include <functional>
 #include <list>
 #include <memory>
@@ -18,17 +18,21 @@
 #include <gtest/gtest.h>
 
 #include "support/FailingNew.h"
+#include "support/Slot.h"
 #include "support/Thrown.h"
 
 namespace {
 
 using Vorn::Command;
 using Vorn::MacroCommand;
+using VornTest::Slot;
+using VornTest::Slots;
 using VornTest::Thrown;
 
 using Log = std::vector<std::string>;
 
-// Writes down what happens to it: its name when it is executed, "~" and its name when it is deleted.
+// Writes down what happens to it: its name when it is executed, "~" and its name when it is
+// deleted.
 class Noted : public Command {
 public:
     Noted(Log& log, std::string name, std::function<void()> action = {})
@@ -231,6 +235,20 @@ TEST(MacroAdd, FromTheLastCommandIsExecutedInTheSameRunToo) {
     EXPECT_EQ((Log{"first", "2", "1", "0"}), log);
 }
 
+TEST(MacroAdd, TakesACommandThatItAlreadyHas) {
+    // The macro's end would delete the command twice, so it is never destroyed.
+    alignas(MacroCommand) static std::array<std::byte, sizeof(MacroCommand)> room;
+    static Log log;
+    static Noted command(log, "a");
+    auto* macro = new (room.data()) MacroCommand;
+    macro->Add(&command);
+    macro->Add(&command);
+    macro->Execute();
+    EXPECT_EQ((Log{"a", "a"}), log);
+    macro->Execute();
+    EXPECT_EQ((Log{"a", "a", "a", "a"}), log);
+}
+
 TEST(MacroAdd, LeavesTheCommandToTheCallerWhenMemoryIsShort) {
     Log log;
     {
@@ -254,18 +272,12 @@ TEST(MacroAdd, LeavesTheCommandToTheCallerWhenMemoryIsShort) {
     EXPECT_EQ((Log{"a", "~refused", "~a"}), log);
 }
 
-// The slot of a virtual operation, from the bits that its member pointer has on this platform.
-template <typename Operation>
-std::size_t Slot(Operation operation) {
-    std::uintptr_t offset = 0;
-    std::memcpy(&offset, &operation, sizeof offset);
-    return (offset & ~std::uintptr_t{1}) / sizeof(void*);
-}
-
 TEST(CommandLayout, HasADestructorAndThenExecute) {
     // A destructor fills two slots: one for a whole object, one that also frees it.
     EXPECT_EQ(2U, Slot(&Command::Execute));
     EXPECT_EQ(2U, Slot(&MacroCommand::Execute));
+    EXPECT_EQ(3U, Slots<Command>());
+    EXPECT_EQ(3U, Slots<MacroCommand>());
 }
 
 TEST(CommandLayout, HoldsNothingButAMacrosList) {

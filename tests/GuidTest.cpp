@@ -126,8 +126,8 @@ protected:
     GuidGenerate() { g_random = {}; }
 };
 
-// Concerns: a complete fresh seed from the system on each call and nothing kept; version and variant
-// bits; every failure of the system leaves the value as it was and throws nothing.
+// Concerns: a complete fresh seed from the system on each call and nothing kept; version and
+// variant bits; every failure of the system leaves the value as it was and throws nothing.
 
 TEST_F(GuidGenerate, MakesDifferentValuesOfVersionFour) {
     std::set<Bytes> seen;
@@ -269,8 +269,8 @@ std::vector<std::string> Shapes(const std::string& dashed) {
     return {dashed, plain, '{' + dashed + '}', '{' + plain + '}'};
 }
 
-// Checks that both text forms throw and that the value stands. The text lies in a block of its exact
-// size, behind which the address sanitizer sees every look.
+// Checks that both text forms throw and that the value stands. The text lies in a block of its
+// exact size, behind which the address sanitizer sees every look.
 void ExpectInvalid(const std::string& text) {
     Guid guid = GuidOf(Sample);
     const std::vector<char> block(text.c_str(), text.c_str() + text.size() + 1);
@@ -409,8 +409,8 @@ TEST(GuidParse, RefusesOrReadsAsAllBitsACharacterThatIsNoDigit) {
     }
 }
 
-// Concerns: the 36-character form, the two characters that form 0 loses, and that a none value and a
-// null buffer leave the output alone.
+// Concerns: the 36-character form, the two characters that form 0 loses, and that a none value and
+// a null buffer leave the output alone.
 
 TEST(GuidText, IsThirtyTwoLowerCaseDigitsInFiveGroups) {
     std::string text;

@@ -1,7 +1,7 @@
 // Concerns: every operation on its own; exact growth; bytes of the buffer's own array in each of
 // them; arrays that come from the caller and go to the caller; numbers that cannot be, and the sums
-// of such; failing allocations; then random sequences of all operations against a plain model. Bytes
-// that have never been written are not looked at.
+// of such; failing allocations; then random sequences of all operations against a plain model.
+// Bytes that have never been written are looked at only to see that nothing was copied to them.
 #include <Bases/Container.h>
 
 #include <algorithm>
@@ -14,11 +14,13 @@
 #include <random>
 #include <string>
 #include <type_traits>
+#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "support/FailingNewArray.h"
+#include "support/Slot.h"
 
 namespace {
 
@@ -106,6 +108,10 @@ TEST(SerialBufferMake, CanBeDestroyedThroughItsBase) {
     EXPECT_TRUE(gone);
 }
 
+TEST(SerialBufferMake, HasNoVirtualOperationBesideTheDestructor) {
+    EXPECT_EQ(2U, VornTest::Slots<SerialBuffer>());
+}
+
 TEST(SerialBufferMake, CannotBeAskedWhenConst) {
     EXPECT_FALSE((std::is_invocable_v<decltype(&SerialBuffer::GetBuffer), const SerialBuffer&>));
     EXPECT_FALSE((std::is_invocable_v<decltype(&SerialBuffer::GetSize), const SerialBuffer&>));
@@ -175,6 +181,8 @@ TEST(SerialBufferRoom, KeepsTheSizeWhenItDropsTheBytes) {
     EXPECT_NE(array, buffer.GetBuffer());
     EXPECT_EQ(17UL, buffer.GetMaxSize());
     EXPECT_EQ(3UL, buffer.GetSize());
+    EXPECT_EQ(std::string(3, static_cast<char>(FailingNewArray::Unwritten)), TextOf(buffer))
+        << "nothing was copied";
     std::memcpy(buffer.GetBuffer(), "xyz", 3);
     EXPECT_EQ(1, Add(buffer, "!"));
     EXPECT_EQ("xyz!", TextOf(buffer));
@@ -404,6 +412,35 @@ TEST(SerialBufferArray, IsRefusedByABufferThatReportsMoreThanItsRoom) {
     EXPECT_EQ("abc", TextOf(buffer));
 }
 
+TEST(SerialBufferArray, IsAcceptedAgainOnceTheSizeIsWithinTheRoom) {
+    using Repair = void (*)(SerialBuffer&);
+    const std::pair<const char*, Repair> repairs[] = {
+        {"SetSize", [](SerialBuffer& buffer) { buffer.SetSize(9); }},
+        {"Clear", [](SerialBuffer& buffer) { buffer.Clear(); }},
+        {"Delete", [](SerialBuffer& buffer) { buffer.Delete(); }},
+        {"Fetch", [](SerialBuffer& buffer) { delete[] buffer.Fetch(); }},
+        {"Shift", [](SerialBuffer& buffer) { buffer.Shift(5); }},
+        {"SetMaxSize", [](SerialBuffer& buffer) { buffer.SetMaxSize(9, 1); }},
+        {"AddBuffer", [](SerialBuffer& buffer) { buffer.AddBuffer(nullptr, 0, 1); }}};
+    for (const auto& [name, repair] : repairs) {
+        SerialBuffer buffer;
+        buffer.SetBuffer(Letters(4).release(), 9, 4);
+        ASSERT_EQ(0, buffer.SetBuffer(nullptr, 0, 0)) << name;
+        repair(buffer);
+        EXPECT_EQ(1, buffer.SetBuffer(nullptr, 0, 0)) << name;
+    }
+}
+
+TEST(SerialBufferArray, IsRefusedUntilThereWasEnoughOfShiftOrGrowth) {
+    SerialBuffer buffer;
+    buffer.SetBuffer(Letters(4).release(), 9, 4);
+    buffer.Shift(2);
+    buffer.SetMaxSize(6, 1);
+    EXPECT_EQ(0, buffer.SetBuffer(nullptr, 0, 0)) << "seven bytes in use, room for six";
+    buffer.Shift(1);
+    EXPECT_EQ(1, buffer.SetBuffer(nullptr, 0, 0));
+}
+
 TEST(SerialBufferArray, IsNeverReadBeyondItsRoomWhenMoreIsReported) {
     SerialBuffer buffer;
     buffer.SetBuffer(Letters(4).release(), 9, 4);
@@ -441,8 +478,8 @@ TEST(SerialBufferArray, IsNeverWrittenWhereRoomIsOnlyClaimed) {
     EXPECT_EQ(5UL, other.GetSize());
 }
 
-// Concerns: every operation that allocates, without memory; sizes that no machine has; the buffer as
-// it was, and usable afterwards.
+// Concerns: every operation that allocates, without memory; sizes that no machine has; the buffer
+// as it was, and usable afterwards.
 
 TEST(SerialBufferMemory, FailsEveryGrowthAndLeavesTheBufferAsItWas) {
     SerialBuffer buffer;
@@ -479,7 +516,8 @@ TEST(SerialBufferMemory, IsNotThereForImpossibleSizes) {
     EXPECT_EQ(3UL, buffer.GetMaxSize());
 }
 
-// Concerns: everything above in any order. The model holds the array as bytes that are known or not.
+// Concerns: everything above in any order. The model holds the array as bytes that are known or
+// not.
 
 using Cell = std::optional<unsigned char>;
 

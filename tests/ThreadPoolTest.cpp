@@ -7,8 +7,6 @@
 #include <array>
 #include <atomic>
 #include <chrono>
-#include <cstdint>
-#include <cstring>
 #include <ctime>
 #include <functional>
 #include <future>
@@ -28,6 +26,7 @@
 #include <unistd.h>
 
 #include "support/BlockedThreads.h"
+#include "support/Slot.h"
 
 namespace {
 
@@ -36,6 +35,7 @@ using testing::IsEmpty;
 using Vorn::Event;
 using Vorn::Thread;
 using Vorn::ThreadTaskPool;
+using VornTest::Slot;
 using namespace std::chrono_literals;
 
 constexpr unsigned int NoLimit = 0xFFFFFFFF;
@@ -222,14 +222,6 @@ std::vector<int> Numbers(int count) {
     std::vector<int> numbers(static_cast<std::size_t>(count));
     std::iota(numbers.begin(), numbers.end(), 0);
     return numbers;
-}
-
-template <typename Operation>
-std::uintptr_t Slot(Operation operation) {
-    std::array<std::uintptr_t, 2> words{};
-    static_assert(sizeof(operation) == sizeof(words));
-    std::memcpy(words.data(), &operation, sizeof(operation));
-    return (words[0] & ~std::uintptr_t{1}) / sizeof(void*);
 }
 
 TEST(TaskPoolLayout, OverridesTheSlotsOfAThread) {

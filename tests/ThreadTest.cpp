@@ -5,12 +5,9 @@
 #include <Bases/Thread.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdint>
-#include <cstring>
 #include <functional>
 #include <memory>
 #include <mutex>
@@ -29,6 +26,7 @@
 #include <Bases/Impl/Sem_mac.h>
 
 #include "support/BlockedThreads.h"
+#include "support/Slot.h"
 #include "support/StdoutCapture.h"
 
 namespace {
@@ -38,6 +36,7 @@ using testing::IsEmpty;
 using Vorn::Event;
 using Vorn::Thread;
 using Vorn::ThreadHandler;
+using VornTest::Slot;
 using namespace std::chrono_literals;
 
 constexpr unsigned int NoLimit = 0xFFFFFFFF;
@@ -305,18 +304,8 @@ std::chrono::steady_clock::duration TimeOf(const std::function<void()>& action) 
     return std::chrono::steady_clock::now() - start;
 }
 
-// The slot of a virtual operation, from the bits that its member pointer has on this platform.
-template <typename Operation>
-std::size_t Slot(Operation operation) {
-    std::array<std::uintptr_t, 2> words{};
-    static_assert(sizeof(operation) == sizeof(words));
-    std::memcpy(words.data(), &operation, sizeof(operation));
-    return (words[0] & ~std::uintptr_t{1}) / sizeof(void*);
-}
-
 TEST(ThreadLayout, VirtualOperationsKeepTheirSlots) {
-    // A destructor fills two slots: one for a whole object, one that also frees it.
-    EXPECT_EQ(2u, Slot(&Thread::StopThread));
+    EXPECT_EQ(2u, Slot(&Thread::StopThread)); // the destructor has two
     EXPECT_EQ(3u, Slot(&Thread::OnPreThreadStart));
     EXPECT_EQ(4u, Slot(&Thread::OnThreadEntry));
     EXPECT_EQ(0u, Slot(&ThreadHandler::OnPreThreadStart));

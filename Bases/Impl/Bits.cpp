@@ -266,8 +266,10 @@ void Bits::FromString(const std::string& text) {
 }
 
 void Bits::Clone(const Bits& other) {
-    if (SetSize(other.m_size, 1) != 0)
-        std::copy_n(other.m_data.get(), GetBytes(), m_data.get());
+    // When the size could not be taken there may be fewer bytes than in `other`, or more; see
+    // BitsMemory.ClonesTheBytesThatBothHaveWhenThereIsNone.
+    SetSize(other.m_size, 1);
+    std::copy_n(other.m_data.get(), std::min(GetBytes(), SizeToBytes(other.m_size)), m_data.get());
 }
 
 } // namespace Vorn

@@ -1,5 +1,6 @@
 #include "FailingNewArray.h"
 
+#include <cstring>
 #include <new>
 
 using VornTest::FailingNewArray;
@@ -13,6 +14,9 @@ void* __wrap__ZnamRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
     FailingNewArray::lastSize = size;
     if (FailingNewArray::failFrom != 0 && size >= FailingNewArray::failFrom)
         return nullptr;
-    return __real__ZnamRKSt9nothrow_t(size, tag);
+    void* array = __real__ZnamRKSt9nothrow_t(size, tag);
+    if (array != nullptr)
+        std::memset(array, FailingNewArray::Unwritten, size);
+    return array;
 }
 }

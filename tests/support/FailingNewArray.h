@@ -5,9 +5,11 @@
 
 namespace VornTest {
 
-/// Lets non-throwing allocations of arrays fail, and watches them. A program that uses this adds
-/// FailingNewArray.cpp to its sources and wraps _ZnamRKSt9nothrow_t, that form of operator new[].
+/// Lets non-throwing allocations of arrays fail, and watches them. What they hand out is filled, so
+/// that it shows where bytes were not written. A program that uses this adds FailingNewArray.cpp to
+/// its sources and wraps _ZnamRKSt9nothrow_t, that form of operator new[].
 struct FailingNewArray {
+    static constexpr unsigned char Unwritten = 0xD7;
     static inline std::size_t failFrom = 0; // those of this many bytes and above fail; 0: none
     static inline int count = 0;            // how many there were, failed ones included
     static inline std::size_t lastSize = 0; // what the last one asked for
