@@ -629,15 +629,9 @@ TEST(Md5Crypto, IsReadyWithoutCreateAndAfterDestroy) {
     md5.Destroy();
 }
 
-// What a program's own subclass adds comes after the destructor, which fills two slots.
-class Md5WithOneMore : public CryptoHashMd5 {
-public:
-    virtual void OneMore() {}
-};
-
 TEST(Md5Layout, TheOperationsKeepTheirSlotsAndTheDestructorFollowsThem) {
     VornTest::ExpectTheSlotsOfACipher<CryptoHashMd5>();
-    EXPECT_EQ(9u, VornTest::Slot(&Md5WithOneMore::OneMore));
+    EXPECT_EQ(9u, VornTest::Slots<CryptoHashMd5>());
 }
 
 TEST(Md5Layout, HoldsNothingBesidesTheInterface) {
