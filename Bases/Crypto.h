@@ -54,7 +54,7 @@ public:
     /// Takes the GetUserSecretKeySize() bytes at `key`. Returns true on success.
     virtual bool SetUserSecretKey(const unsigned char* key) = 0;
 
-    /// Transforms the `inputSize` bytes at `input`, a whole message.
+    /// Transforms the `inputSize` bytes at `input`, a whole message, which stay as they are.
     ///
     /// Returns true on success. `output` is then an array of `outputSize` bytes that the caller owns
     /// and releases with delete[]; `processedSize` is `inputSize`. What `output` held before is

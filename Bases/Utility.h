@@ -34,6 +34,7 @@ namespace Vorn {
 /// the latter. Values of 32 bits are not affected.
 ///
 ///     const unsigned short port = Vorn::Endian::hton16(8080); // 0x1F, 0x90 in memory
+///     const auto address = static_cast<unsigned int>(Vorn::Endian::hton32(0x7F000001));
 namespace Endian {
 
 /// Returns 1 on a little-endian machine, else 0.

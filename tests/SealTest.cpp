@@ -79,6 +79,7 @@ protected:
         const std::set<std::string> before = Directory();
         const Outcome outcome = Seal(arguments, prepare);
         EXPECT_EQ(1, outcome.status);
+        EXPECT_EQ("", outcome.out);
         EXPECT_EQ("seal: " + complaint + "\n", outcome.err);
         EXPECT_EQ("old", Content("out"));
         EXPECT_EQ(before, Directory());

@@ -9,6 +9,8 @@
 #include <system_error>
 #include <utility>
 
+#include <unistd.h>
+
 #include <Bases/File.h>
 
 #include "Cipher.h"
@@ -61,6 +63,9 @@ Content ReadAtMost(const std::string& name, unsigned long long most) {
 
 void WriteNew(const std::string& name, std::string& bytes) {
     const auto refuse = [] { throw std::runtime_error(std::generic_category().message(errno)); };
+    // Asked first, as FileIo would print a line on standard output.
+    if (access((fs::path(name).parent_path() / ".").c_str(), W_OK | X_OK) != 0)
+        refuse();
     Vorn::FileIo file;
     if (!file.Open(name, WriteAccess, ShareAll, CreateNewToWrite))
         refuse();
