@@ -1588,18 +1588,26 @@ TEST_F(ManifestVerifyFailures, OfALocaleWithoutTheNamesCharactersAreTold) {
 
 class ManifestCommandLine : public ManifestProgram {};
 
-TEST_F(ManifestCommandLine, WrongArgumentsGetTheHelpOnStandardError) {
+TEST_F(ManifestCommandLine, WhatIsWrongWithTheArgumentsIsTold) {
     Make("a");
-    const std::string help = Manifest({"help"}).out;
-    for (const Names& arguments :
-         {Names{}, Names{""}, Names{"create"}, Names{"create", "out.xml"}, Names{"show"},
-          Names{"show", "a", "a"}, Names{"verify"}, Names{"verify", "a", "a"},
-          Names{"update", "out.xml", "a"}, Names{"help", "a"}, Names{"create", "--help"}}) {
+    const auto expect = [this](const Names& arguments, const std::string& fault) {
         const Outcome outcome = Manifest(arguments);
         EXPECT_EQ(2, outcome.status);
         EXPECT_EQ("", outcome.out);
-        EXPECT_EQ(help, outcome.err);
-    }
+        EXPECT_EQ("manifest: " + fault + "\nmanifest help tells more\n", outcome.err);
+    };
+    expect({}, "a command is missing");
+    expect({""}, "there is no command $''");
+    expect({"update", "out.xml", "a"}, "there is no command update");
+    expect({"help", "a"}, "help takes no arguments");
+    expect({"create"}, "create needs more arguments");
+    expect({"create", "out.xml"}, "create needs more arguments");
+    expect({"create", "--help"}, "create needs more arguments");
+    expect({"show"}, "show needs more arguments");
+    expect({"show", "a", "a"}, "show takes fewer arguments");
+    expect({"verify"}, "verify needs more arguments");
+    expect({"verify", "a", "a"}, "verify takes fewer arguments");
+    expect({"watch"}, "watch needs more arguments");
     EXPECT_THAT(Directory(), ElementsAre("a"));
 }
 

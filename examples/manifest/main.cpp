@@ -120,7 +120,8 @@ constexpr std::array Commands{
             "  create OUT.xml PATH...\n"
             "      Records the files at the paths and all that is in the directories in OUT.xml.\n"
             "      What cannot be read is recorded as a failure and complained of; OUT.xml is\n"
-            "      replaced all the same, and the exit status is 1.\n"},
+            "      replaced all the same, and the exit status is 1. Of two runs for one OUT.xml\n"
+            "      the one that ends last leaves its own; the later one can be watched.\n"},
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
             "      Prints what is recorded as a table.\n"},
@@ -169,15 +170,28 @@ ExitStatus Help() {
     }
 }
 
-// Returns null for arguments that make no sense.
-const Command* FindCommand(const Arguments& arguments) {
-    const auto fits = [&arguments](const Command& command) {
-        return !arguments.empty() && arguments[0] == command.name &&
-               arguments.size() - 1 >= command.leastArguments &&
-               arguments.size() - 1 <= command.mostArguments;
-    };
-    const auto* const found = std::find_if(Commands.begin(), Commands.end(), fits);
+// Returns null when there is no such command.
+const Command* FindCommand(const std::string& name) {
+    const auto* const found =
+        std::find_if(Commands.begin(), Commands.end(),
+                     [&name](const Command& command) { return name == command.name; });
     return found == Commands.end() ? nullptr : found;
+}
+
+// Returns what is wrong with the arguments; nothing when they make sense.
+std::string FindFault(const Arguments& arguments) {
+    if (arguments.empty())
+        return "a command is missing";
+    const Command* const command = FindCommand(arguments[0]);
+    if (command == nullptr && arguments[0] == "help")
+        return "help takes no arguments";
+    if (command == nullptr)
+        return "there is no command " + Examples::ForDisplay(arguments[0]);
+    if (arguments.size() - 1 < command->leastArguments)
+        return std::string(command->name) + " needs more arguments";
+    if (arguments.size() - 1 > command->mostArguments)
+        return std::string(command->name) + " takes fewer arguments";
+    return "";
 }
 
 ExitStatus Run(const Command& command, const Arguments& arguments) {
@@ -195,14 +209,15 @@ int main(int argc, char** argv) {
     const Arguments arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
     if (AsksForHelp(arguments))
         return Help();
-    const Command* const command = FindCommand(arguments);
-    if (command == nullptr) {
-        std::fputs(Usage().c_str(), stderr);
+    const std::string fault = FindFault(arguments);
+    if (!fault.empty()) {
+        Complain(fault);
+        std::fputs("manifest help tells more\n", stderr);
         return WrongUsage;
     }
     try {
         const Examples::Setup setup;
-        return Run(*command, {arguments.begin() + 1, arguments.end()});
+        return Run(*FindCommand(arguments[0]), {arguments.begin() + 1, arguments.end()});
     } catch (const std::runtime_error&) { // BasesInit lets through what the standard library says
         Complain(
             "the environment asks for a locale that this machine does not have; LC_ALL=C will do");
