@@ -1,5 +1,5 @@
+#include "support/ExampleTest.h"
 #include "support/Program.h"
-#include "support/TempDir.h"
 #include "support/Terminal.h"
 #include "support/Unprivileged.h"
 
@@ -13,7 +13,6 @@
 #include <cstring>
 #include <filesystem>
 #include <forward_list>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <new>
@@ -84,7 +83,6 @@ using VornTest::Outcome;
 using VornTest::Program;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
-using VornTest::TempDir;
 using VornTest::Terminal;
 using VornTest::Unprivileged;
 
@@ -180,9 +178,11 @@ private:
 
 /// Every test has a manifest's path, and so a segment's names, of its own. What runs leave behind
 /// is removed at the end, however the test ends.
-class ManifestWatch : public testing::Test {
+class ManifestWatch : public VornTest::ExampleTest {
 protected:
-    ManifestWatch() : m_cleaner([this] { CleanUp(); }) { Expect(getpid()); }
+    ManifestWatch() : ExampleTest(VORN_MANIFEST), m_cleaner([this] { CleanUp(); }) {
+        Expect(getpid());
+    }
     ~ManifestWatch() override {
         g_makeLock = nullptr;
         g_removing = nullptr;
@@ -238,20 +238,6 @@ protected:
     void ExpectNothingLeft() const {
         EXPECT_THAT(Segments(), IsEmpty());
         EXPECT_THAT(Locks(), IsEmpty());
-    }
-
-    static Lines Arguments(const Lines& arguments) {
-        Lines all{VORN_MANIFEST};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return all;
-    }
-
-    Surroundings Here() const { return {m_dir.Path(), {{"LC_ALL", "C.UTF-8"}}, {}}; }
-
-    Outcome Run(const Lines& arguments) const { return RunProgram(Arguments(arguments), Here()); }
-
-    void Make(const std::string& name, const std::string& content) const {
-        std::ofstream(m_dir.File(name), std::ios::binary) << content;
     }
 
     // Holes; nothing is stored, and nobody reads to the end.
@@ -323,7 +309,6 @@ protected:
     // As a watcher or a run does that is killed at the wrong moment.
     void TakeLock() { ASSERT_TRUE(OpenLock().Lock(0)); }
 
-    TempDir m_dir;
     const std::string m_manifest = m_dir.File("out.xml");
 
 private:
