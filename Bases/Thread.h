@@ -542,12 +542,15 @@ private:
 /// processes write at the same time, they agree on a named Mutex. The memory that Map attached
 /// outlives Close and the object; it is the caller's until Unmap.
 ///
-///     Vorn::Shm shm; // in a process that may write, see above
-///     if (shm.Create(4096, "com.example.state", 0, 1)) {
-///         unsigned char* const p = shm.Map();
-///         p[0] = 1;     // seen by every process that has mapped the segment
-///         shm.Close();  // takes the name away; first this, in every process,
-///         shm.Unmap(p); // and then this: the segment goes with its last mapping
+///     auto* const shm = new Vorn::Shm; // lives on after a refusal, see Close
+///     if (shm->Create(4096, "com.example.state", 0, 1)) {
+///         unsigned char* const p = shm->Map();
+///         if (p != nullptr && p != reinterpret_cast<unsigned char*>(-1)) { // may write, see above
+///             p[0] = 1;      // seen by every process that has mapped the segment
+///             shm->Close();  // takes the name away; first this, in every process,
+///             shm->Unmap(p); // and then this: the segment goes with its last mapping
+///         }
+///         delete shm; // also takes away what could not be mapped
 ///     }
 class VORN_BASES_API Shm {
 public:

@@ -88,6 +88,11 @@ TEST(ManifestProgressLine, TellsAnEndThatIsTooFarAwayAsABillionSeconds) {
                 testing::EndsWith(", 0 B/s, 277777:46:40 left"));
 }
 
+TEST(ManifestProgressLine, BoundsARateThatFitsNoInteger) {
+    EXPECT_THAT(Manifest::FormatProgress({1, 1, ~0ULL, ~0ULL}, 1),
+                testing::EndsWith(", 7.8 EiB/s, 0:00 left"));
+}
+
 // Concerns: what happens to files between the walk and the measurement costs those files only.
 
 class ManifestMeasurement : public testing::Test {

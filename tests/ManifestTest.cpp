@@ -1,5 +1,5 @@
+#include "support/ExampleTest.h"
 #include "support/Program.h"
-#include "support/TempDir.h"
 #include "support/Terminal.h"
 
 #include <algorithm>
@@ -10,7 +10,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -47,7 +46,6 @@ using VornTest::Outcome;
 using VornTest::Program;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
-using VornTest::TempDir;
 using VornTest::Terminal;
 
 namespace fs = std::filesystem;
@@ -119,41 +117,19 @@ Names DigestsIn(const std::string& text) {
     return digests;
 }
 
-/// Every test works in a directory of its own, which the program runs in.
-class ManifestProgram : public testing::Test {
+class ManifestProgram : public VornTest::ExampleTest {
 protected:
+    ManifestProgram() : ExampleTest(VORN_MANIFEST) {}
+
     // What a killed run left in shared memory goes with the next run for the same manifest.
     void TearDown() override { const Manifest::Publisher next(m_dir.File("out.xml")); }
 
-    Surroundings Here(const std::string& locale = "C.UTF-8") const {
-        return {m_dir.Path(), {{"LC_ALL", locale}}, {}};
-    }
-
-    static Names Arguments(const Names& arguments) {
-        Names all{VORN_MANIFEST};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return all;
-    }
-
     Outcome Manifest(const Names& arguments, const std::string& locale = "C.UTF-8") const {
-        return RunProgram(Arguments(arguments), Here(locale));
+        return Run(arguments, {}, locale);
     }
 
     Outcome Manifest(const Names& arguments, const std::function<void()>& prepare) const {
-        Surroundings surroundings = Here();
-        surroundings.prepare = prepare;
-        return RunProgram(Arguments(arguments), surroundings);
-    }
-
-    void Make(const std::string& name, const std::string& content = "") const {
-        std::ofstream file(m_dir.File(name), std::ios::binary);
-        file << content;
-        ASSERT_TRUE(file.flush().good()) << name;
-    }
-
-    std::string Content(const std::string& name) const {
-        std::ifstream file(m_dir.File(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
+        return Run(arguments, prepare);
     }
 
     /// The content with md5, and written-utc, written-local and id, cut to "md5" and "written id"
@@ -168,13 +144,6 @@ protected:
         return text;
     }
 
-    std::set<std::string> Directory() const {
-        std::set<std::string> names;
-        for (const fs::directory_entry& entry : fs::directory_iterator(m_dir.Path()))
-            names.insert(entry.path().filename().string());
-        return names;
-    }
-
     /// Another program's opinion of a file's digest.
     std::string Md5Sum(const std::string& name) const {
         const Outcome outcome = RunProgram({"/usr/bin/md5sum", m_dir.File(name)}, Here());
@@ -187,8 +156,6 @@ protected:
         const Outcome outcome = RunProgram({VORN_XMLLINT, "--noout", name}, Here());
         EXPECT_EQ(0, outcome.status) << outcome.err << Content(name);
     }
-
-    TempDir m_dir;
 };
 
 // Keeps the superuser from reading and writing what its owner may not; nothing changes for others.

@@ -1,5 +1,5 @@
+#include "support/ExampleTest.h"
 #include "support/Program.h"
-#include "support/TempDir.h"
 #include "support/Terminal.h"
 #include "support/Unprivileged.h"
 
@@ -13,7 +13,6 @@
 #include <cstring>
 #include <filesystem>
 #include <forward_list>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <new>
@@ -29,6 +28,7 @@
 #include <sched.h>
 #include <sys/ipc.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/shm.h>
 #include <sys/syscall.h>
 #include <sys/wait.h>
@@ -46,6 +46,31 @@
 
 namespace {
 
+// What a test has to say when a lock is made and before a segment that has a name is removed.
+std::function<bool()> g_makeLock;
+std::function<void(const shmid_ds&)> g_removing;
+
+} // namespace
+
+extern "C" {
+
+bool __real__ZN4Vorn5Mutex6CreateEPKc(Vorn::Mutex* lock, const char* name);
+bool __wrap__ZN4Vorn5Mutex6CreateEPKc(Vorn::Mutex* lock, const char* name) {
+    return g_makeLock ? g_makeLock() : __real__ZN4Vorn5Mutex6CreateEPKc(lock, name);
+}
+
+int __real_shmctl(int id, int command, shmid_ds* data);
+int __wrap_shmctl(int id, int command, shmid_ds* data) {
+    shmid_ds status{};
+    if (command == IPC_RMID && g_removing && __real_shmctl(id, IPC_STAT, &status) == 0 &&
+        status.shm_perm.__key != IPC_PRIVATE)
+        g_removing(status);
+    return __real_shmctl(id, command, data);
+}
+}
+
+namespace {
+
 using Manifest::Board;
 using Manifest::Patience;
 using Manifest::Publisher;
@@ -58,7 +83,6 @@ using VornTest::Outcome;
 using VornTest::Program;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
-using VornTest::TempDir;
 using VornTest::Terminal;
 using VornTest::Unprivileged;
 
@@ -154,9 +178,15 @@ private:
 
 /// Every test has a manifest's path, and so a segment's names, of its own. What runs leave behind
 /// is removed at the end, however the test ends.
-class ManifestWatch : public testing::Test {
+class ManifestWatch : public VornTest::ExampleTest {
 protected:
-    ManifestWatch() : m_cleaner([this] { CleanUp(); }) { Expect(getpid()); }
+    ManifestWatch() : ExampleTest(VORN_MANIFEST), m_cleaner([this] { CleanUp(); }) {
+        Expect(getpid());
+    }
+    ~ManifestWatch() override {
+        g_makeLock = nullptr;
+        g_removing = nullptr;
+    }
 
     void SetUp() override {
         if (!Publisher(m_dir.File("probe")).IsPublic())
@@ -169,9 +199,9 @@ protected:
             Segment left;
             if (!left.Open(Name(place), Segment::Access::Read))
                 continue;
-            const Board& board = *static_cast<const Board*>(left.Data());
-            if (Manifest::IsBoard(board, Name(place)))
-                fs::remove(std::string("/dev/shm/sem.") + (board.lockName + 1));
+            const std::string lock = Manifest::LockNameIn(left, Name(place));
+            if (!lock.empty())
+                fs::remove("/dev/shm/sem." + lock.substr(1));
         }
         for (int place = 0; place < Manifest::Places; ++place)
             if (const int id = Find(place); id != -1)
@@ -208,20 +238,6 @@ protected:
     void ExpectNothingLeft() const {
         EXPECT_THAT(Segments(), IsEmpty());
         EXPECT_THAT(Locks(), IsEmpty());
-    }
-
-    static Lines Arguments(const Lines& arguments) {
-        Lines all{VORN_MANIFEST};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return all;
-    }
-
-    Surroundings Here() const { return {m_dir.Path(), {{"LC_ALL", "C.UTF-8"}}, {}}; }
-
-    Outcome Run(const Lines& arguments) const { return RunProgram(Arguments(arguments), Here()); }
-
-    void Make(const std::string& name, const std::string& content) const {
-        std::ofstream(m_dir.File(name), std::ios::binary) << content;
     }
 
     // Holes; nothing is stored, and nobody reads to the end.
@@ -268,25 +284,31 @@ protected:
         return false;
     }
 
+    // A lock is small enough, but no manifest.
+    static void WriteNoManifests() {
+        const rlimit small{64, 64};
+        signal(SIGXFSZ, SIG_IGN);
+        setrlimit(RLIMIT_FSIZE, &small);
+    }
+
     Board& BoardAt(int place) {
         m_segments.push_back(std::make_unique<Segment>());
         if (!m_segments.back()->Open(Name(place), Segment::Access::Write))
             throw std::runtime_error("no segment " + Name(place));
-        return *static_cast<Board*>(m_segments.back()->Data());
+        return Manifest::BoardIn(*m_segments.back());
     }
 
     // Not destroyed, as that would remove the lock's name; reachable to the end.
     Vorn::Mutex& OpenLock() {
         static auto& all = *new std::forward_list<Vorn::Mutex>;
         Vorn::Mutex& lock = all.emplace_front();
-        EXPECT_TRUE(lock.Open(BoardAt(0).lockName));
+        EXPECT_TRUE(lock.Open(BoardAt(0).head.lockName));
         return lock;
     }
 
     // As a watcher or a run does that is killed at the wrong moment.
     void TakeLock() { ASSERT_TRUE(OpenLock().Lock(0)); }
 
-    TempDir m_dir;
     const std::string m_manifest = m_dir.File("out.xml");
 
 private:
@@ -409,12 +431,30 @@ TEST_F(ManifestWatch, TellsThatThereIsNoRun) {
     EXPECT_EQ(std::string("manifest: out.xml: ") + NoRun + "\n", outcome.err);
 }
 
-TEST_F(ManifestWatch, GivesUpARunThatIsSilent) {
-    const Publisher publisher(m_manifest);
+TEST_F(ManifestWatch, GivesUpARunThatIsSilentWhileItMeasures) {
+    Publisher publisher(m_manifest);
+    publisher.Show({0, 1, 0, 5});
     EXPECT_EQ("nothing was heard of the run for too long",
               WhyNot([](const std::string&) {}, Impatient));
     EXPECT_THAT(Segments(), ElementsAre("0")); // which is the run's
     EXPECT_THAT(Locks(), SizeIs(1));
+}
+
+TEST_F(ManifestWatch, IsPatientWithARunThatLooksForFilesOrSaves) {
+    Publisher publisher(m_manifest);
+    Lines lines;
+    const std::string end = Watch(
+        [&](const std::string& line) {
+            lines.push_back(line);
+            std::this_thread::sleep_for(std::chrono::milliseconds(2 * Impatient.silence));
+            if (lines.size() > 1)
+                publisher.Finish();
+            else
+                publisher.Show({1, 1, 0, 0});
+        },
+        Impatient);
+    EXPECT_THAT(lines, ElementsAre("looking for files", "1 of 1 files, 0 B of 0 B"));
+    EXPECT_EQ("finished: 1 of 1 files, 0 B of 0 B in 0:00", end);
 }
 
 TEST_F(ManifestWatch, ProgramPrintsALineForEveryChangeIntoAPipe) {
@@ -471,6 +511,33 @@ TEST_F(ManifestWatch, SeesTheProgramCreateAManifestToTheEnd) {
     EXPECT_EQ(1, create.Wait().status);
     EXPECT_TRUE(fs::exists(m_manifest));
     ExpectNothingLeft();
+}
+
+// The complaint about the missing file, which comes before the manifest is saved, waits for the test.
+TEST_F(ManifestWatch, SeesTheProgramFailWhenItCannotSave) {
+    Make("file", "12345");
+    for (const bool directory : {true, false}) {
+        if (directory)
+            fs::create_directory(m_manifest);
+        else
+            fs::remove(m_manifest);
+        Pipe err;
+        err.Fill();
+        Surroundings surroundings = Here();
+        surroundings.prepare = [&] {
+            dup2(err.Writer(), STDERR_FILENO);
+            if (!directory)
+                WriteNoManifests();
+        };
+        Program create(Arguments({"create", "out.xml", "file", "missing"}), surroundings);
+        Expect(create.Pid());
+        err.CloseOwnWriter();
+        ASSERT_TRUE(Sees("1 of 1 files, 5 B of 5 B"));
+        EXPECT_EQ("the run failed", WhyNot([&](const std::string&) { err.ReadAll(); }));
+        EXPECT_EQ(1, create.Wait().status);
+        ExpectNothingLeft();
+    }
+    EXPECT_FALSE(fs::exists(m_manifest));
 }
 
 // Concerns: whoever is killed, at whatever moment, stops nobody else.
@@ -598,11 +665,10 @@ TEST_F(ManifestWatchKill, AStoppedWatcherCostsNewsOnlyUntilItGoesOn) {
 
 class ManifestWatchPlace : public ManifestWatch {
 protected:
-    static constexpr std::size_t Size = sizeof(Board);
-
     /// Makes a segment as another program may have it.
-    unsigned char* MakeForeign(int place, const std::function<void(Board&)>& write) {
-        const int id = shmget(KeyOf(Name(place)), Size, IPC_CREAT | IPC_EXCL | 0600);
+    unsigned char* MakeForeign(int place, const std::function<void(Board&)>& write,
+                               std::size_t size = Segment::Size) {
+        const int id = shmget(KeyOf(Name(place)), size, IPC_CREAT | IPC_EXCL | 0666);
         EXPECT_NE(-1, id);
         void* const data = shmat(id, nullptr, 0);
         write(*new (data) Board{});
@@ -610,17 +676,38 @@ protected:
         return m_foreign.back().get();
     }
 
-    /// A board of this process, as it is announced.
-    void Sign(Board& board, int place) const {
-        Manifest::WriteHead(board, Name(place), "/manifest-" + std::to_string(getpid()) + "-0123");
-        Manifest::Announce(board);
+    /// Makes one in the first place of a process that is killed.
+    void MakeAndDie(const std::function<void(Board&)>& write, std::size_t size = Segment::Size) {
+        const Child child([&] { MakeForeign(0, write, size); });
+    }
+
+    static std::string LockName(pid_t process) {
+        return "/manifest-" + std::to_string(process) + "-0123";
+    }
+
+    /// Makes the first place's segment the board of a run of this process for a place's name.
+    void Sign(int place) const {
+        Segment segment;
+        ASSERT_TRUE(segment.Open(Name(0), Segment::Access::Write));
+        Manifest::Sign(segment, Name(place), LockName(getpid()));
     }
 
     /// A run must use another place, and find everything unchanged.
     void ExpectLeftAlone(const std::function<void(Board&)>& write) {
-        const unsigned char* const data = MakeForeign(0, write);
-        const std::string before(reinterpret_cast<const char*>(data), Size);
+        MakeForeign(0, write);
+        ExpectFirstPlaceLeftAlone();
+    }
+
+    void ExpectFirstPlaceLeftAlone() const {
         const int id = Find(0);
+        const Lines locks = Locks();
+        const auto content = [id] {
+            void* const data = shmat(id, nullptr, SHM_RDONLY);
+            std::string all(static_cast<const char*>(data), sizeof(Board));
+            shmdt(data);
+            return all;
+        };
+        const std::string before = content();
         {
             EXPECT_EQ(NoRun, WhyNot([](const std::string&) {}, Impatient));
             Publisher publisher(m_manifest);
@@ -630,8 +717,16 @@ protected:
         }
         EXPECT_THAT(Segments(), ElementsAre("0"));
         EXPECT_EQ(id, Find(0));
-        EXPECT_EQ(before, std::string(reinterpret_cast<const char*>(data), Size));
-        EXPECT_THAT(Locks(), IsEmpty());
+        EXPECT_EQ(before, content());
+        EXPECT_EQ(locks, Locks());
+    }
+
+    /// Gives the first place's segment to a user.
+    void GiveTo(uid_t user) const {
+        shmid_ds status{};
+        ASSERT_EQ(0, shmctl(Find(0), IPC_STAT, &status));
+        status.shm_perm.uid = user;
+        ASSERT_EQ(0, shmctl(Find(0), IPC_SET, &status));
     }
 
 private:
@@ -683,7 +778,8 @@ TEST_F(ManifestWatchPlace, EndsCleanlyAlsoWhenTheLaterRunEndedFirst) {
 }
 
 TEST_F(ManifestWatchPlace, OfAnotherProgramIsLeftAlone) {
-    ExpectLeftAlone([](Board& board) { std::memset(static_cast<void*>(&board), 0xA5, Size); });
+    ExpectLeftAlone(
+        [](Board& board) { std::memset(static_cast<void*>(&board), 0xA5, Segment::Size); });
 }
 
 TEST_F(ManifestWatchPlace, ThatNobodyHasSignedIsLeftAlone) {
@@ -691,31 +787,69 @@ TEST_F(ManifestWatchPlace, ThatNobodyHasSignedIsLeftAlone) {
 }
 
 TEST_F(ManifestWatchPlace, OfARunForAnotherNameIsLeftAlone) {
-    ExpectLeftAlone([this](Board& board) { Sign(board, 1); });
+    ExpectLeftAlone([this](Board&) { Sign(1); });
 }
 
 TEST_F(ManifestWatchPlace, OfAnotherVersionIsLeftAlone) {
     ExpectLeftAlone([this](Board& board) {
-        Sign(board, 0);
-        ++board.version;
+        Sign(0);
+        ++board.head.version;
     });
 }
 
-TEST_F(ManifestWatchPlace, OfAnotherUserIsLeftAlone) {
-    ExpectLeftAlone([this](Board& board) {
-        Sign(board, 0);
-        ++board.user;
+TEST_F(ManifestWatchPlace, ThatWasGivenToAnotherUserIsLeftAlone) {
+    ExpectLeftAlone([this](Board&) {
+        Sign(0);
+        GiveTo(Unprivileged::Nobody);
     });
+}
+
+// Anybody can write what a run writes, and even make the superuser its owner.
+TEST_F(ManifestWatchPlace, ThatAnotherUserHasForgedIsLeftAlone) {
+    const uid_t user = geteuid();
+    const Publisher robbed(m_manifest);
+    const Board& board = BoardAt(0);
+    ASSERT_EQ(0, shmctl(Find(0), IPC_RMID, nullptr));
+    const key_t key = KeyOf(Name(0));
+    {
+        const Unprivileged unprivileged;
+        if (unprivileged.Failed() || user == Unprivileged::Nobody)
+            GTEST_SKIP() << Unprivileged::WhyFailed;
+        ASSERT_NE(-1, shmget(key, Segment::Size, IPC_CREAT | IPC_EXCL | 0666));
+    }
+    void* const forged = shmat(Find(0), nullptr, 0);
+    std::memcpy(forged, static_cast<const void*>(&board), sizeof board);
+    shmdt(forged);
+    ExpectFirstPlaceLeftAlone();
+    GiveTo(user);
+    ExpectFirstPlaceLeftAlone();
+    EXPECT_THAT(Locks(), SizeIs(1)); // of the run that was robbed
+}
+
+TEST_F(ManifestWatchPlace, ThatAnotherUserHasMadeAndNobodySignedIsLeftAlone) {
+    const uid_t user = geteuid();
+    const key_t key = KeyOf(Name(0));
+    Child child([key] {
+        const Unprivileged unprivileged;
+        shmget(key, Segment::Size, IPC_CREAT | IPC_EXCL | 0666);
+    });
+    shmid_ds status{};
+    ASSERT_EQ(0, shmctl(Find(0), IPC_STAT, &status));
+    if (status.shm_perm.cuid == user)
+        GTEST_SKIP() << Unprivileged::WhyFailed;
+    child.Kill();
+    GiveTo(user);
+    ExpectFirstPlaceLeftAlone();
 }
 
 TEST_F(ManifestWatchPlace, WithALocksNameThatMayBeAnybodysIsLeftAlone) {
     const std::string own = "/manifest-" + std::to_string(getpid());
-    for (const std::string& name :
-         {std::string(), std::string("/else"), own + "0-12", own + "-1/2", own + "-1 2"}) {
+    for (const std::string& name : {std::string(), std::string("/else"), LockName(getppid()),
+                                    own + "0-12", own + "-1/2", own + "-1 2"}) {
         ExpectLeftAlone([&](Board& board) {
-            Sign(board, 0);
-            std::memset(board.lockName, 0, sizeof board.lockName);
-            name.copy(board.lockName, sizeof board.lockName);
+            Sign(0);
+            std::memset(board.head.lockName, 0, sizeof board.head.lockName);
+            name.copy(board.head.lockName, sizeof board.head.lockName);
         });
         CleanUp();
     }
@@ -723,22 +857,80 @@ TEST_F(ManifestWatchPlace, WithALocksNameThatMayBeAnybodysIsLeftAlone) {
 
 TEST_F(ManifestWatchPlace, WithALocksNameWithoutAnEndIsLeftAlone) {
     ExpectLeftAlone([this](Board& board) {
-        Sign(board, 0);
-        const std::size_t length = std::strlen(board.lockName);
-        std::memset(board.lockName + length, '1', sizeof board.lockName - length);
+        Sign(0);
+        const std::size_t length = std::strlen(board.head.lockName);
+        std::memset(board.head.lockName + length, '1', sizeof board.head.lockName - length);
     });
 }
 
-TEST_F(ManifestWatchPlace, WithAProcessNumberThatMeansAGroupIsLeftAlone) {
-    for (const std::uint32_t process : {0U, 0x80000000U, 0xFFFFFFFFU}) {
-        ExpectLeftAlone([&](Board& board) {
-            Sign(board, 0);
-            board.process = process;
-            const std::string name = "/manifest-" + std::to_string(process) + "-12";
-            board.lockName[name.copy(board.lockName, sizeof board.lockName)] = '\0';
-        });
-        CleanUp();
+TEST_F(ManifestWatchPlace, ThatItsMakerDidNotLiveToSignIsTakenOver) {
+    for (const std::uint64_t magic : {std::uint64_t{0}, Manifest::Signing}) {
+        MakeAndDie([magic](Board& board) { board.magic.store(magic); });
+        Publisher publisher(m_manifest);
+        EXPECT_THAT(Segments(), ElementsAre("0"));
+        publisher.Finish();
+        ExpectNothingLeft();
     }
+}
+
+TEST_F(ManifestWatchPlace, OfAnotherProgramThatIsGoneIsLeftAlone) {
+    MakeAndDie([](Board& board) { board.last.bytes = 1; });
+    ExpectFirstPlaceLeftAlone();
+}
+
+TEST_F(ManifestWatchPlace, OfAnotherSizeIsLeftAlone) {
+    MakeAndDie([](Board&) {}, Segment::Size + 1);
+    ExpectFirstPlaceLeftAlone();
+}
+
+TEST_F(ManifestWatchPlace, ThatADeadRunLeftIsFreedAlsoWhenItIsNotTheFirst) {
+    MakeForeign(0, [](Board&) {});
+    Child run([this] { EXPECT_TRUE((new Publisher(m_manifest))->IsPublic()); });
+    Expect(run.Pid());
+    run.Kill();
+    ASSERT_EQ(0, shmctl(Find(0), IPC_RMID, nullptr));
+    EXPECT_THAT(Segments(), ElementsAre("1"));
+    EXPECT_EQ("the run was killed", WhyNot());
+    Publisher(m_manifest).Finish();
+    ExpectNothingLeft();
+}
+
+TEST_F(ManifestWatchPlace, OfADeadRunHidesNoLiveOne) {
+    MakeForeign(0, [](Board&) {});
+    Publisher publisher(m_manifest);
+    ASSERT_EQ(0, shmctl(Find(0), IPC_RMID, nullptr));
+    MakeAndDie([this](Board&) { Sign(0); });
+    EXPECT_THAT(Segments(), ElementsAre("0", "1"));
+    EXPECT_EQ("finished: 0 of 0 files, 0 B of 0 B in 0:00",
+              Watch([&](const std::string&) { publisher.Finish(); }));
+}
+
+TEST_F(ManifestWatchPlace, IsFreeAgainWhenNoLockCanBeMade) {
+    g_makeLock = [] { return false; };
+    EXPECT_FALSE(Publisher(m_manifest).IsPublic());
+    EXPECT_THAT(Segments(), IsEmpty());
+    g_makeLock = []() -> bool { throw std::bad_alloc(); };
+    EXPECT_THROW(Publisher{m_manifest}, std::bad_alloc);
+    EXPECT_THAT(Segments(), IsEmpty());
+}
+
+TEST_F(ManifestWatchPlace, IsGivenUpOnlyWhenTheLockIsGone) {
+    Publisher publisher(m_manifest);
+    Lines left{"not removed"};
+    g_removing = [&](const shmid_ds&) { left = Locks(); };
+    publisher.Finish();
+    EXPECT_THAT(left, IsEmpty());
+}
+
+TEST_F(ManifestWatchPlace, TellsThatItsLockIsGoneWhenItIsTakenOverAndAtTheEnd) {
+    const Publisher first(m_manifest);
+    const Board& earlier = BoardAt(0);
+    Publisher second(m_manifest);
+    const Board& later = BoardAt(0);
+    EXPECT_EQ(1U, earlier.lockGone.load());
+    EXPECT_EQ(0U, later.lockGone.load());
+    second.Finish();
+    EXPECT_EQ(1U, later.lockGone.load());
 }
 
 TEST_F(ManifestWatchPlace, WhereAllAreTakenTheJobIsDoneUnseen) {
@@ -758,14 +950,14 @@ TEST_F(ManifestWatchPlace, WhoseLockIsGoneIsNotWatchedAndTheLockNotMadeAnew) {
     const Publisher publisher(m_manifest);
     Board& board = BoardAt(0);
     board.lockGone.store(1); // as the next run does just before it takes the place over
-    { const Vorn::Mutex lock(board.lockName); }
+    { const Vorn::Mutex lock(board.head.lockName); }
     EXPECT_EQ(NoRun, WhyNot());
     EXPECT_THAT(Locks(), IsEmpty());
 }
 
 TEST_F(ManifestWatchPlace, OfARunThatHasEndedNeedsNoLock) {
     MakeForeign(0, [this](Board& board) { // it was killed before it could take the segment away
-        Sign(board, 0);
+        Sign(0);
         board.last.measuring = 1;
         board.last.files = 7;
         board.last.allFiles = 7;
@@ -841,6 +1033,17 @@ TEST_F(ManifestWatchUnprivileged, RunPublishesNothingAndLeavesNothing) {
     publisher.Finish();
     ExpectNothingLeft();
     CleanUp(); // by this user's names
+}
+
+TEST_F(ManifestWatchUnprivileged, RunRemovesOnlyWhatItHasMapped) {
+    const Unprivileged unprivileged;
+    if (unprivileged.Failed())
+        GTEST_SKIP() << Unprivileged::WhyFailed;
+    std::vector<shmatt_t> mappings;
+    g_removing = [&](const shmid_ds& status) { mappings.push_back(status.shm_nattch); };
+    const Publisher publisher(m_manifest);
+    EXPECT_THAT(mappings, ElementsAre(1U));
+    ExpectNothingLeft();
 }
 
 TEST_F(ManifestWatchUnprivileged, UsersHaveNamesOfTheirOwn) {

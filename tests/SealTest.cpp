@@ -1,12 +1,10 @@
+#include "support/ExampleTest.h"
 #include "support/Program.h"
-#include "support/TempDir.h"
 
 #include <csignal>
 #include <cstddef>
 #include <filesystem>
-#include <fstream>
 #include <functional>
-#include <iterator>
 #include <set>
 #include <string>
 #include <vector>
@@ -25,8 +23,6 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
 using VornTest::Outcome;
-using VornTest::RunProgram;
-using VornTest::TempDir;
 
 namespace fs = std::filesystem;
 
@@ -53,19 +49,12 @@ std::string Bytes(std::size_t count) {
 }
 
 /// Every test works in a directory of its own with a key in it, which the program runs in.
-class SealProgram : public testing::Test {
+class SealProgram : public VornTest::ExampleTest {
 protected:
-    SealProgram() { Make("key", Key); }
-
-    Outcome Seal(const Names& arguments, const std::function<void()>& prepare = {},
-                 const std::string& locale = "C.UTF-8") const {
-        Names all{VORN_SEAL};
-        all.insert(all.end(), arguments.begin(), arguments.end());
-        return RunProgram(all, {m_dir.Path(), {{"LC_ALL", locale}}, prepare});
-    }
+    SealProgram() : ExampleTest(VORN_SEAL) { Make("key", Key); }
 
     void ExpectSuccess(const Names& arguments) const {
-        const Outcome outcome = Seal(arguments);
+        const Outcome outcome = Run(arguments);
         EXPECT_EQ(0, outcome.status);
         EXPECT_EQ("", outcome.out);
         EXPECT_EQ("", outcome.err);
@@ -77,7 +66,7 @@ protected:
                        const std::function<void()>& prepare = {}) const {
         Make("out", "old");
         const std::set<std::string> before = Directory();
-        const Outcome outcome = Seal(arguments, prepare);
+        const Outcome outcome = Run(arguments, prepare);
         EXPECT_EQ(1, outcome.status);
         EXPECT_EQ("", outcome.out);
         EXPECT_EQ("seal: " + complaint + "\n", outcome.err);
@@ -89,14 +78,8 @@ protected:
         Make("in", sealed);
         ExpectFailure({"decipher", "key", "in", "out"}, "in: " + reason);
         fs::remove(m_dir.File("out"));
-        EXPECT_EQ(1, Seal({"decipher", "key", "in", "out"}).status);
+        EXPECT_EQ(1, Run({"decipher", "key", "in", "out"}).status);
         EXPECT_FALSE(fs::exists(m_dir.File("out")));
-    }
-
-    void Make(const std::string& name, const std::string& content) const {
-        std::ofstream file(m_dir.File(name), std::ios::binary);
-        file << content;
-        ASSERT_TRUE(file.flush().good()) << name;
     }
 
     /// A file of zeros, of which nothing is stored.
@@ -105,23 +88,9 @@ protected:
         fs::resize_file(m_dir.File(name), size);
     }
 
-    std::string Content(const std::string& name) const {
-        std::ifstream file(m_dir.File(name), std::ios::binary);
-        return {std::istreambuf_iterator<char>(file), {}};
-    }
-
     fs::perms Permissions(const std::string& name) const {
         return fs::status(m_dir.File(name)).permissions();
     }
-
-    std::set<std::string> Directory() const {
-        std::set<std::string> names;
-        for (const fs::directory_entry& entry : fs::directory_iterator(m_dir.Path()))
-            names.insert(entry.path().filename().string());
-        return names;
-    }
-
-    TempDir m_dir;
 };
 
 // Concerns: the exact text, and back; every size around blocks and lines; contents and names of any
@@ -194,8 +163,8 @@ TEST_F(SealRoundTrip, MakesFilesForTheirOwnerOnlyAndKeepsPermissionsOfOthers) {
     fs::permissions(m_dir.File("kept"), fs::perms{0644});
     const auto openMask = [] { umask(0); };
     for (const char* name : {"new", "kept"})
-        EXPECT_EQ(0, Seal({"encipher", "key", "in", name}, openMask).status);
-    EXPECT_EQ(0, Seal({"decipher", "key", "new", "opened"}, openMask).status);
+        EXPECT_EQ(0, Run({"encipher", "key", "in", name}, openMask).status);
+    EXPECT_EQ(0, Run({"decipher", "key", "new", "opened"}, openMask).status);
     EXPECT_EQ(fs::perms{0600}, Permissions("new"));
     EXPECT_EQ(fs::perms{0600}, Permissions("opened"));
     EXPECT_EQ(fs::perms{0644}, Permissions("kept"));
@@ -203,7 +172,7 @@ TEST_F(SealRoundTrip, MakesFilesForTheirOwnerOnlyAndKeepsPermissionsOfOthers) {
 
 TEST_F(SealRoundTrip, WorksWithoutStandardInput) {
     Make("in", Message);
-    EXPECT_EQ(0, Seal({"encipher", "key", "in", "out"}, [] { close(STDIN_FILENO); }).status);
+    EXPECT_EQ(0, Run({"encipher", "key", "in", "out"}, [] { close(STDIN_FILENO); }).status);
     EXPECT_EQ(SealedMessage, Content("out"));
 }
 
@@ -309,7 +278,7 @@ TEST_F(SealDamage, OfAnyByteNeverGivesAnotherMessage) {
         std::string damaged = SealedMessage;
         damaged[i] = static_cast<char>(damaged[i] ^ 1);
         Make("in", damaged);
-        const Outcome outcome = Seal({"decipher", "key", "in", "out"});
+        const Outcome outcome = Run({"decipher", "key", "in", "out"});
         EXPECT_EQ(1, outcome.status) << i;
         EXPECT_THAT(outcome.err, StartsWith("seal: in: ")) << i;
         EXPECT_FALSE(fs::exists(m_dir.File("out"))) << i;
@@ -319,7 +288,7 @@ TEST_F(SealDamage, OfAnyByteNeverGivesAnotherMessage) {
 TEST_F(SealDamage, ByMissingBytesAtTheEndIsNoticed) {
     for (std::size_t size = 0; size + 1 < SealedMessage.size(); size += 5) {
         Make("in", SealedMessage.substr(0, size));
-        EXPECT_EQ(1, Seal({"decipher", "key", "in", "out"}).status) << size;
+        EXPECT_EQ(1, Run({"decipher", "key", "in", "out"}).status) << size;
         EXPECT_FALSE(fs::exists(m_dir.File("out"))) << size;
     }
 }
@@ -402,7 +371,7 @@ class SealCommandLine : public SealProgram {};
 
 TEST_F(SealCommandLine, HelpTellsUsageFormatLimitsAndTheWarning) {
     for (const char* argument : {"help", "--help", "-h"}) {
-        const Outcome outcome = Seal({argument}, {}, "xx_XX.nowhere");
+        const Outcome outcome = Run({argument}, {}, "xx_XX.nowhere");
         EXPECT_EQ(0, outcome.status);
         EXPECT_EQ("", outcome.err);
         EXPECT_THAT(outcome.out, StartsWith(Usage));
@@ -415,7 +384,7 @@ TEST_F(SealCommandLine, HelpTellsUsageFormatLimitsAndTheWarning) {
 }
 
 TEST_F(SealCommandLine, HelpThatCannotBePrintedIsAFailure) {
-    const Outcome outcome = Seal({"help"}, [] {
+    const Outcome outcome = Run({"help"}, [] {
         const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
         dup2(full, STDOUT_FILENO);
     });
@@ -430,7 +399,7 @@ TEST_F(SealCommandLine, WrongArgumentsGetTheUsageLine) {
           Names{"encipher", "key", "in", "out", "more"}, Names{"decipher", "key", "in"},
           Names{"Encipher", "key", "in", "out"}, Names{"key", "in", "out"}, Names{"help", "me"},
           Names{"-x"}, Names{"encipher", "--help"}}) {
-        const Outcome outcome = Seal(arguments);
+        const Outcome outcome = Run(arguments);
         EXPECT_EQ(2, outcome.status);
         EXPECT_EQ("", outcome.out);
         EXPECT_EQ(Usage, outcome.err);
@@ -440,7 +409,7 @@ TEST_F(SealCommandLine, WrongArgumentsGetTheUsageLine) {
 
 TEST_F(SealCommandLine, ALocaleThatDoesNotExistGetsAClearMessage) {
     Make("in", Message);
-    const Outcome outcome = Seal({"encipher", "key", "in", "out"}, {}, "xx_XX.nowhere");
+    const Outcome outcome = Run({"encipher", "key", "in", "out"}, {}, "xx_XX.nowhere");
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("seal: the environment asks for a locale that this machine does not have; "
               "LC_ALL=C will do\n",

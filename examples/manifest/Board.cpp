@@ -2,8 +2,8 @@
 
 #include <algorithm>
 #include <chrono>
-#include <climits>
 #include <filesystem>
+#include <new>
 #include <string_view>
 #include <system_error>
 #include <thread>
@@ -20,7 +20,7 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr std::uint64_t Magic = 0x7261656e61746f4d;
-constexpr std::uint64_t Version = 1;
+constexpr std::uint64_t Version = 2;
 
 // Links in the directory are resolved; the manifest itself may not be there yet.
 std::string Absolute(const std::string& path) {
@@ -37,23 +37,21 @@ std::uint64_t Fingerprint(std::string_view text) {
     return hash;
 }
 
-std::string LockPrefix(std::uint32_t process) {
+std::string LockPrefix(unsigned int process) {
     return "/manifest-" + std::to_string(process) + "-";
 }
 
-// The name may be used to open and to remove a lock, and is not trusted to end.
-bool IsLockName(const char (&name)[LockNameSize], std::uint32_t process) {
-    const char* const end = std::find(name, name + LockNameSize, '\0');
-    if (end == name + LockNameSize)
-        return false;
-    const std::string_view text(name, static_cast<std::size_t>(end - name));
-    return text.starts_with(LockPrefix(process)) &&
-           text.find_first_not_of("/manifest-0123456789abcdef") == std::string_view::npos &&
-           text.rfind('/') == 0;
+// The name may be used to open and to remove a lock: it has to be one of that process's, and whole.
+bool IsLockName(const std::string& name, unsigned int process) {
+    return name.size() < LockNameSize && name.starts_with(LockPrefix(process)) &&
+           name.find_first_not_of("/manifest-0123456789abcdef") == std::string::npos &&
+           name.rfind('/') == 0;
 }
 
-// Other numbers would ask for groups of processes.
-bool IsProcessId(std::uint32_t process) { return process > 0 && process <= INT_MAX; }
+bool IsAllZero(const Segment& segment) {
+    const auto* const begin = static_cast<const unsigned char*>(segment.Data());
+    return std::all_of(begin, begin + Segment::Size, [](unsigned char byte) { return byte == 0; });
+}
 
 } // namespace
 
@@ -62,21 +60,31 @@ std::string SegmentName(const std::string& manifest, int place) {
            Absolute(manifest);
 }
 
-void WriteHead(Board& board, const std::string& segmentName, const std::string& lockName) {
-    board.version = Version;
-    board.fingerprint = Fingerprint(segmentName);
-    board.user = geteuid();
-    board.process = Vorn::GetProcessId();
-    const std::size_t length = lockName.copy(board.lockName, LockNameSize - 1);
-    board.lockName[length] = '\0';
+void Sign(Segment& segment, const std::string& segmentName, const std::string& lockName) {
+    auto& board = *new (segment.Data()) Board{};
+    board.magic.exchange(Signing); // seen before the head, not only after it
+    board.head.version = Version;
+    board.head.fingerprint = Fingerprint(segmentName);
+    lockName.copy(board.head.lockName, LockNameSize - 1);
+    board.magic.store(Magic, std::memory_order_release);
 }
 
-void Announce(Board& board) { board.magic.store(Magic, std::memory_order_release); }
+std::string LockNameIn(const Segment& segment, const std::string& segmentName) {
+    const Board& board = BoardIn(segment);
+    if (board.magic.load(std::memory_order_acquire) != Magic)
+        return "";
+    const Board::Head head = board.head;
+    std::atomic_signal_fence(std::memory_order_seq_cst); // the compiler does not read it again
+    const auto* const end = std::find(head.lockName, head.lockName + LockNameSize, '\0');
+    std::string lockName(head.lockName, end);
+    const bool known = head.version == Version && head.fingerprint == Fingerprint(segmentName) &&
+                       IsLockName(lockName, static_cast<unsigned int>(segment.Maker()));
+    return known ? lockName : "";
+}
 
-bool IsBoard(const Board& board, const std::string& segmentName) {
-    return board.magic.load(std::memory_order_acquire) == Magic && board.version == Version &&
-           board.fingerprint == Fingerprint(segmentName) && board.user == geteuid() &&
-           IsProcessId(board.process) && IsLockName(board.lockName, board.process);
+bool IsLeftUnsigned(const Segment& segment) {
+    return !segment.MakerLives() &&
+           (BoardIn(segment).magic.load() == Signing || IsAllZero(segment));
 }
 
 std::string MakeLockName() {

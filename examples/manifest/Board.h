@@ -2,10 +2,13 @@
 #define MANIFEST_BOARD_H
 
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <string>
 
 #include <Bases/Thread.h>
+
+#include "Segment.h"
 
 namespace Manifest {
 
@@ -29,15 +32,22 @@ constexpr std::size_t LockNameSize = 64;
 
 /// The segment's content. Processes that read it need not be those that wrote it, nor of the same
 /// build, and the segment may be of another program that happens to have the key.
+///
+/// Note: everybody on the machine may read and write it, as the library makes segments for all. So
+/// other users can learn how far a run has come, and can falsify what a watcher shows or make the
+/// board one that nobody knows. The platform tells whose the segment is and which process made it;
+/// nothing in here is believed about that.
 struct Board {
-    // Written before the magic number is there, and never again. The number is stored with release
-    // and loaded with acquire: whoever sees it sees all of the head.
+    // 0 at first; stored with release when the head has been written, and loaded with acquire:
+    // whoever sees it sees all of the head.
     std::atomic<std::uint64_t> magic;
-    std::uint64_t version;
-    std::uint64_t fingerprint; // of the segment's name, since different names may have one key
-    std::uint32_t user;
-    std::uint32_t process;
-    char lockName[LockNameSize]; // of the named mutex; of this run only
+
+    // Never changed by a run that has signed. Checked only in a copy, as others can change it.
+    struct Head {
+        std::uint64_t version;
+        std::uint64_t fingerprint; // of the segment's name, since different names may have one key
+        char lockName[LockNameSize]; // of the named mutex; of this run only
+    } head;
 
     // Set before the lock's name is removed: whoever opens the lock and then finds this set may have
     // made a new one.
@@ -53,25 +63,31 @@ struct Board {
 static_assert(std::atomic<std::uint64_t>::is_always_lock_free &&
                   std::atomic<Outcome>::is_always_lock_free,
               "a lock inside of an atomic would be another one in every process");
-static_assert(sizeof(Board) <= 4096,
-              "every segment has a page, so that also one of somebody else can be looked at");
+static_assert(sizeof(Board) <= Segment::Size);
 
-/// A run's counters can lie in any of these places, in case a segment of another program is in one.
+/// A run's counters can lie in any of these places, in case a segment that is not a run's of this
+/// user is in one. Note: such a segment, and one of a run of another version, keeps its place until
+/// somebody removes it by hand (`ipcs -m`, `ipcrm -m`).
 constexpr int Places = 3;
+
+/// What a board's `magic` is while its head is written.
+constexpr std::uint64_t Signing = 0x7261656e61746f4e;
 
 /// Returns the name of the segment for the run that makes or checks that manifest, however the path
 /// is written. Users have different ones.
 std::string SegmentName(const std::string& manifest, int place);
 
-/// Writes the head of the board of this process's run, but not the magic number.
-void WriteHead(Board& board, const std::string& segmentName, const std::string& lockName);
+/// Makes the board of this process's run in a segment that it made, and makes it known to others.
+void Sign(Segment& segment, const std::string& segmentName, const std::string& lockName);
 
-/// Makes the head known to other processes.
-void Announce(Board& board);
+/// Returns the name of the lock of the run whose board the segment is, dead or alive; an empty text
+/// when it is no board of a run for that name. Nothing else of a board may be used before.
+std::string LockNameIn(const Segment& segment, const std::string& segmentName);
 
-/// Returns true when it is the board of a run of this user, dead or alive, for that name. Nothing
-/// else of a board may be used before.
-bool IsBoard(const Board& board, const std::string& segmentName);
+/// Returns true when the process that made the segment is gone and had not signed yet.
+bool IsLeftUnsigned(const Segment& segment);
+
+inline Board& BoardIn(const Segment& segment) { return *static_cast<Board*>(segment.Data()); }
 
 /// Returns a lock's name that no other run has; an empty text when none can be made.
 std::string MakeLockName();

@@ -26,8 +26,9 @@ std::size_t RoomForLine() {
 // In floating point, as a count times a thousand need not fit its type.
 std::string FormatRate(const Advance& advance, unsigned long long allBytes,
                        unsigned long elapsedMs) {
-    const double perSecond =
-        static_cast<double>(advance.bytes) * 1000 / static_cast<double>(elapsedMs);
+    constexpr double Fastest = 9e18; // bytes; as much as can be described
+    const double perSecond = std::min(
+        static_cast<double>(advance.bytes) * 1000 / static_cast<double>(elapsedMs), Fastest);
     constexpr double Longest = 1e9; // seconds; what the first bytes promise may fit no integer
     const double left =
         std::min(static_cast<double>(allBytes - advance.bytes) / perSecond, Longest);

@@ -1,6 +1,6 @@
 #include "Publisher.h"
 
-#include <new>
+#include <memory>
 
 #include <Bases/Time.h>
 
@@ -12,51 +12,53 @@ constexpr unsigned int LockLimitMs = 5;
 
 // Whoever opens the lock of the former run after its name is gone makes a new one; that the name is
 // gone has to be known by then. The former run, if it lives, keeps the lock that it has open.
-bool RemoveFormerRun(const std::string& name) {
-    Segment former;
-    if (!former.Open(name, Segment::Access::Write))
-        return false;
-    auto& board = *static_cast<Board*>(former.Data());
-    if (!IsBoard(board, name))
-        return false;
+void RemoveLock(Board& board, const std::string& lockName) {
     board.lockGone.store(1);
     Vorn::Mutex lock;
-    lock.Open(board.lockName);
-    lock.Close();
-    former.Remove();
-    return true;
+    lock.Open(lockName.c_str());
 }
+
+void RemoveFormerRun(const std::string& name) {
+    Segment former;
+    if (!former.Open(name, Segment::Access::Write))
+        return;
+    const std::string lockName = LockNameIn(former, name);
+    if (!lockName.empty())
+        RemoveLock(BoardIn(former), lockName);
+    if (!lockName.empty() || IsLeftUnsigned(former))
+        former.Remove();
+}
+
+struct RemoveSegment {
+    void operator()(Segment* segment) const { segment->Remove(); }
+};
 
 } // namespace
 
 Publisher::Publisher(const std::string& manifest) {
+    using Creation = Segment::Creation;
     for (int place = 0; place < Places; ++place)
-        if (TryPlace(SegmentName(manifest, place)))
-            return;
+        RemoveFormerRun(SegmentName(manifest, place));
+    const std::string lockName = MakeLockName();
+    if (lockName.empty())
+        return;
+    Creation creation = Creation::NotMade;
+    for (int place = 0; place < Places && creation == Creation::NotMade; ++place) {
+        const std::string name = SegmentName(manifest, place);
+        creation = m_segment.Create(name);
+        if (creation == Creation::Done)
+            SetUp(name, lockName);
+    }
 }
 
 Publisher::~Publisher() { End(Outcome::Failed); }
 
-// Returns true when another place would do no better.
-bool Publisher::TryPlace(const std::string& name) {
-    using Creation = Segment::Creation;
-    Creation creation = m_segment.Create(name);
-    if (creation == Creation::NotMade && RemoveFormerRun(name))
-        creation = m_segment.Create(name);
-    if (creation == Creation::Done)
-        SetUp(name);
-    return creation != Creation::NotMade;
-}
-
-void Publisher::SetUp(const std::string& name) {
-    const std::string lockName = MakeLockName();
-    if (lockName.empty() || !m_lock.Create(lockName.c_str())) {
-        m_segment.Remove();
+void Publisher::SetUp(const std::string& name, const std::string& lockName) {
+    std::unique_ptr<Segment, RemoveSegment> made(&m_segment);
+    if (!m_lock.Create(lockName.c_str()))
         return;
-    }
-    m_board = new (m_segment.Data()) Board{};
-    WriteHead(*m_board, name, lockName);
-    Announce(*m_board);
+    Sign(m_segment, name, lockName);
+    m_board = &BoardIn(*made.release());
 }
 
 void Publisher::Show(const Advance& advance) {
@@ -82,16 +84,17 @@ void Publisher::Write() {
     m_lock.Unlock();
 }
 
-// The segment is removed while it is mapped: the next run may have removed it before, and once its
-// last mapping is gone a removal would fail.
+// First the lock: its name would be lost with the segment, should the run be killed in between. The
+// segment is removed while it is mapped: the next run may have removed it before, and once its last
+// mapping is gone a removal would fail.
 void Publisher::End(Outcome outcome) {
     if (m_board == nullptr)
         return;
     m_board->last = m_counters;
     m_board->outcome.store(outcome, std::memory_order_release);
     m_board->lockGone.store(1);
-    m_segment.Remove();
     m_lock.Close();
+    m_segment.Remove();
     m_board = nullptr;
 }
 

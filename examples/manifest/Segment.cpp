@@ -5,12 +5,14 @@
 
 #include <sys/ipc.h>
 #include <sys/shm.h>
+#include <unistd.h>
+
+#include <Bases/Bases.h>
 
 namespace Manifest {
 
 namespace {
 
-constexpr unsigned long Size = 4096;
 constexpr int ForReading = 1;
 constexpr int ForWriting = 0;
 
@@ -31,6 +33,33 @@ bool IsMapped(const unsigned char* data) {
     return data != nullptr && reinterpret_cast<std::intptr_t>(data) != -1;
 }
 
+// As Shm makes it.
+key_t KeyOf(const std::string& name) {
+    std::uint32_t hash = 5381;
+    for (const char c : name)
+        hash = hash * 33 + static_cast<std::uint32_t>(static_cast<signed char>(c));
+    return static_cast<key_t>(hash);
+}
+
+/// What the platform knows of the segment of a name.
+struct Known {
+    int id = -1; // stays -1 when there is none of this user and of the size
+    pid_t maker = 0;
+};
+
+// A segment can be given to another user, but who made it stays.
+Known FindOwn(const std::string& name) {
+    const int id = shmget(KeyOf(name), 0, 0);
+    shmid_ds status{};
+    if (id == -1 || shmctl(id, IPC_STAT, &status) != 0)
+        return {};
+    const uid_t user = geteuid();
+    if (status.shm_perm.uid != user || status.shm_perm.cuid != user ||
+        status.shm_segsz != Segment::Size)
+        return {};
+    return {id, status.shm_cpid};
+}
+
 } // namespace
 
 Segment::~Segment() {
@@ -38,28 +67,47 @@ Segment::~Segment() {
         m_shm->Unmap(m_data);
 }
 
+// What was made is mapped twice, so that it can be removed also where it may not be written.
 Segment::Creation Segment::Create(const std::string& name) {
     Vorn::Shm& made = MakeLastingShm();
     UseUpFirstIdentifier();
     if (!made.Create(Size, name.c_str(), ForReading, 0))
         return Creation::NotMade;
-    if (Open(name, Access::Write))
-        return Creation::Done;
-    made.Close();
-    return Creation::NotWritable;
+    unsigned char* const data = made.Map();
+    if (!IsMapped(data)) // somebody has removed it already, or there is no room for any
+        return Creation::NotMade;
+    const bool writable = Open(name, Access::Write);
+    if (!writable)
+        made.Close();
+    made.Unmap(data);
+    return writable ? Creation::Done : Creation::NotWritable;
 }
 
+// What is found before and after is what was opened in between, as identifiers are not soon given
+// again.
 bool Segment::Open(const std::string& name, Access access) {
+    const Known known = FindOwn(name);
+    if (known.id == -1)
+        return false;
     Vorn::Shm& found = MakeLastingShm();
     found.Open(name.c_str(), access == Access::Read ? ForReading : ForWriting);
     unsigned char* const data = found.Map();
     if (!IsMapped(data))
         return false;
+    if (FindOwn(name).id != known.id) {
+        found.Unmap(data);
+        return false;
+    }
     m_shm = &found;
     m_data = data;
+    m_maker = known.maker;
     return true;
 }
 
 void Segment::Remove() { m_shm->Close(); }
+
+bool Segment::MakerLives() const {
+    return m_maker == 0 || Vorn::IsExistProcess(static_cast<unsigned int>(m_maker)) != 0;
+}
 
 } // namespace Manifest

@@ -4,10 +4,10 @@
 #include <forward_list>
 #include <memory>
 #include <stdexcept>
+#include <string>
 #include <thread>
 #include <utility>
 
-#include <Bases/Bases.h>
 #include <Bases/Thread.h>
 
 #include "Board.h"
@@ -27,8 +27,6 @@ Vorn::Mutex& MakeLastingMutex() {
     return all.emplace_front();
 }
 
-const Board& BoardIn(const Segment& segment) { return *static_cast<const Board*>(segment.Data()); }
-
 Advance AdvanceOf(const Counters& counters) {
     return {counters.files, counters.allFiles, counters.bytes, counters.allBytes};
 }
@@ -45,12 +43,13 @@ public:
     /// Returns null when there is none.
     static std::unique_ptr<Run> Find(const std::string& manifest);
 
-    explicit Run(std::unique_ptr<Segment> segment)
-        : m_segment(std::move(segment)), m_board(BoardIn(*m_segment)) {}
+    Run(std::unique_ptr<Segment> segment, std::string lockName)
+        : m_segment(std::move(segment)), m_board(BoardIn(*m_segment)),
+          m_lockName(std::move(lockName)) {}
 
     Outcome HowItEnded() const { return m_board.outcome.load(std::memory_order_acquire); }
     bool HasEnded() const { return HowItEnded() != Outcome::Running; }
-    bool Lives() const { return Vorn::IsExistProcess(m_board.process) != 0; }
+    bool Lives() const { return m_segment->MakerLives(); }
 
     /// What a run that has ended left.
     const Counters& Last() const { return m_board.last; }
@@ -65,31 +64,42 @@ public:
     }
 
 private:
+    static std::unique_ptr<Run> FindIn(const std::string& segmentName);
+    static std::unique_ptr<Run> FindAny(const std::string& manifest);
     bool OpenLock();
 
     std::unique_ptr<Segment> m_segment;
     const Board& m_board;
+    std::string m_lockName;
     Vorn::Mutex* m_lock = nullptr; // null when the run was not alive
 };
 
-std::unique_ptr<Segment> FindSegment(const std::string& manifest) {
+std::unique_ptr<Run> Run::FindIn(const std::string& segmentName) {
+    auto segment = std::make_unique<Segment>();
+    if (!segment->Open(segmentName, Segment::Access::Read))
+        return nullptr;
+    std::string lockName = LockNameIn(*segment, segmentName);
+    if (lockName.empty())
+        return nullptr;
+    return std::make_unique<Run>(std::move(segment), std::move(lockName));
+}
+
+// A run that was killed is of interest only when no other is there.
+std::unique_ptr<Run> Run::FindAny(const std::string& manifest) {
+    std::unique_ptr<Run> found;
     for (int place = 0; place < Places; ++place) {
-        const std::string name = SegmentName(manifest, place);
-        auto segment = std::make_unique<Segment>();
-        if (segment->Open(name, Segment::Access::Read) && IsBoard(BoardIn(*segment), name))
-            return segment;
+        std::unique_ptr<Run> run = FindIn(SegmentName(manifest, place));
+        if (run != nullptr && (found == nullptr || (!found->Lives() && run->Lives())))
+            found = std::move(run);
     }
-    return nullptr;
+    return found;
 }
 
 std::unique_ptr<Run> Run::Find(const std::string& manifest) {
     constexpr int Tries = 3; // another run may take the place meanwhile
     for (int i = 0; i < Tries; ++i) {
-        std::unique_ptr<Segment> segment = FindSegment(manifest);
-        if (segment == nullptr)
-            return nullptr;
-        auto run = std::make_unique<Run>(std::move(segment));
-        if (!run->Lives() || run->OpenLock() || run->HasEnded())
+        std::unique_ptr<Run> run = FindAny(manifest);
+        if (run == nullptr || !run->Lives() || run->OpenLock() || run->HasEnded())
             return run;
     }
     return nullptr;
@@ -99,7 +109,7 @@ std::unique_ptr<Run> Run::Find(const std::string& manifest) {
 // nothing is left of it then.
 bool Run::OpenLock() {
     Vorn::Mutex& lock = MakeLastingMutex();
-    if (!lock.Open(m_board.lockName))
+    if (!lock.Open(m_lockName.c_str()))
         throw std::runtime_error("the lock of the run cannot be opened");
     if (m_board.lockGone.load() != 0) {
         lock.Close();
@@ -124,7 +134,7 @@ public:
         if (read)
             Take(counters);
         Tell();
-        if (Clock::now() - m_heard > std::chrono::milliseconds(m_patience.silence))
+        if (m_expectsNews && Clock::now() - m_heard > std::chrono::milliseconds(m_patience.silence))
             throw std::runtime_error("nothing was heard of the run for too long");
     }
 
@@ -133,6 +143,7 @@ private:
         if (m_text.empty() || counters.updates != m_updates)
             m_heard = Clock::now();
         m_updates = counters.updates;
+        m_expectsNews = counters.measuring != 0 && counters.files != counters.allFiles;
         m_text = Describe(counters);
     }
 
@@ -148,6 +159,7 @@ private:
     const Show& m_show;
     const Patience& m_patience;
     bool m_locked = false;
+    bool m_expectsNews = false; // not while the run looks for files or saves
     std::uint64_t m_updates = 0;
     std::string m_text; // of what was seen last
     std::string m_told;
