@@ -236,7 +236,7 @@ public:
     /// with a new array their values are indeterminate then, until they are written.
     int SetMaxSize(unsigned long size, int keep);
 
-    /// Appends a copy of the `len` bytes at `data`, which may lie in the own array. When they do not
+    /// Appends a copy of the `len` bytes at `data`, which may lie in the own array. Unless they
     /// fit, the array grows to exactly the bytes needed, unless `grow` is 0.
     ///
     /// Returns 1 on success. Returns 0, with nothing changed, when the bytes do not fit and `grow`

@@ -387,9 +387,9 @@ VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 ///     CreateDirLevel("/var/tmp/a/b/c", 0, 1); // makes it
 ///
 /// Note: from level 0, the first two directories of an absolute path are taken to exist and are
-/// never made, except `path` itself with `createLast`. A path with fewer than two separators behind its second character, such as "/x" or
-/// "/x/y", gives true at once, also with `createLast`, and nothing is looked at or made. A level
-/// that is not inside the text counts as 0.
+/// never made, except `path` itself with `createLast`. A path with fewer than two separators behind
+/// its second character, such as "/x" or "/x/y", gives true at once, also with `createLast`, and
+/// nothing is looked at or made. A level that is not inside the text counts as 0.
 ///
 /// Note: a part that is two characters long, such as "./" or "a/", is never made, except `path`
 /// itself with `createLast`.
