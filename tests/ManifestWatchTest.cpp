@@ -46,8 +46,10 @@
 
 namespace {
 
-// What a test has to say when a lock is made and before a segment that has a name is removed.
+// What a test has to say when a lock is made, before a segment is opened by the library and before
+// one that has a name is removed.
 std::function<bool()> g_makeLock;
+std::function<void()> g_opening;
 std::function<void(const shmid_ds&)> g_removing;
 
 } // namespace
@@ -57,6 +59,13 @@ extern "C" {
 bool __real__ZN4Vorn5Mutex6CreateEPKc(Vorn::Mutex* lock, const char* name);
 bool __wrap__ZN4Vorn5Mutex6CreateEPKc(Vorn::Mutex* lock, const char* name) {
     return g_makeLock ? g_makeLock() : __real__ZN4Vorn5Mutex6CreateEPKc(lock, name);
+}
+
+int __real_shmget(key_t key, std::size_t size, int flags);
+int __wrap_shmget(key_t key, std::size_t size, int flags) {
+    if (g_opening && size == 0 && (flags & IPC_CREAT) != 0)
+        g_opening();
+    return __real_shmget(key, size, flags);
 }
 
 int __real_shmctl(int id, int command, shmid_ds* data);
@@ -185,6 +194,7 @@ protected:
     }
     ~ManifestWatch() override {
         g_makeLock = nullptr;
+        g_opening = nullptr;
         g_removing = nullptr;
     }
 
@@ -703,13 +713,15 @@ protected:
         const Lines locks = Locks();
         const auto content = [id] {
             void* const data = shmat(id, nullptr, SHM_RDONLY);
+            if (reinterpret_cast<std::intptr_t>(data) == -1)
+                return std::string("removed");
             std::string all(static_cast<const char*>(data), sizeof(Board));
             shmdt(data);
             return all;
         };
         const std::string before = content();
         {
-            EXPECT_EQ(NoRun, WhyNot([](const std::string&) {}, Impatient));
+            EXPECT_EQ(NoRun, WhyNot([](const std::string&) { throw std::runtime_error("seen"); }));
             Publisher publisher(m_manifest);
             EXPECT_THAT(Segments(), ElementsAre("0", "1"));
             EXPECT_EQ("finished: 0 of 0 files, 0 B of 0 B in 0:00",
@@ -881,6 +893,21 @@ TEST_F(ManifestWatchPlace, OfAnotherProgramThatIsGoneIsLeftAlone) {
 TEST_F(ManifestWatchPlace, OfAnotherSizeIsLeftAlone) {
     MakeAndDie([](Board&) {}, Segment::Size + 1);
     ExpectFirstPlaceLeftAlone();
+}
+
+TEST_F(ManifestWatchPlace, ThatIsAnothersJustWhenItIsOpenedIsLeftAlone) {
+    MakeForeign(0, [](Board&) {});
+    g_opening = [this] {
+        shmctl(Find(0), IPC_RMID, nullptr);
+        MakeForeign(
+            0, [](Board&) {}, 2 * Segment::Size);
+    };
+    Segment segment;
+    EXPECT_FALSE(segment.Open(Name(0), Segment::Access::Write));
+    EXPECT_EQ(nullptr, segment.Data());
+    shmid_ds status{};
+    ASSERT_EQ(0, shmctl(Find(0), IPC_STAT, &status));
+    EXPECT_EQ(1U, status.shm_nattch); // by whom it is
 }
 
 TEST_F(ManifestWatchPlace, ThatADeadRunLeftIsFreedAlsoWhenItIsNotTheFirst) {

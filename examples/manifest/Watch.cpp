@@ -143,7 +143,7 @@ private:
         if (m_text.empty() || counters.updates != m_updates)
             m_heard = Clock::now();
         m_updates = counters.updates;
-        m_expectsNews = counters.measuring != 0 && counters.files != counters.allFiles;
+        m_expectsNews = counters.files != counters.allFiles;
         m_text = Describe(counters);
     }
 
