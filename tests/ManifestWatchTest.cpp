@@ -162,7 +162,8 @@ public:
             throw std::system_error(errno, std::generic_category(), "pipe2");
         m_pid = fork();
         if (m_pid == 0) {
-            signal(SIGINT, SIG_IGN); // which comes from a terminal to all
+            signal(SIGINT, SIG_IGN);  // which comes from a terminal to all,
+            signal(SIGTERM, SIG_IGN); // and this from who waits no longer
             close(alive[1]);
             char byte = 0;
             while (read(alive[0], &byte, 1) < 0) {
@@ -192,7 +193,8 @@ protected:
     ManifestWatch() : ExampleTest(VORN_MANIFEST), m_cleaner([this] { CleanUp(); }) {
         Expect(getpid());
     }
-    ~ManifestWatch() override {
+
+    void TearDown() override {
         g_makeLock = nullptr;
         g_opening = nullptr;
         g_removing = nullptr;
@@ -843,7 +845,7 @@ TEST_F(ManifestWatchPlace, ThatAnotherUserHasMadeAndNobodySignedIsLeftAlone) {
     const key_t key = KeyOf(Name(0));
     Child child([key] {
         const Unprivileged unprivileged;
-        shmget(key, Segment::Size, IPC_CREAT | IPC_EXCL | 0666);
+        EXPECT_NE(-1, shmget(key, Segment::Size, IPC_CREAT | IPC_EXCL | 0666));
     });
     shmid_ds status{};
     ASSERT_EQ(0, shmctl(Find(0), IPC_STAT, &status));
