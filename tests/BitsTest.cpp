@@ -18,6 +18,7 @@
 #include <gtest/gtest.h>
 
 #include "support/FailingNewArray.h"
+#include "support/RandomSteps.h"
 #include "support/Slot.h"
 
 namespace {
@@ -1286,15 +1287,7 @@ private:
 
 class BitsModel : public testing::TestWithParam<unsigned int> {};
 
-TEST_P(BitsModel, AgreesAfterEveryOperation) {
-    Sequence sequence(GetParam());
-    for (int step = 0; step < 4000; ++step) {
-        SCOPED_TRACE("seed " + std::to_string(GetParam()) + " step " + std::to_string(step));
-        sequence.Step();
-        if (HasFatalFailure())
-            return;
-    }
-}
+TEST_P(BitsModel, AgreesAfterEveryOperation) { VornTest::TakeRandomSteps<Sequence>(GetParam()); }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, BitsModel, testing::Range(20240801U, 20240811U));
 

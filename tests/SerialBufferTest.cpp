@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include "support/FailingNewArray.h"
+#include "support/RandomSteps.h"
 #include "support/Slot.h"
 
 namespace {
@@ -699,13 +700,7 @@ private:
 class SerialBufferModel : public testing::TestWithParam<unsigned int> {};
 
 TEST_P(SerialBufferModel, AgreesAfterEveryOperation) {
-    Sequence sequence(GetParam());
-    for (int step = 0; step < 4000; ++step) {
-        SCOPED_TRACE("seed " + std::to_string(GetParam()) + " step " + std::to_string(step));
-        sequence.Step();
-        if (HasFatalFailure())
-            return;
-    }
+    VornTest::TakeRandomSteps<Sequence>(GetParam());
 }
 
 INSTANTIATE_TEST_SUITE_P(Seeds, SerialBufferModel, testing::Range(20240811U, 20240821U));

@@ -268,7 +268,9 @@ void Bits::FromString(const std::string& text) {
 void Bits::Clone(const Bits& other) {
     // When the size could not be taken there may be fewer bytes than in `other`, or more; see
     // BitsMemory.ClonesTheBytesThatBothHaveWhenThereIsNone.
-    SetSize(other.m_size, 1);
+    SetSize(other.m_size, 1); // for the set itself, too: after SetData it makes new room
+    if (&other == this)
+        return;
     std::copy_n(other.m_data.get(), std::min(GetBytes(), SizeToBytes(other.m_size)), m_data.get());
 }
 

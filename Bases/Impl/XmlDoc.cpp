@@ -91,7 +91,7 @@ struct FileClose {
 
 } // namespace
 
-struct __attribute__((visibility("hidden"))) XmlReader::PrivateData {
+struct XmlReader::PrivateData {
     XmlDocument document;
     Converter converter;
     std::unique_ptr<std::vector<char>> scratch;
@@ -298,7 +298,7 @@ bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, Guid& valu
 }
 
 // The writer flushes into its buffer when it goes, so the buffers are declared first.
-struct __attribute__((visibility("hidden"))) XmlWriter::PrivateData {
+struct XmlWriter::PrivateData {
     XmlBuffer hiddenBuffer; // taken out of sight by Close while the writer still points at it
     XmlBuffer buffer;
     XmlTextWriter writer;
