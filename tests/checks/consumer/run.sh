@@ -6,7 +6,7 @@
 # usage: run.sh SOURCE_DIR BUILD_DIR CXX
 set -euo pipefail
 readonly source_dir=$1 build_dir=$2 cxx=$3
-readonly consumer=$source_dir/tests/consumer
+readonly consumer=$source_dir/tests/checks/consumer
 
 scratch=$(mktemp -d)
 readonly scratch

@@ -8,7 +8,8 @@ dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 failures=0
 
-cat >"$dir/SomeTest.cpp" <<'END'
+mkdir "$dir/Family"
+cat >"$dir/Family/SomeTest.cpp" <<'END'
 TEST(Suite, Plain) {}
 TEST_F(Fixture, WithAFixture) {}
 TEST_P(AVeryLongSuite,

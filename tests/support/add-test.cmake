@@ -1,0 +1,86 @@
+# How a test program is added. Each family's list sets VORN_TEST_TIMEOUT, the seconds that one of its
+# tests may take, before it adds any.
+include(GoogleTest)
+
+# The zones in which tests of local time run, by name: without an offset, ahead of and behind
+# universal time, with daylight saving on either half of the earth, and off the full hour. They are
+# written out, so that no zone files are needed; Zone.h knows the same ones.
+set(VORN_TEST_ZONES
+  "Universal=UTC0"
+  "East=XXX-9"
+  "West=EST5EDT,M3.2.0,M11.1.0"
+  "South=AEST-10AEDT,M10.1.0,M4.1.0/3"
+  "HalfHour=IST-5:30")
+
+# Registers every test of a program once for each zone, as Suite.Name@Zone.
+function(vorn_discover_tests_in_zones name)
+  foreach(zone IN LISTS VORN_TEST_ZONES)
+    string(REGEX MATCH "^([^=]+)=(.+)$" matched "${zone}")
+    gtest_discover_tests(${name}
+      DISCOVERY_MODE PRE_TEST
+      TEST_FILTER "${VORN_TEST_FILTER}"
+      TEST_SUFFIX "@${CMAKE_MATCH_1}"
+      PROPERTIES
+        TIMEOUT ${VORN_TEST_TIMEOUT}
+        ENVIRONMENT "TZ=${CMAKE_MATCH_2}"
+        FIXTURES_REQUIRED VornSegments)
+  endforeach()
+endfunction()
+
+# One test program per unit. WRAP names C functions whose calls from the library's objects are sent
+# to __wrap_NAME in the test, which can make them fail or look at what was asked and hand the call
+# on to __real_NAME. ENVIRONMENT sets variables for every test of the program. IN_ZONES runs the
+# program in each of the zones above instead of once. LARGE is for tests that take seconds in a build
+# of the type Release, which is the only one to run them; nor does an emulated machine.
+function(vorn_add_test name)
+  cmake_parse_arguments(ARG "IN_ZONES;LARGE" "" "SOURCES;WRAP;ENVIRONMENT" ${ARGN})
+  if(NOT ARG_SOURCES)
+    set(ARG_SOURCES ${name}.cpp)
+  endif()
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE VornTestBase VornBasesObjects VornTestSupport)
+  foreach(function IN LISTS ARG_WRAP)
+    target_link_options(${name} PRIVATE -Wl,--wrap=${function})
+  endforeach()
+  if(name IN_LIST VORN_PROGRAMS_LEFT_OUT)
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
+    return()
+  endif()
+  if(ARG_LARGE AND (CMAKE_CROSSCOMPILING OR NOT CMAKE_BUILD_TYPE STREQUAL "Release"))
+    return()
+  endif()
+  if(ARG_IN_ZONES)
+    vorn_discover_tests_in_zones(${name})
+    return()
+  endif()
+  gtest_discover_tests(${name}
+    DISCOVERY_MODE PRE_TEST
+    TEST_FILTER "${VORN_TEST_FILTER}"
+    PROPERTIES
+      TIMEOUT ${VORN_TEST_TIMEOUT}
+      FIXTURES_REQUIRED VornSegments
+      ENVIRONMENT "${ARG_ENVIRONMENT}") # may be empty: last
+endfunction()
+
+# A program that tests start, one of support/. One of another machine is started by a script, since
+# the system cannot.
+function(vorn_add_test_helper name)
+  add_executable(${name} EXCLUDE_FROM_ALL ${name}.cpp)
+  target_link_libraries(${name} PRIVATE VornBasesObjects VornBasesCompiler)
+  if(CMAKE_CROSSCOMPILING)
+    list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
+    file(GENERATE OUTPUT ${name}.sh
+      CONTENT "#!/bin/sh\nexec ${emulator} '$<TARGET_FILE:${name}>' \"$@\"\n"
+      FILE_PERMISSIONS OWNER_READ OWNER_WRITE OWNER_EXECUTE)
+  endif()
+endfunction()
+
+# Builds the helper before the test, which finds the helper's path in the definition.
+function(vorn_use_test_helper name test definition)
+  set(path $<TARGET_FILE:${name}>)
+  if(CMAKE_CROSSCOMPILING)
+    set(path $<TARGET_FILE_DIR:${name}>/${name}.sh)
+  endif()
+  target_compile_definitions(${test} PRIVATE ${definition}="${path}")
+  add_dependencies(${test} ${name})
+endfunction()
