@@ -251,6 +251,10 @@ public:
     /// nowhere: its name is the current one then, with the size, kind and times of the entry before.
     /// The search can go on; that the name has changed tells the two apart.
     ///
+    /// Returns false, too, when the system cannot read on in the directory: as at the end, but with
+    /// errno set. At the end errno stays what it was, so set it to 0 before the call to tell them
+    /// apart where an incomplete walk matters.
+    ///
     /// Note: unlike FindFirst it gives "." and "..", wherever the system has them.
     bool FindNext();
 

@@ -71,6 +71,8 @@ public:
     dirent* Read() {
         if (m_next == m_entries.size()) {
             m_entry.reset();
+            if (endError != 0)
+                errno = endError;
             return nullptr;
         }
         const std::string& name = m_entries[m_next++].name;
@@ -101,6 +103,7 @@ public:
 
     std::vector<std::string> opens, stats;
     int closes = 0;
+    int endError = 0; // why the directory cannot be read beyond its entries; 0: it ends there
 
 private:
     static inline Pretended* s_current = nullptr;
@@ -494,6 +497,22 @@ TEST(NextEntry, IsTheLastOneFromTheEndOn) {
     find.FindClose();
     EXPECT_TRUE(find.FindFirst("/x/", "*"));
     EXPECT_EQ("a", NameOf(find));
+}
+
+TEST(NextEntry, ThatCannotBeReadIsToldFromTheEndByErrno) {
+    Pretended directory({{"a", Status(S_IFREG, 7)}, {"last", Status(S_IFREG, 11)}});
+    for (const int error : {0, EIO, EBADF}) {
+        directory.endError = error;
+        FileFind find;
+        ASSERT_TRUE(find.FindFirst("/x/", "*"));
+        ASSERT_TRUE(find.FindNext());
+        for (int again = 0; again < 2; ++again) {
+            errno = 0;
+            EXPECT_FALSE(find.FindNext());
+            EXPECT_EQ(error, errno);
+            EXPECT_EQ("last", NameOf(find));
+        }
+    }
 }
 
 TEST(NextEntry, MayHaveALongName) {
