@@ -57,11 +57,17 @@ std::vector<Place> PlacesOf(const std::string& output) {
     return places;
 }
 
-// FindNext fails at the end, and at an entry that nothing can be learned of, such as a link that
-// leads nowhere; the name changes only in the latter case.
+// FindNext returns false in three cases. At an entry that cannot be looked at, such as a link that
+// leads nowhere, the name changes; when the directory cannot be read on, errno does; at the end
+// neither. Throws in the second case.
 bool GoToNextName(Vorn::FileFind& find) {
     const std::string before = find.GetFileName();
-    return find.FindNext() || before != find.GetFileName();
+    errno = 0;
+    if (find.FindNext() || before != find.GetFileName())
+        return true;
+    if (errno != 0)
+        throw std::system_error(errno, std::generic_category());
+    return false;
 }
 
 // For directories that FindFirst fails for: it tells none that is empty, or begins with a link that
@@ -73,7 +79,7 @@ Names ListOtherwise(const std::string& directory) {
     return names;
 }
 
-// `directory` ends in a separator.
+// `directory` ends in a separator. Throws when not all names can be had.
 Names List(const std::string& directory) {
     Vorn::FileFind find;
     if (!find.FindFirst(directory, ""))
@@ -154,13 +160,13 @@ private:
             AddContent(path, status);
     }
 
-    // A directory that cannot be listed becomes a failure itself.
+    // A directory that cannot be listed, or not to its end, becomes a failure itself.
     void AddContent(const std::string& path, const Status& status) {
         const std::string prefix = path.back() == '/' ? path : path + "/";
         Names names;
         try {
             names = List(prefix);
-        } catch (const fs::filesystem_error& error) {
+        } catch (const std::system_error& error) {
             m_entries.pop_back();
             AddFailure(path, error.code().message());
             return;

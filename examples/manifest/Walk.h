@@ -12,8 +12,8 @@ namespace Manifest {
 /// that is below it, depth first, sorted by the bytes of the names.
 ///
 /// A path that is a link is followed; links inside a directory are entries of their own. What
-/// cannot be looked at or listed is an entry with a failure, and so is a path that is neither a file
-/// nor a directory. `output` is not there in its directory, nor is what ReplaceFile writes before it
+/// cannot be looked at is an entry with a failure; so is a directory that cannot be listed to its
+/// end, without anything below it, and a path that is neither a file nor a directory. `output` is not there in its directory, nor is what ReplaceFile writes before it
 /// takes that place; as one of the paths it is.
 std::vector<Entry> FindEntries(const std::vector<std::string>& paths, const std::string& output);
 

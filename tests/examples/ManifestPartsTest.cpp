@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cerrno>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -9,6 +10,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <dirent.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -20,6 +23,32 @@
 #include "Progress.h"
 #include "Verify.h"
 #include "Walk.h"
+
+namespace {
+
+constexpr int Unlimited = -1;
+
+// How many entries beside "." and ".." the library can still read before reading fails.
+int g_readable = Unlimited;
+
+} // namespace
+
+extern "C" {
+
+dirent* __real_readdir(DIR* stream);
+dirent* __wrap_readdir(DIR* stream) {
+    if (g_readable == 0) {
+        errno = EIO;
+        return nullptr;
+    }
+    dirent* const entry = __real_readdir(stream);
+    const bool counts =
+        entry != nullptr && entry->d_name != std::string(".") && entry->d_name != std::string("..");
+    if (g_readable != Unlimited && counts)
+        --g_readable;
+    return entry;
+}
+}
 
 namespace {
 
@@ -176,6 +205,51 @@ TEST_F(ManifestMeasurement, BeginsWithAReportOfTheWhole) {
     EXPECT_EQ(2U, first.allFiles);
     EXPECT_EQ(0U, first.bytes);
     EXPECT_EQ(7U, first.allBytes);
+}
+
+// Concerns: a directory that can be read in part only, also when nothing but its end is missing, is
+// never taken for a whole one.
+
+class ManifestReadError : public ManifestMeasurement {
+protected:
+    static constexpr int Files = 5;
+
+    void SetUp() override {
+        std::filesystem::create_directory(m_dir.File("d"));
+        for (int i = 0; i < Files; ++i)
+            Make("d/" + std::to_string(i), "x\n");
+        Make("file", "x\n");
+    }
+    void TearDown() override { g_readable = Unlimited; }
+
+    std::vector<Entry> FindAndMeasure(int readable) const {
+        g_readable = readable;
+        std::vector<Entry> entries =
+            Manifest::FindEntries({m_dir.File("d"), m_dir.File("file")}, "out.xml");
+        g_readable = Unlimited;
+        Measure(entries);
+        return entries;
+    }
+};
+
+TEST_F(ManifestReadError, MakesTheDirectoryAFailureAndCostsNothingElse) {
+    for (int readable = 1; readable <= Files; ++readable) {
+        const std::vector<Entry> entries = FindAndMeasure(readable);
+        ASSERT_EQ(2U, entries.size()) << readable;
+        EXPECT_EQ(m_dir.File("d"), entries[0].name);
+        EXPECT_EQ("Input/output error", entries[0].failure);
+        EXPECT_EQ(m_dir.File("file"), entries[1].name);
+        EXPECT_EQ("", entries[1].failure);
+    }
+    EXPECT_EQ(2U + Files, FindAndMeasure(Unlimited).size());
+}
+
+TEST_F(ManifestReadError, LeavesAllInTheDirectoryUnreadWhenItIsVerified) {
+    const std::vector<Entry> recorded = FindAndMeasure(Unlimited);
+    const std::vector<Manifest::Finding> findings = Manifest::Compare(recorded, FindAndMeasure(2));
+    EXPECT_FALSE(Manifest::AllAsRecorded(findings));
+    EXPECT_EQ("1 as recorded, 0 missing, 0 changed, 0 new, 6 unread\n",
+              Manifest::FormatFindings(findings));
 }
 
 // Concerns: entries of one name are compared each with its own; the verdicts that make all as it was
