@@ -1,4 +1,4 @@
-#include <Bases/Impl/CryptoFactory.h>
+#include <Bases/Impl/CreatedCrypto.h>
 
 #include <new>
 

@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include <Bases/Impl/FileWords.h>
+#include <Bases/Impl/Port/FileTimes.h>
 
 namespace Vorn {
 
@@ -27,17 +28,6 @@ constexpr unsigned int TypeNone = 0;
 constexpr unsigned int TypeOther = 1;
 constexpr unsigned int TypeFile = 2;
 constexpr unsigned int TypeDirectory = 3;
-
-// The members of a status that hold its times; macOS names them its own way.
-#ifdef __APPLE__
-constexpr timespec stat::*Accessed = &stat::st_atimespec;
-constexpr timespec stat::*Modified = &stat::st_mtimespec;
-constexpr timespec stat::*Changed = &stat::st_ctimespec;
-#else
-constexpr timespec stat::*Accessed = &stat::st_atim;
-constexpr timespec stat::*Modified = &stat::st_mtim;
-constexpr timespec stat::*Changed = &stat::st_ctim;
-#endif
 
 // Some file systems keep seconds that are too many for a count of milliseconds; these wrap.
 Time Milliseconds(time_t seconds, long nanoseconds) {
@@ -162,21 +152,22 @@ Time FileFind::GetFileCreationTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds((pInfo->status.*Changed).tv_sec, (pInfo->status.*Accessed).tv_nsec);
+    return Milliseconds(ChangeTime(pInfo->status).tv_sec, AccessTime(pInfo->status).tv_nsec);
 }
 
 Time FileFind::GetFileLastAccessTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds((pInfo->status.*Changed).tv_sec, (pInfo->status.*Changed).tv_nsec);
+    return Milliseconds(ChangeTime(pInfo->status).tv_sec, ChangeTime(pInfo->status).tv_nsec);
 }
 
 Time FileFind::GetFileLastWriteTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds((pInfo->status.*Modified).tv_sec, (pInfo->status.*Modified).tv_nsec);
+    const timespec& written = ModificationTime(pInfo->status);
+    return Milliseconds(written.tv_sec, written.tv_nsec);
 }
 
 long long FileFind::GetMaxFileNameSize() { return Current() == nullptr ? 0 : MaxFileNameSize; }

@@ -15,7 +15,7 @@
 #include <boost/uuid/uuid.hpp>
 #include <boost/uuid/uuid_io.hpp>
 
-#include <Bases/Impl/RandomSource.h>
+#include <Bases/Impl/Port/RandomSource.h>
 
 namespace Vorn {
 

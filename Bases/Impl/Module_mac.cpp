@@ -1,46 +1,47 @@
-// Built on macOS only; written, but not exercised by this project's own tests.
-#include <Bases/Impl/Module.h>
+#include <Bases/Bases.h>
 
-#include <algorithm>
-#include <cstddef>
-#include <cstring>
-#include <memory>
-#include <new>
+#include <cerrno>
+#include <csignal>
 
-#include <CoreFoundation/CoreFoundation.h>
+#include <unistd.h>
+
+#include <Bases/Impl/Port/ProgramDir.h>
 
 namespace Vorn {
 
 namespace {
 
-// More than a directory's name can need, however large the caller's buffer is said to be.
-constexpr unsigned long MaxScratch = 64 * 1024;
+int GetProcessDir(char* buffer, unsigned long size) {
+    if (buffer == nullptr || size == 0)
+        return 0;
+    return WriteProgramDir(buffer, size) ? 1 : 0;
+}
 
 } // namespace
 
-bool WriteProgramDir(char* buffer, unsigned long size) {
-    // The system may write before it finds that the name does not fit; the caller's buffer has to
-    // stay as it was then.
-    const auto room = static_cast<CFIndex>(std::min(size, MaxScratch));
-    const std::unique_ptr<UInt8[]> path(new (std::nothrow) UInt8[static_cast<std::size_t>(room)]);
-    if (path == nullptr)
-        return false;
+unsigned int GetProcessId() { return static_cast<unsigned int>(getpid()); }
 
-    const CFBundleRef bundle = CFBundleGetMainBundle();
-    if (bundle == nullptr)
-        return false;
-    const CFURLRef url = CFBundleCopyBundleURL(bundle);
-    if (url == nullptr)
-        return false;
+int IsExistProcess(unsigned int pid) {
+    if (kill(static_cast<pid_t>(pid), 0) == 0)
+        return 1;
+    // Any other reason, such as EPERM for a process of another user, means that there is one.
+    return errno == ESRCH ? 0 : 1;
+}
 
-    const bool found = CFURLGetFileSystemRepresentation(url, true, path.get(), room);
-    CFRelease(url);
-    if (!found)
-        return false;
+int GetModulePath(char* buffer, unsigned long size) { return GetProcessDir(buffer, size); }
 
-    const char* text = reinterpret_cast<const char*>(path.get());
-    std::memcpy(buffer, text, std::strlen(text) + 1);
-    return true;
+int GetModuleDir(char* buffer, unsigned long size) { return GetProcessDir(buffer, size); }
+
+void GetModulePath(std::string& path) {
+    char buffer[1024] = {};
+    GetModulePath(buffer, sizeof buffer);
+    path = buffer;
+}
+
+void GetModuleDir(std::string& path) {
+    char buffer[1024] = {};
+    GetModuleDir(buffer, sizeof buffer);
+    path = buffer;
 }
 
 } // namespace Vorn

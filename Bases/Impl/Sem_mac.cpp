@@ -13,7 +13,7 @@
 #include <sys/time.h>
 
 #include <Bases/Impl/Assert.h>
-#include <Bases/Impl/KernelSem.h>
+#include <Bases/Impl/Port/KernelSem.h>
 #include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {

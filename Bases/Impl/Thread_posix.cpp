@@ -1,9 +1,7 @@
 #include <Bases/Thread.h>
 
 #include <atomic>
-#include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <new>
 #include <utility>
 
@@ -12,6 +10,7 @@
 #include <unistd.h>
 
 #include <Bases/Impl/CancelShield.h>
+#include <Bases/Impl/Port/ThreadIdentity.h>
 #include <Bases/Impl/Sem_mac.h>
 #include <Bases/Impl/Timeouts.h>
 
@@ -51,17 +50,6 @@ private:
     VornEvent& m_event;
     const std::atomic<bool>& m_bForced;
 };
-
-// Hosts whose pthread_t is a number: the number itself tells threads apart.
-std::uintptr_t IdentityWord(std::uintptr_t thread) { return thread; }
-
-// macOS, where it points to the thread's object: that object's first word.
-template <typename Object>
-std::uintptr_t IdentityWord(Object* pThread) {
-    std::uintptr_t word = 0;
-    std::memcpy(&word, pThread, sizeof(word));
-    return word;
-}
 
 } // namespace
 
@@ -167,7 +155,7 @@ VornEvent* Thread::GetStopThreadEvent() const { return m_pStopEvent.get(); }
 int Thread::GetThreadId() const {
     if (m_pThread == nullptr || !m_bJoinable)
         return 0;
-    return static_cast<int>(static_cast<unsigned int>(IdentityWord(*m_pThread)));
+    return static_cast<int>(static_cast<unsigned int>(ThreadIdentity(*m_pThread)));
 }
 
 bool Thread::operator==(const Thread& other) const { return m_pThread.get() == other.GetHandle(); }

@@ -7,6 +7,8 @@
 
 #include <sys/time.h>
 
+#include <Bases/Impl/Port/Clock.h>
+
 namespace Vorn {
 
 namespace {
@@ -87,13 +89,6 @@ bool ReadClock(Moment& now) {
         return false;
     now = {clock.tv_sec, static_cast<long>(clock.tv_usec / 1000)};
     return true;
-}
-
-bool SetClock(std::time_t seconds, long microseconds) {
-    timeval clock;
-    clock.tv_sec = seconds;
-    clock.tv_usec = static_cast<suseconds_t>(microseconds);
-    return settimeofday(&clock, nullptr) >= 0;
 }
 
 bool IsChangeDay(const SysTime& date, const TimeZone& timeZone, const SysTime& rule) {

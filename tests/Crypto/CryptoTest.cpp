@@ -18,7 +18,7 @@
 
 #include <gtest/gtest.h>
 
-#include <Bases/Impl/CryptoFactory.h>
+#include <Bases/Impl/CreatedCrypto.h>
 
 #include "support/CryptoSlots.h"
 #include "support/FailingNew.h"

@@ -1,6 +1,6 @@
 // Concern: a kernel that gives a timed wait up early is asked once more with the full time, and no
 // third time. Linux never gives up, so the kernel's answer is replaced here.
-#include <Bases/Impl/KernelSem.h>
+#include <Bases/Impl/Port/KernelSem.h>
 #include <Bases/Impl/Sem_mac.h>
 
 #include <utility>

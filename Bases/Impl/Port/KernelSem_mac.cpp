@@ -1,5 +1,5 @@
 // Built on macOS only; written, but not exercised by this project's own tests.
-#include <Bases/Impl/KernelSem.h>
+#include <Bases/Impl/Port/KernelSem.h>
 
 #include <mach/mach.h>
 #include <mach/semaphore.h>

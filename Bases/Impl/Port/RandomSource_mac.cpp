@@ -1,5 +1,5 @@
 // Built on macOS only; written, but not exercised by this project's own tests.
-#include <Bases/Impl/RandomSource.h>
+#include <Bases/Impl/Port/RandomSource.h>
 
 #include <cstdlib>
 

@@ -1,4 +1,4 @@
-#include <Bases/Impl/Module.h>
+#include <Bases/Impl/Port/ProgramDir.h>
 
 #include <climits>
 #include <cstring>

@@ -1,5 +1,5 @@
-#ifndef VORN_BASES_IMPL_KERNEL_SEM_H
-#define VORN_BASES_IMPL_KERNEL_SEM_H
+#ifndef VORN_BASES_IMPL_PORT_KERNEL_SEM_H
+#define VORN_BASES_IMPL_PORT_KERNEL_SEM_H
 
 // What a platform supplies for unnamed semaphores. KernelSem_mac.cpp maps it to the kernel's own
 // semaphores, KernelSem_linux.cpp builds it from a lock and a condition variable.

@@ -1,4 +1,4 @@
-#include <Bases/Impl/RandomSource.h>
+#include <Bases/Impl/Port/RandomSource.h>
 
 #include <cerrno>
 

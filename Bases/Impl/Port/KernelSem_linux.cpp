@@ -3,7 +3,7 @@
 // Two decisions are kept apart. A post decides, at once and for good, which threads it releases:
 // all that have joined the waiters. When each of them gets to run is the scheduler's matter; until
 // then a time-out no longer changes anything for it.
-#include <Bases/Impl/KernelSem.h>
+#include <Bases/Impl/Port/KernelSem.h>
 
 #include <ctime>
 #include <utility>

@@ -1,0 +1,14 @@
+#include <Bases/Impl/Port/Clock.h>
+
+#include <sys/time.h>
+
+namespace Vorn {
+
+bool SetClock(std::time_t seconds, long microseconds) {
+    timeval clock;
+    clock.tv_sec = seconds;
+    clock.tv_usec = static_cast<suseconds_t>(microseconds);
+    return settimeofday(&clock, nullptr) >= 0;
+}
+
+} // namespace Vorn

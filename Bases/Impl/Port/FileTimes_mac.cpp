@@ -1,0 +1,12 @@
+// Built on macOS only; written, but not exercised by this project's own tests.
+#include <Bases/Impl/Port/FileTimes.h>
+
+namespace Vorn {
+
+const timespec& AccessTime(const struct stat& status) { return status.st_atimespec; }
+
+const timespec& ModificationTime(const struct stat& status) { return status.st_mtimespec; }
+
+const timespec& ChangeTime(const struct stat& status) { return status.st_ctimespec; }
+
+} // namespace Vorn

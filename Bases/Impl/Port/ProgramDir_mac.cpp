@@ -1,0 +1,46 @@
+// Built on macOS only; written, but not exercised by this project's own tests.
+#include <Bases/Impl/Port/ProgramDir.h>
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <memory>
+#include <new>
+
+#include <CoreFoundation/CoreFoundation.h>
+
+namespace Vorn {
+
+namespace {
+
+// More than a directory's name can need, however large the caller's buffer is said to be.
+constexpr unsigned long MaxScratch = 64 * 1024;
+
+} // namespace
+
+bool WriteProgramDir(char* buffer, unsigned long size) {
+    // The system may write before it finds that the name does not fit; the caller's buffer has to
+    // stay as it was then.
+    const auto room = static_cast<CFIndex>(std::min(size, MaxScratch));
+    const std::unique_ptr<UInt8[]> path(new (std::nothrow) UInt8[static_cast<std::size_t>(room)]);
+    if (path == nullptr)
+        return false;
+
+    const CFBundleRef bundle = CFBundleGetMainBundle();
+    if (bundle == nullptr)
+        return false;
+    const CFURLRef url = CFBundleCopyBundleURL(bundle);
+    if (url == nullptr)
+        return false;
+
+    const bool found = CFURLGetFileSystemRepresentation(url, true, path.get(), room);
+    CFRelease(url);
+    if (!found)
+        return false;
+
+    const char* text = reinterpret_cast<const char*>(path.get());
+    std::memcpy(buffer, text, std::strlen(text) + 1);
+    return true;
+}
+
+} // namespace Vorn
