@@ -345,10 +345,11 @@ bool VornEvent::IsOpened() const { return m_pSem != nullptr && m_pSem->IsCreated
 
 VornSemaphore* VornEvent::GetSemaphore() const { return m_pSem.get(); }
 
-// Hosts compare the assertion's message, which tells its line as well: it stays in line 352. Where
-// it is compiled out and the allocation failed, every operation that needs the semaphore fails.
+// Hosts compare the assertion's message, which names line 352, wherever the check stands. Where it
+// is compiled out and the allocation failed, every operation that needs the semaphore fails.
 VornEvent::VornEvent()
     : m_bSignaled(0), m_bManualReset(1), m_pSem(new (std::nothrow) VornSemaphore) {
+#line 352
     VORN_ASSERT(m_pSem != NULL);
 }
 

