@@ -16,9 +16,6 @@
 #include <sstream>
 #include <string>
 
-#include <sys/ipc.h>
-#include <sys/shm.h>
-
 namespace {
 
 unsigned int ReadTime(std::istream& in) {
@@ -39,10 +36,6 @@ T ReadNumber(std::istream& in) {
     in >> number;
     return number;
 }
-
-// The first segment of a machine has an identifier that the class does not take for one. It is not
-// to be the one of a test.
-void PassOverTheFirstSegment() { shmctl(shmget(IPC_PRIVATE, 1, 0600), IPC_RMID, nullptr); }
 
 // A segment and where it is mapped.
 class SharedByte {
@@ -79,7 +72,6 @@ private:
 } // namespace
 
 int main() {
-    PassOverTheFirstSegment();
     Vorn::Mutex mutex;
     Vorn::Event event;
     // Never destroyed: an end of this process leaves its segment as it is.

@@ -22,8 +22,7 @@ function(vorn_discover_tests_in_zones name)
       TEST_SUFFIX "@${CMAKE_MATCH_1}"
       PROPERTIES
         TIMEOUT ${VORN_TEST_TIMEOUT}
-        ENVIRONMENT "TZ=${CMAKE_MATCH_2}"
-        FIXTURES_REQUIRED VornSegments)
+        ENVIRONMENT "TZ=${CMAKE_MATCH_2}")
   endforeach()
 endfunction()
 
@@ -58,7 +57,6 @@ function(vorn_add_test name)
     TEST_FILTER "${VORN_TEST_FILTER}"
     PROPERTIES
       TIMEOUT ${VORN_TEST_TIMEOUT}
-      FIXTURES_REQUIRED VornSegments
       ENVIRONMENT "${ARG_ENVIRONMENT}") # may be empty: last
 endfunction()
 

@@ -1,0 +1,69 @@
+// Shared memory stays on the machine when a program forgets it: no test program may. Each one looks
+// at its end and fails for every segment that is left.
+//
+// Where the system allows it, as it does the superuser, the program and the processes that it starts
+// have System V objects of their own. Nobody else's can come between, and the last process takes
+// away what is left. Elsewhere only those segments count that this process made: once another maker
+// is gone, nothing tells whether it was one of ours.
+#include <algorithm>
+#include <fstream>
+#include <limits>
+#include <string>
+#include <vector>
+
+#include <sched.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+struct Segment {
+    std::string key, id, mode, bytes;
+    pid_t maker = -1;
+};
+
+// Without those that go by themselves with their last mapping, whose mode has a fourth digit.
+std::vector<Segment> List() {
+    std::ifstream table("/proc/sysvipc/shm");
+    constexpr auto Line = std::numeric_limits<std::streamsize>::max();
+    table.ignore(Line, '\n');
+    std::vector<Segment> segments;
+    for (Segment it; table >> it.key >> it.id >> it.mode >> it.bytes >> it.maker;
+         table.ignore(Line, '\n'))
+        if (it.mode.size() < 4)
+            segments.push_back(it);
+    return segments;
+}
+
+class OwnSegments : public testing::Environment {
+public:
+    void SetUp() override {
+        m_private = unshare(CLONE_NEWIPC) == 0;
+        m_before = List();
+    }
+
+    void TearDown() override {
+        for (const Segment& it : List())
+            if (IsOwn(it))
+                ADD_FAILURE() << "shared memory was left behind: key " << it.key << ", identifier "
+                              << it.id << ", " << it.bytes << " bytes, permissions " << it.mode
+                              << ", made by process " << it.maker;
+    }
+
+private:
+    bool IsOwn(const Segment& segment) const {
+        const auto same = [&segment](const Segment& before) { return before.id == segment.id; };
+        return (m_private || segment.maker == getpid()) &&
+               std::none_of(m_before.begin(), m_before.end(), same);
+    }
+
+    bool m_private = false;
+    std::vector<Segment> m_before;
+};
+
+[[maybe_unused]] const testing::Environment* const g_environment =
+    testing::AddGlobalTestEnvironment(new OwnSegments);
+
+} // namespace
