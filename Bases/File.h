@@ -177,7 +177,7 @@ public:
 private:
     long long m_nReserved; // what Seek returns on a closed handle
     int m_hFile;
-    std::string m_strPath;
+    std::string m_strPath; // always empty; kept for the layout, which derived classes compile in
 };
 
 /// Keeps the name of a handle for text files. It holds nothing and does nothing: it can only be

@@ -5,6 +5,7 @@
 
 #include <cstdint>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <string>
 #include <thread>
@@ -528,6 +529,40 @@ static_assert(std::is_same_v<decltype(&Base64::Encode),
                              int (Base64::*)(const char*, unsigned long, std::string&)>);
 static_assert(
     std::is_same_v<decltype(&Base64::Decode), unsigned long (Base64::*)(const char*, char*)>);
+
+TEST(Base64, CopyIsOneMoreEncoderThatOutlivesTheFirst) {
+    auto first = std::make_unique<Base64>();
+    Base64 copy(*first);
+    first.reset();
+    std::string text;
+    EXPECT_EQ(1, copy.Encode("foob", 4, text));
+    EXPECT_EQ("Zm9vYg==", text);
+}
+
+TEST(Base64, AssignmentGivesTheObjectItselfAndLeavesBothUsable) {
+    Base64 first;
+    Base64 second;
+    EXPECT_EQ(&second, &(second = first));
+    for (Base64* const base64 : {&first, &second}) {
+        char bytes[9] = {};
+        EXPECT_EQ(4U, base64->Decode("Zm9vYg==", bytes));
+        EXPECT_STREQ("foob", bytes);
+    }
+}
+
+// Slicing: what a derived class overrides does not come along.
+TEST(Base64, CopyOfADerivedObjectIsAPlainEncoder) {
+    bool destroyed = false;
+    const Overriding derived(destroyed);
+    Base64 copy(derived);
+    Base64 assigned;
+    assigned = derived;
+    for (Base64* const base64 : {&copy, &assigned}) {
+        std::string text;
+        EXPECT_EQ(1, base64->Encode("f", 1, text));
+        EXPECT_EQ("Zg==", text);
+    }
+}
 
 TEST(Base64, HasNoDataAndKeepsTheOrderOfItsVirtualFunctions) {
     EXPECT_EQ(sizeof(void*), sizeof(Base64));
