@@ -33,7 +33,8 @@ check_answers() {
     [ "$("$program" "$consumer/main.cpp")" = "$size bytes" ] || fail "$program: wrong size"
     [ "$("$program" "$scratch/missing")" = $'[FileIo] Open : Not found.\r' ] ||
         fail "$program: a missing file is not reported"
-    readme_block console 4 | grep -qx "$size bytes" || fail "README.md shows another size than $size"
+    grep -qx "$size bytes" <<<"$(readme_block console 4)" ||
+        fail "README.md shows another size than $size"
 }
 
 diff <(readme_block cpp 1) "$consumer/main.cpp" || fail "README.md shows another program"
@@ -56,5 +57,5 @@ library_dir=$(pkg-config --variable=libdir Vorn-Bases)
 read -ra flags <<<"$(pkg-config --cflags --libs Vorn-Bases)"
 "$cxx" -std=c++17 "$consumer/main.cpp" "${flags[@]}" -Wl,-rpath,"$library_dir" -o "$scratch/size"
 check_answers "$scratch/size"
-ldd "$scratch/size" | grep -q "libVorn-Bases.so.1 => $(realpath "$prefix")" ||
+grep -q "libVorn-Bases.so.1 => $(realpath "$prefix")" <<<"$(ldd "$scratch/size")" ||
     fail "the program runs with another libVorn-Bases than the installed one"
