@@ -13,11 +13,20 @@
 
 namespace Vorn {
 
+/// Sizes, in bytes unless stated.
+namespace CryptoSize {
+inline constexpr unsigned long SeedBlock = 16;
+inline constexpr unsigned long SeedKey = 16;
+inline constexpr unsigned long SeedRoundKeyWords = 32; ///< in words of 32 bits
+inline constexpr unsigned long Md5Context = 88;
+inline constexpr unsigned long Md5Digest = 16;
+} // namespace CryptoSize
+
 /// A cipher or a digest, through which a caller need not know which.
 ///
 /// Thread safety: distinct objects are independent; one object is for one thread at a time.
 ///
-///     unsigned char key[16] = {/* ... */};
+///     unsigned char key[Vorn::CryptoSize::SeedKey] = {/* ... */};
 ///     unsigned char text[] = "seventeen letters";
 ///     unsigned char* output = nullptr;
 ///     unsigned long done = 0, size = 0;
@@ -143,7 +152,7 @@ private:
 ///
 ///     std::string text = Vorn::CryptoHashMd5::MD5String("abc"); // "900150983cd24fb0d6963f7d28e17f72"
 ///
-///     char context[88];
+///     char context[Vorn::CryptoSize::Md5Context];
 ///     Vorn::CryptoHashMd5::MD5Digest_struct digest;
 ///     Vorn::CryptoHashMd5::MD5Init(&context);
 ///     Vorn::CryptoHashMd5::MD5Update(&context, "a", 1);

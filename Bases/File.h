@@ -19,6 +19,45 @@
 
 namespace Vorn {
 
+/// Access masks of FileIo::Open.
+namespace FileAccess {
+inline constexpr unsigned int Read = 0x80000000;
+inline constexpr unsigned int Write = 0x40000000;
+inline constexpr unsigned int ReadWrite = Read | Write;
+} // namespace FileAccess
+
+/// Share modes of FileIo::Open. Sharing is not enforced; see there for the little that it does.
+namespace FileShare {
+inline constexpr unsigned int None = 0;
+inline constexpr unsigned int Read = 1;
+inline constexpr unsigned int Write = 2;
+inline constexpr unsigned int ReadWrite = Read | Write;
+} // namespace FileShare
+
+/// Creation dispositions of FileIo::Open, named after what they do. 3 does what CreateOrEmpty does;
+/// the number that opens an existing file in other systems empties it here, and has no name.
+namespace FileDisposition {
+inline constexpr unsigned int CreateNew = 1;     ///< creates the file; it must not exist
+inline constexpr unsigned int CreateOrEmpty = 2; ///< creates the file, or empties the existing one
+inline constexpr unsigned int OpenExisting = 4;  ///< opens the file; it must exist
+inline constexpr unsigned int CreateNewToWrite = 5; ///< CreateNew; the access must include writing
+} // namespace FileDisposition
+
+/// Origins of FileIo::Seek.
+namespace SeekOrigin {
+inline constexpr unsigned int Begin = 0;
+inline constexpr unsigned int Current = 1;
+inline constexpr unsigned int End = 2;
+} // namespace SeekOrigin
+
+/// Results of FileFind::GetFileType.
+namespace FileType {
+inline constexpr unsigned int None = 0; ///< there is no current entry
+inline constexpr unsigned int Other = 1;
+inline constexpr unsigned int Regular = 2;
+inline constexpr unsigned int Directory = 3;
+} // namespace FileType
+
 /// An unbuffered binary file: each operation is one call of the platform, which is neither repeated
 /// when a signal interrupts it nor continued when it did only a part. The object owns its
 /// descriptor. It is used by one thread at a time.
@@ -41,7 +80,8 @@ namespace Vorn {
 /// A failed position query cannot be told from position 0.
 ///
 ///     Vorn::FileIo file;
-///     if (file.Open("notes.bin", 0xC0000000, 0, 2)) { // read and write; made, or emptied
+///     if (file.Open("notes.bin", Vorn::FileAccess::ReadWrite, Vorn::FileShare::None,
+///                   Vorn::FileDisposition::CreateOrEmpty)) {
 ///         char text[] = "hello";
 ///         file.Write(text, 5);
 ///         file.SeekToBegin();
@@ -63,20 +103,21 @@ public:
     /// Closes the handle if it is open, then opens the file at `path`. Returns true on success.
     /// Returns false after one line on standard output otherwise; the handle is then closed.
     ///
-    /// `nDesiredAccess` holds 0x80000000 to read, 0x40000000 to write, or both; other bits do not
-    /// count. `nShareMode` holds 1 to share for reading and 2 to share for writing; see below for
-    /// the little that it does. `nCreationDisposition` is a set of bits, so that the numbers mean:
+    /// `nDesiredAccess` is one of FileAccess; other bits are ignored. `nShareMode` is one of
+    /// FileShare; see below for the little that it does. `nCreationDisposition` is one of
+    /// FileDisposition. It is a set of bits, so the numbers mean:
     ///
-    ///     | number | first attempt                      | second attempt if the first fails      |
-    ///     | ------ | ---------------------------------- | -------------------------------------- |
-    ///     | 1      | makes the file; it must not exist  | the same again                         |
-    ///     | 2, 3   | makes or empties the file          | the same; unless shared for both, the  |
-    ///     |        |                                    | file must not exist                    |
-    ///     | 4      | the file must exist                | none                                   |
-    ///     | 5      | as 1; the access must include      | none                                   |
-    ///     |        | writing                            |                                        |
-    ///     | 6, 7   | makes or empties the file; 7 asks  | none                                   |
-    ///     |        | for writing as 5 does              |                                        |
+    ///     | number, name     | first attempt                  | second attempt if the first fails  |
+    ///     | ---------------- | ------------------------------ | ---------------------------------- |
+    ///     | 1, CreateNew     | creates the file; it must not  | the same again                     |
+    ///     |                  | exist                          |                                    |
+    ///     | 2, CreateOrEmpty | creates or empties the file    | the same; unless shared for both,  |
+    ///     | 3                |                                | the file must not exist            |
+    ///     | 4, OpenExisting  | the file must exist            | none                               |
+    ///     | 5, Create-       | as 1; the access must include  | none                               |
+    ///     | NewToWrite       | writing                        |                                    |
+    ///     | 6, 7             | creates or empties the file;   | none                               |
+    ///     |                  | 7 asks for writing as 5 does   |                                    |
     ///
     /// Bits above these do not count. Asking for 5 or 7 without writing is the caller's mistake and
     /// ends the process by an assertion; where assertions are compiled out, the attempt is made. A
@@ -128,8 +169,8 @@ public:
     /// and when the handle is not open.
     unsigned int Write(void* buffer, unsigned int size);
 
-    /// Moves the position to `offset` bytes from the begin (`nMoveMethod` 0), from the position (1)
-    /// or from the end (2; an offset back from the end is negative). Returns the new position, from
+    /// Moves the position to `offset` bytes from the origin `nMoveMethod`, one of SeekOrigin; an
+    /// offset back from the end is negative. Returns the new position, from
     /// the begin. On failure returns 0 and the position stays, after the line
     /// "[FileIo] Seek : Invalid Parameter. Move Method Miss\r" if the method is another number.
     ///
@@ -268,7 +309,7 @@ public:
     /// Returns the size in bytes.
     long long GetFileSize();
 
-    /// Returns 2 for a regular file, 3 for a directory, and 1 for anything else.
+    /// Returns one of FileType: 2 for a regular file, 3 for a directory, 1 for anything else.
     unsigned int GetFileType();
 
     /// Return times in milliseconds since 1970-01-01 00:00:00 universal time; negative ones before.
@@ -377,8 +418,12 @@ VORN_BASES_API bool IsExistFile(const std::string& path);
 /// source without end, such as "/dev/zero".
 VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 
+/// Whether CreateDirLevel creates the last part of the path, too.
+inline constexpr int SkipLast = 0;
+inline constexpr int CreateLast = 1;
+
 /// Makes the directories on the way to `path` that are missing: every part of `path` that ends in
-/// "/", looking for these from the character at index `level` on. With `createLast` not 0 it makes
+/// "/", looking for these from the character at index `level` on. With `createLast` CreateLast it makes
 /// `path` itself as well, which matters when that does not end in "/".
 ///
 /// Returns true when each one existed or was made and `path` is a directory at the end. Returns
@@ -386,9 +431,11 @@ VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 /// and `createLast` is tried all the same.
 ///
 ///     using Vorn::FileSys::CreateDirLevel;
-///     CreateDirLevel("/var/tmp/a/b/", 0, 0);  // makes "/var/tmp/a" and "/var/tmp/a/b"
-///     CreateDirLevel("/var/tmp/a/b/c", 0, 0); // false: "/var/tmp/a/b/c" is not there
-///     CreateDirLevel("/var/tmp/a/b/c", 0, 1); // makes it
+///     using Vorn::FileSys::CreateLast;
+///     using Vorn::FileSys::SkipLast;
+///     CreateDirLevel("/var/tmp/a/b/", 0, SkipLast);    // makes "/var/tmp/a" and "/var/tmp/a/b"
+///     CreateDirLevel("/var/tmp/a/b/c", 0, SkipLast);   // false: "/var/tmp/a/b/c" is not there
+///     CreateDirLevel("/var/tmp/a/b/c", 0, CreateLast); // makes it
 ///
 /// Note: from level 0, the first two directories of an absolute path are taken to exist and are
 /// never made, except `path` itself with `createLast`. A path with fewer than two separators behind

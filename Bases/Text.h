@@ -106,6 +106,10 @@ VORN_BASES_API std::string utf8_to_tcs(const std::string& s,
 VORN_BASES_API std::string mbs_to_tcs(const std::string& s, const std::locale& loc = std::locale());
 VORN_BASES_API std::string tcs_to_mbs(const std::string& s, const std::locale& loc = std::locale());
 
+/// The room, in characters, that the text of any 64-bit integer takes in any radix, its terminating
+/// zero included; see _itoa.
+inline constexpr unsigned long IntegerTextSize = 65;
+
 } // namespace Vorn
 
 extern "C" {
@@ -117,7 +121,7 @@ extern "C" {
 /// the terminator.
 ///
 /// The caller must hand over a radix from 2 to 36 and a buffer with room for the text; neither is
-/// checked. 65 characters are enough for every value and radix, 21 for every value in radix 10. With
+/// checked. IntegerTextSize characters are enough for every value and radix, 21 for every value in radix 10. With
 /// a radix above 36 the digits go on behind 'z'; a radix below 2 is an error of the caller's that may
 /// crash or never return.
 ///
@@ -134,7 +138,7 @@ extern "C" {
 ///
 /// Note: an int is widened to long first, so _itoa(-1, buffer, 16) gives sixteen "f", not eight.
 ///
-///     char text[65];
+///     char text[Vorn::IntegerTextSize];
 ///     std::puts(_i64toa(-255, text, 10)); // -255
 ///     std::puts(_i64toa(-255, text, 16)); // ffffffffffffff01
 VORN_BASES_API char* _itoa(int value, char* buffer, int radix);
@@ -154,17 +158,27 @@ VORN_BASES_API wchar_t* _ultow(unsigned long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _i64tow(long long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _ui64tow(unsigned long long value, wchar_t* buffer, int radix);
 
+/// The units of GetSizeUnit.
+namespace SizeUnit {
+inline constexpr int Bytes = 0;
+inline constexpr int Kibibytes = 1;
+inline constexpr int Mebibytes = 2;
+inline constexpr int Gibibytes = 3;
+inline constexpr int Tebibytes = 4;
+inline constexpr int Pebibytes = 5;
+inline constexpr int Exbibytes = 6;
+} // namespace SizeUnit
+
 /// Scales a count of bytes for display. Stores `bytes`, divided by 1024 as often as it takes to
-/// come below 1024 but at most six times, in `scaled`, and returns the number of divisions: 0 for
-/// bytes, 1 for kibibytes, 2 mebibytes, 3 gibibytes, 4 tebibytes, 5 pebibytes, 6 exbibytes. There
-/// is no failure. The library has no names for the units; callers have their own labels. May be
+/// come below 1024 but at most six times, in `scaled`, and returns the number of divisions, one
+/// of SizeUnit. There is no failure. The library has no names for the units; callers have their own labels. May be
 /// called from any thread.
 ///
 /// Note: a negative count is always in bytes. Note: the count becomes a double first, so that one
 /// just below a unit that needs more than 53 bits is already in that unit.
 ///
 ///     double scaled;
-///     int unit = Vorn::GetSizeUnit(1536, scaled); // 1, and 1.5 in `scaled`
+///     int unit = Vorn::GetSizeUnit(1536, scaled); // Kibibytes, and 1.5 in `scaled`
 VORN_BASES_API int GetSizeUnit(long long bytes, double& scaled);
 
 /// Writes a number for display, with a separator, into `buffer`, which holds `size` bytes: as much

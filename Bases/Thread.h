@@ -3,8 +3,8 @@
 
 // Locks, events, threads, a task pool, and memory that processes share.
 //
-// Time-outs are counts of milliseconds: 0xFFFFFFFF waits without limit, 0 tries once and never
-// blocks, any other value waits at most that long, measured on the monotonic clock. (On an object
+// Time-outs are counts of milliseconds: WaitForever (0xFFFFFFFF) waits without limit, TryOnce (0)
+// tries once and never blocks, any other value waits at most that long, measured on the monotonic clock. (On an object
 // with a name any other value is a single try, too; see below.) A wait that may block is a POSIX
 // cancellation point and survives cancellation: nothing stays locked and nothing leaks. A wait of 0
 // is no cancellation point.
@@ -53,6 +53,10 @@ namespace Vorn {
 
 class VornEvent;
 class VornSemaphore;
+
+/// Time-outs with a meaning of their own.
+inline constexpr unsigned int TryOnce = 0;
+inline constexpr unsigned int WaitForever = 0xFFFFFFFF;
 
 /// A critical section: a recursive lock for the threads of one process. The thread that holds it
 /// may lock it again and must unlock it as often. All operations are const, so that a const method
@@ -139,7 +143,7 @@ public:
     /// Takes the mutex, waiting at most `timeoutMs` milliseconds. Returns true when it was taken,
     /// false when the time ran out, when the mutex is not opened, and when a signal handler that
     /// was installed without SA_RESTART interrupted the unlimited wait for a named one. Note: on a
-    /// named mutex every limit other than 0xFFFFFFFF is a single try.
+    /// named mutex every limit other than WaitForever is a single try.
     bool Lock(unsigned int timeoutMs);
 
     /// Frees the mutex, whoever took it. Does nothing on a mutex that is not opened.
@@ -177,6 +181,18 @@ private:
     Mutex& m_mutex;
 };
 
+/// Kinds of events, for Event::Create.
+namespace EventKind {
+inline constexpr int AutoReset = 0;
+inline constexpr int ManualReset = 1;
+} // namespace EventKind
+
+/// States that Event::Create gives an event.
+namespace EventState {
+inline constexpr int NotSet = 0;
+inline constexpr int Set = 1;
+} // namespace EventState
+
 /// A flag that threads wait for.
 ///
 /// A manual-reset event, once set, lets every Wait through until Reset. An auto-reset event is
@@ -204,9 +220,9 @@ private:
 /// and Wait may be called from any thread.
 ///
 ///     Vorn::Event done;
-///     done.Create(1, 0, nullptr); // manual-reset, not set, of this process
+///     done.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr);
 ///     pool.Post([&done] { done.Set(); });
-///     done.Wait(0xFFFFFFFF);
+///     done.Wait(Vorn::WaitForever);
 class VORN_BASES_API Event {
 public:
     /// Makes an event that is not created yet.
@@ -245,7 +261,7 @@ public:
     /// false when the time ran out, when the event has not been created, and when a signal handler
     /// that was installed without SA_RESTART interrupted the unlimited wait for a named one. An
     /// auto-reset event is then not set, whatever the result. Note: on a named event every limit
-    /// other than 0xFFFFFFFF is a single try.
+    /// other than WaitForever is a single try.
     bool Wait(unsigned int timeoutMs);
 
     /// Closes the event; a named one loses its name for every process. Note: whether it was set is
@@ -264,6 +280,18 @@ private:
 };
 
 class Thread;
+
+/// How Thread::StartThread begins.
+namespace ThreadStart {
+inline constexpr int Running = 0;
+inline constexpr int Suspended = 1; ///< the body is held at a gate until ResumeThread
+} // namespace ThreadStart
+
+/// What Thread::StopThread does when the time runs out.
+namespace ThreadStop {
+inline constexpr int LeaveRunning = 0;
+inline constexpr int Cancel = 1;
+} // namespace ThreadStop
 
 /// What a Thread runs when it is not subclassed. The thread does not own its handler; the owner
 /// keeps it alive until the thread has been stopped.
@@ -315,8 +343,8 @@ protected:
 ///     Ticker ticker; // outlives the thread
 ///     Vorn::Thread thread;
 ///     thread.SetThreadHandler(&ticker);
-///     thread.StartThread(0);
-///     thread.StopThread(5000, 0);
+///     thread.StartThread(Vorn::ThreadStart::Running);
+///     thread.StopThread(5000, Vorn::ThreadStop::LeaveRunning);
 class VORN_BASES_API Thread {
 public:
     Thread();
@@ -331,7 +359,7 @@ public:
     /// Asks the body to stop, lets it through the suspend gate, waits at most `timeoutMs`
     /// milliseconds for its end, and joins the thread. Does nothing when there is no thread.
     ///
-    /// When the time runs out: with `bForce` 0 returns at once and leaves the thread running with
+    /// When the time runs out: with `bForce` LeaveRunning returns at once and leaves the thread running with
     /// the stop request standing; otherwise cancels the thread, which ends at its next cancellation
     /// point, and joins it. The stack of a cancelled body is unwound, so its locals are destroyed.
     /// Note: a destructor that is itself at a cancellation point then, such as one that closes a
@@ -353,8 +381,8 @@ public:
     void SetThreadHandler(ThreadHandler* pHandler);
 
     /// Starts the thread; with `bSuspended` not 0 the body is held at a gate until ResumeThread or
-    /// StopThread. A thread that exists is stopped first, by StopThread(0xFFFFFFFF, 1), which waits
-    /// without limit for its body to end. Note: a body that does not obey is never cancelled by
+    /// StopThread. A thread that exists is stopped first, by
+    /// StopThread(WaitForever, Cancel), which waits without limit for its body to end. Note: a body that does not obey is never cancelled by
     /// this, since a wait without limit does not run out; the start then waits for ever.
     ///
     /// Returns true on success. Returns false when OnPreThreadStart refuses, or, after one line on
@@ -449,12 +477,12 @@ private:
 /// until the task has run or the pool has been stopped.
 ///
 ///     Vorn::Event done;
-///     done.Create(1, 0, nullptr);
+///     done.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr);
 ///     Vorn::ThreadTaskPool pool;
-///     pool.StartThread(0);
+///     pool.StartThread(Vorn::ThreadStart::Running);
 ///     pool.Post([&done] { std::puts("on the worker"); done.Set(); });
-///     done.Wait(0xFFFFFFFF);          // StopThread drops what has not begun
-///     pool.StopThread(0xFFFFFFFF, 0);
+///     done.Wait(Vorn::WaitForever); // StopThread drops what has not begun
+///     pool.StopThread(Vorn::WaitForever, Vorn::ThreadStop::LeaveRunning);
 class VORN_BASES_API ThreadTaskPool : public Thread {
 public:
     ThreadTaskPool();
@@ -496,6 +524,18 @@ private:
     Cs m_csTasks;
     Event m_evtTasks;
 };
+
+/// How an object of Shm attaches its segment.
+namespace ShmAccess {
+inline constexpr int ReadWrite = 0;
+inline constexpr int ReadOnly = 1;
+} // namespace ShmAccess
+
+/// What Shm::Create does to the bytes of a new segment.
+namespace ShmFill {
+inline constexpr int None = 0; ///< leaves them as the platform gives them, which is zero on Linux
+inline constexpr int Zero = 1;
+} // namespace ShmFill
 
 /// A segment of memory that several processes reach through one name; a System V segment, which
 /// stays until it is removed, whether or not a process uses it.
@@ -543,7 +583,7 @@ private:
 /// outlives Close and the object; it is the caller's until Unmap.
 ///
 ///     auto* const shm = new Vorn::Shm; // lives on after a refusal, see Close
-///     if (shm->Create(4096, "com.example.state", 0, 1)) {
+///     if (shm->Create(4096, "com.example.state", Vorn::ShmAccess::ReadWrite, Vorn::ShmFill::Zero)) {
 ///         unsigned char* const p = shm->Map();
 ///         if (p != nullptr && p != reinterpret_cast<unsigned char*>(-1)) { // may write, see above
 ///             p[0] = 1;      // seen by every process that has mapped the segment

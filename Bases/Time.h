@@ -27,7 +27,18 @@ namespace Vorn {
 //     unsigned long year = 2024, month = 2, day = 28;
 //     Vorn::GetNextDay(year, month, day);          // 2024-02-29
 //     Vorn::GetDays(2024, 1, 1, year, month, day); // 60, both end days counted
-//     Vorn::GetDayOfWeek(year, month, day);        // 4, a Thursday
+//     Vorn::GetDayOfWeek(year, month, day);        // 4, Weekday::Thursday
+
+/// Days of the week.
+namespace Weekday {
+inline constexpr short Sunday = 0;
+inline constexpr short Monday = 1;
+inline constexpr short Tuesday = 2;
+inline constexpr short Wednesday = 3;
+inline constexpr short Thursday = 4;
+inline constexpr short Friday = 5;
+inline constexpr short Saturday = 6;
+} // namespace Weekday
 
 /// Returns true for a leap year: divisible by 4, and by 400 when divisible by 100. Year 0 is one.
 VORN_BASES_API bool IsLeapYear(unsigned long year);
@@ -132,7 +143,7 @@ using Time = long long;
 struct SysTime {
     short year;         ///< the full year
     short month;        ///< 1 (January) to 12
-    short dayOfWeek;    ///< 0 (Sunday) to 6
+    short dayOfWeek;    ///< one of Weekday
     short day;          ///< 1 to 31
     short hour;         ///< 0 to 23
     short minute;       ///< 0 to 59
@@ -141,10 +152,13 @@ struct SysTime {
     short reserved;     ///< set to -1 by every function that fills the record, read by none
 };
 
+/// In a TimeZone, the `day` of a change on the last such weekday of its month.
+inline constexpr short LastOccurrence = 5;
+
 /// A time zone and the two days of the year on which its clocks change.
 ///
 /// Of the two dates only `month` (1 to 12, 0 for no rule), `dayOfWeek` and `day` are used, where
-/// `day` is the occurrence of that weekday within the month: 1 to 4, or 5 for the last one. The
+/// `day` is the occurrence of that weekday within the month: 1 to 4, or LastOccurrence. The
 /// library reads the dates and `daylightBias`; the rest is carried for callers.
 struct TimeZone {
     int bias;

@@ -101,6 +101,15 @@ VORN_BASES_API unsigned long long letoh64(unsigned long long value);
 
 } // namespace Endian
 
+/// Forms of a Guid's text.
+namespace GuidForm {
+inline constexpr int Clipped = 0; ///< without the first and the last digit
+inline constexpr int Full = 1;
+} // namespace GuidForm
+
+/// The room that the full text of a Guid takes, its terminating zero included.
+inline constexpr unsigned long GuidTextSize = 37;
+
 /// A 128-bit identifier: 16 bytes and nothing else, so it can be copied, stored and sent as plain
 /// bytes. All zero means none.
 ///
@@ -110,7 +119,7 @@ VORN_BASES_API unsigned long long letoh64(unsigned long long value);
 ///     Vorn::Guid id;
 ///     if (!id.Generate())
 ///         return false;                   // the system gave no random bytes
-///     std::string text = id.ToString(1);  // "2f1c8d0e-6a55-4b0f-9d3e-7c0a51b2e994"
+///     std::string text = id.ToString(Vorn::GuidForm::Full); // "2f1c8d0e-6a55-4b0f-9d3e-7c0a51b2e994"
 ///
 ///     Vorn::Guid same;
 ///     same.FromString(text);              // may throw: text from outside needs a try block
@@ -147,11 +156,11 @@ public:
     /// 16th and 20th, 36 characters without braces.
     ///
     /// Returns true on success, with the text in `out` or, with a terminating zero, in `buffer`,
-    /// which has to hold at least 37 bytes. Returns false for a none value and for a null buffer;
+    /// which has to hold at least GuidTextSize bytes. Returns false for a none value and for a null buffer;
     /// `out` and `buffer` are then unchanged. The form that returns the text returns an empty
     /// string for a none value.
     ///
-    /// Note: with `form` 0 the first and the last digit are dropped, which leaves 34 characters
+    /// Note: with `form` Clipped the first and the last digit are dropped, which leaves 34 characters
     /// that FromString does not read back. Every other `form` gives the full text.
     bool ToString(std::string& out, int form) const;
     std::string ToString(int form) const;

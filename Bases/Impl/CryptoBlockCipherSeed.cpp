@@ -17,8 +17,7 @@ using Word = std::uint32_t;
 using Bytes = std::array<unsigned char, 256>;
 using Words = std::array<Word, 256>;
 
-constexpr unsigned long BlockSize = 16;
-constexpr unsigned long KeySize = 16;
+constexpr unsigned long BlockSize = CryptoSize::SeedBlock;
 
 // x times y in the field of 256 elements with the polynomial x^8 + x^6 + x^5 + x + 1.
 constexpr unsigned Product(unsigned x, unsigned y) {
@@ -178,7 +177,7 @@ void CryptoBlockCipherSeed::Destroy() {}
 
 unsigned long CryptoBlockCipherSeed::GetDataSizeUnit() { return BlockSize; }
 
-unsigned long CryptoBlockCipherSeed::GetUserSecretKeySize() { return KeySize; }
+unsigned long CryptoBlockCipherSeed::GetUserSecretKeySize() { return CryptoSize::SeedKey; }
 
 bool CryptoBlockCipherSeed::SetUserSecretKey(const unsigned char* key) {
     if (key == nullptr)

@@ -12,10 +12,10 @@ namespace Vorn {
 namespace {
 
 using Word = std::uint32_t;
-using Context = char[88];
+using Context = char[CryptoSize::Md5Context];
 using Digest = CryptoHashMd5::MD5Digest_struct;
 
-static_assert(sizeof(Digest) == 16 && sizeof(CryptoHashMd5) == sizeof(void*));
+static_assert(sizeof(Digest) == CryptoSize::Md5Digest && sizeof(CryptoHashMd5) == sizeof(void*));
 
 // Where the parts of a context stand: the chaining words come first, then the number of bits, then
 // the block that is not full.

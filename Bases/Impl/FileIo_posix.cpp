@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <Bases/Impl/Assert.h>
-#include <Bases/Impl/FileWords.h>
 
 namespace Vorn {
 
@@ -17,6 +16,11 @@ static_assert(sizeof(off_t) == sizeof(long long), "files beyond 2 GB need 64-bit
 namespace {
 
 constexpr mode_t CreatedMode = 0600;
+
+// A disposition is looked at bit by bit.
+constexpr unsigned int ExclusiveBit = FileDisposition::CreateNew;
+constexpr unsigned int TruncatingBit = FileDisposition::CreateOrEmpty;
+constexpr unsigned int ExistingBit = FileDisposition::OpenExisting;
 
 // Hosts look at errno after a failed operation, so telling of the failure and cleaning up after it
 // must not replace its cause.
@@ -44,20 +48,20 @@ void CloseDescriptor(int descriptor) {
 bool HasAll(unsigned int word, unsigned int bits) { return (word & bits) == bits; }
 
 int DispositionFlags(unsigned int nCreationDisposition) {
-    if (HasAll(nCreationDisposition, CreateTruncating))
+    if (HasAll(nCreationDisposition, TruncatingBit))
         return O_CREAT | O_TRUNC;
-    if (HasAll(nCreationDisposition, CreateExclusive))
+    if (HasAll(nCreationDisposition, ExclusiveBit))
         return O_CREAT | O_EXCL;
     return 0;
 }
 
 // Returns -1 for a word that asks for no access.
 int AccessMode(unsigned int nDesiredAccess) {
-    if (HasAll(nDesiredAccess, AccessRead | AccessWrite))
+    if (HasAll(nDesiredAccess, FileAccess::ReadWrite))
         return O_RDWR;
-    if (HasAll(nDesiredAccess, AccessWrite))
+    if (HasAll(nDesiredAccess, FileAccess::Write))
         return O_WRONLY;
-    if (HasAll(nDesiredAccess, AccessRead))
+    if (HasAll(nDesiredAccess, FileAccess::Read))
         return O_RDONLY;
     return -1;
 }
@@ -65,7 +69,7 @@ int AccessMode(unsigned int nDesiredAccess) {
 // The first attempt has failed, for the callers' purposes, also when it gave descriptor 0. That one
 // is closed only after the second attempt, which would otherwise be given it again.
 int OpenAgain(const char* path, int flags, unsigned int nShareMode, int first) {
-    if (!HasAll(nShareMode, ShareReadWrite))
+    if (!HasAll(nShareMode, FileShare::ReadWrite))
         flags |= O_EXCL;
     const int second = open(path, flags, CreatedMode);
     if (first == 0 && second != first)
@@ -118,7 +122,7 @@ FileIo::~FileIo() { Close(); }
 bool FileIo::Open(const std::string& path, unsigned int nDesiredAccess, unsigned int nShareMode,
                   unsigned int nCreationDisposition) {
     Close();
-    if ((nCreationDisposition & (CreateExclusive | CreateTruncating | ExistingOnly)) == 0) {
+    if ((nCreationDisposition & (ExclusiveBit | TruncatingBit | ExistingBit)) == 0) {
         PrintLine("[FileIo] Open : Invalid Parameter, Creation Disposition Miss.\r");
         errno = EOPNOTSUPP;
         return false;
@@ -129,7 +133,7 @@ bool FileIo::Open(const std::string& path, unsigned int nDesiredAccess, unsigned
         return false;
     }
     int flags = DispositionFlags(nCreationDisposition) | accessMode;
-    if (HasAll(nCreationDisposition, CreateExclusive | ExistingOnly)) {
+    if (HasAll(nCreationDisposition, ExclusiveBit | ExistingBit)) {
         // Spelled without spaces and names: hosts know the failed check by this very text.
         // clang-format off
         VORN_ASSERT((((nDesiredAccess)&((0x40000000L)))==((0x40000000L))));
@@ -137,7 +141,7 @@ bool FileIo::Open(const std::string& path, unsigned int nDesiredAccess, unsigned
         flags |= O_TRUNC;
     }
     m_hFile = open(path.c_str(), flags, CreatedMode);
-    if (m_hFile <= 0 && !HasAll(nCreationDisposition, ExistingOnly))
+    if (m_hFile <= 0 && !HasAll(nCreationDisposition, ExistingBit))
         m_hFile = OpenAgain(path.c_str(), flags, nShareMode, m_hFile);
     if (IsOpened())
         return true;

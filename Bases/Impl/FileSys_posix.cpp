@@ -14,7 +14,6 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
-#include <Bases/Impl/FileWords.h>
 #include <Bases/Impl/Port/FileTimes.h>
 
 namespace Vorn {
@@ -22,12 +21,6 @@ namespace Vorn {
 namespace {
 
 constexpr long long MaxFileNameSize = 1024;
-
-// What GetFileType answers.
-constexpr unsigned int TypeNone = 0;
-constexpr unsigned int TypeOther = 1;
-constexpr unsigned int TypeFile = 2;
-constexpr unsigned int TypeDirectory = 3;
 
 // Some file systems keep seconds that are too many for a count of milliseconds; these wrap.
 Time Milliseconds(time_t seconds, long nanoseconds) {
@@ -135,14 +128,14 @@ long long FileFind::GetFileSize() {
 unsigned int FileFind::GetFileType() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
-        return TypeNone;
+        return FileType::None;
     switch (pInfo->status.st_mode & S_IFMT) {
     case S_IFREG:
-        return TypeFile;
+        return FileType::Regular;
     case S_IFDIR:
-        return TypeDirectory;
+        return FileType::Directory;
     default:
-        return TypeOther;
+        return FileType::Other;
     }
 }
 
@@ -261,9 +254,9 @@ bool GetFileSize(const std::string& path, unsigned long long& size) {
     if (kind == S_IFIFO)
         return false;
     // A directory opens for reading although it has no length; for writing FileIo refuses it.
-    const unsigned int desiredAccess = kind == S_IFDIR ? AccessRead | AccessWrite : AccessRead;
+    const unsigned int desiredAccess = kind == S_IFDIR ? FileAccess::ReadWrite : FileAccess::Read;
     FileIo file;
-    if (!file.Open(path, desiredAccess, ShareReadWrite, ExistingOnly))
+    if (!file.Open(path, desiredAccess, FileShare::ReadWrite, FileDisposition::OpenExisting))
         return false;
     size = static_cast<unsigned long long>(file.GetFileSize());
     return true;

@@ -14,7 +14,7 @@
 
 #include <Bases/Impl/Assert.h>
 #include <Bases/Impl/Port/KernelSem.h>
-#include <Bases/Impl/Timeouts.h>
+#include <Bases/Thread.h>
 
 namespace Vorn {
 
@@ -43,7 +43,7 @@ public:
     // needs no more than the defaults.
     virtual bool WaitJoined(unsigned int timeoutMs, Guard& guard) {
         guard.unlock();
-        return timeoutMs == NoLimit ? Wait() : TimedWait(timeoutMs);
+        return timeoutMs == WaitForever ? Wait() : TimedWait(timeoutMs);
     }
     virtual void DiscardFree() {}
 };
@@ -96,7 +96,7 @@ public:
     bool WaitJoined(unsigned int timeoutMs, Guard& guard) override {
         if (m_bCreated == 0)
             return false;
-        if (timeoutMs != NoLimit)
+        if (timeoutMs != WaitForever)
             return TimedWait(timeoutMs, &guard);
         CountDown();
         return m_sem.Wait(&guard) == KernelWait::Success;
@@ -245,9 +245,9 @@ bool VornSemaphore::Wait(unsigned int timeoutMs) {
     if (m_pImpl == nullptr)
         return false;
     switch (timeoutMs) {
-    case NoLimit:
+    case WaitForever:
         return m_pImpl->Wait();
-    case 0:
+    case TryOnce:
         return m_pImpl->TryWait();
     default:
         return m_pImpl->TimedWait(timeoutMs);

@@ -33,7 +33,7 @@ public:
     /// Frees the semaphore, if there is one; a named one loses its name. Returns true.
     bool Destroy();
 
-    /// Takes a count: 0xFFFFFFFF waits without limit, 0 tries once, otherwise waits at most
+    /// Takes a count: WaitForever waits without limit, TryOnce tries once, otherwise waits at most
     /// `timeoutMs` milliseconds. Returns true when a count was taken.
     bool Wait(unsigned int timeoutMs);
 

@@ -1,7 +1,6 @@
 #include <Bases/Thread.h>
 
 #include <Bases/Impl/CancelShield.h>
-#include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {
 
@@ -19,7 +18,7 @@ ThreadTaskPool::ThreadTaskPool() : m_pTasks(std::make_unique<TaskList>()) {
 // destruction of other tasks posts are destroyed in their turn.
 ThreadTaskPool::~ThreadTaskPool() {
     const CancelShield shield;
-    Thread::StopThread(NoLimit, 1);
+    Thread::StopThread(WaitForever, ThreadStop::Cancel);
     while (DropTasks()) {
     }
 }

@@ -3,7 +3,6 @@
 #include <cstdio>
 
 #include <Bases/Impl/Sem_mac.h>
-#include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {
 
@@ -63,7 +62,7 @@ bool Mutex::IsOpened() { return m_pSem->IsCreated(); }
 
 VornSemaphore* Mutex::GetHandle() { return m_pSem.get(); }
 
-MutexLocker::MutexLocker(Mutex& mutex) : m_mutex(mutex) { m_mutex.Lock(NoLimit); }
+MutexLocker::MutexLocker(Mutex& mutex) : m_mutex(mutex) { m_mutex.Lock(WaitForever); }
 
 MutexLocker::~MutexLocker() { m_mutex.Unlock(); }
 

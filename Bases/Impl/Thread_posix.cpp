@@ -12,7 +12,6 @@
 #include <Bases/Impl/CancelShield.h>
 #include <Bases/Impl/Port/ThreadIdentity.h>
 #include <Bases/Impl/Sem_mac.h>
-#include <Bases/Impl/Timeouts.h>
 
 namespace Vorn {
 
@@ -71,7 +70,7 @@ Thread::Thread()
 
 Thread::~Thread() {
     const CancelShield shield;
-    Thread::StopThread(NoLimit, 1);
+    Thread::StopThread(WaitForever, ThreadStop::Cancel);
 }
 
 void Thread::StopThread(unsigned int timeoutMs, int bForce) {
@@ -95,7 +94,7 @@ void Thread::SetThreadHandler(ThreadHandler* pHandler) { m_pHandler = pHandler; 
 
 bool Thread::StartThread(int bSuspended) {
     if (m_pThread != nullptr)
-        StopThread(NoLimit, 1);
+        StopThread(WaitForever, ThreadStop::Cancel);
     if (OnPreThreadStart() == 0)
         return false;
     try {
@@ -117,7 +116,7 @@ void* Thread::ThreadEntryProc(void* pArgs) {
     const ExitSignal exit(pRecord->exitEvent, pRecord->thread.m_bForced);
 
     if (pRecord->pSuspendEvent != nullptr)
-        pRecord->pSuspendEvent->Wait(NoLimit);
+        pRecord->pSuspendEvent->Wait(WaitForever);
     pRecord->exitEvent.Wait(0); // takes back an end that is left from before, if there is one
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     pRecord->thread.OnThreadEntry();

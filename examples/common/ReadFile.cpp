@@ -13,9 +13,6 @@ namespace Examples {
 
 namespace {
 
-constexpr unsigned int ReadAccess = 0x80000000;
-constexpr unsigned int ShareAll = 3;
-constexpr unsigned int OpenExisting = 4;
 constexpr std::size_t PieceSize = 64UL * 1024;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
@@ -39,7 +36,8 @@ std::string ReadInPieces(const std::string& name,
     if (std::string reason = WhyNotReadable(name); !reason.empty())
         return reason;
     Vorn::FileIo file;
-    if (!file.Open(name, ReadAccess, ShareAll, OpenExisting))
+    if (!file.Open(name, Vorn::FileAccess::Read, Vorn::FileShare::ReadWrite,
+                   Vorn::FileDisposition::OpenExisting))
         return ErrorText(errno);
 
     std::array<char, PieceSize> piece; // filled by Read as far as it is used

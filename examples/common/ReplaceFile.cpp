@@ -32,7 +32,8 @@ fs::path PathBeside(const fs::path& target, const std::string& program) {
     Vorn::Guid unique;
     if (!unique.Generate())
         throw std::runtime_error("no temporary name could be made");
-    return target.parent_path() / (BeginOfName(program) + unique.ToString(1) + std::string(End));
+    return target.parent_path() /
+           (BeginOfName(program) + unique.ToString(Vorn::GuidForm::Full) + std::string(End));
 }
 
 /// Removes the file at its path, if there is one by then.

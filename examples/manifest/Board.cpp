@@ -91,13 +91,13 @@ std::string MakeLockName() {
     Vorn::Guid unique;
     if (!unique.Generate())
         return "";
-    return LockPrefix(Vorn::GetProcessId()) + unique.ToString(1);
+    return LockPrefix(Vorn::GetProcessId()) + unique.ToString(Vorn::GuidForm::Full);
 }
 
 bool LockWithin(Vorn::Mutex& lock, unsigned int milliseconds) {
     constexpr std::chrono::milliseconds Pause(1);
     for (unsigned int tries = 0;; ++tries) {
-        if (lock.Lock(0))
+        if (lock.Lock(Vorn::TryOnce))
             return true;
         if (tries == milliseconds)
             return false;

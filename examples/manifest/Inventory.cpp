@@ -16,7 +16,6 @@ using Examples::ReadInPieces;
 
 namespace {
 
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 constexpr unsigned int ReportIntervalMs = 200;
 
 /// What the worker has done so far.
@@ -81,7 +80,9 @@ void Measure(Entry& entry, Done& done) {
 }
 
 // StartThread is content also when the platform refuses the thread; nobody would ever run a task.
-bool Start(Vorn::ThreadTaskPool& pool) { return pool.StartThread(0) && pool.GetThreadId() != 0; }
+bool Start(Vorn::ThreadTaskPool& pool) {
+    return pool.StartThread(Vorn::ThreadStart::Running) && pool.GetThreadId() != 0;
+}
 
 } // namespace
 
@@ -91,7 +92,8 @@ Advance MeasureFiles(std::vector<Entry>& entries,
     Done done;
     Vorn::Event measured;
     Vorn::ThreadTaskPool pool; // behind what its tasks use, so that it is gone first
-    if (!measured.Create(1, 0, nullptr) || !Start(pool))
+    if (!measured.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr) ||
+        !Start(pool))
         throw std::runtime_error("no worker thread could be started");
 
     report(advance);
@@ -108,7 +110,7 @@ Advance MeasureFiles(std::vector<Entry>& entries,
         advance.bytes = done.bytes;
         report(advance);
     }
-    pool.StopThread(NoLimit, 0);
+    pool.StopThread(Vorn::WaitForever, Vorn::ThreadStop::LeaveRunning);
     advance.files = done.files;
     advance.bytes = done.bytes;
     return advance;

@@ -103,9 +103,8 @@ void SaveChecked(Vorn::XmlWriter& xml, const std::string& path) {
     unsigned long size = 0;
     xml.GetXmlBuffer(size);
     Vorn::FileIo saved;
-    constexpr unsigned int WriteAccess = 0x40000000;
-    constexpr unsigned int OpenExisting = 4;
-    if (!saved.Open(path, WriteAccess, 0, OpenExisting) ||
+    if (!saved.Open(path, Vorn::FileAccess::Write, Vorn::FileShare::None,
+                    Vorn::FileDisposition::OpenExisting) ||
         saved.GetFileSize() != static_cast<long long>(size) || !saved.Flush())
         throw std::runtime_error("not all of it could be written");
 }

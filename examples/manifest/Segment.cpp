@@ -13,9 +13,6 @@ namespace Manifest {
 
 namespace {
 
-constexpr int ForReading = 1;
-constexpr int ForWriting = 0;
-
 // Never destroyed; the list is not, either, and keeps them reachable.
 Vorn::Shm& MakeLastingShm() {
     static auto& all = *new std::forward_list<Vorn::Shm>;
@@ -71,7 +68,7 @@ Segment::~Segment() {
 Segment::Creation Segment::Create(const std::string& name) {
     Vorn::Shm& made = MakeLastingShm();
     UseUpFirstIdentifier();
-    if (!made.Create(Size, name.c_str(), ForReading, 0))
+    if (!made.Create(Size, name.c_str(), Vorn::ShmAccess::ReadOnly, Vorn::ShmFill::None))
         return Creation::NotMade;
     unsigned char* const data = made.Map();
     if (!IsMapped(data)) // somebody has removed it already, or there is no room for any
@@ -90,7 +87,8 @@ bool Segment::Open(const std::string& name, Access access) {
     if (known.id == -1)
         return false;
     Vorn::Shm& found = MakeLastingShm();
-    found.Open(name.c_str(), access == Access::Read ? ForReading : ForWriting);
+    found.Open(name.c_str(),
+               access == Access::Read ? Vorn::ShmAccess::ReadOnly : Vorn::ShmAccess::ReadWrite);
     unsigned char* const data = found.Map();
     if (!IsMapped(data))
         return false;

@@ -26,7 +26,7 @@ Row MakeRow(const Entry& entry) {
                 "-",
                 ForDisplay(entry.name) + ": " + ForDisplay(entry.failure)};
     const std::string written = entry.writtenLocal.empty() ? "-" : ForDisplay(entry.writtenLocal);
-    const std::string id = entry.id.ToString(1);
+    const std::string id = entry.id.ToString(Vorn::GuidForm::Full);
     if (entry.kind != Kind::File)
         return {NameOf(entry.kind), "-", "-", "-", written, id, ForDisplay(entry.name)};
     return {NameOf(entry.kind),

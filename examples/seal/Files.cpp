@@ -24,9 +24,6 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr unsigned int WriteAccess = 0x40000000;
-constexpr unsigned int ShareAll = 3;
-constexpr unsigned int CreateNewToWrite = 5;
 constexpr std::size_t PieceSize = 1UL << 20U;
 
 [[noreturn]] void Complain(const std::string& name, const std::string& reason) {
@@ -67,7 +64,8 @@ void WriteNew(const std::string& name, std::string& bytes) {
     if (access((fs::path(name).parent_path() / ".").c_str(), W_OK | X_OK) != 0)
         refuse();
     Vorn::FileIo file;
-    if (!file.Open(name, WriteAccess, ShareAll, CreateNewToWrite))
+    if (!file.Open(name, Vorn::FileAccess::Write, Vorn::FileShare::ReadWrite,
+                   Vorn::FileDisposition::CreateNewToWrite))
         refuse();
     for (std::size_t done = 0; done < bytes.size();) {
         const std::size_t size = std::min(bytes.size() - done, PieceSize);

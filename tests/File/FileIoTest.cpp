@@ -32,12 +32,9 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using VornTest::TempDir;
+namespace FileAccess = Vorn::FileAccess;
 
 namespace {
-
-constexpr unsigned int ReadAccess = 0x80000000;
-constexpr unsigned int WriteAccess = 0x40000000;
-constexpr unsigned int ReadWriteAccess = 0xC0000000;
 
 struct OpenCall {
     std::string path;
@@ -267,7 +264,7 @@ class OpenedFile : public testing::Test {
 protected:
     void SetUp() override {
         WriteFile(path, "0123456789");
-        ASSERT_TRUE(file.Open(path, ReadWriteAccess, 3, 4));
+        ASSERT_TRUE(file.Open(path, FileAccess::ReadWrite, 3, 4));
     }
 
     TempDir dir;
@@ -358,7 +355,7 @@ TEST(FileIoHandle, CloseDoesNothingWhenClosed) {
 
 TEST_F(OpenedFile, ClosesItsDescriptorOnce) {
     Platform platform;
-    ASSERT_TRUE(file.Open(path, ReadAccess, 3, 4));
+    ASSERT_TRUE(file.Open(path, FileAccess::Read, 3, 4));
     platform.closes.clear();
     file.Close();
     EXPECT_FALSE(file.IsOpened());
@@ -369,7 +366,7 @@ TEST_F(OpenedFile, ClosesItsDescriptorOnce) {
 TEST_F(OpenedFile, IsClosedAlsoWhenTheSystemReportsAFailedClose) {
     Platform platform;
     platform.close = {std::nullopt};
-    ASSERT_TRUE(file.Open(path, ReadAccess, 3, 4));
+    ASSERT_TRUE(file.Open(path, FileAccess::Read, 3, 4));
     platform.close = {Answer{-1, EIO}};
     errno = EDOM;
     file.Close();
@@ -382,7 +379,7 @@ TEST_F(OpenedFile, IsClosedByItsDestructor) {
     const int before = OpenDescriptors();
     {
         const std::unique_ptr<Vorn::FileIo> other(new Vorn::FileIo);
-        ASSERT_TRUE(other->Open(path, ReadAccess, 3, 4));
+        ASSERT_TRUE(other->Open(path, FileAccess::Read, 3, 4));
         EXPECT_EQ(before + 1, OpenDescriptors());
     }
     EXPECT_EQ(before, OpenDescriptors());
@@ -403,7 +400,7 @@ TEST_F(OpenedFile, NeverTellsItsPath) {
 TEST_F(OpenedFile, IsClosedBeforeItIsOpenedAnew) {
     WriteFile(dir.File("other"), "other");
     const Platform platform;
-    ASSERT_TRUE(file.Open(dir.File("other"), ReadAccess, 3, 4));
+    ASSERT_TRUE(file.Open(dir.File("other"), FileAccess::Read, 3, 4));
     EXPECT_THAT(platform.calls, ElementsAre("close", "open"));
     std::array<char, 8> buffer{};
     EXPECT_EQ(5U, file.Read(buffer.data(), 8));
@@ -413,9 +410,9 @@ TEST_F(OpenedFile, IsClosedBeforeItIsOpenedAnew) {
 TEST_F(OpenedFile, StaysClosedAfterEveryFailedOpen) {
     struct {
         unsigned int access, disposition;
-    } const failing[] = {{0, 4}, {ReadAccess, 0}, {ReadAccess, 4}};
+    } const failing[] = {{0, 4}, {FileAccess::Read, 0}, {FileAccess::Read, 4}};
     for (const auto& words : failing) {
-        ASSERT_TRUE(file.Open(path, ReadAccess, 3, 4));
+        ASSERT_TRUE(file.Open(path, FileAccess::Read, 3, 4));
         const int before = OpenDescriptors();
         bool opened = true;
         Printed(
@@ -452,16 +449,16 @@ struct Access {
     int mode;
 };
 
-const std::array<Access, 6> Accesses = {{{ReadAccess, O_RDONLY},
-                                         {WriteAccess, O_WRONLY},
-                                         {ReadWriteAccess, O_RDWR},
-                                         {ReadAccess | 0x3FFFFFFF, O_RDONLY},
-                                         {WriteAccess | 0x00000001, O_WRONLY},
+const std::array<Access, 6> Accesses = {{{FileAccess::Read, O_RDONLY},
+                                         {FileAccess::Write, O_WRONLY},
+                                         {FileAccess::ReadWrite, O_RDWR},
+                                         {FileAccess::Read | 0x3FFFFFFF, O_RDONLY},
+                                         {FileAccess::Write | 0x00000001, O_WRONLY},
                                          {0xFFFFFFFF, O_RDWR}}};
 
 // Disposition words that ask for truncation without write access are a mistake of the caller.
 bool IsMistake(unsigned int access, unsigned int disposition) {
-    return (disposition & 5) == 5 && (access & WriteAccess) == 0;
+    return (disposition & 5) == 5 && (access & FileAccess::Write) == 0;
 }
 
 std::vector<OpenCall> Expected(const Access& access, unsigned int share, unsigned int disposition) {
@@ -516,7 +513,8 @@ TEST_P(FileIoAttempts, AreNoMoreThanOneWhenTheFirstSucceeds) {
         platform.close = {Answer{0}};
         Vorn::FileIo file;
         bool result = false;
-        EXPECT_EQ("", Printed([&] { result = file.Open("p", WriteAccess, share, GetParam()); }));
+        EXPECT_EQ("",
+                  Printed([&] { result = file.Open("p", FileAccess::Write, share, GetParam()); }));
         EXPECT_TRUE(result);
         EXPECT_TRUE(file.IsOpened());
         EXPECT_EQ(1U, platform.opens.size());
@@ -537,7 +535,7 @@ TEST_P(FileIoSecondAttempt, SucceedsSilentlyAfterAFailedFirst) {
     platform.open = {Answer{-1, EACCES}, Answer{77}};
     Vorn::FileIo file;
     bool result = false;
-    EXPECT_EQ("", Printed([&] { result = file.Open("p", ReadAccess, 0, GetParam()); }));
+    EXPECT_EQ("", Printed([&] { result = file.Open("p", FileAccess::Read, 0, GetParam()); }));
     EXPECT_TRUE(result);
     platform.closes.clear();
     platform.close = {Answer{0}};
@@ -549,7 +547,7 @@ TEST_P(FileIoSecondAttempt, MayYieldDescriptorZero) {
     Platform platform;
     platform.open = {Answer{-1, EACCES}, Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", ReadAccess, 0, GetParam()));
+    EXPECT_TRUE(file.Open("p", FileAccess::Read, 0, GetParam()));
     EXPECT_TRUE(file.IsOpened());
     EXPECT_THAT(platform.closes, IsEmpty());
     platform.close = {Answer{0}};
@@ -562,7 +560,7 @@ TEST_P(FileIoSecondAttempt, ReplacesDescriptorZeroOfTheFirst) {
     platform.open = {Answer{0}, Answer{77}};
     platform.close = {Answer{0}, Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", ReadAccess, 0, GetParam()));
+    EXPECT_TRUE(file.Open("p", FileAccess::Read, 0, GetParam()));
     EXPECT_EQ(2U, platform.opens.size());
     EXPECT_THAT(platform.closes, ElementsAre(0));
     file.Close();
@@ -577,7 +575,7 @@ TEST_P(FileIoSecondAttempt, DecidesTheFailureAfterDescriptorZero) {
     bool result = true;
     int error = 0;
     EXPECT_EQ("[FileIo] Open : Always existing.\r\n", Printed([&] {
-                  result = file.Open("p", ReadAccess, 0, GetParam());
+                  result = file.Open("p", FileAccess::Read, 0, GetParam());
                   error = errno;
               }));
     EXPECT_FALSE(result);
@@ -592,7 +590,7 @@ TEST_P(FileIoSecondAttempt, KeepsDescriptorZeroWhenItYieldsItAnew) {
     platform.open = {Answer{0}, Answer{0}};
     platform.close = {Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", ReadAccess, 0, GetParam()));
+    EXPECT_TRUE(file.Open("p", FileAccess::Read, 0, GetParam()));
     EXPECT_THAT(platform.closes, IsEmpty());
     file.Close();
     EXPECT_THAT(platform.closes, ElementsAre(0));
@@ -604,7 +602,7 @@ TEST(FileIoOpen, AcceptsDescriptorZeroWhereThereIsNoSecondAttempt) {
         platform.open = {Answer{0}};
         platform.close = {Answer{0}};
         Vorn::FileIo file;
-        EXPECT_TRUE(file.Open("p", WriteAccess, 0, disposition));
+        EXPECT_TRUE(file.Open("p", FileAccess::Write, 0, disposition));
         EXPECT_TRUE(file.IsOpened());
         EXPECT_EQ(1U, platform.opens.size());
         EXPECT_THAT(platform.closes, IsEmpty());
@@ -640,7 +638,7 @@ private:
 TEST_F(WithoutStandardInput, ASharedFileOpensWithAnotherDescriptor) {
     Vorn::FileIo file;
     Platform platform;
-    ASSERT_TRUE(file.Open(dir.File("file"), WriteAccess, 3, 2));
+    ASSERT_TRUE(file.Open(dir.File("file"), FileAccess::Write, 3, 2));
     EXPECT_EQ(0, platform.opened.at(0));
     EXPECT_LT(0, platform.opened.at(1));
     EXPECT_TRUE(IsZeroFree());
@@ -655,7 +653,7 @@ TEST_F(WithoutStandardInput, MakingAFileFailsAndLeavesIt) {
         Vorn::FileIo file;
         bool result = true;
         EXPECT_EQ("[FileIo] Open : Always existing.\r\n",
-                  Printed([&] { result = file.Open(path, WriteAccess, 0, disposition); }));
+                  Printed([&] { result = file.Open(path, FileAccess::Write, 0, disposition); }));
         EXPECT_FALSE(result);
         EXPECT_TRUE(std::filesystem::exists(path));
         EXPECT_TRUE(IsZeroFree());
@@ -670,7 +668,7 @@ TEST_F(WithoutStandardInput, AFailedOpenHasEmptiedAnExistingFile) {
         Vorn::FileIo file;
         bool result = true;
         EXPECT_EQ("[FileIo] Open : Always existing.\r\n",
-                  Printed([&] { result = file.Open(path, ReadAccess, 0, disposition); }));
+                  Printed([&] { result = file.Open(path, FileAccess::Read, 0, disposition); }));
         EXPECT_FALSE(result);
         EXPECT_EQ("", TextOf(path));
     }
@@ -679,7 +677,7 @@ TEST_F(WithoutStandardInput, AFailedOpenHasEmptiedAnExistingFile) {
 TEST_F(WithoutStandardInput, AnExistingFileOpensAsDescriptorZero) {
     WriteFile(dir.File("file"), "text");
     Vorn::FileIo file;
-    ASSERT_TRUE(file.Open(dir.File("file"), ReadAccess, 0, 4));
+    ASSERT_TRUE(file.Open(dir.File("file"), FileAccess::Read, 0, 4));
     EXPECT_FALSE(IsZeroFree());
     EXPECT_TRUE(file.IsOpened());
     file.Close();
@@ -703,7 +701,7 @@ protected:
 
 TEST_F(FileIoDisposition, MakesAFileForItsOwnerOnly) {
     const mode_t mask = umask(0);
-    const std::string output = OpenAndListen(WriteAccess, 0, 1);
+    const std::string output = OpenAndListen(FileAccess::Write, 0, 1);
     umask(mask);
     EXPECT_EQ("", output);
     EXPECT_TRUE(opened);
@@ -715,7 +713,7 @@ TEST_F(FileIoDisposition, MakesAFileForItsOwnerOnly) {
 
 TEST_F(FileIoDisposition, OneRefusesAnExistingFile) {
     WriteFile(path, "text");
-    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(ReadWriteAccess, 3, 1));
+    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(FileAccess::ReadWrite, 3, 1));
     EXPECT_FALSE(opened);
     EXPECT_EQ("text", TextOf(path));
 }
@@ -723,7 +721,7 @@ TEST_F(FileIoDisposition, OneRefusesAnExistingFile) {
 TEST_F(FileIoDisposition, TwoAndThreeEmptyAnExistingFile) {
     for (const unsigned int disposition : {2U, 3U}) {
         WriteFile(path, "text");
-        EXPECT_EQ("", OpenAndListen(WriteAccess, 0, disposition));
+        EXPECT_EQ("", OpenAndListen(FileAccess::Write, 0, disposition));
         EXPECT_TRUE(opened);
         EXPECT_EQ("", TextOf(path));
     }
@@ -732,7 +730,7 @@ TEST_F(FileIoDisposition, TwoAndThreeEmptyAnExistingFile) {
 TEST_F(FileIoDisposition, TwoAndThreeEmptyAFileThatIsOnlyRead) {
     for (const unsigned int disposition : {2U, 3U}) {
         WriteFile(path, "text");
-        EXPECT_EQ("", OpenAndListen(ReadAccess, 0, disposition));
+        EXPECT_EQ("", OpenAndListen(FileAccess::Read, 0, disposition));
         EXPECT_TRUE(opened);
         EXPECT_EQ("", TextOf(path));
     }
@@ -740,7 +738,7 @@ TEST_F(FileIoDisposition, TwoAndThreeEmptyAFileThatIsOnlyRead) {
 
 TEST_F(FileIoDisposition, FourKeepsAnExistingFile) {
     WriteFile(path, "text");
-    EXPECT_EQ("", OpenAndListen(ReadWriteAccess, 0, 4));
+    EXPECT_EQ("", OpenAndListen(FileAccess::ReadWrite, 0, 4));
     EXPECT_TRUE(opened);
     EXPECT_EQ("text", TextOf(path));
 }
@@ -748,23 +746,23 @@ TEST_F(FileIoDisposition, FourKeepsAnExistingFile) {
 TEST_F(FileIoDisposition, OpensAFileThatAnotherHandleDoesNotShare) {
     WriteFile(path, "text");
     Vorn::FileIo other;
-    ASSERT_TRUE(other.Open(path, ReadWriteAccess, 0, 4));
-    EXPECT_EQ("", OpenAndListen(ReadWriteAccess, 0, 4));
+    ASSERT_TRUE(other.Open(path, FileAccess::ReadWrite, 0, 4));
+    EXPECT_EQ("", OpenAndListen(FileAccess::ReadWrite, 0, 4));
     EXPECT_TRUE(opened);
 }
 
 TEST_F(FileIoDisposition, FourRefusesAMissingFile) {
-    EXPECT_EQ("[FileIo] Open : Not found.\r\n", OpenAndListen(ReadAccess, 0, 4));
+    EXPECT_EQ("[FileIo] Open : Not found.\r\n", OpenAndListen(FileAccess::Read, 0, 4));
     EXPECT_FALSE(opened);
     EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 TEST_F(FileIoDisposition, FiveMakesAFileAndRefusesAnExistingOne) {
-    EXPECT_EQ("", OpenAndListen(WriteAccess, 0, 5));
+    EXPECT_EQ("", OpenAndListen(FileAccess::Write, 0, 5));
     EXPECT_TRUE(opened);
     file.Close();
     WriteFile(path, "text");
-    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(WriteAccess, 3, 5));
+    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(FileAccess::Write, 3, 5));
     EXPECT_FALSE(opened);
     EXPECT_EQ("text", TextOf(path));
 }
@@ -772,14 +770,14 @@ TEST_F(FileIoDisposition, FiveMakesAFileAndRefusesAnExistingOne) {
 TEST_F(FileIoDisposition, TheCauseOfTheFirstAttemptIsLostUnlessSharedForBoth) {
     Platform platform;
     platform.open = {Answer{-1, EACCES}, Answer{-1, EEXIST}};
-    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(WriteAccess, 1, 2));
+    EXPECT_EQ("[FileIo] Open : Always existing.\r\n", OpenAndListen(FileAccess::Write, 1, 2));
     platform.open = {Answer{-1, EACCES}, Answer{-1, EACCES}};
-    EXPECT_EQ("[FileIo] Open : Access Denied\r\n", OpenAndListen(WriteAccess, 3, 2));
+    EXPECT_EQ("[FileIo] Open : Access Denied\r\n", OpenAndListen(FileAccess::Write, 3, 2));
 }
 
 TEST_F(FileIoDisposition, LetsExecutedProgramsInheritTheDescriptor) {
     Platform platform;
-    ASSERT_TRUE(file.Open(path, WriteAccess, 0, 2));
+    ASSERT_TRUE(file.Open(path, FileAccess::Write, 0, 2));
     EXPECT_EQ(0, fcntl(platform.opened.front(), F_GETFD) & FD_CLOEXEC);
 }
 
@@ -797,7 +795,7 @@ protected:
         bool opened = true;
         int after = 0;
         std::string line = Printed([&] {
-            opened = file.Open("p", ReadAccess, 0, 4);
+            opened = file.Open("p", FileAccess::Read, 0, 4);
             after = errno;
         });
         EXPECT_FALSE(opened);
@@ -843,7 +841,7 @@ TEST_F(FileIoFailure, OfTheSystemIsNotTriedAgainWhenInterrupted) {
     platform.open = {Answer{-1, EINTR}};
     Vorn::FileIo file;
     bool opened = true;
-    Printed([&] { opened = file.Open("p", ReadAccess, 0, 4); });
+    Printed([&] { opened = file.Open("p", FileAccess::Read, 0, 4); });
     EXPECT_FALSE(opened);
     EXPECT_EQ(1U, platform.opens.size());
 }
@@ -875,7 +873,7 @@ Refusal Refuse(Vorn::FileIo& file, unsigned int access, unsigned int disposition
 TEST_F(FileIoFailure, OfAMissingDispositionIsNotSupported) {
     for (const unsigned int disposition : {0U, 8U, 0xFFFFFFF8U}) {
         Vorn::FileIo file;
-        const Refusal refusal = Refuse(file, ReadAccess, disposition);
+        const Refusal refusal = Refuse(file, FileAccess::Read, disposition);
         EXPECT_EQ("[FileIo] Open : Invalid Parameter, Creation Disposition Miss.\r\n",
                   refusal.line);
         EXPECT_EQ(EOPNOTSUPP, refusal.error);
@@ -914,7 +912,7 @@ TEST(FileIoDeathTest, StopsAtTruncationWithoutWriteAccess) {
     Vorn::FileIo file;
     for (const unsigned int disposition : {5U, 7U, 13U}) {
         EXPECT_DEATH(
-            file.Open("p", ReadAccess, 3, disposition),
+            file.Open("p", FileAccess::Read, 3, disposition),
             testing::AllOf(
                 HasSubstr(": Bases/Impl/FileIo_posix.cpp:"), HasSubstr("bool Vorn::FileIo::Open("),
                 HasSubstr("`(((nDesiredAccess)&((0x40000000L)))==((0x40000000L)))' failed")));
@@ -926,7 +924,7 @@ TEST(FileIoOpen, TruncatesWithoutWriteAccessWhereAssertionsAreCompiledOut) {
     platform.open = {Answer{77}};
     platform.close = {Answer{0}};
     Vorn::FileIo file;
-    EXPECT_TRUE(file.Open("p", ReadAccess, 3, 5));
+    EXPECT_TRUE(file.Open("p", FileAccess::Read, 3, 5));
     EXPECT_THAT(platform.opens, ElementsAre(OpenCall{"p", O_CREAT | O_EXCL | O_TRUNC, 0600}));
     file.Close();
 }
@@ -992,9 +990,9 @@ TEST_F(OpenedFile, GivesZeroForAFailedTransferAndDoesNotTryAgain) {
 
 TEST_F(OpenedFile, GivesZeroForATransferThatItsAccessDoesNotAllow) {
     char byte = 'x';
-    ASSERT_TRUE(file.Open(path, ReadAccess, 0, 4));
+    ASSERT_TRUE(file.Open(path, FileAccess::Read, 0, 4));
     EXPECT_EQ("", Printed([&] { EXPECT_EQ(0U, file.Write(&byte, 1)); }));
-    ASSERT_TRUE(file.Open(path, WriteAccess, 0, 4));
+    ASSERT_TRUE(file.Open(path, FileAccess::Write, 0, 4));
     EXPECT_EQ("", Printed([&] { EXPECT_EQ(0U, file.Read(&byte, 1)); }));
     EXPECT_EQ("0123456789", TextOf(path));
 }
@@ -1009,7 +1007,7 @@ TEST(FileIoPipe, GivesWhatIsThereAlthoughMoreWasAsked) {
     const TempDir dir;
     Vorn::FileIo file;
     // For both, so that opening does not wait.
-    ASSERT_TRUE(file.Open(Fifo(dir), ReadWriteAccess, 3, 4));
+    ASSERT_TRUE(file.Open(Fifo(dir), FileAccess::ReadWrite, 3, 4));
     char text[] = "hello";
     EXPECT_EQ(5U, file.Write(text, 5));
     std::array<char, 100> buffer{};
@@ -1144,7 +1142,7 @@ TEST(FileIoPosition, OfAClosedHandleIsAskedOfTheSystemByTheOthers) {
 TEST(FileIoPipe, HasNoPositionAndNoLength) {
     const TempDir dir;
     Vorn::FileIo file;
-    ASSERT_TRUE(file.Open(Fifo(dir), ReadWriteAccess, 3, 4));
+    ASSERT_TRUE(file.Open(Fifo(dir), FileAccess::ReadWrite, 3, 4));
     const int before = OpenDescriptors();
     EXPECT_EQ("", Printed([&] {
                   EXPECT_EQ(0, file.Seek(1, 0));
@@ -1258,7 +1256,8 @@ TEST_F(OpenedFile, FlushesThroughTheSystem) {
 TEST(FileIoExample, WritesAndReadsBack) {
     const TempDir dir;
     Vorn::FileIo file;
-    ASSERT_TRUE(file.Open(dir.File("notes.bin"), 0xC0000000, 0, 2));
+    ASSERT_TRUE(file.Open(dir.File("notes.bin"), FileAccess::ReadWrite, Vorn::FileShare::None,
+                          Vorn::FileDisposition::CreateOrEmpty));
     char text[] = "hello";
     EXPECT_EQ(5U, file.Write(text, 5));
     file.SeekToBegin();

@@ -25,12 +25,10 @@
 namespace {
 
 using Vorn::Event;
+namespace EventKind = Vorn::EventKind;
 using Vorn::VornEvent;
+using Vorn::WaitForever;
 using namespace std::chrono_literals;
-
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
-constexpr int ManualReset = 1;
-constexpr int AutoReset = 0;
 
 std::atomic<bool> g_failCondInit{false};
 bool g_failNothrowNew = false;
@@ -121,7 +119,7 @@ TEST(Event, IsNotOpenedAtFirst) {
     EXPECT_NE(nullptr, event.GetHandle());
     EXPECT_FALSE(event.Wait(0));
     EXPECT_FALSE(event.Wait(20));
-    EXPECT_FALSE(event.Wait(NoLimit));
+    EXPECT_FALSE(event.Wait(WaitForever));
     EXPECT_FALSE(event.Reset());
     event.Close();
     EXPECT_FALSE(event.IsOpened());
@@ -131,16 +129,16 @@ TEST(Event, SetBeforeCreateIsRememberedAndEveryWaitPasses) {
     Event event;
     EXPECT_TRUE(event.Set());
     EXPECT_TRUE(event.Wait(0));
-    EXPECT_TRUE(event.Wait(NoLimit));
+    EXPECT_TRUE(event.Wait(WaitForever));
     EXPECT_FALSE(event.Reset()); // and leaves it set
     EXPECT_TRUE(event.Wait(0));
 }
 
 TEST(Event, ManualResetCreatedSetPassesUntilReset) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
     EXPECT_TRUE(event.IsOpened());
-    for (const unsigned int timeoutMs : {0U, 5U, NoLimit, 0U})
+    for (const unsigned int timeoutMs : {0U, 5U, WaitForever, 0U})
         EXPECT_TRUE(event.Wait(timeoutMs));
     EXPECT_TRUE(event.Reset());
     EXPECT_FALSE(event.Wait(0));
@@ -149,7 +147,7 @@ TEST(Event, ManualResetCreatedSetPassesUntilReset) {
 
 TEST(Event, ManualResetWaitsPassFromTheFlagWithoutTouchingTheSemaphore) {
     VornEvent event;
-    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
     EXPECT_TRUE(event.Wait(0));
     EXPECT_TRUE(event.Wait(5));
     EXPECT_EQ(1, ReportedCount(event));
@@ -159,7 +157,7 @@ TEST(Event, ManualResetWaitsPassFromTheFlagWithoutTouchingTheSemaphore) {
 
 TEST(Event, AutoResetCreatedSetPassesOnce) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 1, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 1, nullptr));
     EXPECT_TRUE(event.Wait(0));
     EXPECT_FALSE(event.Wait(0));
     EXPECT_FALSE(event.Wait(5));
@@ -167,11 +165,11 @@ TEST(Event, AutoResetCreatedSetPassesOnce) {
 
 TEST(Event, AutoResetPassesOncePerSet) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     EXPECT_FALSE(event.Wait(0));
     for (int i = 0; i < 3; ++i) {
         EXPECT_TRUE(event.Set());
-        EXPECT_TRUE(event.Wait(i == 1 ? NoLimit : 0));
+        EXPECT_TRUE(event.Wait(i == 1 ? WaitForever : 0));
         EXPECT_FALSE(event.Wait(0));
     }
 }
@@ -184,7 +182,7 @@ TEST(Event, AnyNonZeroKindIsManualResetAndAnyNonZeroStateIsSet) {
 }
 
 TEST(Event, SetThenResetThenWaitFails) {
-    for (const int kind : {ManualReset, AutoReset}) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
         Event event;
         ASSERT_TRUE(event.Create(kind, 0, nullptr));
         for (int i = 0; i < 3; ++i) {
@@ -198,7 +196,7 @@ TEST(Event, SetThenResetThenWaitFails) {
 
 // Every sequence of up to seven operations against a model of one flag.
 TEST(Event, EverySequenceOfOperationsAgreesWithOneFlag) {
-    for (const int kind : {ManualReset, AutoReset})
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset})
         for (const int initial : {0, 1})
             for (int sequence = 0; sequence < 4 * 4 * 4 * 4 * 4 * 4 * 4; ++sequence) {
                 Event event;
@@ -216,7 +214,7 @@ TEST(Event, EverySequenceOfOperationsAgreesWithOneFlag) {
                         break;
                     default:
                         ASSERT_EQ(flag, event.Wait(0)) << "sequence " << sequence << " " << kind;
-                        flag = flag && kind == ManualReset;
+                        flag = flag && kind == EventKind::ManualReset;
                         break;
                     }
                 }
@@ -225,7 +223,7 @@ TEST(Event, EverySequenceOfOperationsAgreesWithOneFlag) {
 
 TEST(Event, SetPostsOnlyOnTheChangeToSet) {
     VornEvent event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     event.GetSemaphore()->Wait(0);
     event.GetSemaphore()->Wait(0);
     EXPECT_EQ(-2, ReportedCount(event));
@@ -239,7 +237,7 @@ TEST(Event, SetPostsOnlyOnTheChangeToSet) {
 
 TEST(Event, ResetAfterFailedWaitsLeavesTheNegativeCount) {
     VornEvent event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     EXPECT_FALSE(event.Wait(0));
     EXPECT_FALSE(event.Wait(0));
     EXPECT_EQ(-2, ReportedCount(event));
@@ -249,8 +247,8 @@ TEST(Event, ResetAfterFailedWaitsLeavesTheNegativeCount) {
 
 TEST(Event, EveryBlockedWaitHasLoweredTheReportedCount) {
     VornEvent event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
-    VornTest::PosixThread unlimited([&] { event.Wait(NoLimit); });
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    VornTest::PosixThread unlimited([&] { event.Wait(WaitForever); });
     VornTest::PosixThread limited([&] { event.Wait(600000); });
     VornTest::WaitUntilBlocked({&unlimited, &limited});
     EXPECT_EQ(-2, ReportedCount(event));
@@ -259,8 +257,8 @@ TEST(Event, EveryBlockedWaitHasLoweredTheReportedCount) {
 
 TEST(Event, SecondCreateFailsAndChangesNothing) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
-    EXPECT_FALSE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
+    EXPECT_FALSE(event.Create(EventKind::AutoReset, 0, nullptr));
     EXPECT_FALSE(event.Open(nullptr));
     EXPECT_TRUE(event.Wait(0));
     EXPECT_TRUE(event.Wait(0)); // still manual-reset and set
@@ -270,17 +268,17 @@ TEST(Event, FailedCreateCountsAsOpenedUntilClosed) {
     testing::internal::CaptureStdout();
     Event event;
     g_failCondInit = true;
-    EXPECT_FALSE(event.Create(AutoReset, 1, nullptr));
+    EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
     g_failCondInit = false;
     EXPECT_TRUE(event.IsOpened());
-    EXPECT_FALSE(event.Create(AutoReset, 1, nullptr));
+    EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
     EXPECT_FALSE(event.Wait(0)); // neither flag was taken over
     EXPECT_FALSE(event.Reset());
     EXPECT_TRUE(event.Set());
     EXPECT_TRUE(event.Wait(0));
     EXPECT_TRUE(event.Wait(0)); // manual-reset, as before it is created
     event.Close();
-    EXPECT_TRUE(event.Create(AutoReset, 0, nullptr));
+    EXPECT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     EXPECT_FALSE(event.Wait(0));
     EXPECT_EQ("", testing::internal::GetCapturedStdout());
 }
@@ -298,7 +296,7 @@ TEST(Event, OpenWithoutANameMakesAnAutoResetEventWithOneWaitFree) {
 
 TEST(Event, ClosedWhileSetGoesOnPassing) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 1, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 1, nullptr));
     event.Close();
     EXPECT_FALSE(event.IsOpened());
     EXPECT_TRUE(event.Wait(0));
@@ -306,20 +304,20 @@ TEST(Event, ClosedWhileSetGoesOnPassing) {
     EXPECT_FALSE(event.Reset());
     EXPECT_TRUE(event.Wait(0));
     event.Close();
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     EXPECT_FALSE(event.Wait(0));
 }
 
 TEST(Event, ClosedWhileNotSetFails) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     event.Close();
     EXPECT_FALSE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(NoLimit));
+    EXPECT_FALSE(event.Wait(WaitForever));
 }
 
 TEST(Event, TimedWaitLastsItsTime) {
-    for (const int kind : {ManualReset, AutoReset}) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
         Event event;
         ASSERT_TRUE(event.Create(kind, 0, nullptr));
         const auto start = std::chrono::steady_clock::now();
@@ -329,14 +327,14 @@ TEST(Event, TimedWaitLastsItsTime) {
 }
 
 TEST(Event, OneSetReleasesEightBlockedThreads) {
-    for (const int kind : {ManualReset, AutoReset}) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
         Event event;
         ASSERT_TRUE(event.Create(kind, 0, nullptr));
         std::atomic<int> passed{0};
         std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
         std::vector<const VornTest::PosixThread*> views;
         for (int i = 0; i < 8; ++i) {
-            const unsigned int timeoutMs = i % 2 == 0 ? NoLimit : 600000;
+            const unsigned int timeoutMs = i % 2 == 0 ? WaitForever : 600000;
             threads.push_back(std::make_unique<VornTest::PosixThread>([&, timeoutMs] {
                 if (event.Wait(timeoutMs))
                     ++passed;
@@ -347,14 +345,14 @@ TEST(Event, OneSetReleasesEightBlockedThreads) {
         EXPECT_TRUE(event.Set());
         threads.clear();
         EXPECT_EQ(8, passed);
-        EXPECT_EQ(kind == ManualReset, event.Wait(0));
+        EXPECT_EQ(kind == EventKind::ManualReset, event.Wait(0));
     }
 }
 
 // The reset runs while the released thread is held back: what a post has decided stays decided.
 TEST(Event, ResetDoesNotRevokeASet) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     std::atomic<bool> gate{false};
     bool passed = false;
     VornTest::PosixThread waiter([&] {
@@ -372,13 +370,13 @@ TEST(Event, ResetDoesNotRevokeASet) {
 
 TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     std::atomic<bool> gate{false};
     bool latePassed = false;
-    VornTest::PosixThread early([&] { event.Wait(NoLimit); });
+    VornTest::PosixThread early([&] { event.Wait(WaitForever); });
     VornTest::PosixThread late([&] {
         g_pGate = &gate;
-        latePassed = event.Wait(NoLimit);
+        latePassed = event.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&early, &late});
     event.Set();
@@ -392,8 +390,8 @@ TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
 
 TEST(Event, WaitInterruptedByASignalHandlerGoesOnWaiting) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
-    for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
+    for (const unsigned int timeoutMs : {WaitForever, 600000U}) {
         bool passed = false;
         VornTest::PosixThread waiter([&] { passed = event.Wait(timeoutMs); });
         VornTest::WaitUntilBlocked({&waiter});
@@ -408,7 +406,7 @@ TEST(Event, WaitInterruptedByASignalHandlerGoesOnWaiting) {
 
 TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     g_afterTimeOut = [&] { event.Set(); };
     EXPECT_TRUE(event.Wait(1));
     EXPECT_FALSE(g_afterTimeOut); // the Set came in the gap
@@ -417,7 +415,7 @@ TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
 
 TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     g_afterTimeOut = [&] { event.Set(); };
     EXPECT_FALSE(event.Wait(1));
     EXPECT_FALSE(g_afterTimeOut);
@@ -427,7 +425,7 @@ TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
 // A Set and a Reset come as soon as the waiter has looked at the flag and let go of the event.
 TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     sem_t start;
     sem_t finish;
     ASSERT_EQ(0, sem_init(&start, 0, 0));
@@ -454,12 +452,12 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
 // Whoever has waited may destroy the event, so the setter must be done with it by then.
 TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     std::atomic<bool> returned{false};
     sem_t finish;
     ASSERT_EQ(0, sem_init(&finish, 0, 0));
     VornTest::PosixThread waiter([&] {
-        event.Wait(NoLimit);
+        event.Wait(WaitForever);
         returned = true;
         sem_wait(&finish);
     });
@@ -478,8 +476,8 @@ TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
 }
 
 TEST(Event, IsUsableAfterAThreadWasCancelledInItsWait) {
-    for (const int kind : {ManualReset, AutoReset})
-        for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset})
+        for (const unsigned int timeoutMs : {WaitForever, 600000U}) {
             Event event;
             ASSERT_TRUE(event.Create(kind, 0, nullptr));
             VornTest::PosixThread waiter([&] { event.Wait(timeoutMs); });
@@ -496,10 +494,10 @@ TEST(Event, IsUsableAfterAThreadWasCancelledInItsWait) {
 
 TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     VornTest::PosixThread waiter([&] {
         g_cancelOnWake = true;
-        event.Wait(NoLimit);
+        event.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&waiter});
     event.Set();
@@ -510,12 +508,12 @@ TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
 
 TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     std::atomic<bool> gate{false};
     VornTest::PosixThread waiter([&] {
         g_pGate = &gate;
         g_cancelOnWake = true;
-        event.Wait(NoLimit);
+        event.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&waiter});
     event.Set();
@@ -528,8 +526,8 @@ TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
 
 TEST(Event, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 1, nullptr));
-    for (const unsigned int timeoutMs : {NoLimit, 1U}) {
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
+    for (const unsigned int timeoutMs : {WaitForever, 1U}) {
         std::atomic<bool> triedWithoutBlocking{false};
         VornTest::PosixThread thread([&] {
             pthread_cancel(pthread_self());
@@ -556,12 +554,12 @@ TEST(Event, GoesOnWithoutASemaphoreWhereAssertionsAreCompiledOut) {
     g_failNothrowNew = true;
     VornEvent event;
     g_failNothrowNew = false;
-    EXPECT_FALSE(event.Create(ManualReset, 1, nullptr));
+    EXPECT_FALSE(event.Create(EventKind::ManualReset, 1, nullptr));
     EXPECT_FALSE(event.Open(nullptr));
     EXPECT_FALSE(event.Set());
     EXPECT_FALSE(event.Reset());
     EXPECT_FALSE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(NoLimit));
+    EXPECT_FALSE(event.Wait(WaitForever));
     EXPECT_FALSE(event.IsOpened());
     event.Close();
 }
@@ -570,19 +568,19 @@ TEST(Event, GoesOnWithoutASemaphoreWhereAssertionsAreCompiledOut) {
 void HandOver(int rounds) {
     Event ping;
     Event pong;
-    ASSERT_TRUE(ping.Create(AutoReset, 0, nullptr));
-    ASSERT_TRUE(pong.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(ping.Create(EventKind::AutoReset, 0, nullptr));
+    ASSERT_TRUE(pong.Create(EventKind::AutoReset, 0, nullptr));
     std::atomic<int> answered{0};
     std::thread partner([&] {
         for (int i = 0; i < rounds; ++i) {
-            if (ping.Wait(NoLimit))
+            if (ping.Wait(WaitForever))
                 ++answered;
             pong.Set();
         }
     });
     for (int i = 0; i < rounds; ++i) {
         ping.Set();
-        ASSERT_TRUE(pong.Wait(NoLimit));
+        ASSERT_TRUE(pong.Wait(WaitForever));
         ASSERT_EQ(i + 1, answered);
     }
     partner.join();
@@ -602,7 +600,7 @@ TEST(EventStress, HandOversAcrossProcessorsLoseNothing) { HandOver(100000); }
 // reset of a failed wait would never be acknowledged.
 TEST(EventStress, NoSetIsSwallowedByTheResetOfAFailedWait) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     constexpr int rounds = 20000;
     std::atomic<int> seen{0};
     std::thread waiter([&] {
@@ -621,7 +619,7 @@ TEST(EventStress, NoSetIsSwallowedByTheResetOfAFailedWait) {
 
 TEST(EventStress, SetsAndResetsOfManyThreadsKeepTheEventWhole) {
     Event event;
-    ASSERT_TRUE(event.Create(ManualReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&, t] {
@@ -638,7 +636,7 @@ TEST(EventStress, SetsAndResetsOfManyThreadsKeepTheEventWhole) {
     event.Reset();
     EXPECT_FALSE(event.Wait(0));
     event.Set();
-    EXPECT_TRUE(event.Wait(NoLimit));
+    EXPECT_TRUE(event.Wait(WaitForever));
 }
 
 // The waiter frees the event at once while the setter may still be on its way out of Set.
@@ -647,7 +645,7 @@ TEST(EventStress, MayBeDestroyedAsSoonAsAWaitHasReturned) {
         auto event = std::make_unique<Event>();
         ASSERT_TRUE(event->Create(i % 2, 0, nullptr));
         std::thread setter([pEvent = event.get()] { pEvent->Set(); });
-        ASSERT_TRUE(event->Wait(NoLimit));
+        ASSERT_TRUE(event->Wait(WaitForever));
         event.reset();
         setter.join();
     }
@@ -655,11 +653,11 @@ TEST(EventStress, MayBeDestroyedAsSoonAsAWaitHasReturned) {
 
 TEST(EventStress, SurvivesCancellationAtAnyMoment) {
     Event event;
-    ASSERT_TRUE(event.Create(AutoReset, 0, nullptr));
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     for (int i = 0; i < 1500; ++i) {
         VornTest::PosixThread waiter([&] {
             for (;;)
-                event.Wait(NoLimit);
+                event.Wait(WaitForever);
         });
         std::thread setter([&] { event.Set(); });
         waiter.Cancel();

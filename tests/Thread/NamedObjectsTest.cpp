@@ -32,10 +32,9 @@ using Vorn::Mutex;
 using Vorn::MutexLocker;
 using Vorn::VornEvent;
 using Vorn::VornSemaphore;
+using Vorn::WaitForever;
 using VornTest::Peer;
 using namespace std::chrono_literals;
-
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 
 // What sem_open was asked last, and what is made to fail.
 struct SemOpenCall {
@@ -118,7 +117,7 @@ TEST_F(NamedMutex, IsOneLockForTwoProcesses) {
     EXPECT_TRUE(peer.Do("mutex-lock 0"));
     EXPECT_FALSE(mutex.Lock(0));
     peer.Do("mutex-unlock");
-    EXPECT_TRUE(mutex.Lock(NoLimit));
+    EXPECT_TRUE(mutex.Lock(WaitForever));
 }
 
 TEST_F(NamedMutex, UnlockReleasesOneWaiterOnly) {
@@ -240,7 +239,7 @@ TEST_F(NamedMutex, FailedCreatePrintsOnceAndARetryFailsSilently) {
     EXPECT_FALSE(mutex.Open(Name()));
     EXPECT_FALSE(mutex.Lock(0));
     EXPECT_FALSE(mutex.Lock(20));
-    EXPECT_FALSE(mutex.Lock(NoLimit));
+    EXPECT_FALSE(mutex.Lock(WaitForever));
     mutex.Unlock();
     EXPECT_TRUE(mutex.Close());
     EXPECT_TRUE(mutex.Create(Name()));
@@ -261,7 +260,7 @@ TEST_F(NamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
     Mutex mutex;
     ASSERT_TRUE(mutex.Create(Name()));
     ASSERT_TRUE(mutex.Lock(0));
-    VornTest::PosixThread waiter([&] { mutex.Lock(NoLimit); });
+    VornTest::PosixThread waiter([&] { mutex.Lock(WaitForever); });
     VornTest::WaitUntilBlocked({&waiter});
     waiter.Cancel();
     EXPECT_TRUE(waiter.Join());
@@ -275,7 +274,7 @@ TEST_F(NamedMutex, UnlimitedLockInterruptedByASignalHandlerReturnsFalse) {
     ASSERT_TRUE(mutex.Create(Name()));
     ASSERT_TRUE(mutex.Lock(0));
     bool taken = true;
-    VornTest::PosixThread waiter([&] { taken = mutex.Lock(NoLimit); });
+    VornTest::PosixThread waiter([&] { taken = mutex.Lock(WaitForever); });
     VornTest::WaitUntilBlocked({&waiter});
     waiter.Interrupt();
     EXPECT_FALSE(waiter.Join());
@@ -441,7 +440,7 @@ TEST_F(NamedEvent, SetReleasesOneOfTwoBlockedWaitersOfAManualResetEvent) {
     sem_t finish;
     ASSERT_EQ(0, sem_init(&finish, 0, 0));
     const auto body = [&] {
-        if (event.Wait(NoLimit))
+        if (event.Wait(WaitForever))
             ++passed;
         sem_wait(&finish);
     };
@@ -471,13 +470,13 @@ TEST_F(NamedEvent, UnlimitedWaitInterruptedByASignalHandlerReturnsFalse) {
         Event event;
         ASSERT_TRUE(event.Create(kind, 0, Name()));
         bool passed = true;
-        VornTest::PosixThread waiter([&] { passed = event.Wait(NoLimit); });
+        VornTest::PosixThread waiter([&] { passed = event.Wait(WaitForever); });
         VornTest::WaitUntilBlocked({&waiter});
         waiter.Interrupt();
         EXPECT_FALSE(waiter.Join());
         EXPECT_FALSE(passed);
         EXPECT_TRUE(event.Set());
-        EXPECT_TRUE(event.Wait(NoLimit));
+        EXPECT_TRUE(event.Wait(WaitForever));
     }
 }
 

@@ -2,6 +2,7 @@
 // an unnamed post wakes everybody and leaves at most one wait free; nothing is lost between two
 // threads; a wait survives cancellation, and a post that chose a cancelled thread is not lost.
 #include <Bases/Impl/Sem_mac.h>
+#include <Bases/Thread.h>
 
 #include <atomic>
 #include <cerrno>
@@ -20,9 +21,9 @@
 namespace {
 
 using Vorn::VornSemaphore;
+using Vorn::WaitForever;
 using namespace std::chrono_literals;
 
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
 
 std::atomic<bool> g_failCondInit{false};
@@ -95,7 +96,7 @@ TEST_F(UnnamedSemaphore, AnswersFalseBeforeItIsCreated) {
     EXPECT_FALSE(m_sem.IsCreated());
     EXPECT_FALSE(m_sem.Wait(0));
     EXPECT_FALSE(m_sem.Wait(20));
-    EXPECT_FALSE(m_sem.Wait(NoLimit));
+    EXPECT_FALSE(m_sem.Wait(WaitForever));
     m_sem.Post();
     EXPECT_FALSE(m_sem.GetSemCounts(count));
     EXPECT_EQ(77, count);
@@ -123,7 +124,7 @@ TEST_F(UnnamedSemaphore, CountFallsWithEveryAttemptOfEveryKind) {
     EXPECT_FALSE(m_sem.Wait(1));
     EXPECT_EQ(-2, Count());
     m_sem.Post();
-    EXPECT_TRUE(m_sem.Wait(NoLimit));
+    EXPECT_TRUE(m_sem.Wait(WaitForever));
     EXPECT_EQ(-1, Count());
     m_sem.Post();
     EXPECT_TRUE(m_sem.Wait(1000));
@@ -187,7 +188,7 @@ TEST_F(UnnamedSemaphore, CountsAsCreatedAfterThePlatformRefused) {
     EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
     EXPECT_FALSE(m_sem.Wait(0));
     EXPECT_FALSE(m_sem.Wait(20));
-    EXPECT_FALSE(m_sem.Wait(NoLimit));
+    EXPECT_FALSE(m_sem.Wait(WaitForever));
     EXPECT_FALSE(m_sem.GetSemCounts(count));
     EXPECT_EQ(77, count);
     m_sem.Post();
@@ -219,7 +220,7 @@ TEST_F(UnnamedSemaphore, OnePostReleasesEveryBlockedThreadAndLeavesNothingFree) 
     std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
     std::vector<const VornTest::PosixThread*> views;
     for (int i = 0; i < 8; ++i) {
-        const unsigned int timeoutMs = i % 2 == 0 ? NoLimit : 600000;
+        const unsigned int timeoutMs = i % 2 == 0 ? WaitForever : 600000;
         threads.push_back(std::make_unique<VornTest::PosixThread>([&, timeoutMs] {
             if (m_sem.Wait(timeoutMs))
                 ++passed;
@@ -252,7 +253,7 @@ TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
 
 TEST_F(UnnamedSemaphore, IsUsableAfterAThreadWasCancelledInItsWait) {
     Make(VornSemaphore::SemLocked);
-    for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+    for (const unsigned int timeoutMs : {WaitForever, 600000U}) {
         VornTest::PosixThread waiter([&] { m_sem.Wait(timeoutMs); });
         VornTest::WaitUntilBlocked({&waiter});
         waiter.Cancel();
@@ -335,7 +336,7 @@ TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
     Make(VornSemaphore::SemLocked);
     VornTest::PosixThread waiter([&] {
         g_onWake = OnWake::BeCancelled;
-        m_sem.Wait(NoLimit);
+        m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&waiter});
     m_sem.Post();
@@ -350,11 +351,11 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
-        m_sem.Wait(NoLimit);
+        m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&cancelled});
     m_sem.Post();
-    VornTest::PosixThread late([&] { m_sem.Wait(NoLimit); });
+    VornTest::PosixThread late([&] { m_sem.Wait(WaitForever); });
     VornTest::WaitUntilBlocked({&late});
     gate.open = true;
     EXPECT_TRUE(cancelled.Join());
@@ -367,9 +368,9 @@ TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
-        m_sem.Wait(NoLimit);
+        m_sem.Wait(WaitForever);
     });
-    VornTest::PosixThread served([&] { m_sem.Wait(NoLimit); });
+    VornTest::PosixThread served([&] { m_sem.Wait(WaitForever); });
     VornTest::WaitUntilBlocked({&cancelled, &served});
     m_sem.Post();
     EXPECT_FALSE(served.Join());
@@ -384,7 +385,7 @@ TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
         g_pGate = &gate;
-        m_sem.Wait(NoLimit);
+        m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&cancelled});
     m_sem.Post();
@@ -399,11 +400,11 @@ TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
     Gate gate;
     VornTest::PosixThread cancelled([&] {
         g_onWake = OnWake::BeCancelled;
-        m_sem.Wait(NoLimit);
+        m_sem.Wait(WaitForever);
     });
     VornTest::PosixThread slow([&] {
         g_pGate = &gate;
-        m_sem.Wait(NoLimit);
+        m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&cancelled, &slow});
     m_sem.Post();
@@ -418,7 +419,7 @@ TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
     Make(VornSemaphore::SemLocked);
     const auto body = [&] {
         g_onWake = OnWake::BeCancelled;
-        m_sem.Wait(NoLimit);
+        m_sem.Wait(WaitForever);
     };
     VornTest::PosixThread first(body);
     VornTest::PosixThread second(body);
@@ -432,7 +433,7 @@ TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
 
 TEST_F(UnnamedSemaphore, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
     Make(VornSemaphore::SemLocked);
-    for (const unsigned int timeoutMs : {NoLimit, 1U}) {
+    for (const unsigned int timeoutMs : {WaitForever, 1U}) {
         std::atomic<bool> triedWithoutBlocking{false};
         VornTest::PosixThread thread([&] {
             pthread_cancel(pthread_self());
@@ -463,7 +464,7 @@ void HandOver(int rounds) {
     std::atomic<int> answered{0};
     std::thread partner([&] {
         for (int i = 0; i < rounds; ++i) {
-            if (ping.Wait(NoLimit))
+            if (ping.Wait(WaitForever))
                 ++answered;
             pong.Post();
         }
@@ -471,7 +472,7 @@ void HandOver(int rounds) {
     int returned = 0;
     for (int i = 0; i < rounds; ++i) {
         ping.Post();
-        if (pong.Wait(NoLimit))
+        if (pong.Wait(WaitForever))
             ++returned;
         ASSERT_EQ(i + 1, answered); // one post, one wait: nothing passes twice
     }

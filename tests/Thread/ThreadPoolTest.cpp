@@ -35,10 +35,10 @@ using testing::IsEmpty;
 using Vorn::Event;
 using Vorn::Thread;
 using Vorn::ThreadTaskPool;
+using Vorn::WaitForever;
 using VornTest::Slot;
 using namespace std::chrono_literals;
 
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 constexpr unsigned int Patience = 30000; // a wait that fails only when the test has failed
 
 // Watches the waits with a limit, and the cancellations, that the library asks for.
@@ -181,7 +181,7 @@ public:
     boost::function<void()> Task() {
         return [this] {
             entered.Set();
-            release.Wait(NoLimit);
+            release.Wait(WaitForever);
         };
     }
 
@@ -357,7 +357,7 @@ TEST(TaskPool, DestroysATaskObjectBeforeItWaitsAgain) {
         waited.Set();
     });
     EXPECT_TRUE(pool.StartThread(0));
-    EXPECT_TRUE(waited.Wait(NoLimit));
+    EXPECT_TRUE(waited.Wait(WaitForever));
     EXPECT_EQ(0, aliveAtWait);
     ThePlatform().Watch(nullptr);
 }
@@ -375,7 +375,7 @@ TEST(TaskPool, DoesNotWaitBetweenQueuedTasks) {
     });
     ThePlatform().Watch([&](const timespec&) { ++waits; });
     EXPECT_TRUE(pool.StartThread(0));
-    EXPECT_TRUE(done.Wait(NoLimit)); // one with a limit would be counted
+    EXPECT_TRUE(done.Wait(WaitForever)); // one with a limit would be counted
     EXPECT_EQ(0, waitsBeforeTheLast);
     ThePlatform().Watch(nullptr);
 }
@@ -397,7 +397,7 @@ TEST(TaskPool, IdleWorkerWaitsAHundredMillisecondsAtATime) {
     ThreadTaskPool pool;
     pool.Post(Nothing); // the worker becomes idle, it does not only begin so
     EXPECT_TRUE(pool.StartThread(0));
-    EXPECT_TRUE(enough.Wait(NoLimit));
+    EXPECT_TRUE(enough.Wait(WaitForever));
     ThePlatform().Watch(nullptr);
 
     EXPECT_LE(longest, Poll);
@@ -468,13 +468,13 @@ TEST(TaskPoolStop, FinishesTheRunningTaskAndDropsTheQueuedOnesUnrun) {
     EXPECT_TRUE(pool.StartThread(0));
     pool.Post([&] {
         entered.Set();
-        finished = pool.IsStopThread(NoLimit);
+        finished = pool.IsStopThread(WaitForever);
     });
     for (int i = 0; i < 3; ++i)
         pool.Post(Counted(copies, [&] { ++nRuns; }));
     EXPECT_TRUE(entered.Wait(Patience));
     EXPECT_EQ(3, copies.alive);
-    pool.StopThread(NoLimit, 0);
+    pool.StopThread(WaitForever, 0);
     EXPECT_TRUE(finished);
     EXPECT_FALSE(pool.IsThreadRunning());
     EXPECT_EQ(0, copies.alive);
@@ -509,7 +509,7 @@ TEST(TaskPoolStop, NotForcedDropsTheQueuedTasksOfAWorkerThatGoesOn) {
     EXPECT_EQ(0, copies.alive);
 
     deaf.release.Set();
-    pool.StopThread(NoLimit, 0);
+    pool.StopThread(WaitForever, 0);
     EXPECT_FALSE(pool.IsThreadRunning());
     EXPECT_EQ(0, nRuns);
 }
@@ -523,7 +523,7 @@ TEST(TaskPoolStop, NotForcedIsSafeAgainstAWorkerThatIsTakingTasks) {
         for (int i = 0; i < 20; ++i)
             pool.Post(Nothing);
         pool.StopThread(0, 0);
-        pool.StopThread(NoLimit, 0);
+        pool.StopThread(WaitForever, 0);
     }
 }
 
@@ -716,7 +716,7 @@ TEST(TaskPoolStop, TakenTaskIsDestroyedInTheQueueWithNoLockHeld) {
     EXPECT_TRUE(pool.StartThread(0));
     pool.Post(PostsWhenDestroyed(pool, postElsewhere, posted));
     Drain(pool);
-    pool.StopThread(NoLimit, 0);
+    pool.StopThread(WaitForever, 0);
     EXPECT_EQ(2, posted);
 }
 
@@ -728,7 +728,7 @@ TEST(TaskPoolRestart, DropsTheTasksQueuedAtThatMoment) {
     EXPECT_TRUE(pool.StartThread(0));
     pool.Post([&] {
         entered.Set();
-        pool.IsStopThread(NoLimit);
+        pool.IsStopThread(WaitForever);
     });
     for (int i = 0; i < 3; ++i)
         pool.Post(Counted(copies, [&] { ++nRuns; }));
@@ -749,7 +749,7 @@ TEST(TaskPoolDestruction, StopsTheWorkerAndDropsTheQueuedTasks) {
         EXPECT_TRUE(pool.StartThread(0));
         pool.Post([&] {
             entered.Set();
-            pool.IsStopThread(NoLimit);
+            pool.IsStopThread(WaitForever);
             pool.Post(Counted(copies, [&] { ++nRuns; }));
             finished = true;
         });

@@ -24,9 +24,8 @@ using Vorn::Cs;
 using Vorn::CsLocker;
 using Vorn::Mutex;
 using Vorn::MutexLocker;
+using Vorn::WaitForever;
 using namespace std::chrono_literals;
-
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 
 std::atomic<bool> g_failCondInit{false};
 
@@ -116,7 +115,7 @@ TEST_F(UnnamedMutex, AnswersFalseUntilItIsOpened) {
     EXPECT_NE(nullptr, m_mutex.GetHandle());
     EXPECT_FALSE(m_mutex.Lock(0));
     EXPECT_FALSE(m_mutex.Lock(20));
-    EXPECT_FALSE(m_mutex.Lock(NoLimit));
+    EXPECT_FALSE(m_mutex.Lock(WaitForever));
     m_mutex.Unlock();
     EXPECT_TRUE(m_mutex.Close());
     EXPECT_FALSE(m_mutex.IsOpened());
@@ -128,13 +127,13 @@ TEST_F(UnnamedMutex, IsNotRecursive) {
     EXPECT_FALSE(m_mutex.Lock(0));
     EXPECT_FALSE(m_mutex.Lock(5));
     m_mutex.Unlock();
-    EXPECT_TRUE(m_mutex.Lock(NoLimit));
+    EXPECT_TRUE(m_mutex.Lock(WaitForever));
 }
 
 TEST_F(UnnamedMutex, CanBeLockedAndUnlockedForEver) {
     ASSERT_TRUE(m_mutex.Open(nullptr));
     for (int i = 0; i < 100000; ++i) {
-        ASSERT_TRUE(m_mutex.Lock(i % 3 == 0 ? 0 : NoLimit));
+        ASSERT_TRUE(m_mutex.Lock(i % 3 == 0 ? 0 : WaitForever));
         ASSERT_FALSE(m_mutex.Lock(0));
         m_mutex.Unlock();
     }
@@ -160,7 +159,7 @@ TEST_F(UnnamedMutex, OneUnlockLetsEveryWaiterPass) {
     ASSERT_TRUE(m_mutex.Lock(0));
     std::atomic<int> passed{0};
     const auto body = [&] {
-        if (m_mutex.Lock(NoLimit))
+        if (m_mutex.Lock(WaitForever))
             ++passed;
     };
     VornTest::PosixThread first(body);
@@ -180,7 +179,7 @@ TEST_F(UnnamedMutex, OneUnlockLetsEveryWaiterPass) {
 TEST_F(UnnamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
     ASSERT_TRUE(m_mutex.Create(nullptr));
     ASSERT_TRUE(m_mutex.Lock(0));
-    VornTest::PosixThread waiter([&] { m_mutex.Lock(NoLimit); });
+    VornTest::PosixThread waiter([&] { m_mutex.Lock(WaitForever); });
     VornTest::WaitUntilBlocked({&waiter});
     waiter.Cancel();
     EXPECT_TRUE(waiter.Join());
@@ -192,7 +191,7 @@ TEST_F(UnnamedMutex, IsUsableAfterAThreadWasCancelledInLock) {
 TEST_F(UnnamedMutex, LockInterruptedByASignalHandlerGoesOnWaiting) {
     ASSERT_TRUE(m_mutex.Create(nullptr));
     ASSERT_TRUE(m_mutex.Lock(0));
-    for (const unsigned int timeoutMs : {NoLimit, 600000U}) {
+    for (const unsigned int timeoutMs : {WaitForever, 600000U}) {
         bool taken = false;
         VornTest::PosixThread waiter([&] { taken = m_mutex.Lock(timeoutMs); });
         VornTest::WaitUntilBlocked({&waiter});

@@ -36,10 +36,10 @@ using testing::IsEmpty;
 using Vorn::Event;
 using Vorn::Thread;
 using Vorn::ThreadHandler;
+using Vorn::WaitForever;
 using VornTest::Slot;
 using namespace std::chrono_literals;
 
-constexpr unsigned int NoLimit = 0xFFFFFFFF;
 constexpr unsigned int Patience = 30000; // a wait that fails only when the test has failed
 
 using StartRoutine = void* (*)(void*);
@@ -226,7 +226,7 @@ public:
     DeafBody()
         : Body([this](Thread&) {
               entered.Set();
-              release.Wait(NoLimit);
+              release.Wait(WaitForever);
           }) {}
 
     ManualEvent entered;
@@ -239,7 +239,7 @@ public:
     ObedientBody()
         : Body([this](Thread& thread) {
               entered.Set();
-              thread.IsStopThread(NoLimit);
+              thread.IsStopThread(WaitForever);
           }) {}
 
     ManualEvent entered;
@@ -291,7 +291,7 @@ void ExpectNoThread(Thread& thread) {
     EXPECT_EQ(nullptr, thread.GetHandle());
     EXPECT_EQ(0, thread.GetThreadId());
     EXPECT_TRUE(thread.IsStopThread(0));
-    EXPECT_TRUE(thread.IsStopThread(NoLimit));
+    EXPECT_TRUE(thread.IsStopThread(WaitForever));
     EXPECT_FALSE(thread.StopThreadEvent());
     EXPECT_FALSE(thread.ResumeThread());
 }
@@ -322,8 +322,8 @@ TEST(ThreadWithoutStart, HasNoThreadAndAnswersSo) {
 
 TEST(ThreadWithoutStart, StopDoesNothing) {
     Thread thread;
-    thread.StopThread(NoLimit, 0);
-    thread.StopThread(NoLimit, 1);
+    thread.StopThread(WaitForever, 0);
+    thread.StopThread(WaitForever, 1);
     ExpectNoThread(thread);
     EXPECT_FALSE(thread.GetStopThreadEvent()->Wait(0));
     EXPECT_THAT(ThePlatform().TakeLog(), IsEmpty());
@@ -375,7 +375,7 @@ TEST(ThreadPriority, IsStoredAndNeverApplied) {
     thread.SetThreadPriority(-3);
     EXPECT_EQ(-3, thread.GetThreadPriority());
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, body.nRuns);
     EXPECT_EQ(-3, thread.GetThreadPriority());
 }
@@ -410,7 +410,7 @@ TEST(ThreadStart, RunsTheHandlersBodyOnAThreadOfItsOwn) {
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
 
     EXPECT_EQ(1, body.nRuns);
     EXPECT_EQ(&thread, body.pRun);
@@ -430,7 +430,7 @@ TEST(ThreadStart, RunsTheBodyOfASubclass) {
     };
     Counting thread;
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, thread.nRuns);
 }
 
@@ -498,7 +498,7 @@ TEST(ThreadStart, TellsTheThreadApartByItsHandle) {
         sameHandle = pthread_equal(pthread_self(), *self.GetHandle()) != 0;
         idInside = self.GetThreadId();
         expectedId = LowBits(pthread_self());
-        self.IsStopThread(NoLimit);
+        self.IsStopThread(WaitForever);
     });
     Thread thread;
     const Thread none;
@@ -515,7 +515,7 @@ TEST(ThreadStart, TellsTheThreadApartByItsHandle) {
     EXPECT_FALSE(thread == other);
     EXPECT_TRUE(thread != other);
 
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(sameHandle);
     EXPECT_EQ(expectedId, idInside);
     EXPECT_NE(0, expectedId);
@@ -529,7 +529,7 @@ TEST(ThreadStart, BodyBeginsWithCancellationEnabled) {
     thread.SetThreadHandler(&body);
     ThePlatform().disableCancelFirst = true;
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(PTHREAD_CANCEL_ENABLE, state);
 }
 
@@ -539,7 +539,7 @@ TEST(ThreadStart, MayBeRepeatedAfterEveryStop) {
     thread.SetThreadHandler(&body);
     for (int i = 1; i <= 20; ++i) {
         EXPECT_EQ(Success, Start(thread, i % 2));
-        thread.StopThread(NoLimit, 0);
+        thread.StopThread(WaitForever, 0);
         ExpectNoThread(thread);
         EXPECT_EQ(i, body.nRuns);
     }
@@ -558,7 +558,7 @@ TEST(ThreadStart, EndedBodyStaysAThreadUntilStopJoinsIt) {
     EXPECT_TRUE(thread.ResumeThread());
     EXPECT_TRUE(thread.StopThreadEvent());
     EXPECT_TRUE(thread.IsStopThread(0));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     ExpectNoThread(thread);
     EXPECT_FALSE(thread.GetStopThreadEvent()->IsOpened());
 }
@@ -578,7 +578,7 @@ TEST(ThreadSuspended, HoldsTheBodyUntilResume) {
     EXPECT_TRUE(thread.ResumeThread());
     EXPECT_TRUE(entered.Wait(Patience));
     EXPECT_FALSE(stopAsked);
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, body.nRuns);
 }
 
@@ -599,7 +599,7 @@ TEST(ThreadSuspended, StopOpensTheGateAndTheBodySeesTheRequest) {
     ASSERT_TRUE(BegunWaits(1)); // at the gate
     bool askedFirst = false;
     g_onBroadcast = [&] { askedFirst = thread.GetStopThreadEvent()->Wait(0); };
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(askedFirst);
     EXPECT_EQ(1, body.nRuns);
     EXPECT_TRUE(stopAsked);
@@ -614,7 +614,7 @@ TEST(ThreadSuspended, StopRequestAloneDoesNotOpenTheGate) {
     EXPECT_EQ(Success, Start(thread, 1));
     EXPECT_TRUE(thread.StopThreadEvent());
     EXPECT_FALSE(entered.Wait(50));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, body.nRuns);
 }
 
@@ -634,10 +634,10 @@ TEST(ThreadSuspended, CancelledAtTheGateNeverRunsItsBody) {
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread, 1));
     pthread_cancel(*thread.GetHandle());
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(0, body.nRuns);
     EXPECT_EQ(Success, Start(thread, 1));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, body.nRuns);
 }
 
@@ -648,7 +648,7 @@ TEST(ThreadStop, AsksTheBodyAndJoinsIt) {
     EXPECT_EQ(Success, Start(thread));
     EXPECT_TRUE(body.entered.Wait(Patience));
     ThePlatform().TakeLog();
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join"));
     ExpectNoThread(thread);
 }
@@ -683,7 +683,7 @@ TEST(ThreadStop, NotForcedLeavesADeafBodyRunningWithTheRequestStanding) {
     EXPECT_THAT(ThePlatform().TakeLog(), IsEmpty());
 
     body.release.Set();
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join"));
     ExpectNoThread(thread);
 }
@@ -759,7 +759,7 @@ TEST(ThreadStop, AfterACancelInAWaitTheEventAndTheThreadWorkOn) {
     EXPECT_TRUE(body.entered.Wait(Patience));
     EXPECT_FALSE(thread.IsStopThread(0));
     EXPECT_TRUE(body.release.Set());
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(2, body.nRuns);
     ExpectNoThread(thread);
 }
@@ -783,7 +783,7 @@ TEST(ThreadStop, FinishesTheJoinWhenTheOwnerIsCancelledMeanwhile) {
     Body body([&](Thread&) {
         pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
         stopping.Set();
-        release.Wait(NoLimit);
+        release.Wait(WaitForever);
     });
     Thread thread;
     thread.SetThreadHandler(&body);
@@ -815,7 +815,7 @@ TEST(ThreadStop, FromTheBodyItselfReturnsWhenItsTimeIsUp) {
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(runningAfter);
     ExpectNoThread(thread);
 }
@@ -829,7 +829,7 @@ TEST(ThreadStop, ForcedFromTheBodyItselfEndsIt) {
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_FALSE(goneOn);
     ExpectNoThread(thread);
 }
@@ -844,7 +844,7 @@ TEST(ThreadStop, ForcedFromABodyThatPutCancellationOffLeavesItRunning) {
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(runningAfter);
     ExpectNoThread(thread);
 }
@@ -854,7 +854,7 @@ TEST(ThreadStop, BodyLeftThroughPthreadExitCountsAsEnded) {
     Thread thread;
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     ExpectNoThread(thread);
     EXPECT_EQ(Success, Start(thread)); // and the destructor does not wait for ever either
 }
@@ -865,14 +865,14 @@ TEST(ThreadStop, BodyCancelledThroughTheHandleCountsAsEnded) {
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
     pthread_cancel(*thread.GetHandle());
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     ExpectNoThread(thread);
 }
 
 TEST(ThreadStopRequest, IsSeenByABodyThatWaitsForIt) {
     ManualEvent seen;
     Body body([&](Thread& self) {
-        if (self.IsStopThread(NoLimit))
+        if (self.IsStopThread(WaitForever))
             seen.Set();
     });
     Thread thread;
@@ -892,10 +892,10 @@ TEST(ThreadStopRequest, DoesNotOutliveTheStop) {
     thread.SetThreadHandler(&body);
     EXPECT_EQ(Success, Start(thread));
     EXPECT_TRUE(thread.StopThreadEvent());
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(Success, Start(thread));
     EXPECT_FALSE(thread.IsStopThread(0));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(2, body.nRuns);
 }
 
@@ -915,10 +915,10 @@ TEST(ThreadRestart, FirstCallsTheVirtualStopByForceAndWithoutLimit) {
     };
     ThePlatform().TakeLog();
     EXPECT_EQ(Success, Start(thread));
-    EXPECT_THAT(calls, ElementsAre(StopCall{NoLimit, 1}));
+    EXPECT_THAT(calls, ElementsAre(StopCall{WaitForever, 1}));
     EXPECT_TRUE(stoppedFirst);
     EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join", "create", "usleep 100"));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(2, body.nRuns);
 }
 
@@ -936,7 +936,7 @@ TEST(ThreadRestart, WaitsForABodyThatDoesNotObeyAndNeverCancelsIt) {
     EXPECT_EQ(Success, Start(thread));
     EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("join", "create", "usleep 100"));
     releaser.Join();
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(2, body.nRuns);
 }
 
@@ -970,8 +970,8 @@ TEST(ThreadDestruction, WaitsWithoutLimitAndJoins) {
     ManualEvent release;
     std::atomic<bool> ended{false};
     Body body([&](Thread& self) {
-        self.IsStopThread(NoLimit);
-        release.Wait(NoLimit);
+        self.IsStopThread(WaitForever);
+        release.Wait(WaitForever);
         ended = true;
     });
     {
@@ -1043,7 +1043,7 @@ protected:
 TEST_F(ThreadEventFailure, AtTheStopEventBlocksEveryFurtherStartThere) {
     EXPECT_EQ(StopEventFailure, StartFailing(1));
     EXPECT_TRUE(m_thread.GetStopThreadEvent()->IsOpened());
-    m_thread.StopThread(NoLimit, 1);
+    m_thread.StopThread(WaitForever, 1);
     EXPECT_EQ(StopEventFailure, Start(m_thread));
     EXPECT_EQ(StopEventFailure, Start(m_thread));
 }
@@ -1052,7 +1052,7 @@ TEST_F(ThreadEventFailure, AtTheExitEventBlocksEveryFurtherStartAtTheStopEvent) 
     EXPECT_EQ(ExitEventFailure, StartFailing(2));
     EXPECT_TRUE(m_thread.GetStopThreadEvent()->IsOpened());
     EXPECT_EQ(StopEventFailure, Start(m_thread));
-    m_thread.StopThread(NoLimit, 1); // without a thread it frees nothing
+    m_thread.StopThread(WaitForever, 1); // without a thread it frees nothing
     EXPECT_EQ(StopEventFailure, Start(m_thread));
 }
 
@@ -1060,7 +1060,7 @@ TEST_F(ThreadEventFailure, AtTheSuspendEventBlocksEveryFurtherStartThere) {
     EXPECT_EQ(SuspendEventFailure, StartFailing(3));
     EXPECT_FALSE(m_thread.GetStopThreadEvent()->IsOpened());
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
-    m_thread.StopThread(NoLimit, 1);
+    m_thread.StopThread(WaitForever, 1);
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
 }
 
@@ -1086,11 +1086,11 @@ TEST(ThreadOutOfMemory, StartThrowsLeavesNoThreadAndMaySucceedLater) {
         ASSERT_FALSE(thread.IsThreadRunning()) << "allocation " << nFailures;
         ExpectNoThread(thread);
         EXPECT_FALSE(thread.GetStopThreadEvent()->IsOpened());
-        thread.StopThread(NoLimit, 1);
+        thread.StopThread(WaitForever, 1);
     }
     EXPECT_GE(nFailures, 2); // the handle and the record of the start, at least
     EXPECT_THAT(ThePlatform().TakeLog(), ElementsAre("create", "usleep 100"));
-    thread.StopThread(NoLimit, 0);
+    thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, body.nRuns);
 }
 
@@ -1130,13 +1130,13 @@ TEST_F(ThreadCreationFailure, CountsAsAStartedThreadThatNeverRuns) {
 
 TEST_F(ThreadCreationFailure, EveryStopReturnsWithoutWaitingOrJoining) {
     for (const StopCall call :
-         {StopCall{NoLimit, 0}, StopCall{NoLimit, 1}, StopCall{0, 0}, StopCall{0, 1}}) {
+         {StopCall{WaitForever, 0}, StopCall{WaitForever, 1}, StopCall{0, 0}, StopCall{0, 1}}) {
         StartWithoutThread(call.bForce);
         m_thread.StopThread(call.timeoutMs, call.bForce);
         ExpectStoppedWithoutJoin();
     }
     EXPECT_EQ(Success, Start(m_thread));
-    m_thread.StopThread(NoLimit, 0);
+    m_thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, m_body.nRuns);
 }
 
@@ -1152,7 +1152,7 @@ TEST_F(ThreadCreationFailure, DestructionReturnsWithoutWaitingOrJoining) {
 TEST_F(ThreadCreationFailure, CanBeStartedAgainAtOnce) {
     StartWithoutThread();
     EXPECT_EQ(Success, Start(m_thread));
-    m_thread.StopThread(NoLimit, 0);
+    m_thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, m_body.nRuns);
 }
 
@@ -1164,7 +1164,7 @@ TEST_F(ThreadCreationFailure, ReportedAsANegativeNumberFailsTheStart) {
 
     ThePlatform().createResult = 0;
     EXPECT_EQ(Success, Start(m_thread));
-    m_thread.StopThread(NoLimit, 0);
+    m_thread.StopThread(WaitForever, 0);
     EXPECT_EQ(1, m_body.nRuns);
 }
 
@@ -1176,7 +1176,7 @@ TEST(ThreadDeathTest, ExceptionThatLeavesTheBodyEndsTheProcess) {
             Thread thread;
             thread.SetThreadHandler(&body);
             thread.StartThread(0);
-            thread.StopThread(NoLimit, 0);
+            thread.StopThread(WaitForever, 0);
             _exit(0);
         },
         testing::KilledBySignal(SIGABRT), "left the body");

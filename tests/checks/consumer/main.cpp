@@ -2,9 +2,11 @@
 #include <Bases/File.h>
 #include <cstdio>
 int main(int argc, char** argv) {
-    Vorn::BasesInit();
-    Vorn::FileIo file;
-    if (argc == 2 && file.Open(argv[1], 0x80000000, 1, 4)) // to read, shared, must exist
+    using namespace Vorn;
+    BasesInit();
+    FileIo file;
+    if (argc == 2 &&
+        file.Open(argv[1], FileAccess::Read, FileShare::Read, FileDisposition::OpenExisting))
         std::printf("%lld bytes\n", file.GetFileSize());
-    Vorn::BasesRelease();
+    BasesRelease();
 }
