@@ -11,7 +11,10 @@
 #include <libxml/parser.h>
 
 #include <Bases/Impl/Assert.h>
-#include <Bases/Impl/XmlSupport.h>
+#include <Bases/Impl/Converter.h>
+#include <Bases/Impl/XmlOwners.h>
+#include <Bases/Impl/XmlPath.h>
+#include <Bases/Impl/XmlSilence.h>
 #include <Bases/Text.h>
 #include <Bases/Utility.h>
 

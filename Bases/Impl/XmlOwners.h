@@ -1,0 +1,28 @@
+#ifndef VORN_BASES_IMPL_XML_OWNERS_H
+#define VORN_BASES_IMPL_XML_OWNERS_H
+
+// The objects of libxml2 as owners.
+
+#include <memory>
+
+#include <libxml/tree.h>
+#include <libxml/xmlwriter.h>
+
+namespace Vorn {
+
+struct XmlDelete {
+    void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
+    void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
+    void operator()(xmlTextWriter* writer) const { xmlFreeTextWriter(writer); }
+    void operator()(xmlChar* text) const { xmlFree(text); }
+    void operator()(char* text) const { xmlFree(text); }
+};
+
+using XmlDocument = std::unique_ptr<xmlDoc, XmlDelete>;
+using XmlBuffer = std::unique_ptr<xmlBuffer, XmlDelete>;
+using XmlTextWriter = std::unique_ptr<xmlTextWriter, XmlDelete>;
+using XmlText = std::unique_ptr<xmlChar, XmlDelete>;
+
+} // namespace Vorn
+
+#endif

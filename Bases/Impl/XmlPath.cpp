@@ -1,0 +1,44 @@
+#include <Bases/Impl/XmlPath.h>
+
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include <strings.h>
+
+#include <libxml/catalog.h>
+#include <libxml/uri.h>
+#include <libxml/xmlIO.h>
+
+#include <Bases/Impl/XmlOwners.h>
+
+namespace Vorn {
+
+namespace {
+
+// libxml2 looks a name that is no file up in the catalogs of the machine, and what they answer may
+// lead anywhere.
+bool IsRedirected(const char* path) {
+    if (xmlCheckFilename(path) != 0)
+        return false;
+    const auto* name = reinterpret_cast<const xmlChar*>(path);
+    return XmlText(xmlCatalogResolveSystem(name)) || XmlText(xmlCatalogResolveURI(name));
+}
+
+bool StartsWith(const char* text, std::string_view prefix) {
+    return strncasecmp(text, prefix.data(), prefix.size()) == 0;
+}
+
+} // namespace
+
+// libxml2 takes "-" for standard input, and it also tries the path with %-escapes resolved, so
+// "%2D" would get there too.
+bool IsForeignToFiles(const char* path) {
+    if (StartsWith(path, "http://") || StartsWith(path, "ftp://"))
+        return true;
+    const std::unique_ptr<char, XmlDelete> unescaped(xmlURIUnescapeString(path, 0, nullptr));
+    return std::strcmp(path, "-") == 0 || (unescaped && std::strcmp(unescaped.get(), "-") == 0) ||
+           IsRedirected(path);
+}
+
+} // namespace Vorn
