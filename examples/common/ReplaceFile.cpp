@@ -1,9 +1,13 @@
 #include "ReplaceFile.h"
 
+#include <cerrno>
 #include <stdexcept>
-#include <string_view>
 #include <system_error>
 #include <utility>
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <Bases/Utility.h>
 
@@ -15,11 +19,30 @@ namespace {
 
 constexpr std::string_view End = ".tmp";
 constexpr std::size_t IdLength = 36;
+constexpr int NoDescriptor = -1;
 
 std::string BeginOfName(const std::string& program) { return "." + program + "-"; }
 
-// Renaming over a link would leave what it leads to as it was; renaming over a device, as a path
-// like /dev/stdout may be, would take the device away.
+[[noreturn]] void Fail() { throw std::system_error(errno, std::generic_category()); }
+
+// A path such as /dev/stdout leads through the directory of the process's descriptors. Only the
+// descriptor knows where the output goes on; to replace or reopen its file would lose what is
+// already there, and what the shell's other commands write afterwards.
+int OwnDescriptor(fs::path path) {
+    constexpr int MostLinks = 40; // as many as the system follows
+    std::error_code missing;
+    const fs::path descriptors = fs::canonical("/proc/self/fd", missing);
+    for (int links = 0; links < MostLinks && fs::is_symlink(path, missing); ++links) {
+        const fs::path directory = fs::canonical(fs::absolute(path).parent_path(), missing);
+        if (directory == descriptors && !missing)
+            return std::stoi(path.filename().string());
+        path = directory / fs::read_symlink(path, missing);
+    }
+    return NoDescriptor;
+}
+
+// Renaming over a link would leave what it leads to as it was; renaming over a device would take
+// the device away.
 fs::path Resolve(const fs::path& target) {
     fs::path resolved = fs::is_symlink(target) ? fs::canonical(target) : target;
     if (fs::exists(resolved) && !fs::is_regular_file(resolved))
@@ -32,42 +55,74 @@ fs::path PathBeside(const fs::path& target, const std::string& program) {
     Vorn::Guid unique;
     if (!unique.Generate())
         throw std::runtime_error("no temporary name could be made");
-    return target.parent_path() /
-           (BeginOfName(program) + unique.ToString(Vorn::GuidForm::Full) + std::string(End));
+    return target.parent_path() / (BeginOfName(program) + unique.ToString(1) + std::string(End));
 }
 
-/// Removes the file at its path, if there is one by then.
-class Remover {
-public:
-    explicit Remover(fs::path path) : m_path(std::move(path)) {}
-    ~Remover() {
-        std::error_code ignored;
-        fs::remove(m_path, ignored);
+void WriteAll(int descriptor, std::string_view bytes) {
+    while (!bytes.empty()) {
+        const ssize_t written = write(descriptor, bytes.data(), bytes.size());
+        if (written >= 0)
+            bytes.remove_prefix(static_cast<std::size_t>(written));
+        else if (errno != EINTR)
+            Fail();
     }
-    Remover(const Remover&) = delete;
-    Remover& operator=(const Remover&) = delete;
+}
+
+/// A new file, which is removed unless it is put in another one's place. FileIo is not used because
+/// it gives every file that it makes the same permissions.
+class TemporaryFile {
+public:
+    TemporaryFile(fs::path path, fs::perms permissions)
+        : m_path(std::move(path)),
+          m_descriptor(open(m_path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC,
+                            static_cast<mode_t>(permissions))) {
+        if (m_descriptor < 0)
+            Fail();
+    }
+    ~TemporaryFile() {
+        close(m_descriptor);
+        std::error_code ignored;
+        fs::remove(m_path, ignored); // which finds nothing after Replace
+    }
+    TemporaryFile(const TemporaryFile&) = delete;
+    TemporaryFile& operator=(const TemporaryFile&) = delete;
+
+    void Write(std::string_view bytes) const { WriteAll(m_descriptor, bytes); }
+
+    void SetPermissions(fs::perms permissions) const { fs::permissions(m_path, permissions); }
+
+    void Replace(const fs::path& target) const {
+        if (fsync(m_descriptor) != 0)
+            Fail();
+        fs::rename(m_path, target);
+    }
 
 private:
     fs::path m_path;
+    int m_descriptor;
 };
 
-void Replace(const fs::path& target, const std::string& program,
-             const std::function<void(const fs::path&)>& write) {
-    const fs::path temporary = PathBeside(target, program);
-    const Remover remover(temporary); // which finds nothing after the rename
-    write(temporary);
-    if (fs::exists(target))
-        fs::permissions(temporary, fs::status(target).permissions());
-    fs::rename(temporary, target);
+void Replace(const fs::path& target, const std::string& program, fs::perms permissions,
+             std::string_view bytes) {
+    constexpr fs::perms OwnerOnly = fs::perms::owner_read | fs::perms::owner_write;
+    const bool exists = fs::exists(target);
+    const TemporaryFile file(PathBeside(target, program), exists ? OwnerOnly : permissions);
+    file.Write(bytes);
+    if (exists)
+        file.SetPermissions(fs::status(target).permissions());
+    file.Replace(target);
 }
 
 } // namespace
 
-void ReplaceFile(const fs::path& target, const std::string& program,
-                 const std::function<void(const fs::path&)>& write) {
+void ReplaceFile(const fs::path& target, const std::string& program, fs::perms permissions,
+                 std::string_view bytes) {
     try {
-        Replace(Resolve(target), program, write);
-    } catch (const fs::filesystem_error& error) {
+        if (const int descriptor = OwnDescriptor(target); descriptor != NoDescriptor)
+            WriteAll(descriptor, bytes);
+        else
+            Replace(Resolve(target), program, permissions, bytes);
+    } catch (const std::system_error& error) {
         throw std::runtime_error(
             error.code().message()); // without the paths, which may hold any bytes
     }

@@ -2,21 +2,25 @@
 #define EXAMPLES_REPLACE_FILE_H
 
 #include <filesystem>
-#include <functional>
 #include <string>
+#include <string_view>
 
 namespace Examples {
 
-/// Puts a new file in the place of `target`, or of what it links to, in one step: `write` makes the
-/// file at the temporary path beside the target that it is given, and throws when it cannot. Whoever
-/// looks at the target meanwhile, or after the program was killed, finds the old file or the new
-/// one, never a part. A replaced file's permissions are kept. The temporary file is named after
-/// `program`, a part of a file name.
+/// Replaces the file `target`, or what it links to, with one that holds the bytes, in one step:
+/// whoever looks at it meanwhile, or after the program was killed, finds the old file or the new
+/// one, never a part. The bytes are first written to a temporary file beside the target, named
+/// after `program`, a part of a file name.
 ///
-/// Throws std::runtime_error, or what `write` throws; the old file, or none, is then there and the
-/// temporary one is gone. A target that is there but no regular file is refused.
+/// A replaced file's permissions are kept, a new file gets `permissions` less the process's mask;
+/// at no time can anybody read the temporary file who may not read the final one.
+///
+/// A descriptor of the process's own, such as /dev/stdout, is written to as it is, whatever it
+/// leads to. Any other target that is there but no regular file is refused.
+///
+/// Throws std::runtime_error; the old file, or none, is then there and the temporary one is gone.
 void ReplaceFile(const std::filesystem::path& target, const std::string& program,
-                 const std::function<void(const std::filesystem::path&)>& write);
+                 std::filesystem::perms permissions, std::string_view bytes);
 
 /// Returns true for a name such as the temporary files of `program` have.
 bool IsTemporaryName(const std::string& name, const std::string& program);

@@ -1,7 +1,6 @@
 #include "ManifestFile.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <filesystem>
 #include <map>
@@ -9,7 +8,6 @@
 #include <stdexcept>
 #include <system_error>
 
-#include <Bases/File.h>
 #include <Bases/Xml.h>
 
 #include "Describe.h"
@@ -28,6 +26,7 @@ using Examples::Unescape;
 namespace {
 
 constexpr int FormatVersion = 1;
+constexpr std::filesystem::perms ForAll{0666};
 constexpr const char* NotRepresentable = "(a name that this locale cannot show)";
 
 std::optional<Kind> KindNamed(const std::string& name) {
@@ -92,21 +91,6 @@ bool WriteManifest(Vorn::XmlWriter& xml, const Document& document) {
            xml.WriteComment(" One element for each entry; lines counts line feeds. ") &&
            WritePaths(xml, document.paths) && WriteEntries(xml, document.entries) &&
            xml.WriteEntity("\n") && xml.EndElement() && xml.EndDocument();
-}
-
-// Save tells whether the file could be made but not whether all of it was written, which a full disk
-// prevents. The length shows it, and flushing shows what the system finds out later.
-void SaveChecked(Vorn::XmlWriter& xml, const std::string& path) {
-    errno = 0;
-    if (!xml.Save(path))
-        throw std::runtime_error(std::generic_category().message(errno));
-    unsigned long size = 0;
-    xml.GetXmlBuffer(size);
-    Vorn::FileIo saved;
-    if (!saved.Open(path, Vorn::FileAccess::Write, Vorn::FileShare::None,
-                    Vorn::FileDisposition::OpenExisting) ||
-        saved.GetFileSize() != static_cast<long long>(size) || !saved.Flush())
-        throw std::runtime_error("not all of it could be written");
 }
 
 [[noreturn]] void RefuseManifest() { throw std::runtime_error("not a manifest"); }
@@ -227,9 +211,9 @@ void SaveManifest(const std::string& path, const Document& document) {
     Vorn::XmlWriter xml;
     if (!WriteManifest(xml, document))
         throw std::runtime_error("the XML could not be composed");
-    ReplaceFile(path, "manifest", [&xml](const std::filesystem::path& temporary) {
-        SaveChecked(xml, temporary.string());
-    });
+    unsigned long size = 0;
+    const auto* const bytes = reinterpret_cast<const char*>(xml.GetXmlBuffer(size));
+    ReplaceFile(path, "manifest", ForAll, {bytes, size}); // Save would not notice a full disk
 }
 
 Document LoadManifest(const std::string& path) {

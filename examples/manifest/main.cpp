@@ -121,7 +121,8 @@ constexpr std::array Commands{
             "      Records the files at the paths and all that is in the directories in OUT.xml.\n"
             "      What cannot be read is recorded as a failure and complained of; OUT.xml is\n"
             "      replaced all the same, and the exit status is 1. Of two runs for one OUT.xml\n"
-            "      the one that ends last leaves its own; the later one can be watched.\n"},
+            "      the one that ends last leaves its own; the later one can be watched.\n"
+            "      /dev/stdout as OUT.xml stands for standard output, whatever that is.\n"},
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
             "      Prints what is recorded as a table.\n"},

@@ -1,17 +1,10 @@
 #include "Files.h"
 
-#include <algorithm>
-#include <cerrno>
-#include <cstddef>
 #include <filesystem>
 #include <stdexcept>
 #include <string_view>
 #include <system_error>
 #include <utility>
-
-#include <unistd.h>
-
-#include <Bases/File.h>
 
 #include "Cipher.h"
 #include "FileName.h"
@@ -24,7 +17,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-constexpr std::size_t PieceSize = 1UL << 20U;
+constexpr fs::perms OwnerOnly{0600};
 
 [[noreturn]] void Complain(const std::string& name, const std::string& reason) {
     throw std::runtime_error(Examples::ForDisplay(name) + ": " + reason);
@@ -58,27 +51,6 @@ Content ReadAtMost(const std::string& name, unsigned long long most) {
     return content;
 }
 
-void WriteNew(const std::string& name, std::string& bytes) {
-    const auto refuse = [] { throw std::runtime_error(std::generic_category().message(errno)); };
-    // Asked first, as FileIo would print a line on standard output.
-    if (access((fs::path(name).parent_path() / ".").c_str(), W_OK | X_OK) != 0)
-        refuse();
-    Vorn::FileIo file;
-    if (!file.Open(name, Vorn::FileAccess::Write, Vorn::FileShare::ReadWrite,
-                   Vorn::FileDisposition::CreateNewToWrite))
-        refuse();
-    for (std::size_t done = 0; done < bytes.size();) {
-        const std::size_t size = std::min(bytes.size() - done, PieceSize);
-        const unsigned int written =
-            file.Write(bytes.data() + done, static_cast<unsigned int>(size));
-        if (written == 0)
-            refuse();
-        done += written;
-    }
-    if (!file.Flush())
-        refuse();
-}
-
 } // namespace
 
 std::string ReadKey(const std::string& name) {
@@ -98,11 +70,9 @@ std::string ReadWhole(const std::string& name, unsigned long long most) {
     return std::move(content.bytes);
 }
 
-void WriteWhole(const std::string& name, std::string bytes) {
+void WriteWhole(const std::string& name, const std::string& bytes) {
     try {
-        Examples::ReplaceFile(name, "seal", [&bytes](const fs::path& temporary) {
-            WriteNew(temporary.string(), bytes);
-        });
+        Examples::ReplaceFile(name, "seal", OwnerOnly, bytes);
     } catch (const std::runtime_error& error) {
         Complain(name, error.what());
     }

@@ -15,7 +15,7 @@ std::string ReadWhole(const std::string& name, unsigned long long most);
 
 /// Puts a file with these bytes in the place of `name` in one step, or leaves what is there. A new
 /// file is for its owner only; one that is replaced keeps its permissions.
-void WriteWhole(const std::string& name, std::string bytes);
+void WriteWhole(const std::string& name, const std::string& bytes);
 
 /// Throws when both names lead to the same file.
 void KeepApart(const std::string& keyName, const std::string& outName);

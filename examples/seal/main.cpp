@@ -40,6 +40,7 @@ KEYFILE holds the 16 bytes of the key and nothing else. To make one:
 IN has at most 1073741824 bytes (1 GiB), and about five times its size is used in memory. OUT is
 replaced in one step when all went well, and otherwise left alone; it may be IN, but not KEYFILE.
 A new OUT can be read and written by its owner only; one that is replaced keeps its permissions.
+/dev/stdout as OUT stands for standard output, whatever that is.
 
 A sealed file has these lines:
 

@@ -872,6 +872,12 @@ TEST_F(ManifestSaving, ReplacesAnOlderManifestAndKeepsItsPermissions) {
     EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
 }
 
+TEST_F(ManifestSaving, MakesANewManifestAsTheMaskAllows) {
+    Make("a");
+    EXPECT_EQ(0, Manifest({"create", "out.xml", "a"}, [] { umask(0027); }).status);
+    EXPECT_EQ(fs::perms{0640}, fs::status(m_dir.File("out.xml")).permissions());
+}
+
 TEST_F(ManifestSaving, ReplacesWhatALinkLeadsToAndKeepsTheLink) {
     Make("a");
     fs::create_directory(m_dir.File("elsewhere"));
@@ -935,7 +941,7 @@ TEST_F(ManifestSaving, KeepsTheOldManifestWhenTheDiskIsFull) {
         LimitFileSize(1000);
     });
     EXPECT_EQ(1, outcome.status);
-    EXPECT_EQ("manifest: out.xml: not all of it could be written\n", outcome.err);
+    EXPECT_EQ("manifest: out.xml: File too large\n", outcome.err);
     EXPECT_EQ("old", Content("out.xml"));
     EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
 }
@@ -952,6 +958,24 @@ TEST_F(ManifestSaving, KeepsTheOldManifestWhenKilledInTheMiddleOfWriting) {
     EXPECT_EQ(1000U, fs::file_size(m_dir.File(*names.begin())));
 }
 
+// What a run that is killed has left shows what could be seen before.
+TEST_F(ManifestSaving, NeverLaysAPrivateManifestOpen) {
+    Make("a");
+    for (const fs::perms permissions : {fs::perms{0600}, fs::perms{0640}, fs::perms{0666}}) {
+        Make("out.xml", "old");
+        fs::permissions(m_dir.File("out.xml"), permissions);
+        const Outcome outcome = Manifest(Long(), [] {
+            umask(0);
+            LimitFileSize(1000);
+        });
+        EXPECT_EQ(SIGXFSZ, outcome.signal);
+        const std::string half = m_dir.File(*Directory().begin());
+        EXPECT_THAT(half, HasSubstr("/.manifest-"));
+        EXPECT_EQ(fs::perms{0600}, fs::status(half).permissions());
+        fs::remove(half);
+    }
+}
+
 TEST_F(ManifestSaving, LeavesNothingWhenKilledWhileMeasuring) {
     Make("endless");
     fs::resize_file(m_dir.File("endless"), std::uintmax_t{1} << 40U); // holes; nothing is stored
@@ -960,6 +984,62 @@ TEST_F(ManifestSaving, LeavesNothingWhenKilledWhileMeasuring) {
     program.Kill(SIGKILL);
     EXPECT_EQ(SIGKILL, program.Wait().signal);
     EXPECT_THAT(Directory(), ElementsAre("endless"));
+}
+
+// Concerns: a descriptor of the program's own is written to and not replaced, whatever it leads to
+// and however it is named.
+
+class ManifestDescriptor : public ManifestProgram {
+protected:
+    /// Runs the program with a file for its standard output, which it appends to.
+    Outcome AppendTo(const std::string& file, const Names& arguments) const {
+        return Manifest(arguments, [path = m_dir.File(file)] {
+            dup2(open(path.c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO);
+        });
+    }
+};
+
+TEST_F(ManifestDescriptor, GetsTheManifestBehindWhatIsAlreadyThere) {
+    Make("a");
+    ASSERT_EQ(0, Manifest({"create", "out.xml", "a"}).status);
+    const std::string expected = "before\n" + Steady("out.xml");
+    Make("kept");
+    fs::create_hard_link(m_dir.File("kept"), m_dir.File("same"));
+    fs::create_symlink("/dev/stdout", m_dir.File("link"));
+    for (const char* out : {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1", "link"}) {
+        Make("kept", "before\n");
+        const Outcome outcome = AppendTo("kept", {"create", out, "a"});
+        EXPECT_EQ(0, outcome.status) << out;
+        EXPECT_EQ("", outcome.err) << out;
+        EXPECT_EQ(expected, Steady("same")) << out;
+    }
+    EXPECT_THAT(Directory(), ElementsAre("a", "kept", "link", "out.xml", "same"));
+}
+
+TEST_F(ManifestDescriptor, MayBeAPipe) {
+    Make("a");
+    const std::string command = std::string(VORN_MANIFEST) + " create /dev/stdout a | cat >piped";
+    EXPECT_EQ(0, RunProgram({"/bin/sh", "-c", command}, Here()).status);
+    EXPECT_THAT(Steady("piped"), StartsWith(Begin));
+    EXPECT_EQ(0, Manifest({"verify", "piped"}).status);
+}
+
+TEST_F(ManifestDescriptor, IsLeftOutWhereItsFileIsFound) {
+    fs::create_directory(m_dir.File("d"));
+    Make("d/out.xml");
+    EXPECT_EQ(0, AppendTo("d/out.xml", {"create", "/dev/stdout", "d"}).status);
+    EXPECT_EQ(std::string(Begin) + "  <directory name=\"d\" written id/>\n</manifest>\n",
+              Steady("d/out.xml"));
+}
+
+TEST_F(ManifestDescriptor, ThatTakesNothingIsReported) {
+    Make("a");
+    const Outcome outcome = Manifest({"create", "/dev/stdout", "a"}, PrintNowhere);
+    EXPECT_EQ(1, outcome.status);
+    EXPECT_EQ("manifest: /dev/stdout: No space left on device\n", outcome.err);
+    const Outcome closed = Manifest({"create", "/dev/stdout", "a"}, [] { close(STDOUT_FILENO); });
+    EXPECT_EQ(1, closed.status);
+    EXPECT_EQ("manifest: /dev/stdout: No such file or directory\n", closed.err);
 }
 
 // Concerns: the exact table; numbers beyond 32 bits; documents that are no manifests, are damaged or

@@ -170,6 +170,18 @@ TEST_F(SealRoundTrip, MakesFilesForTheirOwnerOnlyAndKeepsPermissionsOfOthers) {
     EXPECT_EQ(fs::perms{0644}, Permissions("kept"));
 }
 
+TEST_F(SealRoundTrip, WritesToItsStandardOutputAsItIs) {
+    Make("in", Message);
+    Make("kept", "before\n");
+    const auto append = [path = m_dir.File("kept")] {
+        dup2(open(path.c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO);
+    };
+    EXPECT_EQ(0, Run({"encipher", "key", "in", "/dev/stdout"}, append).status);
+    EXPECT_EQ("before\n" + SealedMessage, Content("kept"));
+    Make("sealed", SealedMessage);
+    EXPECT_EQ(Message, Run({"decipher", "key", "sealed", "/dev/stdout"}).out);
+}
+
 TEST_F(SealRoundTrip, WorksWithoutStandardInput) {
     Make("in", Message);
     EXPECT_EQ(0, Run({"encipher", "key", "in", "out"}, [] { close(STDIN_FILENO); }).status);
