@@ -12,7 +12,7 @@
 //     int main() {
 //         Vorn::BasesInit();
 //         std::string directory;
-//         Vorn::GetModuleDir(directory); // "/opt/engine/bin"
+//         Vorn::GetModuleDir(directory); // such as "/opt/engine/bin"
 //         Vorn::BasesRelease();
 //     }
 

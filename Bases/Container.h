@@ -26,7 +26,7 @@ namespace Vorn {
 ///     Vorn::Bits same;
 ///     same.FromString(text);
 ///     if (same == bits)                   // but see operator!= for sets of different sizes
-///         bits.SetAll();                  // "111"
+///         bits.SetAll();                  // bits.ToString() is "111"
 ///
 /// Note: the set keeps more than its bits. When it shrinks, its room stays (but see SetData), and
 /// so does what stands in the bytes: SetSize brings it back. Clear and FromString give the room
@@ -193,11 +193,16 @@ private:
 /// A buffer of bytes that is filled at its end and used up from its front, in one array that can be
 /// taken over from the caller and handed to the caller.
 ///
+///     constexpr unsigned long HeaderLength = 2;
+///     unsigned char packet[] = {0x01, 0x03, 'a', 'b', 'c'};
+///
 ///     Vorn::SerialBuffer received;
-///     received.AddBuffer(packet, packetLength, 1);   // grows as needed
+///     received.AddBuffer(packet, sizeof packet, 1);           // grows as needed
 ///     if (received.GetSize() >= HeaderLength) {
-///         ReadHeader(received.GetBuffer());
-///         received.Shift(HeaderLength);              // the rest moves to the front
+///         unsigned char length = received.GetBuffer()[1];     // 3
+///         received.Shift(HeaderLength);                       // the rest moves to the front
+///         std::string text(length, '\0');
+///         std::memcpy(text.data(), received.GetBuffer(), 3);  // text is "abc"
 ///     }
 class VORN_BASES_API SerialBuffer {
 public:

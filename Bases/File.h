@@ -433,9 +433,9 @@ inline constexpr int CreateLast = 1;
 ///     using Vorn::FileSys::CreateDirLevel;
 ///     using Vorn::FileSys::CreateLast;
 ///     using Vorn::FileSys::SkipLast;
-///     CreateDirLevel("/var/tmp/a/b/", 0, SkipLast);    // makes "/var/tmp/a" and "/var/tmp/a/b"
-///     CreateDirLevel("/var/tmp/a/b/c", 0, SkipLast);   // false: "/var/tmp/a/b/c" is not there
-///     CreateDirLevel("/var/tmp/a/b/c", 0, CreateLast); // makes it
+///     CreateDirLevel("logs/2024/", 0, SkipLast);     // true: makes "logs" and "logs/2024"
+///     CreateDirLevel("logs/2024/11", 0, SkipLast);   // false: "logs/2024/11" is not there
+///     CreateDirLevel("logs/2024/11", 0, CreateLast); // true: makes it
 ///
 /// Note: from level 0, the first two directories of an absolute path are taken to exist and are
 /// never made, except `path` itself with `createLast`. A path with fewer than two separators behind

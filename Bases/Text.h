@@ -21,8 +21,8 @@
 //     #include <Bases/Text.h>
 //
 //     Vorn::BasesInit(); // with LANG=C.UTF-8 in the environment
-//     std::wstring wide = Vorn::mbs_to_wcs("\xF0\x9F\x98\x80"); // one character, 0x1F600
-//     std::string back = Vorn::wcs_to_mbs(wide);                // the four bytes again
+//     std::wstring wide = Vorn::mbs_to_wcs("\xF0\x9F\x98\x80"); // wide.size() is 1: 0x1F600
+//     std::string back = Vorn::wcs_to_mbs(wide); // "\xF0\x9F\x98\x80"
 //
 // Everything here may be called from any thread, but no other thread may change the C library's
 // locale (as BasesInit does) while a conversion from or to `utf8`, or GetSizeFormat of a double,
@@ -139,8 +139,8 @@ extern "C" {
 /// Note: an int is widened to long first, so _itoa(-1, buffer, 16) gives sixteen "f", not eight.
 ///
 ///     char text[Vorn::IntegerTextSize];
-///     std::puts(_i64toa(-255, text, 10)); // -255
-///     std::puts(_i64toa(-255, text, 16)); // ffffffffffffff01
+///     std::puts(_i64toa(-255, text, 10)); // prints "-255"
+///     std::puts(_i64toa(-255, text, 16)); // prints "ffffffffffffff01"
 VORN_BASES_API char* _itoa(int value, char* buffer, int radix);
 VORN_BASES_API char* _ltoa(long value, char* buffer, int radix);
 VORN_BASES_API char* _ultoa(unsigned long value, char* buffer, int radix);
@@ -178,7 +178,7 @@ inline constexpr int Exbibytes = 6;
 /// just below a unit that needs more than 53 bits is already in that unit.
 ///
 ///     double scaled;
-///     int unit = Vorn::GetSizeUnit(1536, scaled); // Kibibytes, and 1.5 in `scaled`
+///     int unit = Vorn::GetSizeUnit(1536, scaled); // Vorn::SizeUnit::Kibibytes; scaled is 1.5
 VORN_BASES_API int GetSizeUnit(long long bytes, double& scaled);
 
 /// Writes a number for display, with a separator, into `buffer`, which holds `size` bytes: as much
@@ -223,10 +223,10 @@ VORN_BASES_API int GetSizeFormat(std::string& out, double value, int precision);
 ///
 ///     Vorn::Base64 base64;
 ///     std::string text;
-///     base64.Encode("foob", 4, text);             // "Zm9vYg=="
+///     base64.Encode("foob", 4, text); // text is "Zm9vYg=="
 ///
-///     std::vector<char> data(text.size() + 1);    // what Decode needs at least
-///     data.resize(base64.Decode(text.c_str(), data.data())); // "foob"
+///     std::vector<char> data(text.size() + 1);               // what Decode needs at least
+///     data.resize(base64.Decode(text.c_str(), data.data())); // data.size() is 4: "foob"
 class VORN_BASES_API Base64 {
 public:
     Base64();

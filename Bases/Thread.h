@@ -221,8 +221,9 @@ inline constexpr int Set = 1;
 ///
 ///     Vorn::Event done;
 ///     done.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr);
-///     pool.Post([&done] { done.Set(); });
+///     std::thread worker([&done] { done.Set(); });
 ///     done.Wait(Vorn::WaitForever);
+///     worker.join();
 class VORN_BASES_API Event {
 public:
     /// Makes an event that is not created yet.
@@ -480,7 +481,7 @@ private:
 ///     done.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr);
 ///     Vorn::ThreadTaskPool pool;
 ///     pool.StartThread(Vorn::ThreadStart::Running);
-///     pool.Post([&done] { std::puts("on the worker"); done.Set(); });
+///     pool.Post([&done] { std::puts("working"); done.Set(); }); // prints "working"
 ///     done.Wait(Vorn::WaitForever); // StopThread drops what has not begun
 ///     pool.StopThread(Vorn::WaitForever, Vorn::ThreadStop::LeaveRunning);
 class VORN_BASES_API ThreadTaskPool : public Thread {

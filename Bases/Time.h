@@ -25,7 +25,7 @@ namespace Vorn {
 // clock and no time zone, and answer in constant time, whatever the year.
 //
 //     unsigned long year = 2024, month = 2, day = 28;
-//     Vorn::GetNextDay(year, month, day);          // 2024-02-29
+//     Vorn::GetNextDay(year, month, day);          // month is 2, day is 29
 //     Vorn::GetDays(2024, 1, 1, year, month, day); // 60, both end days counted
 //     Vorn::GetDayOfWeek(year, month, day);        // 4, Weekday::Thursday
 
@@ -319,6 +319,7 @@ VORN_BASES_API unsigned long timer_ns();
 // Note: hour 0 is 0 and hour 12 is 12 for h and hh.
 // Numbers are printed as they are, negative and too large ones included.
 //
+//     const Vorn::SysTime sysTime = {2024, 3, 2, 5, 7, 8, 9, 45, -1};
 //     Vorn::GetDateTimeFormat("yyyy-MM-dd HH:mm:ss.fff", sysTime); // "2024-03-05 07:08:09.045"
 //     Vorn::GetDateTimeFormat("h:mm tt", sysTime);                 // "7:08 AM"
 

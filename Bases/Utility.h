@@ -33,7 +33,7 @@ namespace Vorn {
 /// way round. So tobe32(0x0000000112345678) is 0x78563412 on the former and 0x0000000112345678 on
 /// the latter. Values of 32 bits are not affected.
 ///
-///     const unsigned short port = Vorn::Endian::hton16(8080); // 0x1F, 0x90 in memory
+///     const unsigned short port = Vorn::Endian::hton16(8080); // in memory 0x1F, 0x90
 ///     const auto address = static_cast<unsigned int>(Vorn::Endian::hton32(0x7F000001));
 namespace Endian {
 
@@ -118,11 +118,13 @@ inline constexpr unsigned long GuidTextSize = 37;
 ///
 ///     Vorn::Guid id;
 ///     if (!id.Generate())
-///         return false;                   // the system gave no random bytes
-///     std::string text = id.ToString(Vorn::GuidForm::Full); // "2f1c8d0e-6a55-4b0f-9d3e-7c0a51b2e994"
+///         return; // the system gave no random bytes
+///
+///     // Such as "2f1c8d0e-6a55-4b0f-9d3e-7c0a51b2e994".
+///     std::string text = id.ToString(Vorn::GuidForm::Full);
 ///
 ///     Vorn::Guid same;
-///     same.FromString(text);              // may throw: text from outside needs a try block
+///     same.FromString(text); // may throw: text from outside needs a try block
 class VORN_BASES_API Guid {
 public:
     /// Makes a none value.

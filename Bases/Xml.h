@@ -42,7 +42,7 @@ class Guid; // Bases/Utility.h
 ///         Vorn::XmlReader::Element* item = reader.ChildElement(reader.GetRootElement(), &name);
 ///         unsigned int id = 0;
 ///         std::string attributeName;
-///         reader.GetAttribute(reader.GetFirstAttribute(item), attributeName, id); // "id", 7
+///         reader.GetAttribute(reader.GetFirstAttribute(item), attributeName, id); // id is 7
 ///     }
 ///
 /// Note: libxml2 keeps every text in UTF-8, and yet texts are converted from the encoding that the
@@ -182,7 +182,7 @@ private:
 ///     writer.WriteElementEntity("item", "salt & pepper");
 ///     writer.EndElement();
 ///     writer.EndDocument();
-///     writer.Save("shop.xml");
+///     writer.Save("shop.xml"); // true
 ///
 /// Every text is converted from the locale's encoding to that of the document; a zero byte ends
 /// it. An operation whose text cannot be converted returns false and writes nothing

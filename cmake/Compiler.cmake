@@ -1,8 +1,10 @@
 # What every target of this project is compiled with; a program that uses the installed library
 # gets none of it.
+add_library(VornBasesOptions INTERFACE) # whatever the edition of C++
 add_library(VornBasesCompiler INTERFACE)
+target_link_libraries(VornBasesCompiler INTERFACE VornBasesOptions)
 target_compile_features(VornBasesCompiler INTERFACE cxx_std_20)
-target_compile_options(VornBasesCompiler INTERFACE
+target_compile_options(VornBasesOptions INTERFACE
   -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<BOOL:${VORN_BASES_WERROR}>:-Werror>
   # GCC 12 sees overlapping copies in optimised string concatenations where there are none.
@@ -11,7 +13,7 @@ target_compile_options(VornBasesCompiler INTERFACE
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
 if(VORN_BASES_SANITIZE)
-  target_compile_options(VornBasesCompiler INTERFACE
+  target_compile_options(VornBasesOptions INTERFACE
     -fsanitize=${VORN_BASES_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
-  target_link_options(VornBasesCompiler INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
+  target_link_options(VornBasesOptions INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
 endif()
