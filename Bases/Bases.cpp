@@ -1,3 +1,5 @@
+// Set-up and tear-down of the library.
+
 #include <Bases/Bases.h>
 
 #include <ctime>
@@ -8,13 +10,13 @@
 namespace Vorn {
 
 int BasesInit() {
-    // The result is not needed. Hosts rely on the call having been made: it brings the C library's
-    // broken-down-time machinery up before any thread is started.
+    // The result is not used. The call itself initialises the C library's broken-down-time
+    // machinery before any thread starts, and hosts rely on that.
     const std::time_t anyTime = 1234567890123;
     std::tm utc{};
     gmtime_r(&anyTime, &utc);
 
-    std::locale::global(std::locale(""));
+    std::locale::global(std::locale("")); // has a name, so the C library's locale follows
     xmlInitParser();
     return 1;
 }

@@ -1,15 +1,15 @@
 #ifndef VORN_BASES_FILE_H
 #define VORN_BASES_FILE_H
 
-// Binary files by desktop-style access, share and disposition words, over POSIX descriptors; the
-// entries of a directory; operations on files and directories by path.
+// Binary files opened by access mask, share mode and creation disposition over POSIX descriptors;
+// directory iteration; operations on files and directories by path.
 //
-// Nothing here throws. A failure is a false or a 0 (Seek of a closed handle: -1). FileIo's Open
-// tells the cause, and its Seek an unknown method, in one line on standard output that ends in a
-// carriage return and a newline. Standard output is the host's: the line is written with puts and
-// not flushed. No line disturbs errno.
+// Nothing here throws, short of std::bad_alloc. A failure is a false or a 0 (Seek on a closed
+// handle: -1). FileIo::Open also reports the cause of a failure, and FileIo::Seek an unknown
+// origin, in one line on standard output that ends in a carriage return and a newline. The line is
+// written with puts, is not flushed, and leaves errno alone.
 //
-// Paths are in the platform's own encoding and go to it unchanged.
+// Paths go to the platform unchanged, in its own encoding.
 
 #include <memory>
 #include <string>
@@ -26,7 +26,7 @@ inline constexpr unsigned int Write = 0x40000000;
 inline constexpr unsigned int ReadWrite = Read | Write;
 } // namespace FileAccess
 
-/// Share modes of FileIo::Open. Sharing is not enforced; see there for the little that it does.
+/// Share modes of FileIo::Open. Sharing is not enforced; see there for the little that they do.
 namespace FileShare {
 inline constexpr unsigned int None = 0;
 inline constexpr unsigned int Read = 1;
@@ -34,13 +34,13 @@ inline constexpr unsigned int Write = 2;
 inline constexpr unsigned int ReadWrite = Read | Write;
 } // namespace FileShare
 
-/// Creation dispositions of FileIo::Open, named after what they do. 3 does what CreateOrEmpty does;
-/// the number that opens an existing file in other systems empties it here, and has no name.
+/// Creation dispositions of FileIo::Open, named after what they do. Note: 3, which opens an
+/// existing file on other systems, empties it here, as CreateOrEmpty does, and has no name.
 namespace FileDisposition {
-inline constexpr unsigned int CreateNew = 1;     ///< creates the file; it must not exist
-inline constexpr unsigned int CreateOrEmpty = 2; ///< creates the file, or empties the existing one
-inline constexpr unsigned int OpenExisting = 4;  ///< opens the file; it must exist
-inline constexpr unsigned int CreateNewToWrite = 5; ///< CreateNew; the access must include writing
+inline constexpr unsigned int CreateNew = 1;        ///< creates the file; it must not exist
+inline constexpr unsigned int CreateOrEmpty = 2;    ///< creates the file, or empties it
+inline constexpr unsigned int OpenExisting = 4;     ///< opens the file; it must exist
+inline constexpr unsigned int CreateNewToWrite = 5; ///< CreateNew; the access must include Write
 } // namespace FileDisposition
 
 /// Origins of FileIo::Seek.
@@ -50,32 +50,23 @@ inline constexpr unsigned int Current = 1;
 inline constexpr unsigned int End = 2;
 } // namespace SeekOrigin
 
-/// Results of FileFind::GetFileType.
-namespace FileType {
-inline constexpr unsigned int None = 0; ///< there is no current entry
-inline constexpr unsigned int Other = 1;
-inline constexpr unsigned int Regular = 2;
-inline constexpr unsigned int Directory = 3;
-} // namespace FileType
-
-/// An unbuffered binary file: each operation is one call of the platform, which is neither repeated
-/// when a signal interrupts it nor continued when it did only a part. The object owns its
-/// descriptor. It is used by one thread at a time.
+/// An unbuffered binary file. An interrupted system call is not retried, and a partial transfer is
+/// not continued. The object owns its descriptor; one thread uses it at a time.
 ///
-///     |                | closed                    | open                                       |
-///     | -------------- | ------------------------- | ------------------------------------------ |
-///     | Open           | opens                     | closes, then opens                         |
-///     | Close          | does nothing              | closes                                     |
-///     | Read, Write    | 0                         | bytes moved, 0 on failure                  |
-///     | Seek           | -1                        | new position, 0 on failure                 |
-///     | Tell           | 0                         | position, 0 on failure                     |
-///     | SeekTo...,     | 0                         | new position, 0 on failure                 |
-///     | SeekFrom...    |                           |                                            |
-///     | SetEndOfFile,  | false                     | moves to the end, the length stays         |
-///     | SetFileSize    |                           |                                            |
-///     | GetFileSize    | 0                         | length; moves to the end; 0 on failure     |
-///     | Flush          | false                     | true when the system took it               |
-///     | GetPath        | empty                     | empty                                      |
+///     |                | closed       | open                                           |
+///     | -------------- | ------------ | ---------------------------------------------- |
+///     | Open           | opens        | closes, then opens                             |
+///     | Close          | does nothing | closes                                         |
+///     | Read, Write    | 0            | bytes transferred; 0 on failure                |
+///     | Seek           | -1           | new position; 0 on failure                     |
+///     | Tell           | 0            | position; 0 on failure                         |
+///     | SeekTo...,     | 0            | new position; 0 on failure                     |
+///     | SeekFrom...    |              |                                                |
+///     | SetEndOfFile,  | false        | moves to the end; the length does not change   |
+///     | SetFileSize    |              |                                                |
+///     | GetFileSize    | 0            | length; 0 on failure; moves to the end         |
+///     | Flush          | false        | true on success                                |
+///     | GetPath        | empty        | empty                                          |
 ///
 /// A failed position query cannot be told from position 0.
 ///
@@ -89,10 +80,10 @@ inline constexpr unsigned int Directory = 3;
 ///     }
 class VORN_BASES_API FileIo {
 public:
-    /// What stands for the descriptor of a handle that is not open.
+    /// The descriptor of a closed handle.
     static constexpr int InvalidFileIoHandle = -1;
 
-    /// Makes a handle that is not open.
+    /// Makes a closed handle.
     FileIo();
 
     /// Closes the handle.
@@ -100,47 +91,49 @@ public:
     FileIo(const FileIo&) = delete;
     FileIo& operator=(const FileIo&) = delete;
 
-    /// Closes the handle if it is open, then opens the file at `path`. Returns true on success.
-    /// Returns false after one line on standard output otherwise; the handle is then closed.
+    /// Closes the handle if it is open, then opens the file at `path`. Returns true on success;
+    /// otherwise false, after one line on standard output, with the handle closed.
     ///
     /// `nDesiredAccess` is one of FileAccess; other bits are ignored. `nShareMode` is one of
-    /// FileShare; see below for the little that it does. `nCreationDisposition` is one of
-    /// FileDisposition. It is a set of bits, so the numbers mean:
+    /// FileShare. `nCreationDisposition` is one of FileDisposition, or another sum of its bits 1, 2
+    /// and 4; bits above these are ignored:
     ///
-    ///     | number, name     | first attempt                  | second attempt if the first fails  |
-    ///     | ---------------- | ------------------------------ | ---------------------------------- |
-    ///     | 1, CreateNew     | creates the file; it must not  | the same again                     |
-    ///     |                  | exist                          |                                    |
-    ///     | 2, CreateOrEmpty | creates or empties the file    | the same; unless shared for both,  |
-    ///     | 3                |                                | the file must not exist            |
-    ///     | 4, OpenExisting  | the file must exist            | none                               |
-    ///     | 5, Create-       | as 1; the access must include  | none                               |
-    ///     | NewToWrite       | writing                        |                                    |
-    ///     | 6, 7             | creates or empties the file;   | none                               |
-    ///     |                  | 7 asks for writing as 5 does   |                                    |
+    ///     | disposition         | first attempt                    | second, if the first fails |
+    ///     | ------------------- | -------------------------------- | -------------------------- |
+    ///     | 1, CreateNew        | creates the file; it must not    | the same                   |
+    ///     |                     | exist                            |                            |
+    ///     | 2, CreateOrEmpty    | creates the file, or empties it  | the same, but the file     |
+    ///     | 3                   |                                  | must not exist, unless     |
+    ///     |                     |                                  | FileShare::ReadWrite       |
+    ///     | 4, OpenExisting     | opens the file; it must exist    | none                       |
+    ///     | 5, CreateNewToWrite | as 1; the access must include    | none                       |
+    ///     |                     | writing                          |                            |
+    ///     | 6                   | as 2                             | none                       |
+    ///     | 7                   | as 2; the access must include    | none                       |
+    ///     |                     | writing                          |                            |
     ///
-    /// Bits above these do not count. Asking for 5 or 7 without writing is the caller's mistake and
-    /// ends the process by an assertion; where assertions are compiled out, the attempt is made. A
-    /// file that is made gets the permissions 0600, less the process's mask. A program that this
-    /// one executes inherits the descriptor.
+    /// Asking for 5 or 7 without FileAccess::Write is a programming error and fails an assertion;
+    /// where assertions are compiled out, the attempt is made. New files get the permissions 0600,
+    /// less the umask. Executed programs inherit the descriptor.
     ///
-    /// Note: 2 and 3 empty an existing file although it is opened only to read.
+    /// Note: 2, 3 and 6 empty an existing file even when it is opened for reading only.
     ///
-    /// Note: sharing is not enforced. The word only decides whether the second attempt may meet an
-    /// existing file, and with it whether the line names the real cause: an existing file that may
-    /// not be written is "Always existing." unless it is shared for both.
+    /// Note: sharing is not enforced. The share mode only decides whether the second attempt may
+    /// find an existing file, and so whether the line names the real cause: an existing file that
+    /// may not be written is "Always existing." without FileShare::ReadWrite.
     ///
-    /// Note: descriptor 0, which the system gives when standard input is closed, is taken for a
-    /// failure where there is a second attempt, and that one meets the file that the first has
-    /// made or emptied: 1 always fails then; 2 and 3 fail with "Always existing." unless shared for
-    /// both, and have emptied an existing file by then. 4 to 7 accept descriptor 0.
+    /// Note: descriptor 0, which the system assigns while standard input is closed, counts as a
+    /// failure where there is a second attempt, and that one finds the file that the first has just
+    /// created or emptied. So 1 always fails, and 2 and 3 fail without FileShare::ReadWrite, each
+    /// with "Always existing."; 2 and 3 have emptied an existing file by then. 4 to 7 accept
+    /// descriptor 0.
     ///
-    /// The lines, each begun with "[FileIo] Open : ", and errno as it stands after them:
+    /// The lines, each preceded by "[FileIo] Open : ", and errno after them:
     ///
     ///     | line                                          | errno                               |
     ///     | --------------------------------------------- | ----------------------------------- |
-    ///     | Invalid Parameter, Creation Disposition Miss. | EOPNOTSUPP; none of bits 1, 2, 4    |
-    ///     | Invalid Parameter, File Access Parameter Miss.| untouched; neither access bit       |
+    ///     | Invalid Parameter, Creation Disposition Miss. | EOPNOTSUPP; none of the bits 1, 2, 4|
+    ///     | Invalid Parameter, File Access Parameter Miss.| unchanged; neither Read nor Write   |
     ///     | Access Denied                                 | EPERM, EACCES, EISDIR, EROFS        |
     ///     | Not found.                                    | ENOENT                              |
     ///     | Not enough memory.                            | ENOMEM                              |
@@ -153,65 +146,63 @@ public:
     bool Open(const std::string& path, unsigned int nDesiredAccess, unsigned int nShareMode,
               unsigned int nCreationDisposition);
 
-    /// Closes the handle; does nothing when it is not open. errno is untouched.
+    /// Closes the handle; does nothing when it is closed. errno stays unchanged.
     void Close();
 
     /// Returns true when the handle is open.
     bool IsOpened();
 
-    /// Reads at most `size` bytes into `buffer`, which has room for them, from the position on, and
-    /// moves the position behind them. Returns how many there were, which may be fewer; 0 at the
-    /// end of the file, on failure, and when the handle is not open.
+    /// Reads up to `size` bytes from the position into `buffer`, which holds that many, and
+    /// advances the position. Returns the number of bytes read, which may be smaller; 0 at the end
+    /// of the file, on failure and on a closed handle.
     unsigned int Read(void* buffer, unsigned int size);
 
-    /// Writes at most `size` bytes from `buffer`, which is not changed, at the position, and moves
-    /// the position behind them. Returns how many were written, which may be fewer; 0 on failure
-    /// and when the handle is not open.
+    /// Writes up to `size` bytes of `buffer`, which is not modified, at the position and advances
+    /// the position. Returns the number of bytes written, which may be smaller; 0 on failure and on
+    /// a closed handle.
     unsigned int Write(void* buffer, unsigned int size);
 
-    /// Moves the position to `offset` bytes from the origin `nMoveMethod`, one of SeekOrigin; an
-    /// offset back from the end is negative. Returns the new position, from
-    /// the begin. On failure returns 0 and the position stays, after the line
-    /// "[FileIo] Seek : Invalid Parameter. Move Method Miss\r" if the method is another number.
+    /// Moves the position to `offset` bytes from `nMoveMethod`, one of SeekOrigin; an offset back
+    /// from the end is negative. Returns the new position, counted from the beginning. On failure
+    /// returns 0 and leaves the position; any other `nMoveMethod` fails after the line
+    /// "[FileIo] Seek : Invalid Parameter. Move Method Miss\r".
     ///
-    /// Note: alone among the position operations it returns -1 when the handle is not open, before
-    /// it looks at the method.
+    /// Note: a closed handle gives -1, unlike every other position operation, whatever the method.
     long long Seek(long long offset, unsigned int nMoveMethod);
 
-    /// Returns the position, in bytes from the begin; 0 on failure and when the handle is not open.
+    /// Returns the position, counted from the beginning; 0 on failure and on a closed handle.
     long long Tell();
 
-    /// Move the position to the begin, the end, `offset` bytes behind the begin, or `offset` bytes
-    /// before the end. Return the new position, from the begin; on failure, and when the handle is
-    /// not open, return 0 and the position stays.
+    /// Move the position to the beginning, to the end, to `offset` bytes from the beginning, or to
+    /// `offset` bytes before the end. Return the new position, counted from the beginning. On
+    /// failure and on a closed handle return 0 and leave the position.
     ///
-    /// Note: SeekFromEnd counts backwards, unlike Seek with method 2. A negative offset leads
-    /// behind the end; the smallest one has no opposite and fails.
+    /// Note: SeekFromEnd counts backwards, unlike Seek from SeekOrigin::End. A negative offset
+    /// leads past the end; the smallest one cannot be negated and fails.
     long long SeekToBegin();
     long long SeekToEnd();
     long long SeekFromBegin(long long offset);
     long long SeekFromEnd(long long offset);
 
-    /// Moves the position to the end. Returns true on success; false on failure and when the handle
-    /// is not open. Note: the file is never cut off or extended.
+    /// Moves the position to the end. Returns true on success; false on failure and on a closed
+    /// handle. Note: never truncates or extends the file.
     bool SetEndOfFile();
 
-    /// Moves the position to `size`, then to the end. Returns true on success; false when the
-    /// handle is not open or a move fails, in which case the position is where the last successful
-    /// move led. Note: the file's length stays what it is.
+    /// Moves the position to `size`, then to the end. Returns true on success; false on a closed
+    /// handle and when a move fails, with the position where the last successful move left it.
+    /// Note: the file's length does not change.
     bool SetFileSize(long long size);
 
-    /// Returns the file's length in bytes; 0 on failure and when the handle is not open.
-    ///
-    /// Note: afterwards the position is at the end. After a failure it may be at the begin.
+    /// Returns the file's length in bytes; 0 on failure and on a closed handle. Note: moves the
+    /// position to the end; after a failure it may be at the beginning.
     long long GetFileSize();
 
-    /// Waits until the system has stored what was written. Returns true on success; false on
-    /// failure and when the handle is not open.
+    /// Waits until the written data is stored on the device (`fsync`). Returns true on success;
+    /// false on failure and on a closed handle.
     bool Flush();
 
-    /// Returns an empty text, owned by this object; the second form assigns it to `out`. Note: the
-    /// handle does not remember the path that it was opened with.
+    /// Return or assign an empty text; the first one's belongs to this object. Note: the handle
+    /// does not remember the path that it was opened with.
     const char* GetPath();
     void GetPath(std::string& out);
 
@@ -221,8 +212,8 @@ private:
     std::string m_strPath; // always empty; kept for the layout, which derived classes compile in
 };
 
-/// Keeps the name of a handle for text files. It holds nothing and does nothing: it can only be
-/// made and destroyed, from any thread, and is unrelated to FileIo.
+/// Reserved for text files: holds nothing and does nothing. It can only be constructed and
+/// destroyed, from any thread, and is unrelated to FileIo.
 class VORN_BASES_API TextFileIo {
 public:
     TextFileIo();
@@ -231,20 +222,28 @@ public:
     TextFileIo& operator=(const TextFileIo&) = delete;
 };
 
-/// Walks through the entries of a directory one by one, in the order in which the system gives them,
-/// and tells about the current one. Links are followed. The object owns its directory stream. It is
-/// used by one thread at a time. Nothing is printed.
+/// Results of FileFind::GetFileType.
+namespace FileType {
+inline constexpr unsigned int None = 0; ///< there is no current entry
+inline constexpr unsigned int Other = 1;
+inline constexpr unsigned int Regular = 2;
+inline constexpr unsigned int Directory = 3;
+} // namespace FileType
+
+/// Iterates over a directory in `readdir` order and reports on the current entry. Links are
+/// followed. The object owns its directory stream; one thread uses it at a time. Prints nothing.
 ///
 ///     |                     | no search                 | searching                             |
 ///     | ------------------- | ------------------------- | ------------------------------------- |
-///     | FindFirst           | begins at the first entry | false; the current entry stays        |
-///     | FindNext            | false                     | goes to the next entry                |
+///     | FindFirst           | starts at the first entry | false; the current entry stays        |
+///     | FindNext            | false                     | moves to the next entry               |
 ///     | FindClose           | does nothing              | ends the search                       |
 ///     | GetFileName         | null                      | the current entry's                   |
 ///     | every other query   | 0                         | the current entry's                   |
 ///
-/// A complete walk goes on after false while the name changes, and skips the entry of which nothing
-/// could be learned. It keeps a copy of the last name: the pointer does not survive the next call.
+/// FindNext also returns false for an entry that cannot be stat'ed. To visit all entries, continue
+/// while the name changes and skip that one; compare with a copy, since the name's memory does not
+/// survive the next call.
 ///
 ///     Vorn::FileFind find;
 ///     std::string last;
@@ -257,15 +256,15 @@ public:
 ///     }
 class VORN_BASES_API FileFind {
 public:
-    /// What is kept of the current entry; for the implementation only.
+    /// The current entry's data; for the implementation only.
     class FileInfo;
 
     /// Makes an object without a search.
     FileFind();
 
-    /// Opens the directory as FindFirst does, and forgets the entry found. Note: there is nothing to
-    /// be had from such an object. Every query gives 0 or null and FindNext false, but the directory
-    /// stays open and FindFirst fails until FindClose.
+    /// Opens the directory as FindFirst does, then discards the entry found. Note: if that
+    /// succeeds, the object is unusable until FindClose: every query returns 0 or null and FindNext
+    /// false, but the directory stays open, so FindFirst fails.
     FileFind(const std::string& dir, const std::string& pattern);
 
     /// Ends the search.
@@ -273,80 +272,77 @@ public:
     FileFind(const FileFind&) = delete;
     FileFind& operator=(const FileFind&) = delete;
 
-    /// Begins a search at the first entry of the directory `dir` that is neither "." nor "..".
-    /// `dir` ends in a separator. `pattern` is not looked at: every entry matches. Returns true on
-    /// success.
+    /// Starts a search at the first entry of the directory `dir` other than "." and "..". `dir`
+    /// ends in a separator. `pattern` is ignored: every entry matches. Returns true on success.
     ///
-    /// Returns false when a search is open, which is left as it is. Returns false, and there is no
-    /// search then, when the directory cannot be opened, holds no entry, or nothing can be learned of
-    /// the first one. Note: a link that leads nowhere fails a whole search when it comes first.
+    /// Returns false and changes nothing while a search is open. Returns false, without starting a
+    /// search, when the directory cannot be opened or read, holds no entry, or its first entry
+    /// cannot be stat'ed. Note: a dangling link that comes first thus fails the whole search.
     ///
-    /// Note: names are appended to `dir` as they are. Without a separator at its end the search
-    /// fails, or tells about the file that happens to have the name made up so.
+    /// Note: names are appended to `dir` as they are. Without its trailing separator the search
+    /// fails, or reports on another file that happens to have the resulting name.
     bool FindFirst(const std::string& dir, const std::string& pattern);
 
-    /// Goes to the next entry. Returns true on success.
+    /// Moves to the next entry. Returns true on success. Returns false
+    /// - at the end: the last entry stays the current one, the search stays open, and errno keeps
+    ///   its value;
+    /// - when the directory cannot be read any further: as at the end, but with errno set. Set it
+    ///   to 0 before the call to tell the two apart where an incomplete listing matters;
+    /// - for an entry that cannot be stat'ed, such as a dangling link: its name is the current one
+    ///   then, with the size, type and times of the entry before. The search can go on; the changed
+    ///   name tells this from the end.
     ///
-    /// Returns false at the end; the last entry then stays the current one and the search open.
-    /// Returns false, too, when nothing can be learned of the next entry, such as a link that leads
-    /// nowhere: its name is the current one then, with the size, kind and times of the entry before.
-    /// The search can go on; that the name has changed tells the two apart.
-    ///
-    /// Returns false, too, when the system cannot read on in the directory: as at the end, but with
-    /// errno set. At the end errno stays what it was, so set it to 0 before the call to tell them
-    /// apart where an incomplete walk matters.
-    ///
-    /// Note: unlike FindFirst it gives "." and "..", wherever the system has them.
+    /// Note: unlike FindFirst it also reports "." and "..", wherever the system lists them.
     bool FindNext();
 
-    /// Ends the search. Does nothing when there is none.
+    /// Ends the search, if there is one.
     void FindClose();
 
-    /// Returns the name, without the directory, owned by this object; it lives until the next call
-    /// of FindFirst, FindNext or FindClose.
+    /// Returns the name without the directory, owned by this object and valid until the next
+    /// FindFirst, FindNext or FindClose.
     const char* GetFileName();
 
     /// Returns the size in bytes.
     long long GetFileSize();
 
-    /// Returns one of FileType: 2 for a regular file, 3 for a directory, 1 for anything else.
+    /// Returns one of FileType.
     unsigned int GetFileType();
 
-    /// Return times in milliseconds since 1970-01-01 00:00:00 universal time; negative ones before.
+    /// Return times in milliseconds since 1970-01-01 00:00:00 UTC; earlier ones are negative.
     ///
     /// Note: the creation time is the second of the last status change with the milliseconds of the
-    /// last access; the last-access time is that of the last status change. Only the last-write time
-    /// is what it is called.
+    /// last access; the last-access time is that of the last status change. Only the last-write
+    /// time is what its name says.
     Time GetFileCreationTime();
     Time GetFileLastAccessTime();
     Time GetFileLastWriteTime();
 
-    /// Returns 1024, the room that suffices for every name.
+    /// Returns 1024, a buffer size that suffices for every name.
     long long GetMaxFileNameSize();
 
 private:
     class VORN_BASES_LOCAL Stream;
 
-    // The entry that the queries tell about, or null.
+    // The entry that the queries report on, or null.
     VORN_BASES_LOCAL const FileInfo* Current() const;
 
     std::unique_ptr<Stream> m_pStream; // null when there is no search
     std::unique_ptr<FileInfo> m_pInfo; // made by the first search and kept for the next ones
 };
 
-/// Operations on paths. They hold no state and may be called from any thread; two of them that work
-/// on the same path at the same time meet as the system's own calls do.
+/// Operations on paths. They hold no state, and any thread may call them; two of them on the same
+/// path at the same time interleave as their system calls do.
 ///
-/// Unless stated otherwise they return true on success; they return false and leave their outputs
-/// as they were when the system refuses. Nothing is printed, but for GetFileSize. Links are
-/// followed except where an operation takes away or renames the link itself.
+/// Unless stated otherwise they return true on success; on failure they return false and leave
+/// their outputs unchanged. Only GetFileSize prints. Links are followed, except by MoveFile,
+/// DeleteFile and DeleteDir, which act on the link itself.
 namespace FileSys {
 
-/// Returns false and leaves `root` as it is. The name is reserved.
+/// Returns false and leaves `root` unchanged. The name is reserved.
 VORN_BASES_API bool GetRootPath(const std::string& path, std::string& root);
 
-/// Returns the last dot of `path` and what follows it, as a pointer into the text of `path`, or
-/// null when it has no dot. The pointer lives as long as that text: never pass a temporary.
+/// Returns the last dot of `path` and what follows it, as a pointer into the text of `path`; null
+/// when there is no dot. The pointer is valid as long as that text: never pass a temporary.
 ///
 /// Note: separators do not count. The extension of "dir.d/file" is ".d/file".
 VORN_BASES_API const char* GetFileExt(const std::string& path);
@@ -357,31 +353,30 @@ VORN_BASES_API const char* GetFileExt(const char* path);
 /// Assigns the same extension to `ext` and returns true; false when there is none.
 VORN_BASES_API bool GetFileExt(const std::string& path, std::string& ext);
 
-/// Stores the length of the file in bytes in `size`.
+/// Stores the length of the file in bytes in `size`. The file is neither created nor changed, and
+/// needs no write permission. Note: a device without a length, such as a terminal, gives 0 and
+/// true.
 ///
-/// Returns false when the file cannot be opened for reading, which includes directories, pipes and
-/// sockets. FileIo then tells the cause on standard output, as in FileIo::Open; for a pipe there is
-/// no line, because it is not opened at all: that would wait for a writer.
+/// Returns false when the file cannot be opened for reading; directories, pipes and sockets count
+/// as such. The cause is printed as by FileIo::Open, except for a pipe: that is not opened, because
+/// opening it would wait for a writer.
 ///
-/// The file is neither made nor changed, and needs no permission to be written. Note: a device that
-/// has no length, such as a terminal, gives 0 and true.
-///
-/// Note: it can block all the same: for a terminal line that has no carrier, and when a pipe without
-/// a writer takes the place of the file in the moment between the look at its kind and its opening.
+/// Note: the call can still block: on a terminal line without a carrier, and on a pipe without a
+/// writer that replaces the file between the check of its type and its opening.
 VORN_BASES_API bool GetFileSize(const std::string& path, unsigned long long& size);
 
-/// Store the size of the file system that holds `path`, the part of it in use and the part that is
-/// free, in bytes. Note: what is reserved for the superuser counts as used.
+/// Store the size of the file system that holds `path`, and how much of it is used and free, in
+/// bytes. Note: what is reserved for the superuser counts as used.
 ///
 /// Note: the sizes are the file system's block counts times its preferred transfer size (f_bsize).
-/// Where it counts blocks of another size (f_frsize), they are off by the ratio of the two.
+/// Where the blocks have another size (f_frsize), they are off by the ratio of the two.
 VORN_BASES_API bool GetDiskSize(const std::string& path, unsigned long long& total,
                                 unsigned long long& used, unsigned long long& free);
 VORN_BASES_API bool GetDiskTotalSize(const std::string& path, unsigned long long& total);
 VORN_BASES_API bool GetDiskUsedSize(const std::string& path, unsigned long long& used);
 VORN_BASES_API bool GetDiskFreeSize(const std::string& path, unsigned long long& free);
 
-/// Renames a file, a directory or a link, within one file system. Note: an existing file at `to` is
+/// Renames a file, a directory or a link within one file system. Note: an existing file at `to` is
 /// replaced, and so is an empty directory by a directory.
 VORN_BASES_API bool MoveFile(const std::string& from, const std::string& to);
 
@@ -391,44 +386,43 @@ VORN_BASES_API bool DeleteFile(const std::string& path);
 /// Removes an empty directory.
 VORN_BASES_API bool DeleteDir(const std::string& path);
 
-/// Makes one directory with the permissions 0755, less the process's mask. Its parent must exist.
+/// Creates one directory with the permissions 0755, less the umask. Its parent must exist.
 VORN_BASES_API bool CreateDir(const std::string& path);
 
-/// Returns true when there is a directory at `path`.
+/// Returns true when `path` is a directory.
 VORN_BASES_API bool IsDirectory(const std::string& path);
 
-/// Return true when there is anything at `path`, directories included; false for a null pointer.
-/// Note: a link that leads nowhere does not exist.
+/// Return true when `path` exists, as a file, a directory or anything else; false for a null
+/// pointer. Note: a dangling link does not exist.
 VORN_BASES_API bool IsExistFile(const char* path);
 VORN_BASES_API bool IsExistFile(const std::string& path);
 
-/// Copies the bytes, the permissions (less the process's mask) and, where the process may give
-/// files away, the owner of the file at `from` to a new file at `to`. Times are not copied.
+/// Copies the bytes, the permissions (less the umask) and, where the process may set them, the
+/// owner and group of the file `from` to a new file `to`. Times are not copied.
 ///
-/// Returns false, and makes nothing, when there is something at `to` already, when `from` cannot be
-/// opened for reading, and when `to` cannot be made. A link at `to` that leads nowhere gets the file
-/// made where it leads.
+/// Returns false and creates nothing when `to` exists, when `from` cannot be opened for reading,
+/// and when `to` cannot be created. If `to` is a dangling link, the file is created where it leads.
 ///
-/// Note: returns true once the target has been made, whatever happens then. Bytes that the system
-/// does not take, on a full disk for example, are missing from the target, and a read error ends
-/// the copy like the end of the file. Compare the lengths where that matters. A directory at `from`
-/// is "copied" to an empty file.
+/// Note: returns true once the target has been created, whatever happens then. Bytes that the
+/// system does not accept, on a full disk for example, are missing from the target, and a read
+/// error ends the copy like the end of the file. Compare the lengths where that matters. A
+/// directory `from` is "copied" to an empty file.
 ///
-/// Note: a pipe without a writer at `from` blocks until it has one. The call never returns for a
-/// source without end, such as "/dev/zero".
+/// Note: a pipe without a writer as `from` blocks until it has one. The call never returns for an
+/// endless source, such as "/dev/zero".
 VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 
-/// Whether CreateDirLevel creates the last part of the path, too.
+/// Whether CreateDirLevel creates `path` itself; any number but SkipLast counts as CreateLast.
 inline constexpr int SkipLast = 0;
 inline constexpr int CreateLast = 1;
 
-/// Makes the directories on the way to `path` that are missing: every part of `path` that ends in
-/// "/", looking for these from the character at index `level` on. With `createLast` CreateLast it makes
-/// `path` itself as well, which matters when that does not end in "/".
+/// Creates the missing directories on the way to `path`: every part of `path` that ends in "/",
+/// searching for these from the character at index `level` on. With CreateLast as `createLast`
+/// creates `path` itself as well, which matters when it does not end in "/".
 ///
-/// Returns true when each one existed or was made and `path` is a directory at the end. Returns
-/// false for an empty `path`, and after the first one that could not be made; those before it stay,
-/// and `createLast` is tried all the same.
+/// Returns true when each one existed or was created and `path` is a directory at the end. Returns
+/// false for an empty `path`, and after the first one that could not be created; those before it
+/// stay, and CreateLast still tries `path` itself.
 ///
 ///     using Vorn::FileSys::CreateDirLevel;
 ///     using Vorn::FileSys::CreateLast;
@@ -437,17 +431,17 @@ inline constexpr int CreateLast = 1;
 ///     CreateDirLevel("logs/2024/11", 0, SkipLast);   // false: "logs/2024/11" is not there
 ///     CreateDirLevel("logs/2024/11", 0, CreateLast); // true: makes it
 ///
-/// Note: from level 0, the first two directories of an absolute path are taken to exist and are
-/// never made, except `path` itself with `createLast`. A path with fewer than two separators behind
-/// its second character, such as "/x" or "/x/y", gives true at once, also with `createLast`, and
-/// nothing is looked at or made. A level that is not inside the text counts as 0.
+/// Note: from level 0, the first two directories of an absolute path are assumed to exist and are
+/// never created, except `path` itself by CreateLast. A path with fewer than two separators after
+/// its second character, such as "/x" or "/x/y", gives true at once, with CreateLast too, and
+/// nothing is checked or created. A level past the end of the text counts as 0.
 ///
-/// Note: a part that is two characters long, such as "./" or "a/", is never made, except `path`
-/// itself with `createLast`.
+/// Note: a part of two characters, such as "./" or "a/", is never created, except `path` itself by
+/// CreateLast.
 ///
-/// Note: when another thread or process makes one of the directories between the look at it and the
-/// attempt to make it, that counts as one that could not be made: of two that make the same chain
-/// at once, one may get false although the directory is there. Calling again gives true.
+/// Note: a directory that another thread or process creates between the check for it and the
+/// attempt to create it counts as one that could not be created: of two callers that create the
+/// same chain at once, one may get false although the directory is there. Calling again gives true.
 VORN_BASES_API bool CreateDirLevel(const std::string& path, unsigned long level, int createLast);
 
 } // namespace FileSys

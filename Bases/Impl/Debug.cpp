@@ -1,1 +1,1 @@
-// Reserved for the engine's diagnostics. The unit is part of the library's layout and holds no code.
+// Reserved for the engine's diagnostics: a unit of the library's layout without code.

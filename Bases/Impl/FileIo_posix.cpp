@@ -1,3 +1,5 @@
+// FileIo: binary files over POSIX descriptors.
+
 #include <Bases/File.h>
 
 #include <cerrno>
@@ -17,13 +19,13 @@ namespace {
 
 constexpr mode_t CreatedMode = 0600;
 
-// A disposition is looked at bit by bit.
+// The disposition is tested bit by bit.
 constexpr unsigned int ExclusiveBit = FileDisposition::CreateNew;
 constexpr unsigned int TruncatingBit = FileDisposition::CreateOrEmpty;
 constexpr unsigned int ExistingBit = FileDisposition::OpenExisting;
 
-// Hosts look at errno after a failed operation, so telling of the failure and cleaning up after it
-// must not replace its cause.
+// Hosts look at errno after a failed operation, so reporting the failure and cleaning up after it
+// must not overwrite the cause.
 class ErrnoKeeper {
 public:
     ErrnoKeeper() : m_error(errno) {}
@@ -55,7 +57,7 @@ int DispositionFlags(unsigned int nCreationDisposition) {
     return 0;
 }
 
-// Returns -1 for a word that asks for no access.
+// Returns -1 for a mask that includes neither access.
 int AccessMode(unsigned int nDesiredAccess) {
     if (HasAll(nDesiredAccess, FileAccess::ReadWrite))
         return O_RDWR;
@@ -66,8 +68,8 @@ int AccessMode(unsigned int nDesiredAccess) {
     return -1;
 }
 
-// The first attempt has failed, for the callers' purposes, also when it gave descriptor 0. That one
-// is closed only after the second attempt, which would otherwise be given it again.
+// Descriptor 0 counts as a failed first attempt, as callers expect. It is closed only after the
+// second attempt, which would otherwise be given it again.
 int OpenAgain(const char* path, int flags, unsigned int nShareMode, int first) {
     if (!HasAll(nShareMode, FileShare::ReadWrite))
         flags |= O_EXCL;
@@ -103,7 +105,7 @@ const char* OpenFailureLine(int error) {
     }
 }
 
-// Callers get 0 for a position that could not be had.
+// A failed move gives 0, as every position query does.
 long long MovePosition(int descriptor, long long offset, int whence) {
     const long long position = lseek(descriptor, offset, whence);
     return position < 0 ? 0 : position;
@@ -134,7 +136,7 @@ bool FileIo::Open(const std::string& path, unsigned int nDesiredAccess, unsigned
     }
     int flags = DispositionFlags(nCreationDisposition) | accessMode;
     if (HasAll(nCreationDisposition, ExclusiveBit | ExistingBit)) {
-        // Spelled without spaces and names: hosts know the failed check by this very text.
+        // Spelled without names and spaces: hosts know the failed check by this exact text.
         // clang-format off
         VORN_ASSERT((((nDesiredAccess)&((0x40000000L)))==((0x40000000L))));
         // clang-format on
@@ -175,11 +177,11 @@ long long FileIo::Seek(long long offset, unsigned int nMoveMethod) {
     if (!IsOpened())
         return m_nReserved;
     switch (nMoveMethod) {
-    case 0:
+    case SeekOrigin::Begin:
         return MovePosition(m_hFile, offset, SEEK_SET);
-    case 1:
+    case SeekOrigin::Current:
         return MovePosition(m_hFile, offset, SEEK_CUR);
-    case 2:
+    case SeekOrigin::End:
         return MovePosition(m_hFile, offset, SEEK_END);
     default:
         PrintLine("[FileIo] Seek : Invalid Parameter. Move Method Miss\r");
@@ -202,7 +204,7 @@ long long FileIo::SeekFromBegin(long long offset) {
 }
 
 long long FileIo::SeekFromEnd(long long offset) {
-    // The smallest offset has no opposite, and no file reaches that far back or forth.
+    // The smallest offset cannot be negated, and no file is that long.
     if (offset == LLONG_MIN)
         return 0;
     return MovePosition(m_hFile, -offset, SEEK_END);

@@ -1,3 +1,5 @@
+// FileFind, which iterates over a directory, and FileSys, the operations on paths.
+
 #include <Bases/File.h>
 
 #include <array>
@@ -22,7 +24,7 @@ namespace {
 
 constexpr long long MaxFileNameSize = 1024;
 
-// Some file systems keep seconds that are too many for a count of milliseconds; these wrap.
+// Some file systems store more seconds than a count of milliseconds can hold; these wrap.
 Time Milliseconds(time_t seconds, long nanoseconds) {
     const auto wholeSeconds = static_cast<unsigned long long>(seconds);
     return static_cast<Time>(wholeSeconds * 1000 +
@@ -31,7 +33,7 @@ Time Milliseconds(time_t seconds, long nanoseconds) {
 
 bool IsSelfOrParent(const std::string& name) { return name == "." || name == ".."; }
 
-// `dir` ends in a separator where one is needed. A status that cannot be had leaves `out` as it is.
+// `dir` ends in a separator where one is needed. On failure `out` stays unchanged.
 bool GetFileInfo(const std::string& dir, const char* name, struct stat& out) {
     struct stat status {};
     if (stat((dir + name).c_str(), &status) < 0)
@@ -42,8 +44,7 @@ bool GetFileInfo(const std::string& dir, const char* name, struct stat& out) {
 
 } // namespace
 
-// What is kept of the current entry. The name is a copy: the stream reuses its own entry, and frees
-// it when it is closed.
+// The current entry. The name is a copy: the stream reuses its own entry, and frees it when closed.
 class FileFind::FileInfo {
 public:
     std::string name;
@@ -63,7 +64,7 @@ public:
 
     bool IsOpened() const { return m_pDir != nullptr; }
 
-    /// Returns the next name, which lives until the next call, or null when there is none.
+    /// Returns the next name, valid until the next call, or null when there is none.
     const char* NextName() {
         const dirent* entry = readdir(m_pDir);
         return entry == nullptr ? nullptr : entry->d_name;
@@ -139,8 +140,8 @@ unsigned int FileFind::GetFileType() {
     }
 }
 
-// The creation time is a second of one stamp with the fraction of another, and the access time is not
-// of the last access. Hosts compare these values with stored ones, so they stay what they are.
+// The creation time joins the second of one stamp to the fraction of another, and the access time
+// is not that of the last access. Hosts compare these values with stored ones, so they stay.
 Time FileFind::GetFileCreationTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
@@ -193,8 +194,8 @@ private:
     int m_descriptor;
 };
 
-// A copy counts as done once its target is made. What the target does not take is lost: callers
-// that care compare the lengths, and no part is written twice.
+// A copy counts as done once its target is created. What the target does not accept is lost: no
+// part is written twice, and callers that care compare the lengths.
 void CopyBytes(int from, int to) {
     std::array<char, CopyPart> part{};
     for (;;) {
@@ -206,7 +207,7 @@ void CopyBytes(int from, int to) {
     }
 }
 
-// Finds where the name of an absolute path's third directory begins; npos when the path ends before.
+// Returns where an absolute path's third directory begins; npos when the path ends before it.
 std::string::size_type ThirdDirectory(const std::string& path) {
     const std::string::size_type first = path.find('/', 2);
     if (first == std::string::npos)
@@ -253,7 +254,7 @@ bool GetFileSize(const std::string& path, unsigned long long& size) {
     const mode_t kind = stat(path.c_str(), &status) == 0 ? status.st_mode & S_IFMT : 0;
     if (kind == S_IFIFO)
         return false;
-    // A directory opens for reading although it has no length; for writing FileIo refuses it.
+    // A directory can be opened for reading although it has no length, but never for writing.
     const unsigned int desiredAccess = kind == S_IFDIR ? FileAccess::ReadWrite : FileAccess::Read;
     FileIo file;
     if (!file.Open(path, desiredAccess, FileShare::ReadWrite, FileDisposition::OpenExisting))

@@ -1,3 +1,5 @@
+// Process queries and the directory of the running program.
+
 #include <Bases/Bases.h>
 
 #include <cerrno>
@@ -24,7 +26,7 @@ unsigned int GetProcessId() { return static_cast<unsigned int>(getpid()); }
 int IsExistProcess(unsigned int pid) {
     if (kill(static_cast<pid_t>(pid), 0) == 0)
         return 1;
-    // Any other reason, such as EPERM for a process of another user, means that there is one.
+    // Any other error, such as EPERM for another user's process, means that it exists.
     return errno == ESRCH ? 0 : 1;
 }
 

@@ -1,3 +1,5 @@
+// TextFileIo, which is reserved and empty.
+
 #include <Bases/File.h>
 
 namespace Vorn {

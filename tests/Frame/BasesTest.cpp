@@ -299,6 +299,15 @@ TEST_F(Process, ExistsUntilItsEndHasBeenTakenNoteOf) {
     EXPECT_EQ(0, Vorn::IsExistProcess(static_cast<unsigned int>(child)));
 }
 
+TEST_F(Process, ExistsByTheIdentifierOfAThreadToo) {
+    int exists = 0;
+    std::thread([&exists] {
+        EXPECT_NE(getpid(), gettid());
+        exists = Vorn::IsExistProcess(static_cast<unsigned int>(gettid()));
+    }).join();
+    EXPECT_EQ(1, exists);
+}
+
 TEST_F(Process, ExistsWhenItBelongsToAnotherUser) {
     constexpr uid_t nobody = 65534;
     constexpr int noSuchUser = 100;
