@@ -1,0 +1,105 @@
+#ifndef VORN_TESTS_EXAMPLES_MANIFESTWATCH_H
+#define VORN_TESTS_EXAMPLES_MANIFESTWATCH_H
+
+#include "support/Child.h"
+#include "support/ExampleTest.h"
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include <sys/shm.h>
+#include <sys/types.h>
+
+#include <Bases/Thread.h>
+
+#include "Board.h"
+#include "Segment.h"
+#include "Watch.h"
+
+namespace VornTest {
+
+using Lines = std::vector<std::string>;
+
+/// What a test has to say when a lock is made, before a segment is opened by the library and before
+/// one that has a name is removed.
+struct WatchHooks {
+    std::function<bool()> makeLock;
+    std::function<void()> opening;
+    std::function<void(const shmid_ds&)> removing;
+};
+extern WatchHooks g_hooks;
+
+// Watchers that waste no time of a test's; news are always there before they look for them.
+constexpr Manifest::Patience Quick{1, 20, 60000};
+constexpr Manifest::Patience Impatient{1, 5, 50};
+
+constexpr const char* NoRun = "no run to watch; only one of the same user, who needs the privilege "
+                              "to write shared memory, can be watched";
+constexpr const char* Locked = "the counters are locked by somebody";
+
+/// A second opinion of what the key of a name is.
+key_t KeyOf(const std::string& name);
+
+/// Every test has a manifest's path, and so a segment's names, of its own. What runs leave behind
+/// is removed at the end, however the test ends.
+class ManifestWatch : public ExampleTest {
+protected:
+    using Show = std::function<void(const std::string&)>;
+
+    ManifestWatch();
+
+    void SetUp() override;
+    void TearDown() override;
+
+    // A lock that was left locked goes by its name, which lies in the segment.
+    void CleanUp() const;
+
+    // The locks of these processes are the test's.
+    void Expect(pid_t process);
+
+    Lines Locks() const;
+
+    std::string Name(int place) const;
+    int Find(int place) const;
+    Lines Segments() const;
+
+    void ExpectNothingLeft() const;
+
+    // Holes; nothing is stored, and nobody reads to the end.
+    void MakeEndless(const std::string& name) const;
+
+    /// Watches until the end. `each` is called with every line that is shown.
+    std::string Watch(
+        const Show& each = [](const std::string&) {},
+        const Manifest::Patience& patience = Quick) const;
+
+    /// Returns why watching ended before the run did.
+    std::string WhyNot(
+        const Show& each = [](const std::string&) {},
+        const Manifest::Patience& patience = Quick) const;
+
+    /// Watches until a line begins with the text; the run may still have to begin. Returns false
+    /// when that takes longer than a minute.
+    bool Sees(const std::string& begin) const;
+
+    Manifest::Board& BoardAt(int place);
+
+    // Not destroyed, as that would remove the lock's name; reachable to the end.
+    Vorn::Mutex& OpenLock();
+
+    // As a watcher or a run does that is killed at the wrong moment.
+    void TakeLock();
+
+    const std::string m_manifest = m_dir.File("out.xml");
+
+private:
+    LastWill m_cleaner;
+    Lines m_locks;
+    std::vector<std::unique_ptr<Manifest::Segment>> m_segments;
+};
+
+} // namespace VornTest
+
+#endif
