@@ -11,6 +11,10 @@
 
 #include <Bases/Export.h>
 
+// Crypto has no virtual destructor, which is meant; programs that include this are not warned of it.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
+
 namespace Vorn {
 
 /// Sizes, in bytes unless stated.
@@ -230,6 +234,8 @@ public:
 };
 
 } // namespace Vorn
+
+#pragma GCC diagnostic pop
 
 extern "C" {
 

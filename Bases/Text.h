@@ -112,6 +112,11 @@ inline constexpr unsigned long IntegerTextSize = 65;
 
 } // namespace Vorn
 
+// Clang warns of names like _itoa; GCC does not know that warning.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wpragmas"
+#pragma GCC diagnostic ignored "-Wreserved-identifier"
+
 extern "C" {
 
 /// Integers as text, for platforms whose C library lacks these names.
@@ -148,6 +153,8 @@ VORN_BASES_API char* _i64toa(long long value, char* buffer, int radix);
 VORN_BASES_API char* _ui64toa(unsigned long long value, char* buffer, int radix);
 
 } // extern "C"
+
+#pragma GCC diagnostic pop
 
 namespace Vorn {
 
