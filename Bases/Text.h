@@ -3,19 +3,19 @@
 
 // Text: conversions between character sets, integers and sizes as text, and Base64.
 //
-// The conversions know four kinds of string. Which encoding the narrow ones have is decided by a
-// locale, never by the library, which has no codec of its own:
+// There are four kinds of string. A locale decides the encoding of the narrow ones; the library has
+// no codec of its own:
 //
-//     | name   | type           | encoding                                                     |
-//     | ------ | -------------- | ------------------------------------------------------------ |
-//     | `mbs`  | `std::string`  | that of the standard-library locale handed to the function   |
-//     | `wcs`  | `std::wstring` | one code point in each 32-bit character, no surrogate pairs  |
-//     | `utf8` | `std::string`  | that of the C library's current locale (LC_CTYPE); it is     |
-//     |        |                | UTF-8 exactly when that locale is a UTF-8 one                |
-//     | `tcs`  | `std::string`  | the library's own text string, the same as `mbs`             |
+//     | name   | type           | encoding                                                       |
+//     | ------ | -------------- | -------------------------------------------------------------- |
+//     | `mbs`  | `std::string`  | that of the std::locale passed to the function                 |
+//     | `wcs`  | `std::wstring` | one code point in each 32-bit character, no surrogate pairs    |
+//     | `utf8` | `std::string`  | that of the C library's current locale (LC_CTYPE), so UTF-8    |
+//     |        |                | only if that is a UTF-8 locale                                 |
+//     | `tcs`  | `std::string`  | the library's own text string, the same as `mbs`               |
 //
 // BasesInit makes the environment's locale both the C library's locale and the default of every
-// locale parameter below. Before it, both are the "C" locale, which knows ASCII only.
+// locale parameter below. Until then both are the "C" locale, which knows only ASCII.
 //
 //     #include <Bases/Bases.h>
 //     #include <Bases/Text.h>
@@ -24,9 +24,8 @@
 //     std::wstring wide = Vorn::mbs_to_wcs("\xF0\x9F\x98\x80"); // wide.size() is 1: 0x1F600
 //     std::string back = Vorn::wcs_to_mbs(wide); // "\xF0\x9F\x98\x80"
 //
-// Everything here may be called from any thread, but no other thread may change the C library's
-// locale (as BasesInit does) while a conversion from or to `utf8`, or GetSizeFormat of a double,
-// runs.
+// Any thread may call these functions. While a conversion from or to `utf8`, or GetSizeFormat of a
+// double, runs, no other thread may change the C library's locale, as BasesInit does.
 
 #include <locale>
 #include <string>
@@ -38,56 +37,54 @@ namespace Vorn {
 /// Converts a narrow string in the encoding of `loc` to a wide string, with the codecvt facet of
 /// `loc`.
 ///
-/// Returns the wide string; an empty one for an empty string. Throws std::runtime_error with "can't
-/// convert string to wstring" when the facet reports an error.
+/// Returns the wide string; empty for an empty string. Throws std::runtime_error with "can't
+/// convert string to wstring" if the facet reports an error.
 ///
-/// Note: a character cut off at the end is no error; the result is what came before it. Note: an
-/// embedded zero ends the result, though a malformed sequence after it still throws.
+/// Note: a character cut off at the end is dropped without an error.
+/// Note: an embedded zero ends the result, but a malformed sequence after it still throws.
 VORN_BASES_API std::wstring mbs_to_wcs(const std::string& s,
                                        const std::locale& loc = std::locale());
 
 /// Converts a wide string to a narrow string in the encoding of `loc`, with the codecvt facet of
 /// `loc`.
 ///
-/// Returns the narrow string; an empty one for an empty string. Throws std::runtime_error with
-/// "can't convert wstring to string" when the facet reports an error, such as for a character that
-/// the encoding does not have.
+/// Returns the narrow string; empty for an empty string. Throws std::runtime_error with "can't
+/// convert wstring to string" if the facet reports an error, as for a character that the encoding
+/// lacks.
 ///
-/// Note: an embedded zero ends the result.
+/// Note: an embedded zero ends the result, but a character after it that the encoding lacks still
+/// throws.
 VORN_BASES_API std::string wcs_to_mbs(const std::wstring& w,
                                       const std::locale& loc = std::locale());
 
 /// Converts a narrow string in the encoding of the C library's locale to a wide string, with
 /// mbstowcs.
 ///
-/// Returns the wide string, which is never empty. Throws std::runtime_error: with "Invalid UTF-8
-/// sequence." (whatever that locale's encoding is called) when the string is malformed, which
-/// includes a character cut off at its end; with "Error in conversion." when it yields no
-/// character; with "Unknown Error" when the C library counts differently the second time.
+/// Returns the wide string, never empty. Throws std::runtime_error: "Invalid UTF-8 sequence."
+/// (whatever that encoding is) for a malformed string, including one that ends in the middle of a
+/// character; "Error in conversion." for one that yields no character; "Unknown Error" if the C
+/// library's second count differs from its first.
 ///
-/// Note: an empty string is an error here, unlike in mbs_to_wcs. Note: an embedded zero ends the
-/// input; what follows it is not looked at.
+/// Note: unlike for mbs_to_wcs, an empty string is an error.
+/// Note: an embedded zero ends the input; what follows it is ignored.
 VORN_BASES_API std::wstring utf8_to_wcs(const std::string& s);
 
-/// Checks whether a wide string can be written in the encoding of the C library's locale. Never
-/// returns a string.
+/// Checks whether a wide string can be encoded in the C library's locale. Never returns: throws
+/// std::runtime_error with "Invalid wide string sequence." if a character cannot be encoded and
+/// with "Error in conversion." if there is none before the first zero (an empty string included),
+/// and std::logic_error with "basic_string: construction from null is not valid" for every other
+/// string.
 ///
-/// Throws std::runtime_error with "Invalid wide string sequence." when a character cannot be
-/// written, and with "Error in conversion." when there is none before the first zero (so also for
-/// an empty string). For every other string throws std::logic_error with "basic_string:
-/// construction from null is not valid".
-///
-/// Note: callers tell "convertible" from "not convertible" by the kind of exception, so there is no
-/// way to obtain the text; wcs_to_mbs with a locale of the wanted encoding gives it.
+/// Note: callers tell "can be encoded" from "cannot" by the type of the exception. For the text
+/// itself call wcs_to_mbs with a locale of the wanted encoding.
 VORN_BASES_API std::string wcs_to_utf8(const std::wstring& w);
 
-/// Converts with mbs_to_wcs, then with wcs_to_utf8. Note: never returns a string; the exceptions
-/// are those of the two steps.
+/// mbs_to_wcs, then wcs_to_utf8, with the exceptions of both; so it never returns either.
 VORN_BASES_API std::string mbs_to_utf8(const std::string& s,
                                        const std::locale& loc = std::locale());
 
 /// Converts a narrow string in the encoding of the C library's locale to one in the encoding of
-/// `loc`: utf8_to_wcs, then wcs_to_mbs. The exceptions are those of the two steps.
+/// `loc`: utf8_to_wcs, then wcs_to_mbs, with the exceptions of both.
 VORN_BASES_API std::string utf8_to_mbs(const std::string& s,
                                        const std::locale& loc = std::locale());
 
@@ -101,13 +98,11 @@ VORN_BASES_API std::string tcs_to_utf8(const std::string& s,
 VORN_BASES_API std::string utf8_to_tcs(const std::string& s,
                                        const std::locale& loc = std::locale());
 
-/// Return a copy of the string, embedded zeros included; both kinds are the same. The locale is not
-/// used, and nothing is checked.
+/// Return an unchecked copy of the string, embedded zeros included; `loc` is ignored.
 VORN_BASES_API std::string mbs_to_tcs(const std::string& s, const std::locale& loc = std::locale());
 VORN_BASES_API std::string tcs_to_mbs(const std::string& s, const std::locale& loc = std::locale());
 
-/// The room, in characters, that the text of any 64-bit integer takes in any radix, its terminating
-/// zero included; see _itoa.
+/// Enough characters for every 64-bit integer in every radix, terminating zero included; see _itoa.
 inline constexpr unsigned long IntegerTextSize = 65;
 
 } // namespace Vorn
@@ -119,27 +114,17 @@ inline constexpr unsigned long IntegerTextSize = 65;
 
 extern "C" {
 
-/// Integers as text, for platforms whose C library lacks these names.
+/// Integers as text, for platforms whose C library lacks these functions.
 ///
-/// Each function writes `value` in the given radix, as digits 0 to 9 and then lower-case letters,
-/// with a terminating zero, to the start of `buffer`, and returns `buffer`. Nothing is written behind
-/// the terminator.
+/// Each writes `value` in the given radix to `buffer`, in the digits 0 to 9 and then lower-case
+/// letters, with a terminating zero and nothing after it, and returns `buffer`. A negative value
+/// has a "-" in radix 10; in every other radix its 64-bit two's complement is written.
 ///
-/// The caller must hand over a radix from 2 to 36 and a buffer with room for the text; neither is
-/// checked. IntegerTextSize characters are enough for every value and radix, 21 for every value in radix 10. With
-/// a radix above 36 the digits go on behind 'z'; a radix below 2 is an error of the caller's that may
-/// crash or never return.
-///
-///     |                  | text of a negative value                  | null buffer                 |
-///     | ---------------- | ----------------------------------------- | --------------------------- |
-///     | _itoa, _ltoa,    | radix 10: '-' and the magnitude;          | the caller's error          |
-///     | _i64toa          | other radixes: the 64-bit two's complement |                            |
-///     | _ultoa           | -                                         | null, before anything else  |
-///     | _ui64toa         | -                                         | the caller's error          |
-///     | _itow, _ltow,    | as the narrow forms                       | null, after the value was   |
-///     | _i64tow          |                                           | converted                   |
-///     | _ultow, _ui64tow | -                                         | null, after the value was   |
-///     |                  |                                           | converted                   |
+/// The radix must be 2 to 36 and the buffer's capacity sufficient; neither is checked.
+/// IntegerTextSize characters hold every value in every radix, 21 every value in radix 10. Above
+/// radix 36 the digits continue with the characters after 'z'; a radix below 2 may crash or never
+/// return. For a null buffer _ultoa returns null before anything else and the wide forms return
+/// null after the conversion; for the other narrow forms it is the caller's error.
 ///
 /// Note: an int is widened to long first, so _itoa(-1, buffer, 16) gives sixteen "f", not eight.
 ///
@@ -165,7 +150,7 @@ VORN_BASES_API wchar_t* _ultow(unsigned long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _i64tow(long long value, wchar_t* buffer, int radix);
 VORN_BASES_API wchar_t* _ui64tow(unsigned long long value, wchar_t* buffer, int radix);
 
-/// The units of GetSizeUnit.
+/// The units of GetSizeUnit: powers of 1024 bytes.
 namespace SizeUnit {
 inline constexpr int Bytes = 0;
 inline constexpr int Kibibytes = 1;
@@ -176,56 +161,53 @@ inline constexpr int Pebibytes = 5;
 inline constexpr int Exbibytes = 6;
 } // namespace SizeUnit
 
-/// Scales a count of bytes for display. Stores `bytes`, divided by 1024 as often as it takes to
-/// come below 1024 but at most six times, in `scaled`, and returns the number of divisions, one
-/// of SizeUnit. There is no failure. The library has no names for the units; callers have their own labels. May be
-/// called from any thread.
+/// Scales a byte count for display: stores it in `scaled`, divided by 1024 until it is below 1024,
+/// but at most six times, and returns the number of divisions, one of SizeUnit. Cannot fail. Labels
+/// for the units are the caller's.
 ///
-/// Note: a negative count is always in bytes. Note: the count becomes a double first, so that one
-/// just below a unit that needs more than 53 bits is already in that unit.
+/// Note: a negative count stays in bytes.
+/// Note: the count becomes a double first, so one of more than 53 bits just below a unit is rounded
+/// up to it.
 ///
 ///     double scaled;
 ///     int unit = Vorn::GetSizeUnit(1536, scaled); // Vorn::SizeUnit::Kibibytes; scaled is 1.5
 VORN_BASES_API int GetSizeUnit(long long bytes, double& scaled);
 
-/// Writes a number for display, with a separator, into `buffer`, which holds `size` bytes: as much
-/// of the text as fits with its terminating zero, and zeros up to the end of the buffer.
+/// Writes a number for display, with a separator, to the `size` bytes at `buffer`: as much of the
+/// text as fits with a terminating zero, and zeros up to the end of the buffer.
 ///
-/// Returns 1. Returns 0 for a null buffer and for a size of 0; the buffer is then untouched. A text
-/// that is cut is not reported. May be called from any thread.
+/// Returns 1. Returns 0 for a null buffer or a size of 0, with the buffer untouched. Truncation is
+/// not reported.
 ///
-///     | value              | text             |
-///     | ------------------ | ---------------- |
-///     | 12                 | "12"             |
-///     | 999                | ",999"           |
-///     | 1234567            | "1234,567"       |
-///     | -123               | "-,123"          |
-///     | 1234.5 (precision  | "12,34.500000"   |
-///     | 0 or more)         |                  |
-///     | 1234.5 (precision  | "%.0-3f" (glibc) |
-///     | -3)                |                  |
+///     | value                   | text             |
+///     | ----------------------- | ---------------- |
+///     | 12                      | "12"             |
+///     | 999                     | ",999"           |
+///     | 1234567                 | "1234,567"       |
+///     | -123                    | "-,123"          |
+///     | 1234.5 with precision 2 | "12,34.500000"   |
+///     | the same with -3        | "%.0-3f" (glibc) |
 ///
-/// Note: there is at most one comma. It stands before the third character from the end of the text,
-/// or, when there is a ".", before the second character in front of it, whether those are digits,
-/// a sign or the letters of "inf". A text too short for that gets none.
-///
-/// Note: a floating-point value always has six decimals; a `precision` of 0 or more is not used. A
-/// negative one makes the text what the C library prints for the format "%.-Nf", which is hardly
-/// ever a number. Note: the decimal point is that of the C library's locale. Where it is not a ".",
-/// the comma stands among the decimals: "1234,500,000".
-///
-/// Note: the text of a value is cut to 254 characters before the comma is inserted, so that values
-/// whose text is longer lose decimals, and those with more digits than that their last digits, too.
+/// Note: there is at most one comma: before the third character from the end, or, in a text with a
+/// ".", before the second character in front of it. Signs and the letters of "inf" count like
+/// digits; a text too short for that has no comma.
+/// Note: a floating-point value always has six decimals; a `precision` of 0 or more is ignored. A
+/// negative one, -N, gives what the C library prints for "%.-Nf", which is hardly ever a number.
+/// Note: the decimal point is that of the C library's locale. If that is not ".", the comma ends up
+/// among the decimals: "1234,500,000".
+/// Note: the text is cut to 254 characters before the comma is inserted: longer values lose
+/// decimals, and values with more digits than that also lose digits.
 VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, long long value);
 VORN_BASES_API int GetSizeFormat(char* buffer, unsigned long size, double value, int precision);
 
-/// Assign the same text to `out`, cut to 254 characters with the comma. Return 1.
+/// Assign the same text to `out`, cut to 254 characters including the comma. Return 1.
 VORN_BASES_API int GetSizeFormat(std::string& out, long long value);
 VORN_BASES_API int GetSizeFormat(std::string& out, double value, int precision);
 
-/// Base64 text (RFC 4648, the standard alphabet with "+" and "/"): encodes bytes, decodes text.
+/// Encodes bytes as Base64 text (RFC 4648, the standard alphabet with "+" and "/") and decodes such
+/// text.
 ///
-/// An object holds nothing. Any thread may use it, one call at a time for each object; the static
+/// An object has no state. Any thread may use it, one call at a time per object; the static
 /// functions may run on several threads at once.
 ///
 ///     Vorn::Base64 base64;
@@ -241,53 +223,53 @@ public:
     Base64(const Base64& other);
     Base64& operator=(const Base64& other);
 
-    /// Encodes the `len` bytes at `pData` and assigns the text to `out`, filled up with "=" to a
-    /// multiple of four characters, without line breaks. The bytes must not lie in `out`.
+    /// Encodes the `len` bytes at `pData` into `out`, padded with "=" to a multiple of four
+    /// characters, without line breaks. The bytes must not lie in `out`.
     ///
-    /// Returns 1; no bytes give an empty text. A null `pData` stops the program on the assertion
-    /// "pData != __null"; where assertions are compiled out it returns 0, with `out` unchanged.
-    ///
-    /// Note: `len` is not checked, and a null `pData` is an error even with a `len` of 0.
+    /// Returns 1; no bytes give an empty text. A null `pData`, even with a `len` of 0, stops the
+    /// program on the assertion "pData != __null"; with assertions compiled out it returns 0, with
+    /// `out` unchanged. `len` is not checked.
     virtual int Encode(const char* pData, unsigned long len, std::string& out);
 
-    /// Decodes the text at `pszEnc`, which ends at its terminating zero, to `pDecData`, which holds
-    /// at least strlen(pszEnc) + 1 bytes. That many bytes are set to zero first, so that zeros
-    /// follow the decoded bytes.
+    /// Decodes the zero-terminated text at `pszEnc` to `pDecData`, which must have a capacity of
+    /// strlen(pszEnc) + 1 bytes: that many are zeroed first, so zeros follow the decoded bytes.
     ///
     /// Returns the number of bytes decoded. Returns 0 for an empty text, with `pDecData` untouched,
-    /// and for a text with a character that is neither of the alphabet nor "=", such as a space or
-    /// a line break; what was decoded before that character then stays in `pDecData`. A null
-    /// argument stops the program on the assertion "pszEnc != __null" or "pDecData != __null";
-    /// where assertions are compiled out it returns 0, with `pDecData` untouched.
+    /// and for a text with a character that is neither in the alphabet nor "=", such as a space or
+    /// a line break; what was decoded before that character stays in `pDecData`. A null argument
+    /// stops the program on the assertion "pszEnc != __null" or "pDecData != __null"; with
+    /// assertions compiled out it returns 0, with `pDecData` untouched.
     ///
-    /// Note: "=" is skipped wherever it stands and never asked for. Bits behind the last whole byte
-    /// are dropped, whatever they are. Note: the highest bit of every character is ignored: 0xDA is
-    /// a "Z" as 0x5A is. Note: 0 is also the result for a text that is valid but too short for a
-    /// byte, such as "Z" or "==". Note: decoding in place gives 0, for the text is cleared first.
+    /// Note: "=" is skipped wherever it stands and never required. Bits after the last whole byte
+    /// are dropped, whatever their value.
+    /// Note: the high bit of every character is ignored: 0xDA is a "Z", like 0x5A.
+    /// Note: a valid text too short for a byte, such as "Z" or "==", also gives 0.
+    /// Note: decoding in place gives 0, because the text is zeroed first.
     virtual unsigned long Decode(const char* pszEnc, char* pDecData);
 
-    /// Takes the next `nBits` bits, 0 to 8, from the `len` bytes at `pData`, highest bit first.
+    /// Reads the next `nBits` bits, 0 to 8, from the `len` bytes at `pData`, most significant bit
+    /// first.
     ///
-    /// `pos`, `nBitsWaiting` and `acc` hold the state between the calls: the next byte, the number
-    /// of bits that were read but not taken, and those bits, in the low end of `acc`. The caller
-    /// starts with 0 in all three and leaves them alone.
+    /// `pos`, `nBitsWaiting` and `acc` carry the state from call to call: the next byte, the number
+    /// of bits read but not yet returned, and those bits, in the low end of `acc`. The caller sets
+    /// all three to 0 before the first call and leaves them alone after it.
     ///
-    /// Returns the bits, in the low end, and stores their number in `*pnRead`: `nBits`, or fewer
-    /// when the bytes have run out. The bits that are missing are zeros at the low end. 0 in
-    /// `*pnRead` for an `nBits` above 0 means the end.
+    /// Returns the bits, in the low end, and stores their number in `*pnRead`: `nBits`, or fewer at
+    /// the end of the data, where zeros at the low end replace the missing bits. 0 in `*pnRead` for
+    /// an `nBits` above 0 means that no bits are left.
     ///
-    /// Note: nothing is checked. Other widths, a null pointer or a state of the caller's own making
-    /// are the caller's error.
+    /// Nothing is checked: other widths, null pointers and a state of the caller's own making are
+    /// the caller's error.
     static unsigned int ReadBits(int nBits, int* pnRead, const char* pData, unsigned long len,
                                  unsigned long& pos, int& nBitsWaiting, unsigned long& acc);
 
-    /// Appends the `nBits` low bits, 0 to 8, of `value` to the bytes at `pOut`, highest bit first.
-    /// Writes a byte to `pOut[pos]`, and moves `pos` on, as soon as there are eight bits for it.
-    /// The state is held as for ReadBits.
+    /// Appends the low `nBits` bits, 0 to 8, of `value` to the bytes at `pOut`, most significant
+    /// bit first. As soon as eight bits are waiting, writes them to `pOut[pos]` and increments
+    /// `pos`. The state and its errors are those of ReadBits.
     ///
-    /// Note: bits that do not fill a byte stay in the state; there is no operation to write them.
-    /// Note: nothing is checked. `value` must have no bits above the `nBits` low ones: they are not
-    /// masked and change the bits that are waiting.
+    /// Note: bits that do not fill a byte stay in the state; no operation writes them.
+    /// Note: `value` must have no bits above its low `nBits`: they are not masked and would change
+    /// the waiting bits.
     static void WriteBits(unsigned int value, int nBits, char* pOut, unsigned long& pos,
                           int& nBitsWaiting, unsigned long& acc);
 
