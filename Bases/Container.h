@@ -3,11 +3,11 @@
 
 // Containers of raw bytes: a set of bits and a buffer.
 //
-// No object locks: one thread at a time may use it, the const operations included when another
+// Nothing locks: one thread at a time may use an object, const operations included if another
 // thread changes it meanwhile. Different objects are independent.
 //
-// Where the result is an int, 1 means success or "yes" and 0 failure or "no". Nothing throws but
-// the std::string operations, and those only for want of memory.
+// An int result is 1 for success or "yes" and 0 for failure or "no". Only the std::string
+// operations throw, and only if memory runs out.
 
 #include <memory>
 #include <string>
@@ -16,8 +16,8 @@
 
 namespace Vorn {
 
-/// A set of bits that are addressed by position, from 0 to the size less 1, and that grows and
-/// shrinks on request. Position p is bit p % 8, counted from the lowest one, of byte p / 8.
+/// A resizable set of bits, addressed by position from 0 to the size less 1. Position p is bit p %
+/// 8, counted from the least significant, of byte p / 8.
 ///
 ///     Vorn::Bits bits(3);
 ///     bits.Set(0);
@@ -28,31 +28,31 @@ namespace Vorn {
 ///     if (same == bits)                   // but see operator!= for sets of different sizes
 ///         bits.SetAll();                  // bits.ToString() is "111"
 ///
-/// Note: the set keeps more than its bits. When it shrinks, its room stays (but see SetData), and
-/// so does what stands in the bytes: SetSize brings it back. Clear and FromString give the room
-/// back.
+/// Note: a set that shrinks keeps its capacity and its bytes (but see SetData), so bits that were
+/// set before are set again when it grows within the capacity. Clear and FromString release the
+/// capacity.
 ///
-/// Note: None, Any, operator== and operator!= look at whole bytes and so see what stands in the
-/// last byte behind the last bit. SetAll, ResetAll, operator~ and, for operands of equally many
-/// bytes, the in-place logic operators and operator& leave zeros there; operator|, operator^,
+/// Note: the last byte may hold unused bits, behind the last position. None, Any, operator== and
+/// operator!= look at whole bytes and so at these: Any may be 1 with a GetSetCount of 0, and sets
+/// with the same text may differ. SetAll, ResetAll, operator~ and, for operands of equally many
+/// bytes, the in-place logic operators and operator& clear the unused bits; operator|, operator^,
 /// SetSize, SetData and Clone do not.
 ///
-/// Note: the operations that are not marked const can be called on a set that is not const only,
-/// GetSize among them.
+/// Note: a const `Bits` cannot call the non-const members; GetSize is one of them.
 class VORN_BASES_API Bits {
 public:
     /// Makes an empty set: size 0, no data.
     Bits();
 
-    /// Makes a set of `size` bits, all 0. It is empty when `size` is 0 or there is no memory.
+    /// Makes a set of `size` bits, all 0; an empty one if `size` is 0 or memory runs out.
     explicit Bits(unsigned long size);
 
-    /// Makes a copy of the bits of `other`, with no more room than they need; see Clone.
+    /// Makes a copy of `other`, with no more capacity than its bits take; see Clone.
     Bits(const Bits& other);
 
-    /// Makes this set the same as `other`, by Clone. Returns this set.
+    /// Clones `other`; see Clone. Returns this set.
     ///
-    /// Note: a larger room stays, with what stands in it. Note: an empty `other` changes nothing.
+    /// Note: an empty `other` changes nothing. A larger capacity stays, with its bytes.
     Bits& operator=(const Bits& other);
 
     virtual ~Bits();
@@ -60,7 +60,7 @@ public:
     /// Returns the byte that holds position `pos`: pos / 8.
     static unsigned long PosToBytePos(unsigned long pos);
 
-    /// Returns how many bytes hold `size` bits: size / 8, rounded up, for every `size`.
+    /// Returns the number of bytes that hold `size` bits: size / 8 rounded up, for every `size`.
     static unsigned long SizeToBytes(unsigned long size);
 
     /// Returns the size of the smallest set that has the position `pos`: pos + 1.
@@ -69,119 +69,113 @@ public:
     /// Returns the number of bits.
     unsigned long GetSize();
 
-    /// Returns the bytes, null for an empty set. They belong to the set and can be written to; the
-    /// pointer is good until the next operation that changes the size or the data.
+    /// Returns the bytes, null for an empty set. The set owns them and the caller may write to
+    /// them; the pointer is valid until the next operation that changes the size or the data.
     unsigned char* GetData();
 
-    /// Returns the number of bytes that the bits take: SizeToBytes(GetSize()).
+    /// Returns the number of bytes in use: SizeToBytes(GetSize()).
     unsigned long GetBytes();
 
-    /// Makes the set `size` bits long. The flag is not used.
+    /// Resizes the set to `size` bits. The flag is ignored.
     ///
-    /// Returns 1 on success. Returns 0, with nothing changed, when `size` is 0 or there is no
-    /// memory. Bytes for which there was no room before are 0.
+    /// Returns 1 on success. Returns 0, with nothing changed, if `size` is 0 or memory runs out.
+    /// Growing beyond the capacity keeps the bytes in use, whole, and adds bytes that are 0.
     ///
-    /// Note: a set cannot be made empty so; Clear does that. Note: bits that were set before the
-    /// set shrank are set again when it grows within its room.
+    /// Note: 0 does not empty the set; Clear does.
+    /// Note: nothing is cleared when the set shrinks, or grows within its capacity.
     int SetSize(unsigned long size, int flag = 1);
 
-    /// Replaces the bits by the first `sizeInBits` ones of the bytes at `data`, which are copied
-    /// whole. They may be bytes of this set.
+    /// Replaces the bits with the first `sizeInBits` bits at `data`, copied in whole bytes. The
+    /// bytes may be this set's own.
     ///
-    /// Returns 1 on success. Returns 0, with nothing changed, when `data` is null, `sizeInBits` is
-    /// 0 or there is no memory.
+    /// Returns 1 on success. Returns 0, with nothing changed, if `data` is null, `sizeInBits` is 0
+    /// or memory runs out.
     ///
-    /// Note: the set goes on counting with the room it had before. When a later SetSize needs more
-    /// bytes than that, even to shrink, it makes new room of exactly that many bytes, and what does
-    /// not fit is lost; when it needs no more, it grows within the old room over bytes that are 0.
+    /// Note: the capacity stays what it was. If a later SetSize needs more bytes than that, it
+    /// reallocates to exactly so many, even to shrink, and what does not fit is lost. If it needs
+    /// no more, nothing moves: the bytes of `data` stay, and bytes of the capacity beyond them are
+    /// 0.
     int SetData(unsigned char* data, unsigned long sizeInBits);
 
     /// Sets the bit at `pos` to 1 or to 0.
     ///
-    /// Returns 1, or 0 with nothing changed when there is no such position.
+    /// Returns 1, or 0 if there is no such position.
     int Set(unsigned long pos);
     int Reset(unsigned long pos);
 
-    /// Returns the bit at `pos`, 0 when there is no such position.
+    /// Returns the bit at `pos`, or 0 if there is no such position.
     int Test(unsigned long pos) const;
 
-    /// Sets every bit to 1 or to 0. The bits of the last byte behind the last bit become 0.
+    /// Sets every bit to 1 or to 0. Clears the unused bits.
     void SetAll();
     void ResetAll();
 
-    /// Makes the set empty and gives its room back.
+    /// Makes the set empty and releases its capacity.
     void Clear();
 
-    /// Returns how many of the bits are 1, or 0.
+    /// Returns the number of bits that are 1, or 0.
     unsigned long GetSetCount();
     unsigned long GetUnsetCount();
 
-    /// Returns whether any bit is 1, or none. No bit of an empty set is.
-    ///
-    /// Note: whole bytes are looked at. Where the last one has bits behind the last bit, which come
-    /// from shrinking, SetData, operator|, operator^ or cloning a set that has some, Any may be 1
-    /// with a GetSetCount of 0.
+    /// Returns whether any bit is 1, or none. In an empty set none is. Both look at whole bytes,
+    /// unused bits included.
     int Any() const;
     int None() const;
 
-    /// Inverts every bit in place. The bits of the last byte behind the last bit become 0. Returns
-    /// this set.
+    /// Inverts every bit in place and clears the unused bits. Returns this set.
     Bits& operator~();
 
-    /// Combines the bits with those of `other` in place, byte by byte for as many bytes as both
-    /// have. When both have equally many, the bits of the last byte behind the last bit become 0.
-    /// `other` may be this set. Return this set.
+    /// Combines the bits with those of `other` in place, byte by byte, over the bytes that both
+    /// have. If both have equally many, clears the unused bits. `other` may be this set. Return
+    /// this set.
     ///
-    /// Note: operator&= leaves the size, and the bytes that `other` does not have, as they are.
-    /// operator|= and operator^= take the size of `other` first, as by SetSize, so that they may
-    /// shrink the set; an empty `other`, and want of memory, leave the size. Bytes that `other`
-    /// alone has are not taken over.
+    /// Note: operator&= keeps the size, and the bytes that `other` lacks. operator|= and operator^=
+    /// first take the size of `other`, as by SetSize, and so may shrink the set; they keep the size
+    /// if `other` is empty or memory runs out. They do not take over bytes that only `other` has.
     Bits& operator&=(const Bits& other);
     Bits& operator|=(const Bits& other);
     Bits& operator^=(const Bits& other);
 
-    /// Return a new set that combines the bits of both, byte by byte for as many bytes as both
-    /// have; it is empty for want of memory.
+    /// Return a new set that combines the bits of both, byte by byte, over the bytes that both
+    /// have; an empty one if memory runs out.
     ///
     /// Note: the result of operator& has the size of this set, that of operator| and operator^ the
-    /// size of `other`; bits of the longer set behind the bytes of the shorter one are 0 in it.
-    /// When both have equally many bytes, the last one keeps the bits within the size of this set
-    /// only, also where the result has the size of `other`.
+    /// size of `other`. Beyond the bytes of the shorter set it is 0.
+    /// Note: if both have equally many bytes, the last one keeps only the bits within the size of
+    /// this set, even if the result has the size of `other`.
     Bits operator&(const Bits& other) const;
     Bits operator|(const Bits& other) const;
     Bits operator^(const Bits& other) const;
 
-    /// Return whether the sets have the same bytes, or different ones.
+    /// Return whether the sets have the same bytes, or different ones, unused bits included.
     ///
-    /// Note: both return 0 for sets of different sizes. Note: whole bytes are compared. Where the
-    /// last one has bits behind the last bit, which come from shrinking, SetData, operator|,
-    /// operator^ or cloning a set that has some, the sets may differ while all bits are the same.
+    /// Note: both return 0 for sets of different sizes.
     int operator==(const Bits& other) const;
     int operator!=(const Bits& other) const;
 
-    /// Note: both do nothing and return this set. The bits are not shifted.
+    /// Return this set, unchanged. Note: no bit is shifted.
     Bits& operator<<(unsigned long count);
     Bits& operator>>(unsigned long count);
 
-    /// Writes the bits as text, a "1" or a "0" for each. The first character is the highest
-    /// position, the last one is position 0. The text of an empty set is empty.
+    /// Writes the bits as "1" and "0", the highest position first and position 0 last. An empty set
+    /// gives an empty text.
     void ToString(std::string& out) const;
     std::string ToString() const;
 
-    /// Replaces the bits by those that `text` spells, read from its last character, which is
-    /// position 0, to its first. Gives the room back that the set had before.
+    /// Replaces the bits with those that `text` spells, from its last character, position 0, to its
+    /// first. Releases the old capacity.
     ///
-    /// Note: reading stops at the first character from the end that is neither "0" nor "1"; what
-    /// was read so far stays. "10x1" gives the one bit "1", and a text without a bit at its end
-    /// gives an empty set. For want of memory the low positions stay that there is memory for.
+    /// Note: reading stops at the first character from the end that is neither "0" nor "1", and
+    /// keeps what it has: "10x1" gives the one bit "1", and a text that does not end in a bit gives
+    /// an empty set. If memory runs out, as many low positions stay as fit.
     void FromString(const std::string& text);
 
     /// Takes the size of `other`, as by SetSize, and copies its bytes, whole. `other` may be this
     /// set.
     ///
-    /// Note: when there is no memory for that size, this set keeps its own, and as many bytes are
-    /// copied as both have. Compare GetSize where that matters. Note: an empty `other` changes
-    /// nothing, so that assigning an empty set does not make this one empty; Clear does that.
+    /// Note: an empty `other` changes nothing; Clear makes a set empty.
+    /// Note: if memory runs out, this set keeps its size, and the bytes that both have are copied.
+    /// Compare GetSize where that matters.
     void Clone(const Bits& other);
 
 private:
@@ -190,8 +184,8 @@ private:
     unsigned long m_size;
 };
 
-/// A buffer of bytes that is filled at its end and used up from its front, in one array that can be
-/// taken over from the caller and handed to the caller.
+/// A buffer of bytes that is filled at its end and consumed from its front. Its one array can be
+/// adopted from the caller and handed over to the caller.
 ///
 ///     constexpr unsigned long HeaderLength = 2;
 ///     unsigned char packet[] = {0x01, 0x03, 'a', 'b', 'c'};
@@ -209,8 +203,8 @@ public:
     /// Makes an empty buffer without an array.
     SerialBuffer();
 
-    /// Makes an empty buffer with room for `maxSize` bytes, without an array when `maxSize` is 0 or
-    /// there is no memory.
+    /// Makes an empty buffer with a capacity of `maxSize` bytes; without an array if that is 0 or
+    /// memory runs out.
     explicit SerialBuffer(unsigned long maxSize);
 
     virtual ~SerialBuffer();
@@ -218,67 +212,66 @@ public:
     SerialBuffer(const SerialBuffer&) = delete;
     SerialBuffer& operator=(const SerialBuffer&) = delete;
 
-    /// Returns the array, null when there is none. It belongs to the buffer and can be written to;
-    /// the pointer is good until the array is replaced, handed over or freed.
+    /// Returns the array, null if there is none. The buffer owns it and the caller may write to it;
+    /// the pointer is valid until the array is replaced, handed over or freed.
     unsigned char* GetBuffer();
 
     /// Returns the number of bytes in use, from the start of the array.
     unsigned long GetSize();
 
-    /// Returns the length of the array in bytes.
+    /// Returns the capacity: the length of the array in bytes.
     unsigned long GetMaxSize();
 
-    /// Makes `size` bytes count as in use, at most as many as the array is long. Touches no byte.
+    /// Sets the number of bytes in use to `size`, or to the capacity if that is less. Touches no
+    /// byte.
     void SetSize(unsigned long size);
 
-    /// Makes the array at least `size` bytes long. A longer array is exactly `size` bytes long and
-    /// starts with the bytes in use unless `keep` is 0.
+    /// Makes the capacity at least `size` bytes: if it is less, reallocates to exactly `size` bytes
+    /// that begin with the bytes in use unless `keep` is 0.
     ///
-    /// Returns 1 on success, also when the array is long enough and stays. Returns 0, with nothing
-    /// changed, when there is no memory.
+    /// Returns 1 on success. Returns 0, with nothing changed, if memory runs out.
     ///
-    /// Note: the array never becomes shorter. Note: the bytes in use stay as many when `keep` is 0;
-    /// with a new array their values are indeterminate then, until they are written.
+    /// Note: the capacity never shrinks.
+    /// Note: reallocating with `keep` 0 leaves the number of bytes in use; their values are
+    /// indeterminate until they are written.
     int SetMaxSize(unsigned long size, int keep);
 
-    /// Appends a copy of the `len` bytes at `data`, which may lie in the own array. Unless they
-    /// fit, the array grows to exactly the bytes needed, unless `grow` is 0.
+    /// Appends a copy of the `len` bytes at `data`, which may lie in the buffer's own array. If
+    /// they do not fit, the array grows to exactly the bytes needed, unless `grow` is 0.
     ///
-    /// Returns 1 on success. Returns 0, with nothing changed, when the bytes do not fit and `grow`
-    /// is 0, when there is no memory or the sum of bytes exceeds 64 bits, and when there are bytes
-    /// to append but room is claimed for an array that is null; see SetBuffer.
+    /// Returns 1 on success. Returns 0, with nothing changed, if the bytes do not fit and `grow` is
+    /// 0, if memory runs out or the sum exceeds 64 bits, and if there are bytes to append but the
+    /// array with the claimed capacity is null; see SetBuffer.
     ///
-    /// Note: with a null `data` the array grows all the same, nothing is appended, and the result
-    /// is 1. Note: nothing is kept in reserve, so every append that grows copies all bytes in use;
-    /// call SetMaxSize first where the total is known.
+    /// Note: with a null `data` the array still grows, nothing is appended, and the result is 1.
+    /// Note: there is no reserve, so every append that grows copies all bytes in use; call
+    /// SetMaxSize first where the total is known.
     int AddBuffer(unsigned char* data, unsigned long len, int grow);
 
     /// Drops `n` bytes, or all if there are fewer, from the front and moves the rest there. The
-    /// array keeps its length.
-    ///
-    /// Returns 1, always; without an array nothing changes.
+    /// capacity stays. Returns 1, always; without an array nothing changes.
     int Shift(unsigned long n);
 
-    /// Frees the array and takes over the one at `data`, with `size` bytes in use and `maxSize`
-    /// bytes long. It must come from array new and is freed by the buffer with array delete, unless
-    /// Fetch hands it back. The buffer's own array may be given again; it is kept then.
+    /// Frees the array and adopts the one at `data`, with `size` bytes in use and a capacity of
+    /// `maxSize` bytes. It must come from array new; the buffer frees it with array delete unless
+    /// Fetch hands it back. The buffer's own array may be given again, and is kept then.
     ///
-    /// Returns 1 on success. Returns 0, with nothing changed and `data` still the caller's, when
-    /// the buffer reports more bytes in use than its array is long.
+    /// Returns 1 on success. Returns 0, with nothing changed and `data` still the caller's, if the
+    /// buffer has more bytes in use than its capacity.
     ///
     /// Note: the arguments are not checked. `maxSize` must not exceed the length of the array. A
-    /// `size` above `maxSize` is accepted, and then refuses the next SetBuffer until SetSize,
-    /// Clear, Delete or Fetch, or enough of Shift or growth, has put it right.
+    /// `size` above `maxSize` is accepted, and makes the next SetBuffer fail unless SetSize, Clear,
+    /// Delete or Fetch, or enough of Shift or growth, has put it right.
     int SetBuffer(unsigned char* data, unsigned long size, unsigned long maxSize);
 
-    /// Hands the array over and leaves the buffer without one; GetSize and GetMaxSize are then 0.
-    /// Returns the array, null when there is none; the caller frees it with array delete.
+    /// Hands the array over, null if there is none, and leaves the buffer without one, with size
+    /// and capacity 0. The caller frees it with array delete.
     unsigned char* Fetch();
 
-    /// Makes no byte count as in use. The array stays.
+    /// Sets the number of bytes in use to 0. The array stays.
     void Clear();
 
-    /// Frees the array and leaves the buffer without one; GetSize and GetMaxSize are then 0.
+    /// Frees the array and leaves the buffer without one, with size and capacity 0.
     void Delete();
 
 private:
