@@ -1,8 +1,7 @@
 #ifndef VORN_BASES_UTILITY_H
 #define VORN_BASES_UTILITY_H
 
-// Small values and helpers: byte order, identifiers, commands, and names that are reserved for
-// later.
+// Small values and helpers: byte order, identifiers, commands, and reserved names.
 
 #include <list>
 #include <string>
@@ -11,27 +10,18 @@
 
 namespace Vorn {
 
-/// The machine's byte order, and conversion of 16-, 32- and 64-bit values between it and the
-/// big-endian (network) or the little-endian order. Nothing fails, nothing is kept: every function
-/// may be called from any thread at any time.
+/// The machine's byte order, and conversion of 16-, 32- and 64-bit values between it and big-endian
+/// (network) or little-endian order. The functions cannot fail, keep no state and may be called
+/// from any thread.
 ///
-///     | host order to     | to host order      | 16 and 64 bits are     | 32 bits are            |
-///     | ----------------- | ------------------ | ---------------------- | ---------------------- |
-///     | tobe16/32/64,     | betoh16/32/64,     | reversed on little-,   | Swap32 on little-,     |
-///     | hton16/32/64      | ntoh16/32/64       | unchanged on big-      | unchanged on           |
-///     |                   |                    | endian machines        | big-endian machines    |
-///     | tole16/32/64      | letoh16/32/64      | reversed on big-,      | Swap32 on big-,        |
-///     |                   |                    | unchanged on little-   | unchanged on           |
-///     |                   |                    | endian machines        | little-endian machines |
-///
-/// All names of one width and one order convert alike; two serve to say which way a value goes.
+/// On a little-endian machine tobe, betoh, hton and ntoh reverse the bytes and tole and letoh
+/// return the value; on a big-endian machine it is the other way round. Both directions of a
+/// conversion are the same; the name says which one is meant.
 ///
 /// Note: the 32-bit functions take and return `unsigned long`, which has 64 bits on the platforms
-/// of this library. Where they swap, bits 32-63 of the argument are dropped; where they do not, the
-/// argument comes back whole. On a little-endian machine tobe32, betoh32, hton32 and ntoh32 drop
-/// them while tole32 and letoh32 return the argument whole; on a big-endian machine it is the other
-/// way round. So tobe32(0x0000000112345678) is 0x78563412 on the former and 0x0000000112345678 on
-/// the latter. Values of 32 bits are not affected.
+/// of this library. Where they reverse, bits 32-63 are dropped; where they do not, they are kept:
+/// tobe32(0x0000000112345678) is 0x78563412 on a little-endian machine and 0x0000000112345678 on a
+/// big-endian one.
 ///
 ///     const unsigned short port = Vorn::Endian::hton16(8080); // in memory 0x1F, 0x90
 ///     const auto address = static_cast<unsigned int>(Vorn::Endian::hton32(0x7F000001));
@@ -43,78 +33,58 @@ VORN_BASES_API int IsLittleEndian();
 /// Returns 1 on a big-endian machine, else 0.
 VORN_BASES_API int IsBigEndian();
 
-/// Returns `value` with its bytes in reverse order, whatever the machine.
-///
-/// Note: Swap32 reverses the low four bytes only. Bits 32-63 of `value` are dropped, and those of
-/// the result are 0.
+/// Return `value` with its bytes reversed, on any machine. Swap32 reverses the low four bytes; bits
+/// 32-63 of the result are 0.
 VORN_BASES_API unsigned short Swap16(unsigned short value);
 VORN_BASES_API unsigned long Swap32(unsigned long value);
 VORN_BASES_API unsigned long long Swap64(unsigned long long value);
 
-/// Returns the host's `value` in big-endian order.
-///
-/// Note: on a little-endian machine tobe32 drops bits 32-63 of `value`; on a big-endian one it
-/// returns `value` whole.
+/// Return the host's `value` in big-endian order.
 VORN_BASES_API unsigned short tobe16(unsigned short value);
 VORN_BASES_API unsigned long tobe32(unsigned long value);
 VORN_BASES_API unsigned long long tobe64(unsigned long long value);
 
-/// Returns the big-endian `value` in the host's order.
-///
-/// Note: on a little-endian machine betoh32 drops bits 32-63 of `value`; on a big-endian one it
-/// returns `value` whole.
+/// Return the big-endian `value` in the host's order.
 VORN_BASES_API unsigned short betoh16(unsigned short value);
 VORN_BASES_API unsigned long betoh32(unsigned long value);
 VORN_BASES_API unsigned long long betoh64(unsigned long long value);
 
-/// Returns the host's `value` in network order, which is big-endian.
-///
-/// Note: on a little-endian machine hton32 drops bits 32-63 of `value`; on a big-endian one it
-/// returns `value` whole.
+/// Return the host's `value` in network order, which is big-endian.
 VORN_BASES_API unsigned short hton16(unsigned short value);
 VORN_BASES_API unsigned long hton32(unsigned long value);
 VORN_BASES_API unsigned long long hton64(unsigned long long value);
 
-/// Returns `value`, which is in network order, in the host's order.
-///
-/// Note: on a little-endian machine ntoh32 drops bits 32-63 of `value`; on a big-endian one it
-/// returns `value` whole.
+/// Return the network-order `value` in the host's order.
 VORN_BASES_API unsigned short ntoh16(unsigned short value);
 VORN_BASES_API unsigned long ntoh32(unsigned long value);
 VORN_BASES_API unsigned long long ntoh64(unsigned long long value);
 
-/// Returns the host's `value` in little-endian order.
-///
-/// Note: on a big-endian machine tole32 drops bits 32-63 of `value`; on a little-endian one it
-/// returns `value` whole.
+/// Return the host's `value` in little-endian order.
 VORN_BASES_API unsigned short tole16(unsigned short value);
 VORN_BASES_API unsigned long tole32(unsigned long value);
 VORN_BASES_API unsigned long long tole64(unsigned long long value);
 
-/// Returns the little-endian `value` in the host's order.
-///
-/// Note: on a big-endian machine letoh32 drops bits 32-63 of `value`; on a little-endian one it
-/// returns `value` whole.
+/// Return the little-endian `value` in the host's order.
 VORN_BASES_API unsigned short letoh16(unsigned short value);
 VORN_BASES_API unsigned long letoh32(unsigned long value);
 VORN_BASES_API unsigned long long letoh64(unsigned long long value);
 
 } // namespace Endian
 
-/// Forms of a Guid's text.
+/// The forms of a Guid's text.
 namespace GuidForm {
 inline constexpr int Clipped = 0; ///< without the first and the last digit
-inline constexpr int Full = 1;
+inline constexpr int Full = 1;    ///< all 36 characters
 } // namespace GuidForm
 
-/// The room that the full text of a Guid takes, its terminating zero included.
+/// Enough bytes for the full text of a Guid, terminating zero included.
 inline constexpr unsigned long GuidTextSize = 37;
 
-/// A 128-bit identifier: 16 bytes and nothing else, so it can be copied, stored and sent as plain
-/// bytes. All zero means none.
+/// A 128-bit identifier (UUID): 16 bytes and nothing else, so it can be copied, stored and sent as
+/// plain bytes. All zero is the nil UUID, which means none.
 ///
-/// A plain value: several threads may read one Guid, but only one may use it while it is changed.
-/// Different objects are independent; Generate may run on several threads at once.
+/// Several threads may read one object at the same time; while one changes it, no other may use it.
+/// Different objects are independent, and Generate may run on several threads at once.
 ///
 ///     Vorn::Guid id;
 ///     if (!id.Generate())
@@ -127,63 +97,61 @@ inline constexpr unsigned long GuidTextSize = 37;
 ///     same.FromString(text); // may throw: text from outside needs a try block
 class VORN_BASES_API Guid {
 public:
-    /// Makes a none value.
+    /// Makes a nil value.
     Guid();
 
-    /// Replaces this value by a new random one (version 4, RFC 4122 variant). Every call seeds a
-    /// generator of its own with fresh bytes from the system, which makes it slow, and keeps
-    /// nothing for the next call.
+    /// Replaces this value with a new random one (version 4, RFC 4122 variant). Each call seeds a
+    /// generator of its own from the system, which is slow, and keeps nothing for the next call.
     ///
-    /// Returns true on success. Returns false, with the value unchanged, when the system gives no
+    /// Returns true on success. Returns false, with the value unchanged, if the system gives no
     /// random bytes or no memory. Never throws.
     bool Generate();
 
-    /// Replaces this value by the one that `text` spells: 32 hexadecimal digits of either case,
-    /// plain or with a "-" after the 8th, 12th, 16th and 20th, optionally enclosed in "{" and "}".
+    /// Replaces this value with the one that `text` spells: 32 hexadecimal digits of either case,
+    /// plain or with a "-" after the 8th, 12th, 16th and 20th, optionally in "{" and "}".
     ///
-    /// Returns true on success. Returns false, with the value unchanged, for a null pointer, for an
-    /// empty std::string, and for a text that spells the none value. Throws std::runtime_error with
-    /// "invalid uuid string", the value unchanged, for a text that ends too early (an empty
-    /// `const char*` text included), lacks one of the dashes or the closing brace.
+    /// Returns true on success. Returns false, with the value unchanged, for a null pointer, an
+    /// empty std::string, and the text of the nil value. Throws std::runtime_error with "invalid
+    /// uuid string", with the value unchanged, for a text that ends too early (an empty `const
+    /// char*` text included) or lacks a dash or the closing brace.
     ///
-    /// Note: what follows the last digit, or the closing brace, is not looked at. Note: for another
-    /// character in place of a digit the result depends on the Boost version that the library was
-    /// built with. Boost 1.74 is known to refuse it with the same exception; an older one may read
-    /// it as the value 255, which sets all bits of its half-byte and, for the second half, all bits
-    /// of the byte.
+    /// Note: what follows the last digit, or the closing brace, is ignored.
+    /// Note: another character in place of a digit gives what the Boost version that the library
+    /// was built with makes of it. Boost 1.74 throws the same exception; an older one may read it
+    /// as 255, which sets all bits of its half-byte and, in the second half, all bits of the byte.
     bool FromString(const char* text);
     bool FromString(const std::string& text);
 
     /// Writes the value as text: 32 lower-case hexadecimal digits with a "-" after the 8th, 12th,
-    /// 16th and 20th, 36 characters without braces.
+    /// 16th and 20th, without braces.
     ///
     /// Returns true on success, with the text in `out` or, with a terminating zero, in `buffer`,
-    /// which has to hold at least GuidTextSize bytes. Returns false for a none value and for a null buffer;
-    /// `out` and `buffer` are then unchanged. The form that returns the text returns an empty
-    /// string for a none value.
+    /// which must have a capacity of at least GuidTextSize bytes. Returns false, with `out` and
+    /// `buffer` unchanged, for a nil value and for a null buffer. The form that returns the text
+    /// returns an empty string for a nil value.
     ///
-    /// Note: with `form` Clipped the first and the last digit are dropped, which leaves 34 characters
-    /// that FromString does not read back. Every other `form` gives the full text.
+    /// Note: `form` GuidForm::Clipped drops the first and the last digit, which leaves 34
+    /// characters that FromString does not read. Every other `form` gives the full text.
     bool ToString(std::string& out, int form) const;
     std::string ToString(int form) const;
     bool ToString(char* buffer, int form) const;
 
-    /// Returns true when all 16 bytes are equal.
+    /// Return whether all 16 bytes are equal (operator!=: whether not).
     bool Test(const Guid& other) const;
     bool operator==(const Guid& other) const;
     bool operator!=(const Guid& other) const;
 
-    /// Returns true when all 16 bytes are zero.
+    /// Returns whether all 16 bytes are zero.
     bool None() const;
 
-    /// Makes this a none value.
+    /// Makes this a nil value.
     void Clear();
 
-    /// Orders two values. Returns a negative value, 0 or a positive value when this one comes
-    /// before `other`, equals it or comes after it; only the sign has a meaning.
+    /// Returns a negative number, 0 or a positive number if this value is ordered before, equal to
+    /// or after `other`; only the sign has a meaning.
     ///
     /// Note: bytes 0-3, 4-5 and 6-7 are compared as unsigned integers in the host's byte order,
-    /// then bytes 8-15 one by one. On a little-endian host this is not the order of the texts.
+    /// then bytes 8-15 one by one. On a little-endian host that is not the order of the texts.
     int Compare(const Guid& other) const;
     bool operator<(const Guid& other) const;
     bool operator>(const Guid& other) const;
@@ -194,9 +162,9 @@ private:
 
 static_assert(sizeof(Guid) == 16, "a Guid is stored and sent as its 16 bytes");
 
-/// A reserved name: a memory pool is to come. Until then an object can be made,
-/// copied, derived from and deleted through a pointer to this class, and does nothing and allocates
-/// nothing. Different objects are independent of each other on any threads.
+/// A reserved name: a memory pool is to come. Until then an object does nothing and allocates
+/// nothing; it can be made, copied, derived from and deleted through a pointer to this class.
+/// Different objects are independent, on any threads.
 class VORN_BASES_API MemPool {
 public:
     MemPool();
@@ -205,9 +173,7 @@ public:
     MemPool& operator=(const MemPool&) = default;
 };
 
-/// A reserved name: a random number generator is to come. Until then an object can be made,
-/// copied, derived from and deleted through a pointer to this class, and does nothing and allocates
-/// nothing. Different objects are independent of each other on any threads.
+/// A reserved name: a random number generator is to come. Until then all that MemPool says holds.
 class VORN_BASES_API Random {
 public:
     Random();
@@ -216,9 +182,7 @@ public:
     Random& operator=(const Random&) = default;
 };
 
-/// A reserved name: a regular expression is to come. Until then an object can be made,
-/// copied, derived from and deleted through a pointer to this class, and does nothing and allocates
-/// nothing. Different objects are independent of each other on any threads.
+/// A reserved name: a regular expression is to come. Until then all that MemPool says holds.
 class VORN_BASES_API RegEx {
 public:
     RegEx();
@@ -227,7 +191,7 @@ public:
     RegEx& operator=(const RegEx&) = default;
 };
 
-/// An action that can be executed. To be derived from.
+/// An action that can be executed; a base class.
 class VORN_BASES_API Command {
 public:
     Command();
@@ -235,15 +199,14 @@ public:
     Command(const Command&) = default;
     Command& operator=(const Command&) = default;
 
-    /// Does what the command is for. There is no result; a failure can only be told by an
-    /// exception.
+    /// Does what the command is for. There is no result; only an exception can report a failure.
     virtual void Execute() = 0;
 };
 
-/// A command made of other commands, which it owns and executes in the order in which they were
-/// added. It can itself be added to another one. There is no way to take a command out again.
+/// A command that owns other commands and executes them in the order in which they were added. It
+/// can be added to another one. Commands cannot be removed.
 ///
-/// To be used from one thread at a time.
+/// One thread at a time may use an object.
 ///
 ///     class Print : public Vorn::Command {
 ///     public:
@@ -263,28 +226,26 @@ public:
     /// Makes a macro without commands.
     MacroCommand();
 
-    /// Deletes every command, from first to last. Those of a macro among them are deleted in its
-    /// turn.
+    /// Deletes every command, from first to last; a macro among them deletes its own in its turn.
     ~MacroCommand() override;
     MacroCommand(const MacroCommand&) = delete;
     MacroCommand& operator=(const MacroCommand&) = delete;
 
-    /// Appends `command`, which from then on belongs to the macro and has to be made by `new`. A
-    /// null pointer is taken as well, and passed over later. Throws std::bad_alloc when memory is
-    /// short; `command` then still belongs to the caller.
+    /// Appends `command` and takes ownership; it must come from `new`. A null pointer is accepted
+    /// and skipped later. Throws std::bad_alloc if memory runs out; `command` is then still the
+    /// caller's.
     ///
-    /// Note: nothing is checked. A command that was added before is executed once more for each
-    /// time. Each command must be added to one macro, once, or it is deleted more than once; a
-    /// macro that is added to itself executes without end.
+    /// Note: nothing is checked. Add each command to one macro, once: added again it is executed
+    /// once more, and deleted more than once. A macro added to itself executes without end.
     void Add(Command* command);
 
     /// Executes every command, from first to last.
     ///
-    /// An exception of a command ends this at once and reaches the caller; the commands behind are
-    /// not executed. The macro stays as it is and can be executed again, from the beginning.
+    /// An exception from a command passes to the caller at once; the commands after it are not
+    /// executed. The macro is unchanged, and the next Execute starts with the first command.
     ///
-    /// Note: a command may Add to the macro that executes it. What it adds is executed in the same
-    /// run, after all that were there before.
+    /// Note: what a command adds to the macro that executes it is executed in the same run, after
+    /// all others.
     void Execute() override;
 
 private:
