@@ -3,9 +3,9 @@
 
 // One interface for ciphers and digests, the SEED block cipher and the MD5 digest.
 //
-// Both serve data that exists. They are no choice for a new design that is to be secure: SEED is
-// used here block by block without chaining, so that equal blocks of a message are seen to be equal
-// and a changed message is not noticed, and MD5 is broken as a protection against forgery.
+// Both serve existing data and are no choice for a new secure design: SEED is used block by block
+// without chaining, so equal blocks of a message show as equal and changes go unnoticed, and MD5
+// does not protect against forgery.
 
 #include <string>
 
@@ -17,7 +17,7 @@
 
 namespace Vorn {
 
-/// Sizes, in bytes unless stated.
+/// Sizes of keys, blocks, contexts and digests, in bytes unless stated.
 namespace CryptoSize {
 inline constexpr unsigned long SeedBlock = 16;
 inline constexpr unsigned long SeedKey = 16;
@@ -26,9 +26,9 @@ inline constexpr unsigned long Md5Context = 88;
 inline constexpr unsigned long Md5Digest = 16;
 } // namespace CryptoSize
 
-/// A cipher or a digest, through which a caller need not know which.
+/// A cipher or a digest, without the caller having to know which.
 ///
-/// Thread safety: distinct objects are independent; one object is for one thread at a time.
+/// Different objects are independent; one thread at a time may use an object.
 ///
 ///     unsigned char key[Vorn::CryptoSize::SeedKey] = {/* ... */};
 ///     unsigned char text[] = "seventeen letters";
@@ -42,37 +42,38 @@ inline constexpr unsigned long Md5Digest = 16;
 ///     }
 ///     Vorn::DestroyCrypto(cipher); // and not delete; cipher is null now
 ///
-/// Note: there is no virtual destructor. An object that CreateCrypto made goes by DestroyCrypto;
-/// deleting it through a pointer to Crypto is undefined.
+/// Note: there is no virtual destructor. Release what CreateCrypto made with DestroyCrypto;
+/// deleting it through `Crypto*` is undefined.
 class VORN_BASES_API Crypto { // NOLINT(cppcoreguidelines-virtual-class-destructor)
 public:
-    /// What CreateCrypto makes. Any int may be cast to it and asked for.
+    /// What CreateCrypto can make. Any int may be cast to it and asked for.
     enum Type : int { HashMd5 = 1, BlockCipherSeed = 2 };
 
     Crypto();
 
-    /// Prepares the object. Returns false when it cannot be used. CreateCrypto calls it; for an
-    /// object that was constructed directly the caller does, before everything else.
+    /// Prepares the object. Returns false if it cannot be used. CreateCrypto calls this; for an
+    /// object constructed directly the caller does, first of all.
     virtual bool Create() = 0;
 
     /// Releases what Create prepared. DestroyCrypto calls it.
     virtual void Destroy() = 0;
 
-    /// Returns the number of bytes that data is processed in, 0 for a digest.
+    /// Returns the block size in bytes, 0 for a digest.
     virtual unsigned long GetDataSizeUnit() = 0;
 
-    /// Returns the number of bytes that SetUserSecretKey reads, 0 when there is no key.
+    /// Returns the number of bytes that SetUserSecretKey reads, 0 if there is no key.
     virtual unsigned long GetUserSecretKeySize() = 0;
 
-    /// Takes the GetUserSecretKeySize() bytes at `key`. Returns true on success.
+    /// Sets the key to the GetUserSecretKeySize() bytes at `key`. Returns true on success.
     virtual bool SetUserSecretKey(const unsigned char* key) = 0;
 
-    /// Transforms the `inputSize` bytes at `input`, a whole message, which stay as they are.
+    /// Transforms the `inputSize` bytes at `input`, a whole message, and leaves them as they are.
     ///
-    /// Returns true on success. `output` is then an array of `outputSize` bytes that the caller owns
-    /// and releases with delete[]; `processedSize` is `inputSize`. What `output` held before is
-    /// not released. Returns false, with the other arguments untouched, as the implementation says.
-    /// Throws std::bad_alloc, or what derives from it, when there is no memory.
+    /// Returns true on success. `output` is then an array of `outputSize` bytes that the caller
+    /// owns and frees with delete[], and `processedSize` is `inputSize`. The previous value of
+    /// `output` is not freed. When it returns false is up to the implementation; the other
+    /// arguments are then untouched. Throws std::bad_alloc, or what derives from it, if memory runs
+    /// out.
     virtual bool Encrypt(unsigned char* input, unsigned long inputSize,
                          unsigned long& processedSize, unsigned char*& output,
                          unsigned long& outputSize) = 0;
@@ -83,62 +84,66 @@ public:
                          unsigned long& outputSize) = 0;
 };
 
-/// Makes an object of the given type, created already. Returns null for a type that does not exist,
-/// and when Create fails. Throws std::bad_alloc when there is no memory. The caller releases the
+/// Makes an object of the given type and calls its Create. Returns null for a type that does not
+/// exist and if Create fails. Throws std::bad_alloc if memory runs out. The caller releases the
 /// object with DestroyCrypto.
 VORN_BASES_API Crypto* CreateCrypto(const Crypto::Type& type);
 
-/// Destroys an object that CreateCrypto made, and sets `crypto` to null; does nothing when it is null
-/// already. Note: Destroy is called, the object's destructor is not, so that it must hold nothing
-/// after Destroy.
+/// Releases an object that CreateCrypto made and sets `crypto` to null; does nothing if it is null.
+///
+/// Note: Destroy is called but the destructor is not, so the object must hold nothing after
+/// Destroy.
 VORN_BASES_API void DestroyCrypto(Crypto*& crypto);
 
 /// The SEED block cipher (RFC 4269; 128-bit blocks and keys), block by block without chaining.
 ///
-/// Note: the bytes of a block and of the key are read as 32-bit words with the lowest byte first,
-/// where RFC 4269 has the highest first. Ciphertexts therefore differ from those of other SEED
-/// programs, unless the bytes of each word of key, input and output are reversed.
+/// Note: the 32-bit words of a block and of the key are little-endian, where RFC 4269 has
+/// big-endian ones. Ciphertexts therefore differ from those of other SEED programs unless the bytes
+/// of each word of key, input and output are reversed.
 class VORN_BASES_API CryptoBlockCipherSeed : public Crypto {
 public:
-    /// Makes an object that needs Create before it is used. Copies have the round keys of the other
-    /// object, as copies of their own.
+    /// Makes an object that needs Create before it is used. A copy has its own copy of the round
+    /// keys.
     CryptoBlockCipherSeed();
     CryptoBlockCipherSeed(const CryptoBlockCipherSeed& other);
     CryptoBlockCipherSeed& operator=(const CryptoBlockCipherSeed& other);
 
-    /// Sets every word of the round keys to zero, whatever key there was. Returns true.
+    /// Sets the round keys to zero, whatever key there was. Returns true.
     bool Create() override;
 
-    /// Does nothing: the round keys stay. Note: they stay in memory, too; call Create to erase them.
+    /// Does nothing. Note: the round keys stay in memory; call Create to erase them.
     void Destroy() override;
 
-    /// Returns 16.
+    /// Returns CryptoSize::SeedBlock.
     unsigned long GetDataSizeUnit() override;
 
-    /// Returns 16.
+    /// Returns CryptoSize::SeedKey.
     unsigned long GetUserSecretKeySize() override;
 
-    /// Makes the round keys from the 16 bytes at `key`. Returns true; for a null pointer false, with
-    /// the round keys as they were.
+    /// Makes the round keys from the 16 bytes at `key`. Returns true; false, with the round keys
+    /// unchanged, for a null pointer.
     bool SetUserSecretKey(const unsigned char* key) override;
 
-    /// Enciphers the `inputSize` bytes at `input`, filled up with zeros to a multiple of 16.
+    /// Enciphers the `inputSize` bytes at `input`, padded with zeros to a multiple of 16.
     ///
-    /// Returns true, with `inputSize` rounded up to that multiple in `outputSize`. Returns false,
-    /// with the other arguments untouched, when `input` is null or `inputSize` is 0. When there is no
-    /// memory, as for sizes near the largest, it throws with `outputSize` 0 and the others untouched.
+    /// Returns true, with that multiple in `outputSize`. Returns false, with the other arguments
+    /// untouched, if `input` is null or `inputSize` is 0. If memory runs out, as for sizes near the
+    /// largest, it throws with `outputSize` 0 and the others untouched.
     ///
     /// Note: the result does not tell how many zeros were added: keep `processedSize`, to cut them
-    /// off later. Note: without a key all round keys are zero, which is another cipher than that of
-    /// a key of zeros, and no error.
+    /// off later.
+    /// Note: without a key all round keys are zero. That is no error, and not the cipher of an
+    /// all-zero key.
     bool Encrypt(unsigned char* input, unsigned long inputSize, unsigned long& processedSize,
                  unsigned char*& output, unsigned long& outputSize) override;
 
     /// Deciphers the `inputSize` bytes at `input`.
     ///
-    /// Returns true, with `inputSize` in `outputSize`; added zeros are not taken off. Returns false,
-    /// with the other arguments untouched, when `input` is null, or `inputSize` is 0 or no multiple
-    /// of 16. Throws as Encrypt does. Note: neither a wrong key nor a damaged text is noticed.
+    /// Returns true, with `inputSize` in `outputSize`; padding stays. Returns false, with the other
+    /// arguments untouched, if `input` is null, or `inputSize` is 0 or not a multiple of 16. Throws
+    /// as Encrypt does.
+    ///
+    /// Note: a wrong key or a damaged ciphertext goes unnoticed.
     bool Decrypt(unsigned char* input, unsigned long inputSize, unsigned long& processedSize,
                  unsigned char*& output, unsigned long& outputSize) override;
 
@@ -151,10 +156,11 @@ private:
 /// The MD5 digest (RFC 1321), through the interface of a cipher and by functions of its own.
 ///
 /// The functions keep all state in the caller's context or on the stack: any number of threads may
-/// call them at once, each with a context of its own. A null pointer for a context or a digest is
-/// the caller's error and not checked; neither may overlap the other or the data.
+/// call them at once, each with its own context. A null context or digest is the caller's error and
+/// not checked; neither may overlap the other or the data.
 ///
-///     std::string text = Vorn::CryptoHashMd5::MD5String("abc"); // "900150983cd24fb0d6963f7d28e17f72"
+///     std::string text = Vorn::CryptoHashMd5::MD5String("abc");
+///     // text is "900150983cd24fb0d6963f7d28e17f72"
 ///
 ///     char context[Vorn::CryptoSize::Md5Context];
 ///     Vorn::CryptoHashMd5::MD5Digest_struct digest;
@@ -170,7 +176,7 @@ public:
         unsigned char bytes[16];
     };
 
-    /// Makes an object that is ready: Create adds nothing. Copies are objects of their own.
+    /// Makes an object that is ready without Create. Copies are independent.
     CryptoHashMd5();
     CryptoHashMd5(const CryptoHashMd5& other);
     CryptoHashMd5& operator=(const CryptoHashMd5& other);
@@ -190,11 +196,11 @@ public:
     /// Ignores the key, which may be null. Returns true.
     bool SetUserSecretKey(const unsigned char* key) override;
 
-    /// Gives the digest of the `inputSize` bytes at `input`: 16 bytes in `output`. Returns true. When
-    /// there is no memory, throws with `processedSize` set already and the others untouched.
+    /// Makes the digest of the `inputSize` bytes at `input`: 16 bytes in `output`. Returns true. If
+    /// memory runs out, throws with `processedSize` already set and the others untouched.
     ///
-    /// Note: nothing is checked; an `inputSize` of 0 gives the digest of the empty message, whatever
-    /// `input` is.
+    /// Note: nothing is checked; an `inputSize` of 0 gives the digest of the empty message,
+    /// whatever `input` is.
     bool Encrypt(unsigned char* input, unsigned long inputSize, unsigned long& processedSize,
                  unsigned char*& output, unsigned long& outputSize) override;
 
@@ -204,29 +210,27 @@ public:
 
     virtual ~CryptoHashMd5();
 
-    /// Begins a digest in the context, 88 bytes at any address.
+    /// Begins a digest in the context: CryptoSize::Md5Context bytes at any address.
     ///
-    /// The context holds, lowest byte first, the four 32-bit chaining words, the number of bits so
-    /// far as two 32-bit words, the low one first, and the 64 bytes of the block that is not full.
+    /// The context holds, little-endian, the four 32-bit chaining words and the number of bits so
+    /// far as two 32-bit words, the low one first, then the 64 bytes of the incomplete block.
     static void MD5Init(char (*ctx)[88]);
 
-    /// Adds the `length` bytes at `data`, which may be null when `length` is 0. Note: the digest
-    /// counts bits modulo 2^64, as RFC 1321 does.
+    /// Adds the `length` bytes at `data`, which may be null if `length` is 0. Bits are counted
+    /// modulo 2^64, as in RFC 1321.
     static void MD5Update(char (*ctx)[88], const void* data, unsigned long length);
 
-    /// Ends the digest of all that was added and stores it in `*digest`. Begin with MD5Init again
-    /// before the next use of the context.
+    /// Ends the digest and stores it in `*digest`. Call MD5Init before using the context again.
     ///
-    /// Note: of the context only the first 8 bytes are cleared; the other half of the digest and the
-    /// end of the message stay in it. Whoever must not leave them behind clears all of it.
+    /// Note: only the first 8 bytes of the context are cleared; the other half of the digest and
+    /// the end of the message stay in it. Clear all of it if they must not stay behind.
     static void MD5Final(MD5Digest_struct* digest, char (*ctx)[88]);
 
-    /// Stores the digest of the `length` bytes at `data`, which may be null when `length` is 0, in
+    /// Stores the digest of the `length` bytes at `data`, which may be null if `length` is 0, in
     /// `*digest`.
     static void MD5Sum(const void* data, unsigned long length, MD5Digest_struct* digest);
 
-    /// Returns the digest of the bytes of `text`, zeros among them included, as MD5DigestToBase16
-    /// writes it.
+    /// Returns the digest of all bytes of `text`, zeros included, as MD5DigestToBase16 writes it.
     static std::string MD5String(const std::string& text);
 
     /// Returns the digest as 32 lower-case hexadecimal digits.
@@ -239,10 +243,11 @@ public:
 
 extern "C" {
 
-/// Makes the 32 round-key words of SEED at `roundKeys` from the 16 bytes at `key`: words 2i and
-/// 2i + 1 are those of round i + 1. The bytes are read as CryptoBlockCipherSeed says. The null
-/// pointer is the caller's error, here and below; neither address needs an alignment beyond that of
-/// its type. May run on several threads at once.
+/// Makes the 32 round-key words of SEED at `roundKeys` from the 16 bytes at `key`: words 2i and 2i
+/// + 1 are those of round i + 1. The byte order is that of CryptoBlockCipherSeed.
+///
+/// Here and below a null pointer is the caller's error, and the arguments need no alignment beyond
+/// that of their type. All may run on several threads at once.
 VORN_BASES_API void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key);
 
 /// Enciphers the 16 bytes at `block` in place, with the 32 words at `roundKeys`.
@@ -251,7 +256,7 @@ VORN_BASES_API void SeedEncrypt(unsigned char* block, const unsigned int* roundK
 /// Deciphers the 16 bytes at `block` in place, with the same round keys.
 VORN_BASES_API void SeedDecrypt(unsigned char* block, const unsigned int* roundKeys);
 
-/// The same three under names that no other library has.
+/// The same three under names that are the library's own.
 VORN_BASES_API void VornSeedRoundKey(unsigned int* roundKeys, const unsigned char* key);
 VORN_BASES_API void VornSeedEncrypt(unsigned char* block, const unsigned int* roundKeys);
 VORN_BASES_API void VornSeedDecrypt(unsigned char* block, const unsigned int* roundKeys);

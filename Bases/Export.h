@@ -1,11 +1,12 @@
 #ifndef VORN_BASES_EXPORT_H
 #define VORN_BASES_EXPORT_H
 
-/// Marks what libVorn-Bases offers to programs and other libraries. The library is compiled with
-/// every other symbol hidden, so a name without this mark cannot be linked against.
+// The marks of what the library exports.
+
+/// Exports a name from libVorn-Bases. Every other symbol is hidden and cannot be linked against.
 #define VORN_BASES_API __attribute__((visibility("default")))
 
-/// Marks the private members of a class that is offered as a whole.
+/// Hides a private member of an exported class.
 #define VORN_BASES_LOCAL __attribute__((visibility("hidden")))
 
 #endif
