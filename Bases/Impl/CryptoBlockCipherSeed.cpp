@@ -8,72 +8,32 @@
 #include <cstddef>
 #include <cstdint>
 #include <limits>
+#include <utility>
+
+#include <Bases/Impl/Route/SeedField.h>
+#include <Bases/Impl/Route/SeedKernel.h>
 
 namespace Vorn {
 
 namespace {
 
 using Word = std::uint32_t;
-using Bytes = std::array<unsigned char, 256>;
 using Words = std::array<Word, 256>;
 
 constexpr unsigned long BlockSize = CryptoSize::SeedBlock;
 
-// x times y in the field of 256 elements with the polynomial x^8 + x^6 + x^5 + x + 1.
-constexpr unsigned Product(unsigned x, unsigned y) {
-    unsigned product = 0;
-    for (; y != 0; y >>= 1) {
-        product ^= (y & 1) != 0 ? x : 0;
-        x = x << 1 ^ ((x & 0x80) != 0 ? 0x163 : 0);
-    }
-    return product;
-}
-
-constexpr unsigned Power(unsigned x, unsigned exponent) {
-    unsigned power = 1;
-    for (; exponent != 0; exponent >>= 1) {
-        if ((exponent & 1) != 0)
-            power = Product(power, x);
-        x = Product(x, x);
-    }
-    return power;
-}
-
-// A matrix of 8 rows of bits, the highest one first, times the bits of x.
-constexpr unsigned Transformed(const std::array<unsigned char, 8>& rows, unsigned x) {
-    unsigned result = 0;
-    for (const unsigned char row : rows)
-        result = result << 1 | (static_cast<unsigned>(std::popcount(row & x)) & 1);
-    return result;
-}
-
-constexpr Bytes SBox(const std::array<unsigned char, 8>& rows, unsigned exponent,
-                     unsigned constant) {
-    Bytes box{};
-    for (unsigned x = 0; x < box.size(); ++x)
-        box[x] = static_cast<unsigned char>(Transformed(rows, Power(x, exponent)) ^ constant);
-    return box;
-}
-
-constexpr Bytes S1 = SBox({0b10001010, 0b11111110, 0b10000101, 0b01000010, 0b01000101, 0b00100001,
-                           0b10001000, 0b00010100},
-                          247, 169);
-constexpr Bytes S2 = SBox({0b01000101, 0b10000101, 0b11111110, 0b00100001, 0b10001010, 0b10001000,
-                           0b01000010, 0b00010100},
-                          251, 56);
-
 // A box spread to words: of each entry every byte of a word keeps the bits that `mask` has there.
-constexpr Words Extended(const Bytes& box, Word mask) {
+constexpr Words Extended(const SeedField::Bytes& box, Word mask) {
     Words words{};
     for (std::size_t i = 0; i < words.size(); ++i)
         words[i] = box[i] * Word{0x01010101} & mask;
     return words;
 }
 
-constexpr Words SS0 = Extended(S1, 0x3FCFF3FC);
-constexpr Words SS1 = Extended(S2, 0xFC3FCFF3);
-constexpr Words SS2 = Extended(S1, 0xF3FC3FCF);
-constexpr Words SS3 = Extended(S2, 0xCFF3FC3F);
+constexpr Words SS0 = Extended(SeedField::S1, 0x3FCFF3FC);
+constexpr Words SS1 = Extended(SeedField::S2, 0xFC3FCFF3);
+constexpr Words SS2 = Extended(SeedField::S1, 0xF3FC3FCF);
+constexpr Words SS3 = Extended(SeedField::S2, 0xCFF3FC3F);
 
 static_assert(SS0[0] == 0x2989A1A8 && SS0[1] == 0x05858184 && SS0[2] == 0x16C6D2D4);
 static_assert(SS1[0] == 0x38380830 && SS2[0] == 0xA1A82989 && SS3[0] == 0x08303838);
@@ -101,7 +61,22 @@ struct Half {
     Word first, second;
 };
 
-inline void Round(Half& changed, const Half& other, const unsigned int* key) {
+struct Block {
+    Half left, right;
+
+    explicit Block(const unsigned char* bytes)
+        : left{Load(bytes), Load(bytes + 4)}, right{Load(bytes + 8), Load(bytes + 12)} {}
+
+    // The halves change places once more at the end.
+    void StoreTo(unsigned char* bytes) const {
+        Store(bytes, right.first);
+        Store(bytes + 4, right.second);
+        Store(bytes + 8, left.first);
+        Store(bytes + 12, left.second);
+    }
+};
+
+inline void Round(Half& changed, const Half& other, const Word* key) {
     Word c = other.first ^ key[0];
     Word d = G(c ^ other.second ^ key[1]);
     c = G(c + d);
@@ -110,32 +85,44 @@ inline void Round(Half& changed, const Half& other, const unsigned int* key) {
     changed.second ^= d;
 }
 
-// All sixteen rounds, with the round keys from `key` on, each `Step` words from the one before.
-template <std::ptrdiff_t Step>
-inline void Rounds(unsigned char* block, const unsigned int* key) {
-    Half left{Load(block), Load(block + 4)};
-    Half right{Load(block + 8), Load(block + 12)};
-    Round(left, right, key);
-    Round(right, left, key + 1 * Step);
-    Round(left, right, key + 2 * Step);
-    Round(right, left, key + 3 * Step);
-    Round(left, right, key + 4 * Step);
-    Round(right, left, key + 5 * Step);
-    Round(left, right, key + 6 * Step);
-    Round(right, left, key + 7 * Step);
-    Round(left, right, key + 8 * Step);
-    Round(right, left, key + 9 * Step);
-    Round(left, right, key + 10 * Step);
-    Round(right, left, key + 11 * Step);
-    Round(left, right, key + 12 * Step);
-    Round(right, left, key + 13 * Step);
-    Round(left, right, key + 14 * Step);
-    Round(right, left, key + 15 * Step);
-    Store(block, right.first);
-    Store(block + 4, right.second);
-    Store(block + 8, left.first);
-    Store(block + 12, left.second);
+constexpr int RoundPairs = 8;
+
+// Takes blocks through all sixteen rounds together: a block is one long chain of dependent steps, so
+// the processor works on the others while it waits for the tables of the first.
+template <std::size_t... I>
+inline void CipherTogether(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
+    Block blocks[] = {Block(bytes + I * BlockSize)...};
+    for (int pair = 0; pair < RoundPairs; ++pair) {
+        (Round(blocks[I].left, blocks[I].right, keys.key), ...);
+        keys.key += keys.step;
+        (Round(blocks[I].right, blocks[I].left, keys.key), ...);
+        keys.key += keys.step;
+    }
+    (blocks[I].StoreTo(bytes + I * BlockSize), ...);
 }
+
+void CipherFourBlocks(unsigned char* bytes, SeedKeys keys) {
+    CipherTogether(bytes, keys, std::make_index_sequence<4>());
+}
+
+void CipherBlock(unsigned char* bytes, SeedKeys keys) {
+    CipherTogether(bytes, keys, std::make_index_sequence<1>());
+}
+
+// Takes whole blocks through the rounds in place, with a kernel as far as there is one.
+void CipherBlocks(unsigned char* bytes, unsigned long size, SeedKeys keys) {
+    const unsigned char* const end = bytes + size;
+    if (const SeedKernel kernel = FindSeedKernel(CurrentRoute()))
+        bytes += kernel(bytes, size / BlockSize, keys) * BlockSize;
+    for (; end - bytes >= static_cast<std::ptrdiff_t>(4 * BlockSize); bytes += 4 * BlockSize)
+        CipherFourBlocks(bytes, keys);
+    for (; bytes != end; bytes += BlockSize)
+        CipherBlock(bytes, keys);
+}
+
+SeedKeys EncryptionKeys(const Word* roundKeys) { return {roundKeys, 2}; }
+
+SeedKeys DecryptionKeys(const Word* roundKeys) { return {roundKeys + 30, -2}; }
 
 // Turns eight bytes, the first word's and then the second's, to the right by one byte.
 inline void TurnRight(Half& half) {
@@ -194,12 +181,8 @@ bool CryptoBlockCipherSeed::Encrypt(unsigned char* input, unsigned long inputSiz
     outputSize = 0; // also where the allocator throws
     const unsigned long size = Padded(inputSize);
     output = new unsigned char[size];
-    for (unsigned long done = 0; done < inputSize; done += BlockSize) {
-        unsigned char* const block = output + done;
-        const unsigned long count = std::min(inputSize - done, BlockSize);
-        std::fill(std::copy_n(input + done, count, block), block + BlockSize, 0);
-        VornSeedEncrypt(block, m_roundKeys);
-    }
+    std::fill(std::copy_n(input, inputSize, output), output + size, 0);
+    CipherBlocks(output, size, EncryptionKeys(m_roundKeys));
     outputSize = size;
     processedSize = inputSize;
     return true;
@@ -213,8 +196,7 @@ bool CryptoBlockCipherSeed::Decrypt(unsigned char* input, unsigned long inputSiz
     outputSize = 0; // also where the allocator throws
     output = new unsigned char[inputSize];
     std::copy_n(input, inputSize, output);
-    for (unsigned long done = 0; done < inputSize; done += BlockSize)
-        VornSeedDecrypt(output + done, m_roundKeys);
+    CipherBlocks(output, inputSize, DecryptionKeys(m_roundKeys));
     outputSize = inputSize;
     processedSize = inputSize;
     return true;
@@ -242,11 +224,11 @@ void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {
 }
 
 void SeedEncrypt(unsigned char* block, const unsigned int* roundKeys) {
-    Vorn::Rounds<2>(block, roundKeys);
+    Vorn::CipherBlock(block, Vorn::EncryptionKeys(roundKeys));
 }
 
 void SeedDecrypt(unsigned char* block, const unsigned int* roundKeys) {
-    Vorn::Rounds<-2>(block, roundKeys + 30);
+    Vorn::CipherBlock(block, Vorn::DecryptionKeys(roundKeys));
 }
 
 void VornSeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {

@@ -1,0 +1,103 @@
+// The detection of the machine's vector instructions, once for each process.
+
+#include <Bases/Impl/Route/Route.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cstdint>
+
+#if defined(__x86_64__)
+#include <cpuid.h>
+#elif defined(__aarch64__)
+#include <asm/hwcap.h>
+#include <sys/auxv.h>
+#endif
+
+namespace Vorn {
+
+namespace {
+
+#if defined(__x86_64__)
+
+struct CpuId {
+    unsigned int a = 0, b = 0, c = 0, d = 0;
+
+    CpuId(unsigned int leaf, unsigned int subleaf) {
+        __get_cpuid_count(leaf, subleaf, &a, &b, &c, &d);
+    }
+};
+
+bool HasAll(unsigned int word, unsigned int bits) { return (word & bits) == bits; }
+
+// Which registers the system saves when it switches threads; without OSXSAVE, those of SSE.
+std::uint32_t SavedRegisters(const CpuId& features) {
+    constexpr std::uint32_t Sse = 0x2;
+    if (!HasAll(features.c, bit_OSXSAVE))
+        return Sse;
+    std::uint32_t low = 0;
+    std::uint32_t high = 0;
+    __asm__("xgetbv" : "=a"(low), "=d"(high) : "c"(0));
+    return low;
+}
+
+constexpr bool IsOfThisMachine(Route route) { return route != Route::Neon; }
+
+Route DetectRoute() {
+    constexpr std::uint32_t YmmState = 0x6;
+    constexpr std::uint32_t ZmmState = 0xE6;
+    const CpuId features(1, 0);
+    const CpuId extended(0x80000001, 0);
+    const CpuId structured(7, 0);
+    const std::uint32_t saved = SavedRegisters(features);
+
+    if (!HasAll(features.c, bit_SSE3 | bit_SSSE3 | bit_SSE4_1 | bit_SSE4_2 | bit_AES | bit_PCLMUL))
+        return Route::Portable;
+    if (!HasAll(features.c, bit_AVX | bit_FMA | bit_F16C) || !HasAll(extended.c, bit_LZCNT) ||
+        !HasAll(structured.b, bit_AVX2 | bit_BMI | bit_BMI2) || !HasAll(saved, YmmState))
+        return Route::Sse4;
+    if (!HasAll(structured.b,
+                bit_AVX512F | bit_AVX512VL | bit_AVX512DQ | bit_AVX512BW | bit_AVX512CD) ||
+        !HasAll(structured.c, bit_AVX512VBMI | bit_AVX512VBMI2 | bit_VAES | bit_VPCLMULQDQ |
+                                  bit_AVX512VNNI | bit_AVX512BITALG | bit_AVX512VPOPCNTDQ) ||
+        !HasAll(saved, ZmmState))
+        return Route::Avx2;
+    return HasAll(structured.c, bit_GFNI) ? Route::Avx512Gfni : Route::Avx512;
+}
+
+#elif defined(__aarch64__)
+
+constexpr bool IsOfThisMachine(Route route) { return route == Route::Neon; }
+
+Route DetectRoute() {
+    return (getauxval(AT_HWCAP) & HWCAP_AES) != 0 ? Route::Neon : Route::Portable;
+}
+
+#else
+
+constexpr bool IsOfThisMachine(Route /*route*/) { return false; }
+
+Route DetectRoute() { return Route::Portable; }
+
+#endif
+
+// Relaxed, here and below: the value orders nothing, and every route gives the same results.
+std::atomic<Route>& Limit() {
+    static std::atomic<Route> limit{Route::Avx512Gfni};
+    return limit;
+}
+
+} // namespace
+
+Route BestRoute() {
+    static const Route best = DetectRoute();
+    return best;
+}
+
+Route CurrentRoute() {
+    const Route route = std::min(BestRoute(), Limit().load(std::memory_order_relaxed));
+    return IsOfThisMachine(route) ? route : Route::Portable;
+}
+
+void LimitRoute(Route limit) { Limit().store(limit, std::memory_order_relaxed); }
+
+} // namespace Vorn

@@ -1,0 +1,34 @@
+#ifndef VORN_BASES_IMPL_ROUTE_ROUTE_H
+#define VORN_BASES_IMPL_ROUTE_ROUTE_H
+
+// Which vector instructions the kernels may use.
+//
+// A fast route is a kernel: a function that does the same work as the portable code beside it, many
+// items at a time. A kernel takes whole vectors only and says how much it did; whatever is left, and
+// every odd input, goes to the portable code, so that each rule stands once. A family of kernels
+// has a function that chooses among them by CurrentRoute().
+
+namespace Vorn {
+
+/// From the portable code up; a machine that has one also has those before it, of its own kind.
+enum class Route {
+    Portable,   ///< no kernel: plain C++
+    Neon,       ///< 128 bits of Arm, with AES
+    Sse4,       ///< 128 bits of x86, with AES
+    Avx2,       ///< 256 bits
+    Avx512,     ///< 512 bits, as of Ice Lake and Zen 4: with VAES, VBMI and POPCNT
+    Avx512Gfni, ///< the same with GFNI
+};
+
+/// The best route that the machine has and the limit allows. One relaxed load.
+Route CurrentRoute();
+
+/// The best route that the machine has.
+Route BestRoute();
+
+/// Lets CurrentRoute() go no higher than this, for tests and benchmarks.
+void LimitRoute(Route limit);
+
+} // namespace Vorn
+
+#endif

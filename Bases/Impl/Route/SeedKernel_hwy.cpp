@@ -1,0 +1,251 @@
+// The kernels of SEED for every instruction set of Highway that has AES.
+//
+// Blocks are transposed, so that a vector holds the same word of several blocks; the rounds are then
+// those of the portable code with vectors for words. What differs is G: its tables cannot be looked
+// up in many lanes at once, but both boxes of SEED are inversion in a field of 256 elements between
+// two linear maps, and so is the box of AES, for which there are instructions. SeedField.h has the
+// way from one field to the other.
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "Bases/Impl/Route/SeedKernel_hwy.cpp"
+#include <Bases/Impl/Route/Highway.h>
+
+#include <utility>
+
+#include <Bases/Crypto.h>
+#include <Bases/Impl/Route/SeedField.h>
+#include <Bases/Impl/Route/SeedKernel.h>
+
+#ifndef VORN_BASES_IMPL_ROUTE_SEED_KERNEL_HWY_TABLES
+#define VORN_BASES_IMPL_ROUTE_SEED_KERNEL_HWY_TABLES
+
+namespace Vorn {
+
+namespace {
+
+// A map of bytes that is linear but for a constant, as two tables for the halves of a byte: the
+// image of x is low[x & 15] ^ high[x >> 4].
+struct NibbleTables {
+    alignas(16) unsigned char low[16];
+    alignas(16) unsigned char high[16];
+};
+
+constexpr NibbleTables Split(const SeedField::Bytes& map) {
+    NibbleTables tables{};
+    for (unsigned i = 0; i < 16; ++i) {
+        tables.low[i] = map[i];
+        tables.high[i] = static_cast<unsigned char>(map[i << 4] ^ map[0]);
+    }
+    return tables;
+}
+
+constexpr unsigned AesBox(unsigned x) {
+    const unsigned inverse = SeedField::Inverse(SeedField::Aes, x);
+    unsigned result = 0x63;
+    for (unsigned turn = 0; turn < 5; ++turn)
+        result ^= (inverse << turn | inverse >> (8 - turn)) & 0xFF;
+    return result;
+}
+
+// From what the box of AES gives for the image of x to what `box` gives for x.
+constexpr SeedField::Bytes OutOfAes(const SeedField::Bytes& box) {
+    SeedField::Bytes map{};
+    for (unsigned x = 0; x < map.size(); ++x)
+        map[AesBox(SeedField::ToAes[x])] = box[x];
+    return map;
+}
+
+constexpr NibbleTables ToAesTables = Split(SeedField::ToAes);
+constexpr NibbleTables ToS1Tables = Split(OutOfAes(SeedField::S1));
+constexpr NibbleTables ToS2Tables = Split(OutOfAes(SeedField::S2));
+
+// The instruction for the last round of AES moves bytes before it looks them up; this moves them to
+// where they are moved back from.
+alignas(16) constexpr unsigned char BeforeShiftRows[16] = {0, 13, 10, 7,  4,  1, 14, 11,
+                                                           8, 5,  2,  15, 12, 9, 6,  3};
+
+alignas(16) constexpr unsigned char NextByte[16] = {1, 2,  3,  0, 5,  6,  7,  4,
+                                                    9, 10, 11, 8, 13, 14, 15, 12};
+alignas(16) constexpr unsigned char SecondByte[16] = {2,  3,  0, 1, 6,  7,  4,  5,
+                                                      10, 11, 8, 9, 14, 15, 12, 13};
+alignas(16) constexpr unsigned char ThirdByte[16] = {3,  0, 1, 2,  7,  4,  5,  6,
+                                                     11, 8, 9, 10, 15, 12, 13, 14};
+
+} // namespace
+
+} // namespace Vorn
+
+#endif
+
+HWY_BEFORE_NAMESPACE();
+
+namespace Vorn::HWY_NAMESPACE {
+
+namespace {
+
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using WordTag = hn::ScalableTag<std::uint32_t>;
+using PairTag = hn::Repartition<std::uint64_t, WordTag>;
+using ByteTag = hn::Repartition<std::uint8_t, WordTag>;
+using Words = hn::Vec<WordTag>;
+using Octets = hn::Vec<ByteTag>;
+
+constexpr WordTag words;
+constexpr PairTag pairs;
+constexpr ByteTag octets;
+
+HWY_INLINE Octets Constant(const unsigned char (&bytes)[16]) {
+    return hn::LoadDup128(octets, bytes);
+}
+
+HWY_INLINE Octets Map(const NibbleTables& tables, Octets x) {
+    const Octets low = hn::And(x, hn::Set(octets, 15));
+    const Octets high = hn::ShiftRight<4>(x);
+    return hn::Xor(hn::TableLookupBytes(Constant(tables.low), low),
+                   hn::TableLookupBytes(Constant(tables.high), high));
+}
+
+// S1 of the first and the third byte of each word, S2 of the others.
+HWY_INLINE Octets Substitute(Octets x) {
+    const Octets moved = hn::TableLookupBytes(x, Constant(BeforeShiftRows));
+    const Octets box = hn::AESLastRound(Map(ToAesTables, moved), hn::Zero(octets));
+    const auto odd = hn::MaskFromVec(hn::BitCast(octets, hn::Set(words, 0xFF00FF00)));
+    return hn::IfThenElse(odd, Map(ToS2Tables, box), Map(ToS1Tables, box));
+}
+
+// The bytes of each word turned as `turn` says, less the bits outside of `mask`.
+HWY_INLINE Words Turn(Octets s, const unsigned char (&turn)[16], std::uint32_t mask) {
+    const Octets turned = hn::TableLookupBytes(s, Constant(turn));
+    return hn::And(hn::BitCast(words, turned), hn::Set(words, mask));
+}
+
+HWY_INLINE Words G(Words x) {
+    const Octets s = Substitute(hn::BitCast(octets, x));
+    const Words same = hn::And(hn::BitCast(words, s), hn::Set(words, SeedField::MaskSameByte));
+    const Words next = Turn(s, NextByte, SeedField::MaskNextByte);
+    const Words second = Turn(s, SecondByte, SeedField::MaskSecondByte);
+    const Words third = Turn(s, ThirdByte, SeedField::MaskThirdByte);
+    return hn::Xor(hn::Xor(same, next), hn::Xor(second, third));
+}
+
+struct Half {
+    Words first, second;
+};
+
+HWY_INLINE void Round(Half& changed, const Half& other, const std::uint32_t* key) {
+    Words c = hn::Xor(other.first, hn::Set(words, key[0]));
+    Words d = G(hn::Xor(hn::Xor(c, other.second), hn::Set(words, key[1])));
+    c = G(hn::Add(c, d));
+    d = G(hn::Add(d, c));
+    changed.first = hn::Xor(changed.first, hn::Add(c, d));
+    changed.second = hn::Xor(changed.second, d);
+}
+
+// As many blocks as a vector has words: four vectors of four words of a block each, read as four
+// vectors of one word each. Transposing twice changes nothing.
+struct Blocks {
+    Half left, right;
+};
+
+HWY_INLINE void Transpose(Words& a, Words& b, Words& c, Words& d) {
+    const auto ab01 = hn::BitCast(pairs, hn::InterleaveLower(words, a, b));
+    const auto ab23 = hn::BitCast(pairs, hn::InterleaveUpper(words, a, b));
+    const auto cd01 = hn::BitCast(pairs, hn::InterleaveLower(words, c, d));
+    const auto cd23 = hn::BitCast(pairs, hn::InterleaveUpper(words, c, d));
+    a = hn::BitCast(words, hn::InterleaveLower(pairs, ab01, cd01));
+    b = hn::BitCast(words, hn::InterleaveUpper(pairs, ab01, cd01));
+    c = hn::BitCast(words, hn::InterleaveLower(pairs, ab23, cd23));
+    d = hn::BitCast(words, hn::InterleaveUpper(pairs, ab23, cd23));
+}
+
+HWY_INLINE Words LoadWords(const unsigned char* bytes) {
+    return hn::BitCast(words, hn::LoadU(octets, bytes));
+}
+
+HWY_INLINE void StoreWords(Words x, unsigned char* bytes) {
+    hn::StoreU(hn::BitCast(octets, x), octets, bytes);
+}
+
+HWY_INLINE Blocks Load(const unsigned char* bytes) {
+    const std::size_t size = hn::Lanes(octets);
+    Blocks blocks{{LoadWords(bytes), LoadWords(bytes + size)},
+                  {LoadWords(bytes + 2 * size), LoadWords(bytes + 3 * size)}};
+    Transpose(blocks.left.first, blocks.left.second, blocks.right.first, blocks.right.second);
+    return blocks;
+}
+
+// The halves change places once more at the end.
+HWY_INLINE void Store(Blocks blocks, unsigned char* bytes) {
+    const std::size_t size = hn::Lanes(octets);
+    Transpose(blocks.right.first, blocks.right.second, blocks.left.first, blocks.left.second);
+    StoreWords(blocks.right.first, bytes);
+    StoreWords(blocks.right.second, bytes + size);
+    StoreWords(blocks.left.first, bytes + 2 * size);
+    StoreWords(blocks.left.second, bytes + 3 * size);
+}
+
+constexpr int RoundPairs = 8;
+
+// How many sets of blocks are under way together: one alone would leave the processor waiting for
+// its own results, and more than these would not stay in the registers.
+constexpr std::size_t SetCount = HWY_TARGET == HWY_SSE4 ? 2 : 4;
+
+template <std::size_t... I>
+HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
+    const std::size_t setSize = 4 * hn::Lanes(octets);
+    Blocks sets[] = {Load(bytes + I * setSize)...};
+    for (int pair = 0; pair < RoundPairs; ++pair) {
+        (Round(sets[I].left, sets[I].right, keys.key), ...);
+        keys.key += keys.step;
+        (Round(sets[I].right, sets[I].left, keys.key), ...);
+        keys.key += keys.step;
+    }
+    (Store(sets[I], bytes + I * setSize), ...);
+}
+
+std::size_t Kernel(unsigned char* bytes, std::size_t count, SeedKeys keys) {
+    const std::size_t blocksAtATime = SetCount * hn::Lanes(words);
+    const std::size_t left = count % blocksAtATime;
+    for (std::size_t done = 0; done != count - left; done += blocksAtATime)
+        CipherSets(bytes + done * CryptoSize::SeedBlock, keys,
+                   std::make_index_sequence<SetCount>());
+    return count - left;
+}
+
+#endif
+
+} // namespace
+
+} // namespace Vorn::HWY_NAMESPACE
+
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace Vorn {
+
+SeedKernel FindSeedKernelOfHighway(Route route) {
+    switch (route) {
+#if HWY_ARCH_X86
+    case Route::Sse4:
+        return HWY_CHOOSE_SSE4(Kernel);
+    case Route::Avx2:
+        return HWY_CHOOSE_AVX2(Kernel);
+    case Route::Avx512:
+    case Route::Avx512Gfni:
+        return HWY_CHOOSE_AVX3_DL(Kernel);
+#elif HWY_ARCH_ARM
+    case Route::Neon:
+        return HWY_CHOOSE_NEON(Kernel);
+#endif
+    default:
+        return nullptr;
+    }
+}
+
+} // namespace Vorn
+
+#endif
