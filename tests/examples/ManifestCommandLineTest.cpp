@@ -1,12 +1,11 @@
 #include "ManifestProgram.h"
+#include "support/Prepare.h"
 #include "support/Terminal.h"
 
 #include <algorithm>
 #include <array>
 #include <csignal>
 #include <cstddef>
-#include <cstdint>
-#include <filesystem>
 #include <string>
 
 #include <fcntl.h>
@@ -28,8 +27,6 @@ using VornTest::PrintNowhere;
 using VornTest::Program;
 using VornTest::Surroundings;
 using VornTest::Terminal;
-
-namespace fs = std::filesystem;
 
 // Concerns: arguments that make no sense, and an environment that does not, get a clear answer and
 // a status of their own, and nothing is made; help is given on standard output to who asks for it.
@@ -116,8 +113,7 @@ TEST_F(ManifestProgress, AppearsOnATerminalAndIsGoneBeforeTheComplaints) {
 }
 
 TEST_F(ManifestProgress, TellsRateAndTimeLeftWithinTheTerminalsWidth) {
-    Make("endless");
-    fs::resize_file(m_dir.File("endless"), std::uintmax_t{1} << 40U); // holes; nothing is stored
+    MakeEndless("endless");
     Terminal terminal;
     Program program(Arguments({"create", "out.xml", "endless"}), On(terminal.ProgramsEnd()));
     terminal.LeaveToProgram();

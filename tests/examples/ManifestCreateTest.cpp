@@ -1,4 +1,5 @@
 #include "ManifestProgram.h"
+#include "support/Prepare.h"
 
 #include <algorithm>
 #include <array>
@@ -26,10 +27,9 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::StartsWith;
 using VornTest::Begin;
-using VornTest::BoundSocket;
 using VornTest::CannotGiveUp;
 using VornTest::DigestsIn;
-using VornTest::GiveUpPrivileges;
+using VornTest::GiveUpFileAccess;
 using VornTest::IdsIn;
 using VornTest::LastLine;
 using VornTest::ManifestProgram;
@@ -37,6 +37,7 @@ using VornTest::Names;
 using VornTest::Outcome;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
+using VornTest::WhyNotGivenUp;
 
 namespace fs = std::filesystem;
 
@@ -97,7 +98,7 @@ TEST_F(ManifestCreate, RecordsTheDigestOfTheWholeContent) {
 }
 
 TEST_F(ManifestCreate, RecordsThePathsThatItWasGiven) {
-    fs::create_directory(m_dir.File("d"));
+    MakeDirectory("d");
     Make("d/a");
     const Outcome outcome =
         Manifest({"create", "out.xml", "d/", "gone", "\n", "./d/a", "gone", ""});
@@ -141,7 +142,7 @@ TEST_F(ManifestCreate, TakesTenThousandFiles) {
 
 TEST_F(ManifestCreate, FollowsLinksToFiles) {
     Make("file", "text");
-    fs::create_symlink("file", m_dir.File("link"));
+    MakeLink("file", "link");
     EXPECT_EQ(0, Manifest({"create", "out.xml", "link"}).status);
     EXPECT_THAT(Steady("out.xml"),
                 HasSubstr(R"(<file name="link" bytes="4" size="4 B" lines="0" md5 written id/>)"));
@@ -158,7 +159,7 @@ protected:
         Make("good", "x\n");
         const Outcome outcome = Manifest({"create", "out.xml", "good", name, "good"}, prepare);
         if (outcome.status == CannotGiveUp)
-            GTEST_SKIP() << "the superuser's privileges cannot be given up here";
+            GTEST_SKIP() << WhyNotGivenUp;
         EXPECT_EQ(1, outcome.status);
         EXPECT_EQ("", outcome.out);
         EXPECT_EQ("manifest: " + name + ": " + reason + "\n", outcome.err);
@@ -182,8 +183,8 @@ TEST_F(ManifestFailures, AFileBehindAFileIsReported) {
 
 TEST_F(ManifestFailures, AnUnreadableFileIsReported) {
     Make("secret", "text");
-    fs::permissions(m_dir.File("secret"), fs::perms::none);
-    ExpectReported("secret", "Permission denied", GiveUpPrivileges);
+    Permit("secret", fs::perms::none);
+    ExpectReported("secret", "Permission denied", GiveUpFileAccess);
 }
 
 TEST_F(ManifestFailures, AFileThatFailsWhileItIsReadIsReported) {
@@ -192,14 +193,13 @@ TEST_F(ManifestFailures, AFileThatFailsWhileItIsReadIsReported) {
 }
 
 TEST_F(ManifestFailures, AFifoIsReportedWithoutWaitingForItsWriter) {
-    ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
+    MakeFifo("fifo");
     ExpectReported("fifo", "not a regular file");
 }
 
 TEST_F(ManifestFailures, ASocketIsReported) {
-    const int socket = BoundSocket(m_dir.File("socket"));
+    MakeSocket("socket");
     ExpectReported("socket", "not a regular file");
-    close(socket);
 }
 
 TEST_F(ManifestFailures, AnEndlessDeviceIsReported) {
@@ -207,7 +207,7 @@ TEST_F(ManifestFailures, AnEndlessDeviceIsReported) {
 }
 
 TEST_F(ManifestFailures, ALinkThatLeadsNowhereIsReported) {
-    fs::create_symlink("nowhere", m_dir.File("link"));
+    MakeLink("nowhere", "link");
     ExpectReported("link", "No such file or directory");
 }
 
@@ -277,9 +277,9 @@ TEST_F(ManifestTimes, AreWhatDateSays) {
 }
 
 TEST_F(ManifestTimes, OfALinkAreItsOwn) {
-    fs::create_directory(m_dir.File("d"));
+    MakeDirectory("d");
     Make("file");
-    fs::create_symlink("../file", m_dir.File("d/link"));
+    MakeLink("../file", "d/link");
     const std::array<timespec, 2> both{timespec{1000, 0}, timespec{1000, 0}};
     ASSERT_EQ(0,
               utimensat(AT_FDCWD, m_dir.File("d/link").c_str(), both.data(), AT_SYMLINK_NOFOLLOW));

@@ -1,18 +1,6 @@
 #include "ManifestProgram.h"
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
-#include <stdexcept>
-#include <system_error>
-
-#include <fcntl.h>
-#include <linux/capability.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <sys/syscall.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <gtest/gtest.h>
 
@@ -121,38 +109,5 @@ void ManifestProgram::ExpectWellFormed(const std::string& name) const {
     const Outcome outcome = RunProgram({VORN_XMLLINT, "--noout", name}, Here());
     EXPECT_EQ(0, outcome.status) << outcome.err << Content(name);
 }
-
-void GiveUpPrivileges() {
-    if (geteuid() != 0)
-        return;
-    __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-    std::array<__user_cap_data_struct, 2> data{};
-    bool done = syscall(SYS_capget, &header, data.data()) == 0;
-    for (const int capability : {CAP_DAC_OVERRIDE, CAP_DAC_READ_SEARCH}) {
-        data[0].inheritable &= ~(1U << static_cast<unsigned int>(capability));
-        done = done && prctl(PR_CAPBSET_DROP, capability) == 0;
-    }
-    if (!done || syscall(SYS_capset, &header, data.data()) != 0)
-        _exit(CannotGiveUp);
-}
-
-int BoundSocket(const std::string& path) {
-    const int socket = ::socket(AF_UNIX, SOCK_STREAM, 0);
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (path.size() >= sizeof address.sun_path)
-        throw std::length_error(path);
-    path.copy(address.sun_path, path.size());
-    if (bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-        throw std::system_error(errno, std::generic_category(), path);
-    return socket;
-}
-
-void LimitFileSize(rlim_t size) {
-    const rlimit limit{size, size};
-    setrlimit(RLIMIT_FSIZE, &limit);
-}
-
-void PrintNowhere() { dup2(open("/dev/full", O_WRONLY | O_CLOEXEC), STDOUT_FILENO); }
 
 } // namespace VornTest

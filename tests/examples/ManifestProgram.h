@@ -8,9 +8,6 @@
 #include <string>
 #include <vector>
 
-#include <sys/resource.h>
-#include <sys/types.h>
-
 namespace VornTest {
 
 using Names = std::vector<std::string>;
@@ -49,19 +46,6 @@ protected:
     /// Another parser's opinion of the document.
     void ExpectWellFormed(const std::string& name) const;
 };
-
-/// Keeps the superuser from reading and writing what its owner may not; nothing changes for others.
-/// Ends the new process with a status of its own where that is not possible.
-void GiveUpPrivileges();
-constexpr int CannotGiveUp = 126;
-
-/// Makes a socket with this path and returns it.
-int BoundSocket(const std::string& path);
-
-void LimitFileSize(rlim_t size);
-
-/// Makes everything that is written to standard output fail.
-void PrintNowhere();
 
 } // namespace VornTest
 

@@ -1,8 +1,8 @@
 #include "ManifestProgram.h"
+#include "support/Prepare.h"
 
 #include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <set>
@@ -10,7 +10,6 @@
 #include <system_error>
 #include <thread>
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,9 +21,11 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
+using VornTest::AppendTo;
 using VornTest::Begin;
 using VornTest::CannotGiveUp;
-using VornTest::GiveUpPrivileges;
+using VornTest::FailWritesBeyond;
+using VornTest::GiveUpFileAccess;
 using VornTest::LimitFileSize;
 using VornTest::ManifestProgram;
 using VornTest::Names;
@@ -32,6 +33,7 @@ using VornTest::Outcome;
 using VornTest::PrintNowhere;
 using VornTest::Program;
 using VornTest::RunProgram;
+using VornTest::WhyNotGivenUp;
 
 namespace fs = std::filesystem;
 
@@ -60,7 +62,7 @@ protected:
         Make("a", "x\n");
         const Outcome outcome = Manifest({"create", out, "a"}, prepare);
         if (outcome.status == CannotGiveUp)
-            GTEST_SKIP() << "the superuser's privileges cannot be given up here";
+            GTEST_SKIP() << WhyNotGivenUp;
         EXPECT_EQ(1, outcome.status);
         EXPECT_EQ("manifest: " + out + ": " + reason + "\n", outcome.err);
     }
@@ -77,24 +79,24 @@ TEST_F(ManifestSaving, ReplacesAnOlderManifestAndKeepsItsPermissions) {
     Make("a");
     Make("out.xml", "old");
     const auto permissions = fs::perms::owner_read | fs::perms::owner_write;
-    fs::permissions(m_dir.File("out.xml"), permissions);
+    Permit("out.xml", permissions);
     EXPECT_EQ(0, Manifest({"create", "out.xml", "a"}).status);
     ExpectWellFormed("out.xml");
-    EXPECT_EQ(permissions, fs::status(m_dir.File("out.xml")).permissions());
+    EXPECT_EQ(permissions, Permissions("out.xml"));
     EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
 }
 
 TEST_F(ManifestSaving, MakesANewManifestAsTheMaskAllows) {
     Make("a");
     EXPECT_EQ(0, Manifest({"create", "out.xml", "a"}, [] { umask(0027); }).status);
-    EXPECT_EQ(fs::perms{0640}, fs::status(m_dir.File("out.xml")).permissions());
+    EXPECT_EQ(fs::perms{0640}, Permissions("out.xml"));
 }
 
 TEST_F(ManifestSaving, ReplacesWhatALinkLeadsToAndKeepsTheLink) {
     Make("a");
-    fs::create_directory(m_dir.File("elsewhere"));
+    MakeDirectory("elsewhere");
     Make("elsewhere/real.xml", "old");
-    fs::create_symlink("elsewhere/real.xml", m_dir.File("out.xml"));
+    MakeLink("elsewhere/real.xml", "out.xml");
     EXPECT_EQ(0, Manifest({"create", "out.xml", "a"}).status);
     EXPECT_TRUE(fs::is_symlink(m_dir.File("out.xml")));
     ExpectWellFormed("elsewhere/real.xml");
@@ -112,9 +114,9 @@ TEST_F(ManifestSaving, FailsInADirectoryThatDoesNotExist) {
 }
 
 TEST_F(ManifestSaving, FailsInADirectoryThatIsNotWritable) {
-    fs::create_directory(m_dir.File("closed"));
-    fs::permissions(m_dir.File("closed"), fs::perms::owner_read | fs::perms::owner_exec);
-    ExpectFailure("closed/out.xml", "Permission denied", GiveUpPrivileges);
+    MakeDirectory("closed");
+    Permit("closed", fs::perms::owner_read | fs::perms::owner_exec);
+    ExpectFailure("closed/out.xml", "Permission denied", GiveUpFileAccess);
     EXPECT_TRUE(fs::is_empty(m_dir.File("closed")));
 }
 
@@ -127,20 +129,20 @@ TEST_F(ManifestSaving, FailsWithoutAName) {
 }
 
 TEST_F(ManifestSaving, DoesNotReplaceADirectory) {
-    fs::create_directory(m_dir.File("out.xml"));
+    MakeDirectory("out.xml");
     ExpectFailure("out.xml", "not a regular file");
     EXPECT_TRUE(fs::is_directory(m_dir.File("out.xml")));
     EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
 }
 
 TEST_F(ManifestSaving, DoesNotReplaceAFifo) {
-    ASSERT_EQ(0, mkfifo(m_dir.File("out.xml").c_str(), 0600));
+    MakeFifo("out.xml");
     ExpectFailure("out.xml", "not a regular file");
     EXPECT_TRUE(fs::is_fifo(m_dir.File("out.xml")));
 }
 
 TEST_F(ManifestSaving, DoesNotReplaceALinkThatLeadsNowhere) {
-    fs::create_symlink("nowhere", m_dir.File("out.xml"));
+    MakeLink("nowhere", "out.xml");
     ExpectFailure("out.xml", "No such file or directory");
     EXPECT_TRUE(fs::is_symlink(m_dir.File("out.xml")));
 }
@@ -148,10 +150,7 @@ TEST_F(ManifestSaving, DoesNotReplaceALinkThatLeadsNowhere) {
 TEST_F(ManifestSaving, KeepsTheOldManifestWhenTheDiskIsFull) {
     Make("a");
     Make("out.xml", "old");
-    const Outcome outcome = Manifest(Long(), [] {
-        std::signal(SIGXFSZ, SIG_IGN); // so that a write beyond the limit fails
-        LimitFileSize(1000);
-    });
+    const Outcome outcome = Manifest(Long(), [] { FailWritesBeyond(1000); });
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("manifest: out.xml: File too large\n", outcome.err);
     EXPECT_EQ("old", Content("out.xml"));
@@ -175,7 +174,7 @@ TEST_F(ManifestSaving, NeverLaysAPrivateManifestOpen) {
     Make("a");
     for (const fs::perms permissions : {fs::perms{0600}, fs::perms{0640}, fs::perms{0666}}) {
         Make("out.xml", "old");
-        fs::permissions(m_dir.File("out.xml"), permissions);
+        Permit("out.xml", permissions);
         const Outcome outcome = Manifest(Long(), [] {
             umask(0);
             LimitFileSize(1000);
@@ -189,8 +188,7 @@ TEST_F(ManifestSaving, NeverLaysAPrivateManifestOpen) {
 }
 
 TEST_F(ManifestSaving, LeavesNothingWhenKilledWhileMeasuring) {
-    Make("endless");
-    fs::resize_file(m_dir.File("endless"), std::uintmax_t{1} << 40U); // holes; nothing is stored
+    MakeEndless("endless");
     Program program(Arguments({"create", "out.xml", "endless"}), Here());
     ASSERT_TRUE(OpensWithin(program.Pid(), "endless", std::chrono::seconds(50)));
     program.Kill(SIGKILL);
@@ -204,10 +202,8 @@ TEST_F(ManifestSaving, LeavesNothingWhenKilledWhileMeasuring) {
 class ManifestDescriptor : public ManifestProgram {
 protected:
     /// Runs the program with a file for its standard output, which it appends to.
-    Outcome AppendTo(const std::string& file, const Names& arguments) const {
-        return Manifest(arguments, [path = m_dir.File(file)] {
-            dup2(open(path.c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO);
-        });
+    Outcome Append(const std::string& file, const Names& arguments) const {
+        return Manifest(arguments, [path = m_dir.File(file)] { AppendTo(path); });
     }
 };
 
@@ -217,10 +213,10 @@ TEST_F(ManifestDescriptor, GetsTheManifestBehindWhatIsAlreadyThere) {
     const std::string expected = "before\n" + Steady("out.xml");
     Make("kept");
     fs::create_hard_link(m_dir.File("kept"), m_dir.File("same"));
-    fs::create_symlink("/dev/stdout", m_dir.File("link"));
+    MakeLink("/dev/stdout", "link");
     for (const char* out : {"/dev/stdout", "/dev/fd/1", "/proc/self/fd/1", "link"}) {
         Make("kept", "before\n");
-        const Outcome outcome = AppendTo("kept", {"create", out, "a"});
+        const Outcome outcome = Append("kept", {"create", out, "a"});
         EXPECT_EQ(0, outcome.status) << out;
         EXPECT_EQ("", outcome.err) << out;
         EXPECT_EQ(expected, Steady("same")) << out;
@@ -237,9 +233,9 @@ TEST_F(ManifestDescriptor, MayBeAPipe) {
 }
 
 TEST_F(ManifestDescriptor, IsLeftOutWhereItsFileIsFound) {
-    fs::create_directory(m_dir.File("d"));
+    MakeDirectory("d");
     Make("d/out.xml");
-    EXPECT_EQ(0, AppendTo("d/out.xml", {"create", "/dev/stdout", "d"}).status);
+    EXPECT_EQ(0, Append("d/out.xml", {"create", "/dev/stdout", "d"}).status);
     EXPECT_EQ(std::string(Begin) + "  <directory name=\"d\" written id/>\n</manifest>\n",
               Steady("d/out.xml"));
 }

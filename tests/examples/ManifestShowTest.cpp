@@ -1,9 +1,8 @@
 #include "ManifestProgram.h"
+#include "support/Prepare.h"
 
 #include <string>
 #include <vector>
-
-#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -165,7 +164,7 @@ TEST_F(ManifestShow, RefusesAManifestOfAnotherVersion) {
 TEST_F(ManifestShow, RefusesWhatCannotBeRead) {
     ExpectRefused("missing.xml", "No such file or directory");
     ExpectRefused(".", "not a regular file");
-    ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
+    MakeFifo("fifo");
     ExpectRefused("fifo", "not a regular file");
 }
 

@@ -1,4 +1,5 @@
 #include "ManifestProgram.h"
+#include "support/Prepare.h"
 
 #include <array>
 #include <chrono>
@@ -11,7 +12,6 @@
 
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -19,9 +19,8 @@
 namespace {
 
 using VornTest::Begin;
-using VornTest::BoundSocket;
 using VornTest::CannotGiveUp;
-using VornTest::GiveUpPrivileges;
+using VornTest::GiveUpFileAccess;
 using VornTest::ManifestProgram;
 using VornTest::Names;
 using VornTest::Outcome;
@@ -29,6 +28,7 @@ using VornTest::PrintNowhere;
 using VornTest::RunProgram;
 using VornTest::SomeId;
 using VornTest::Surroundings;
+using VornTest::WhyNotGivenUp;
 
 namespace fs = std::filesystem;
 
@@ -38,16 +38,6 @@ namespace fs = std::filesystem;
 
 class ManifestVerify : public ManifestProgram {
 protected:
-    void MakeDirectory(const std::string& name) const {
-        ASSERT_TRUE(fs::create_directories(m_dir.File(name)));
-    }
-
-    void MakeLink(const std::string& to, const std::string& name) const {
-        fs::create_symlink(to, m_dir.File(name));
-    }
-
-    void Remove(const std::string& name) const { ASSERT_NE(0U, fs::remove_all(m_dir.File(name))); }
-
     void Create(const Names& paths, int status = 0) const {
         Names arguments{"create", "out.xml"};
         arguments.insert(arguments.end(), paths.begin(), paths.end());
@@ -74,7 +64,7 @@ protected:
                            const std::function<void()>& prepare = {}) const {
         const Outcome outcome = Manifest({"verify", "out.xml"}, prepare);
         if (outcome.status == CannotGiveUp)
-            GTEST_SKIP() << "the superuser's privileges cannot be given up here";
+            GTEST_SKIP() << WhyNotGivenUp;
         EXPECT_EQ(1, outcome.status);
         EXPECT_EQ(out, outcome.out);
         EXPECT_EQ(err, outcome.err);
@@ -98,12 +88,11 @@ TEST_F(ManifestVerify, SaysNothingButTheSummaryWhenAllIsAsRecorded) {
     Make("d/empty");
     Make("d/sub/two", "1\n2\n");
     MakeLink("nowhere", "d/link");
-    ASSERT_EQ(0, mkfifo(m_dir.File("d/fifo").c_str(), 0600));
-    const int socket = BoundSocket(m_dir.File("d/socket"));
+    MakeFifo("d/fifo");
+    MakeSocket("d/socket");
     Create({"d", "d/sub/two"});
     ExpectAllAsRecorded(8);
     ExpectAllAsRecorded(8); // the first time has changed nothing
-    close(socket);
 }
 
 TEST_F(ManifestVerify, IsNotConcernedWithTimes) {
@@ -187,7 +176,7 @@ TEST_F(ManifestVerify, FindsOtherKinds) {
         Remove(name);
     MakeLink("../copy", "d/a"); // where the same content is
     MakeDirectory("d/link");
-    ASSERT_EQ(0, mkfifo(m_dir.File("d/sub").c_str(), 0600));
+    MakeFifo("d/sub");
     ExpectDifferences("changed  d/a (file -> link)\nchanged  d/link (link -> directory)\n"
                       "changed  d/sub (directory -> fifo)\nmissing  d/sub/empty\n"
                       "1 as recorded, 1 missing, 3 changed, 0 new, 0 unread\n");
@@ -300,7 +289,7 @@ TEST_F(ManifestVerify, TakesTenThousandFiles) {
     constexpr std::size_t Count = 10000;
     for (std::size_t i = 0; i < Count; ++i) {
         if (i % 100 == 0)
-            fs::create_directories(m_dir.File("d/" + std::to_string(i / 100)));
+            MakeDirectory("d/" + std::to_string(i / 100));
         Make("d/" + std::to_string(i / 100) + "/" + std::to_string(i));
     }
     Create({"d"});
@@ -336,7 +325,7 @@ TEST_F(ManifestVerifyFailures, ThatAreOverAreChanges) {
 
 TEST_F(ManifestVerifyFailures, ForAnotherReasonAreComplainedOf) {
     Create({"a"}, 1);
-    ASSERT_EQ(0, mkfifo(m_dir.File("a").c_str(), 0600));
+    MakeFifo("a");
     ExpectDifferences("0 as recorded, 0 missing, 0 changed, 0 new, 1 unread\n",
                       "manifest: a: not a regular file\n");
     Create({"a"}, 1);
@@ -347,7 +336,7 @@ TEST_F(ManifestVerifyFailures, ForAnotherReasonAreComplainedOf) {
 TEST_F(ManifestVerifyFailures, OfAFifoInAPathsPlaceHideNothing) {
     MakeAndRecord();
     Remove("d");
-    ASSERT_EQ(0, mkfifo(m_dir.File("d").c_str(), 0600));
+    MakeFifo("d");
     ExpectDifferences("missing  d/a\nmissing  d/sub\nmissing  d/sub/empty\n"
                       "0 as recorded, 3 missing, 0 changed, 0 new, 1 unread\n",
                       "manifest: d: not a regular file\n");
@@ -355,9 +344,9 @@ TEST_F(ManifestVerifyFailures, OfAFifoInAPathsPlaceHideNothing) {
 
 TEST_F(ManifestVerifyFailures, OfAFileThatCannotBeReadAreComplainedOf) {
     MakeAndRecord();
-    fs::permissions(m_dir.File("d/a"), fs::perms::none);
+    Permit("d/a", fs::perms::none);
     ExpectDifferences("3 as recorded, 0 missing, 0 changed, 0 new, 1 unread\n",
-                      "manifest: d/a: Permission denied\n", GiveUpPrivileges);
+                      "manifest: d/a: Permission denied\n", GiveUpFileAccess);
 }
 
 TEST_F(ManifestVerifyFailures, OfADirectoryThatCannotBeListedMakeNothingInItMissing) {
@@ -365,39 +354,39 @@ TEST_F(ManifestVerifyFailures, OfADirectoryThatCannotBeListedMakeNothingInItMiss
     Make("d/sub.x");
     Create({"d/"});
     Remove("d/sub.x");
-    fs::permissions(m_dir.File("d/sub"), fs::perms::owner_exec);
+    Permit("d/sub", fs::perms::owner_exec);
     ExpectDifferences("missing  d/sub.x\n2 as recorded, 1 missing, 0 changed, 0 new, 2 unread\n",
-                      "manifest: d/sub: Permission denied\n", GiveUpPrivileges);
-    fs::permissions(m_dir.File("d"), fs::perms::none);
+                      "manifest: d/sub: Permission denied\n", GiveUpFileAccess);
+    Permit("d", fs::perms::none);
     ExpectDifferences("0 as recorded, 0 missing, 0 changed, 0 new, 5 unread\n",
-                      "manifest: d/: Permission denied\n", GiveUpPrivileges);
+                      "manifest: d/: Permission denied\n", GiveUpFileAccess);
 }
 
 TEST_F(ManifestVerifyFailures, OfPathsThatOverlapAreToldOnce) {
     MakeDirectory("d");
     Make("d/a");
     Create({"d/a", "d"});
-    fs::permissions(m_dir.File("d"), fs::perms::none);
+    Permit("d", fs::perms::none);
     ExpectDifferences("0 as recorded, 0 missing, 0 changed, 0 new, 2 unread\n",
                       "manifest: d: Permission denied\nmanifest: d/a: Permission denied\n",
-                      GiveUpPrivileges);
+                      GiveUpFileAccess);
 }
 
 TEST_F(ManifestVerifyFailures, OfWhatCannotBeLookedAtMakeNothingInItMissing) {
     MakeDirectory("d/sub/deep");
     Make("d/sub/deep/x");
     Create({"d"});
-    fs::permissions(m_dir.File("d/sub"), fs::perms::owner_read); // names, but nothing else
+    Permit("d/sub", fs::perms::owner_read); // names, but nothing else
     ExpectDifferences("2 as recorded, 0 missing, 0 changed, 0 new, 2 unread\n",
-                      "manifest: d/sub/deep: Permission denied\n", GiveUpPrivileges);
+                      "manifest: d/sub/deep: Permission denied\n", GiveUpFileAccess);
 }
 
 TEST_F(ManifestVerifyFailures, OfWhatIsNewAreOnlyThatItIsNew) {
     MakeAndRecord();
     Make("d/new");
-    fs::permissions(m_dir.File("d/new"), fs::perms::none);
+    Permit("d/new", fs::perms::none);
     ExpectDifferences("new      d/new\n4 as recorded, 0 missing, 0 changed, 1 new, 0 unread\n", "",
-                      GiveUpPrivileges);
+                      GiveUpFileAccess);
 }
 
 TEST_F(ManifestVerifyFailures, OfPrintingAreFailures) {

@@ -1,4 +1,5 @@
 #include "ManifestProgram.h"
+#include "support/Prepare.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -7,7 +8,6 @@
 
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -17,14 +17,14 @@ namespace {
 using testing::EndsWith;
 using testing::HasSubstr;
 using VornTest::Begin;
-using VornTest::BoundSocket;
 using VornTest::CannotGiveUp;
-using VornTest::GiveUpPrivileges;
+using VornTest::GiveUpFileAccess;
 using VornTest::LastLine;
 using VornTest::ManifestProgram;
 using VornTest::Names;
 using VornTest::Outcome;
 using VornTest::SomeId;
+using VornTest::WhyNotGivenUp;
 
 namespace fs = std::filesystem;
 
@@ -34,14 +34,6 @@ namespace fs = std::filesystem;
 
 class ManifestWalk : public ManifestProgram {
 protected:
-    void MakeDirectory(const std::string& name) const {
-        ASSERT_TRUE(fs::create_directory(m_dir.File(name)));
-    }
-
-    void MakeLink(const std::string& to, const std::string& name) const {
-        fs::create_symlink(to, m_dir.File(name));
-    }
-
     static std::string Directory(const std::string& name) { return Other("directory", name); }
 
     static std::string Other(const std::string& kind, const std::string& name) {
@@ -64,9 +56,9 @@ protected:
 
     /// Runs without the superuser's privileges and expects failures, which are complained of.
     void ExpectFailures(const std::string& elements, const Names& complaints) const {
-        const Outcome outcome = Manifest({"create", "out.xml", "d"}, GiveUpPrivileges);
+        const Outcome outcome = Manifest({"create", "out.xml", "d"}, GiveUpFileAccess);
         if (outcome.status == CannotGiveUp)
-            GTEST_SKIP() << "the superuser's privileges cannot be given up here";
+            GTEST_SKIP() << WhyNotGivenUp;
         EXPECT_EQ(1, outcome.status);
         std::string expected;
         for (const std::string& complaint : complaints)
@@ -147,10 +139,9 @@ TEST_F(ManifestWalk, FollowsALinkThatIsGivenAsAPath) {
 
 TEST_F(ManifestWalk, RecordsFifosAndSocketsWithoutOpeningThem) {
     MakeDirectory("d");
-    ASSERT_EQ(0, mkfifo(m_dir.File("d/fifo").c_str(), 0600));
-    const int socket = BoundSocket(m_dir.File("d/socket"));
+    MakeFifo("d/fifo");
+    MakeSocket("d/socket");
     EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);
-    close(socket);
     ExpectManifest(Directory("d") + Other("fifo", "d/fifo") + Other("socket", "d/socket"));
 }
 
@@ -167,7 +158,7 @@ TEST_F(ManifestWalk, AnUnreadableDirectoryIsAFailureThatCostsNothingElse) {
         MakeDirectory(directory);
     for (const char* file : {"d/a", "d/closed/x", "d/z"})
         Make(file);
-    fs::permissions(m_dir.File("d/closed"), fs::perms::none);
+    Permit("d/closed", fs::perms::none);
     ExpectFailures(Directory("d") + Empty("d/a") + Failure("d/closed", "Permission denied") +
                        Empty("d/z"),
                    {"d/closed: Permission denied"});
@@ -178,7 +169,7 @@ TEST_F(ManifestWalk, WhatCannotBeLookedAtIsAFailureUnderItsName) {
         MakeDirectory(directory);
     for (const char* file : {"d/a", "d/list/x", "d/list/y", "d/z"})
         Make(file);
-    fs::permissions(m_dir.File("d/list"), fs::perms::owner_read); // names, but nothing else
+    Permit("d/list", fs::perms::owner_read); // names, but nothing else
     ExpectFailures(Directory("d") + Empty("d/a") + Directory("d/list") +
                        Failure("d/list/x", "Permission denied") +
                        Failure("d/list/y", "Permission denied") + Empty("d/z"),
@@ -244,7 +235,7 @@ TEST_F(ManifestWalk, TakesTenThousandFiles) {
     constexpr std::size_t Count = 10000;
     for (std::size_t i = 0; i < Count; ++i) {
         if (i % 100 == 0)
-            fs::create_directories(m_dir.File("d/" + std::to_string(i / 100)));
+            MakeDirectory("d/" + std::to_string(i / 100));
         Make("d/" + std::to_string(i / 100) + "/" + std::to_string(i), "x\n");
     }
     EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);

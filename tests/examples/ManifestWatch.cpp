@@ -123,11 +123,6 @@ void ManifestWatch::ExpectNothingLeft() const {
     EXPECT_THAT(Locks(), testing::IsEmpty());
 }
 
-void ManifestWatch::MakeEndless(const std::string& name) const {
-    Make(name, "");
-    fs::resize_file(m_dir.File(name), std::uintmax_t{1} << 40U);
-}
-
 std::string ManifestWatch::Watch(const Show& each, const Patience& patience) const {
     return Manifest::WatchRun(m_manifest, each, patience);
 }

@@ -67,9 +67,6 @@ protected:
 
     void ExpectNothingLeft() const;
 
-    // Holes; nothing is stored, and nobody reads to the end.
-    void MakeEndless(const std::string& name) const;
-
     /// Watches until the end. `each` is called with every line that is shown.
     std::string Watch(
         const Show& each = [](const std::string&) {},

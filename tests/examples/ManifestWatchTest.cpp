@@ -1,5 +1,6 @@
 #include "ManifestWatch.h"
 #include "support/Pipe.h"
+#include "support/Prepare.h"
 #include "support/Program.h"
 #include "support/Terminal.h"
 
@@ -10,7 +11,6 @@
 #include <string>
 #include <thread>
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -25,6 +25,7 @@ using testing::ElementsAre;
 using testing::SizeIs;
 using testing::StartsWith;
 using VornTest::Child;
+using VornTest::FailWritesBeyond;
 using VornTest::Impatient;
 using VornTest::Lines;
 using VornTest::Locked;
@@ -37,13 +38,6 @@ using VornTest::Surroundings;
 using VornTest::Terminal;
 
 namespace fs = std::filesystem;
-
-// A lock is small enough, but no manifest.
-void WriteNoManifests() {
-    const rlimit small{64, 64};
-    signal(SIGXFSZ, SIG_IGN);
-    setrlimit(RLIMIT_FSIZE, &small);
-}
 
 // Concerns: what is shown is what the run published, to the end; every way in which a run ends; the
 // real program on either side; nothing is left behind.
@@ -86,7 +80,7 @@ TEST_F(ManifestWatch, TellsEveryChangeOnce) {
 }
 
 TEST_F(ManifestWatch, FindsTheRunHoweverThePathIsWritten) {
-    fs::create_directory(m_dir.File("sub"));
+    MakeDirectory("sub");
     fs::create_directory_symlink(m_dir.Path(), m_dir.File("sub/up"));
     const Publisher publisher(m_dir.File("sub/up/sub/../out.xml"));
     EXPECT_THAT(Segments(), ElementsAre("0"));
@@ -204,7 +198,7 @@ TEST_F(ManifestWatch, SeesTheProgramFailWhenItCannotSave) {
         surroundings.prepare = [&] {
             dup2(err.Writer(), STDERR_FILENO);
             if (!directory)
-                WriteNoManifests();
+                FailWritesBeyond(64); // a lock is small enough, but no manifest
         };
         Program create(Arguments({"create", "out.xml", "file", "missing"}), surroundings);
         Expect(create.Pid());

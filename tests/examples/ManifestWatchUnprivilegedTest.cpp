@@ -1,16 +1,14 @@
 #include "ManifestWatch.h"
+#include "support/Prepare.h"
 #include "support/Program.h"
 #include "support/Unprivileged.h"
 
-#include <array>
 #include <filesystem>
 #include <string>
 #include <vector>
 
 #include <linux/capability.h>
-#include <sys/prctl.h>
 #include <sys/shm.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -22,13 +20,16 @@ namespace {
 
 using Manifest::Publisher;
 using testing::ElementsAre;
+using VornTest::CannotGiveUp;
 using VornTest::g_hooks;
+using VornTest::GiveUp;
 using VornTest::ManifestWatch;
 using VornTest::NoRun;
 using VornTest::Outcome;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
 using VornTest::Unprivileged;
+using VornTest::WhyNotGivenUp;
 
 namespace fs = std::filesystem;
 
@@ -37,29 +38,15 @@ namespace fs = std::filesystem;
 class ManifestWatchUnprivileged : public ManifestWatch {
 protected:
     void SetUp() override {} // anybody can do without
-
-    static void GiveUpWriting() {
-        __user_cap_header_struct header{_LINUX_CAPABILITY_VERSION_3, 0};
-        std::array<__user_cap_data_struct, 2> data{};
-        bool done = syscall(SYS_capget, &header, data.data()) == 0;
-        const unsigned int bit = 1U << static_cast<unsigned int>(CAP_IPC_OWNER);
-        const bool has = (data[0].permitted & bit) != 0;
-        if (!done || !has)
-            return;
-        data[0].inheritable &= ~bit;
-        done = prctl(PR_CAPBSET_DROP, CAP_IPC_OWNER) == 0;
-        if (!done || syscall(SYS_capset, &header, data.data()) != 0)
-            _exit(126);
-    }
 };
 
 TEST_F(ManifestWatchUnprivileged, ProgramDoesItsJobUnseen) {
     Make("file", "12345");
     Surroundings surroundings = Here();
-    surroundings.prepare = GiveUpWriting;
+    surroundings.prepare = [] { GiveUp({CAP_IPC_OWNER}); };
     const Outcome outcome = RunProgram(Arguments({"create", "out.xml", "file"}), surroundings);
-    if (outcome.status == 126)
-        GTEST_SKIP() << "the privilege cannot be given up here";
+    if (outcome.status == CannotGiveUp)
+        GTEST_SKIP() << WhyNotGivenUp;
     EXPECT_EQ(0, outcome.status);
     EXPECT_EQ("", outcome.out + outcome.err);
     EXPECT_TRUE(fs::exists(m_manifest));

@@ -1,7 +1,7 @@
 #include "support/ExampleTest.h"
+#include "support/Prepare.h"
 #include "support/Program.h"
 
-#include <csignal>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -22,7 +21,10 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::StartsWith;
+using VornTest::AppendTo;
+using VornTest::FailWritesBeyond;
 using VornTest::Outcome;
+using VornTest::PrintNowhere;
 
 namespace fs = std::filesystem;
 
@@ -80,16 +82,6 @@ protected:
         fs::remove(m_dir.File("out"));
         EXPECT_EQ(1, Run({"decipher", "key", "in", "out"}).status);
         EXPECT_FALSE(fs::exists(m_dir.File("out")));
-    }
-
-    /// A file of zeros, of which nothing is stored.
-    void MakeHoles(const std::string& name, std::uintmax_t size) const {
-        Make(name, "");
-        fs::resize_file(m_dir.File(name), size);
-    }
-
-    fs::perms Permissions(const std::string& name) const {
-        return fs::status(m_dir.File(name)).permissions();
     }
 };
 
@@ -151,7 +143,7 @@ TEST_F(SealRoundTrip, MayReplaceItsInput) {
 TEST_F(SealRoundTrip, WritesThroughALink) {
     Make("in", Message);
     Make("target", "old");
-    fs::create_symlink("target", m_dir.File("link"));
+    MakeLink("target", "link");
     ExpectSuccess({"encipher", "key", "in", "link"});
     EXPECT_TRUE(fs::is_symlink(m_dir.File("link")));
     EXPECT_EQ(SealedMessage, Content("target"));
@@ -160,7 +152,7 @@ TEST_F(SealRoundTrip, WritesThroughALink) {
 TEST_F(SealRoundTrip, MakesFilesForTheirOwnerOnlyAndKeepsPermissionsOfOthers) {
     Make("in", Message);
     Make("kept", "old");
-    fs::permissions(m_dir.File("kept"), fs::perms{0644});
+    Permit("kept", fs::perms{0644});
     const auto openMask = [] { umask(0); };
     for (const char* name : {"new", "kept"})
         EXPECT_EQ(0, Run({"encipher", "key", "in", name}, openMask).status);
@@ -173,9 +165,7 @@ TEST_F(SealRoundTrip, MakesFilesForTheirOwnerOnlyAndKeepsPermissionsOfOthers) {
 TEST_F(SealRoundTrip, WritesToItsStandardOutputAsItIs) {
     Make("in", Message);
     Make("kept", "before\n");
-    const auto append = [path = m_dir.File("kept")] {
-        dup2(open(path.c_str(), O_WRONLY | O_APPEND), STDOUT_FILENO);
-    };
+    const auto append = [path = m_dir.File("kept")] { AppendTo(path); };
     EXPECT_EQ(0, Run({"encipher", "key", "in", "/dev/stdout"}, append).status);
     EXPECT_EQ("before\n" + SealedMessage, Content("kept"));
     Make("sealed", SealedMessage);
@@ -236,7 +226,7 @@ TEST_F(SealKey, ThatIsAnotherOneIsNoticed) {
 
 TEST_F(SealKey, ThatCannotBeReadIsToldOf) {
     Make("in", Message);
-    ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
+    MakeFifo("fifo");
     ExpectFailure({"encipher", "missing", "in", "out"}, "missing: No such file or directory");
     ExpectFailure({"encipher", ".", "in", "out"}, ".: not a regular file");
     ExpectFailure({"encipher", "fifo", "in", "out"}, "fifo: not a regular file");
@@ -246,7 +236,7 @@ TEST_F(SealKey, ThatCannotBeReadIsToldOf) {
 
 TEST_F(SealKey, IsNeverReplaced) {
     Make("in", Message);
-    fs::create_symlink("key", m_dir.File("link"));
+    MakeLink("key", "link");
     for (const std::string name : {"key", "./key", "link"})
         ExpectFailure({"encipher", "key", "in", name},
                       name + ": holds the key, which would be lost");
@@ -321,7 +311,7 @@ TEST_F(SealDamage, IsNotDoneByOtherLineEnds) {
 class SealFailure : public SealProgram {};
 
 TEST_F(SealFailure, OfTheInputIsToldOf) {
-    ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
+    MakeFifo("fifo");
     for (const char* command : {"encipher", "decipher"}) {
         ExpectFailure({command, "key", "missing", "out"}, "missing: No such file or directory");
         ExpectFailure({command, "key", "key/in", "out"}, "key/in: Not a directory");
@@ -333,8 +323,8 @@ TEST_F(SealFailure, OfTheInputIsToldOf) {
 
 TEST_F(SealFailure, OfTheOutputIsToldOf) {
     Make("in", Message);
-    ASSERT_EQ(0, mkfifo(m_dir.File("fifo").c_str(), 0600));
-    fs::create_directory(m_dir.File("d"));
+    MakeFifo("fifo");
+    MakeDirectory("d");
     const auto expect = [this](const char* out, const std::string& reason) {
         ExpectFailure({"encipher", "key", "in", out}, out + (": " + reason));
     };
@@ -348,12 +338,8 @@ TEST_F(SealFailure, OfTheOutputIsToldOf) {
 
 TEST_F(SealFailure, ToStoreLeavesTheOldFileAndNothingElse) {
     Make("in", Bytes(100000));
-    const auto little = [] {
-        std::signal(SIGXFSZ, SIG_IGN);
-        const rlimit limit{1000, 1000};
-        setrlimit(RLIMIT_FSIZE, &limit);
-    };
-    ExpectFailure({"encipher", "key", "in", "out"}, "out: File too large", little);
+    ExpectFailure({"encipher", "key", "in", "out"}, "out: File too large",
+                  [] { FailWritesBeyond(1000); });
 }
 
 TEST_F(SealFailure, IsTheAnswerToFilesAboveTheLimits) {
@@ -396,10 +382,7 @@ TEST_F(SealCommandLine, HelpTellsUsageFormatLimitsAndTheWarning) {
 }
 
 TEST_F(SealCommandLine, HelpThatCannotBePrintedIsAFailure) {
-    const Outcome outcome = Run({"help"}, [] {
-        const int full = open("/dev/full", O_WRONLY | O_CLOEXEC);
-        dup2(full, STDOUT_FILENO);
-    });
+    const Outcome outcome = Run({"help"}, PrintNowhere);
     EXPECT_EQ(1, outcome.status);
     EXPECT_EQ("seal: the help could not be printed\n", outcome.err);
 }

@@ -1,5 +1,6 @@
 // Concerns: a program that leaves shared memory fails and says what it left; one that does not, or
 // beside which somebody else does, passes; both with System V objects of its own and without.
+#include "support/Prepare.h"
 #include "support/Program.h"
 
 #include <string>
@@ -7,7 +8,6 @@
 #include <linux/capability.h>
 #include <sched.h>
 #include <sys/ipc.h>
-#include <sys/prctl.h>
 #include <sys/shm.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -18,6 +18,7 @@
 namespace {
 
 using testing::HasSubstr;
+using VornTest::GiveUp;
 using VornTest::Outcome;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
@@ -31,7 +32,7 @@ public:
     Maker(const std::string& test, Objects objects) {
         Surroundings surroundings;
         if (objects == Objects::Shared)
-            surroundings.prepare = [] { prctl(PR_CAPBSET_DROP, CAP_SYS_ADMIN); };
+            surroundings.prepare = [] { GiveUp({CAP_SYS_ADMIN}); };
         m_outcome =
             RunProgram({VORN_SEGMENT_MAKER, "--gtest_filter=SegmentMaker." + test}, surroundings);
         const std::string before = "\nmade ";
