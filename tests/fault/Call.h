@@ -1,0 +1,386 @@
+#ifndef VORN_TESTS_FAULT_CALL_H
+#define VORN_TESTS_FAULT_CALL_H
+
+// How a call to the platform is scripted and recorded. Platform.h explains it and lists the calls.
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <cstddef>
+#include <functional>
+#include <initializer_list>
+#include <memory>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <tuple>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace VornTest::Platform {
+
+/// Stands for an errno: the call does half of its work and returns the short count.
+inline constexpr int ShortCount = -1;
+
+/// Which calls a script is for. They are counted from 1, from the moment the script was given.
+struct When {
+    std::size_t first = 1;
+    bool once = false;      // only that one; otherwise the later ones too
+    bool anyThread = false; // of all threads; otherwise of the one that gave the script
+};
+
+/// While it lives, the calls of this thread go to the system, neither scripted nor recorded.
+class Bypass {
+public:
+    Bypass() { ++s_depth; }
+    ~Bypass() { --s_depth; }
+    Bypass(const Bypass&) = delete;
+    Bypass& operator=(const Bypass&) = delete;
+
+    static bool IsOn() { return s_depth != 0; }
+
+private:
+    static inline thread_local constinit int s_depth = 0;
+};
+
+/// A function of the platform, whatever its type.
+class Call {
+public:
+    Call(const Call&) = delete;
+    Call& operator=(const Call&) = delete;
+
+    /// The function's name, such as "open" or "operator new".
+    const char* Name() const { return m_name; }
+
+    /// The plausible ways in which it fails: errno values and ShortCount. Empty: it cannot fail.
+    std::span<const int> Errors() const { return m_errors; }
+
+    /// Whether calls of this thread are scripted or recorded.
+    bool IsWatched() const { return m_watched.load(std::memory_order_relaxed) && !Bypass::IsOn(); }
+
+    /// Makes calls fail with this error.
+    virtual void Fail(int error, const When& when) = 0;
+
+    /// Writes down the calls of this thread, or of all threads, from now on.
+    void Record(bool anyThread = false);
+
+    /// How many calls were recorded.
+    std::size_t Count() const;
+
+    /// How many calls were answered by a script.
+    std::size_t Scripted() const;
+
+    /// Forgets the recorded calls; goes on recording if it did.
+    void Forget();
+
+    /// Forgets all scripts and records of this function.
+    void Reset();
+
+protected:
+    constexpr Call(const char* name, std::span<const int> errors)
+        : m_name(name), m_errors(errors) {}
+    ~Call() = default;
+
+    /// What is scripted and recorded.
+    struct State {
+        State() = default;
+        virtual ~State() = default;
+        State(const State&) = delete;
+        State& operator=(const State&) = delete;
+
+        virtual void ForgetCalls() { moments = {}; }
+
+        bool records = false;
+        const void* pRecorded = nullptr;  // the thread; null: all
+        std::vector<std::size_t> moments; // of the recorded calls, among those of all functions
+        std::size_t scripted = 0;
+    };
+
+    bool Records() const;
+    void NoteMoment();
+
+    State* GetState() const { return m_pState; }
+    State& KeepState();
+    virtual std::unique_ptr<State> MakeState() const = 0;
+
+private:
+    friend std::vector<std::string> Order();
+
+    const char* m_name;
+    std::span<const int> m_errors;
+    std::atomic<bool> m_watched{false}; // scripted or recorded
+    State* m_pState = nullptr; // no smart pointer: calls still come when objects are destroyed
+};
+
+/// All functions, and the one of that name (null: there is none).
+const std::vector<Call*>& All();
+Call* Find(const std::string& name);
+
+/// Records the calls of all functions.
+void RecordAll(bool anyThread = false);
+
+/// The names of all recorded calls, in their order.
+std::vector<std::string> Order();
+
+/// Forgets every script and record. It runs by itself after each test.
+void Reset();
+
+/// Lists functions in All.
+struct Family {
+    Family(std::initializer_list<Call*> calls);
+};
+
+namespace Detail {
+
+/// Tells a thread from the others.
+const void* ThisThread();
+
+/// Looking at the notes: one thread at a time, its calls and its errno left out of it.
+class Notes {
+public:
+    Notes();
+    ~Notes();
+    Notes(const Notes&) = delete;
+    Notes& operator=(const Notes&) = delete;
+
+private:
+    const Bypass m_bypass;
+    const int m_errno = errno;
+};
+
+/// How an argument is written down: text by its characters, for it is gone later.
+template <typename T>
+struct Written {
+    using Type = T;
+    static T Of(T value) { return value; }
+};
+
+template <>
+struct Written<const char*> {
+    using Type = std::string;
+    static std::string Of(const char* text) { return text == nullptr ? "(null)" : text; }
+};
+
+/// All arguments of a call: a tuple, but a single one is itself.
+template <typename... Args>
+struct Arguments {
+    using Type = std::tuple<typename Written<Args>::Type...>;
+    static Type Of(Args... args) { return Type(Written<Args>::Of(args)...); }
+};
+
+template <typename Arg>
+struct Arguments<Arg> : Written<Arg> {};
+
+/// What is said of functions that fail by the common convention: errno, and -1 or null.
+template <typename R>
+R FailByErrno(int error) {
+    errno = error;
+    if constexpr (std::is_pointer_v<R>)
+        return nullptr;
+    else
+        return static_cast<R>(-1);
+}
+
+/// Functions whose result is the error number itself.
+inline int FailByResult(int error) { return error; }
+
+/// How a function fails unless it is told otherwise.
+template <typename R>
+constexpr auto Usual() -> R (*)(int) {
+    if constexpr (std::is_void_v<R>)
+        return nullptr;
+    else
+        return FailByErrno<R>;
+}
+
+} // namespace Detail
+
+/// A list of errors for a function's declaration.
+template <int... Error>
+inline constexpr std::array<int, sizeof...(Error)> Errors{Error...};
+
+template <typename Signature>
+class Function;
+
+/// A function of the platform with its scripts and records. Calling it is what the library does.
+template <typename R, typename... Args>
+class Function<R(Args...)> final : public Call {
+public:
+    using Pointer = R (*)(Args...);
+    using Failing = R (*)(int error);
+    using Hook = std::function<R(Args...)>;
+    using Arguments = typename Detail::Arguments<Args...>::Type;
+    using Result = std::conditional_t<std::is_void_v<R>, std::nullptr_t, R>;
+
+    /// What the calls that `when` tells do.
+    class Script {
+    public:
+        explicit Script(Function& function, When when = {}) : m_function(function), m_when(when) {}
+
+        /// The nth call only.
+        Script At(std::size_t n) const { return Script(m_function, {n, true, m_when.anyThread}); }
+        /// The nth call and all after it.
+        Script From(std::size_t n) const {
+            return Script(m_function, {n, false, m_when.anyThread});
+        }
+        /// Calls of all threads.
+        Script OnAnyThread() const { return Script(m_function, {m_when.first, m_when.once, true}); }
+
+        void Fail(int error) const { m_function.Fail(error, m_when); }
+        void Answer(Result value) const {
+            Do([value](Args...) -> R { return R(value); });
+        }
+        void Do(Hook hook) const { m_function.Do(std::move(hook), m_when); }
+
+    private:
+        Function& m_function;
+        When m_when;
+    };
+
+    /// `failing` sets errno and returns what tells of the failure; null: it cannot fail. `cut` is
+    /// the call with a short count.
+    constexpr Function(const char* name, Pointer real, std::span<const int> errors = {},
+                       Failing failing = Detail::Usual<R>(), Pointer cut = nullptr)
+        : Call(name, errors), m_real(real), m_failing(failing), m_cut(cut) {}
+
+    R operator()(Args... args) { return IsWatched() ? Watched(args...) : m_real(args...); }
+
+    /// The system's own function.
+    R Real(Args... args) const { return m_real(args...); }
+
+    Script At(std::size_t n) { return Script(*this).At(n); }
+    Script From(std::size_t n) { return Script(*this).From(n); }
+    Script OnAnyThread() { return Script(*this).OnAnyThread(); }
+
+    /// Every call of this thread fails.
+    void Fail(int error) { Fail(error, When{}); }
+    /// Every call of this thread returns this, and does nothing else.
+    void Answer(Result value) { Script(*this).Answer(value); }
+    /// Every call of this thread is this. What the hook calls itself goes to the system.
+    void Do(Hook hook) { Do(std::move(hook), When{}); }
+
+    void Fail(int error, const When& when) override {
+        const bool isCut = error == ShortCount;
+        if (isCut ? m_cut == nullptr : m_failing == nullptr)
+            throw std::logic_error(std::string(Name()) + " does not fail this way");
+        if (isCut)
+            Do(m_cut, when);
+        else
+            Do([failing = m_failing, error](Args...) { return failing(error); }, when);
+    }
+    void Do(Hook hook, const When& when);
+
+    /// What the recorded calls were given, and what they returned.
+    std::vector<Arguments> Calls() const;
+    std::vector<Result> Results() const;
+
+private:
+    struct Rule {
+        When when;
+        const void* pThread;
+        std::shared_ptr<const Hook> hook;
+        std::size_t seen = 0;
+    };
+
+    R Watched(Args... args);
+    std::shared_ptr<const Hook> Note(Args... args);
+    std::shared_ptr<const Hook> Choose();
+    R Run(const std::shared_ptr<const Hook>& hook, Args... args);
+    void NoteResult(Result result);
+
+    struct TypedState final : State {
+        void ForgetCalls() override {
+            State::ForgetCalls();
+            calls = {};
+            results = {};
+        }
+
+        std::vector<Rule> rules; // of several that are for a call, the last one holds
+        std::vector<Arguments> calls;
+        std::vector<Result> results;
+    };
+
+    std::unique_ptr<State> MakeState() const override { return std::make_unique<TypedState>(); }
+    TypedState* Kept() const { return static_cast<TypedState*>(GetState()); }
+
+    Pointer m_real;
+    Failing m_failing;
+    Pointer m_cut;
+};
+
+template <typename R, typename... Args>
+R Function<R(Args...)>::Watched(Args... args) {
+    const std::shared_ptr<const Hook> hook = Note(args...);
+    if constexpr (std::is_void_v<R>) {
+        Run(hook, args...);
+    } else {
+        const R result = Run(hook, args...);
+        NoteResult(result);
+        return result;
+    }
+}
+
+template <typename R, typename... Args>
+auto Function<R(Args...)>::Note(Args... args) -> std::shared_ptr<const Hook> {
+    const Detail::Notes notes;
+    if (Records()) {
+        NoteMoment();
+        Kept()->calls.push_back(Detail::Arguments<Args...>::Of(args...));
+    }
+    return Kept() == nullptr ? nullptr : Choose();
+}
+
+template <typename R, typename... Args>
+auto Function<R(Args...)>::Choose() -> std::shared_ptr<const Hook> {
+    std::shared_ptr<const Hook> chosen;
+    for (Rule& rule : Kept()->rules) {
+        if (!rule.when.anyThread && rule.pThread != Detail::ThisThread())
+            continue;
+        ++rule.seen;
+        if (rule.when.once ? rule.seen == rule.when.first : rule.seen >= rule.when.first)
+            chosen = rule.hook;
+    }
+    if (chosen != nullptr)
+        ++Kept()->scripted;
+    return chosen;
+}
+
+template <typename R, typename... Args>
+R Function<R(Args...)>::Run(const std::shared_ptr<const Hook>& hook, Args... args) {
+    if (hook == nullptr)
+        return m_real(args...);
+    const Bypass bypass;
+    return (*hook)(args...);
+}
+
+template <typename R, typename... Args>
+void Function<R(Args...)>::NoteResult(Result result) {
+    const Detail::Notes notes;
+    if (Records())
+        Kept()->results.push_back(result);
+}
+
+template <typename R, typename... Args>
+void Function<R(Args...)>::Do(Hook hook, const When& when) {
+    const Detail::Notes notes;
+    static_cast<TypedState&>(KeepState())
+        .rules.push_back(
+            {when, Detail::ThisThread(), std::make_shared<const Hook>(std::move(hook))});
+}
+
+template <typename R, typename... Args>
+auto Function<R(Args...)>::Calls() const -> std::vector<Arguments> {
+    const Detail::Notes notes;
+    return Kept() == nullptr ? std::vector<Arguments>() : Kept()->calls;
+}
+
+template <typename R, typename... Args>
+auto Function<R(Args...)>::Results() const -> std::vector<Result> {
+    const Detail::Notes notes;
+    return Kept() == nullptr ? std::vector<Result>() : Kept()->results;
+}
+
+} // namespace VornTest::Platform
+
+#endif

@@ -1,0 +1,25 @@
+#ifndef VORN_TESTS_FAULT_XML_H
+#define VORN_TESTS_FAULT_XML_H
+
+// libxml2's part of the scripted platform; Platform.h tells how it is used. What libxml2 itself asks
+// of the C library is not seen, except for its memory.
+
+#include <cstddef>
+
+#include "fault/Platform.h"
+
+namespace VornTest::Platform {
+
+// All memory of libxml2
+extern Function<void*(std::size_t size)> xml_malloc;
+extern Function<void*(void* block, std::size_t size)> xml_realloc;
+extern Function<char*(const char* text)> xml_strdup;
+extern Function<void(void* block)> xml_free;
+
+// Set-up and tear-down
+extern Function<void()> xmlInitParser;
+extern Function<void()> xmlCleanupParser;
+
+} // namespace VornTest::Platform
+
+#endif
