@@ -25,9 +25,9 @@ inline constexpr char LocaleEncoding[] = "char";
 /// exist.
 Converter OpenConverter(const char* to, const char* from);
 
-/// Converts `size` bytes of `text` with a single call of iconv into at most `room` bytes at `output`.
-/// Returns the number of bytes written, or nothing when the text is malformed or cut off, has no
-/// counterpart in the other encoding, or does not fit.
+/// Converts `size` bytes of `text` with a single call of iconv into at most `room` bytes at
+/// `output`. Returns the number of bytes written, or nothing when the text is malformed or cut off,
+/// has no counterpart in the other encoding, or does not fit.
 std::optional<std::size_t> Convert(const Converter& converter, const char* text, std::size_t size,
                                    char* output, std::size_t room);
 

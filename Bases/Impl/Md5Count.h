@@ -3,8 +3,8 @@
 
 namespace Vorn {
 
-/// Adds the bits of `length` bytes to the count in an MD5 context, modulo 2^64. A step of its own, so
-/// that lengths can be tried that no test has the memory for.
+/// Adds the bits of `length` bytes to the count in an MD5 context, modulo 2^64. A step of its own,
+/// so that lengths can be tried that no test has the memory for.
 void CountMd5Bits(char (&context)[88], unsigned long length);
 
 } // namespace Vorn

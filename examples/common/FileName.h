@@ -1,5 +1,5 @@
-#ifndef EXAMPLES_FILE_NAME_H
-#define EXAMPLES_FILE_NAME_H
+#ifndef VORN_BASES_EXAMPLES_COMMON_FILE_NAME_H
+#define VORN_BASES_EXAMPLES_COMMON_FILE_NAME_H
 
 #include <string>
 
@@ -18,8 +18,8 @@ bool IsPlain(const std::string& text);
 std::string Escape(const std::string& text);
 std::string Unescape(const std::string& text);
 
-/// Returns a plain text as it is and any other, the empty one too, in the shell's $'...' form, which
-/// can be pasted into a command line and cannot disturb a terminal.
+/// Returns a plain text as it is and any other, the empty one too, in the shell's $'...' form,
+/// which can be pasted into a command line and cannot disturb a terminal.
 std::string ForDisplay(const std::string& text);
 
 } // namespace Examples

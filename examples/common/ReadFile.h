@@ -1,5 +1,5 @@
-#ifndef EXAMPLES_READ_FILE_H
-#define EXAMPLES_READ_FILE_H
+#ifndef VORN_BASES_EXAMPLES_COMMON_READ_FILE_H
+#define VORN_BASES_EXAMPLES_COMMON_READ_FILE_H
 
 #include <functional>
 #include <string>

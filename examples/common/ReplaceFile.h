@@ -1,5 +1,5 @@
-#ifndef EXAMPLES_REPLACE_FILE_H
-#define EXAMPLES_REPLACE_FILE_H
+#ifndef VORN_BASES_EXAMPLES_COMMON_REPLACE_FILE_H
+#define VORN_BASES_EXAMPLES_COMMON_REPLACE_FILE_H
 
 #include <filesystem>
 #include <string>

@@ -1,5 +1,5 @@
-#ifndef EXAMPLES_SETUP_H
-#define EXAMPLES_SETUP_H
+#ifndef VORN_BASES_EXAMPLES_COMMON_SETUP_H
+#define VORN_BASES_EXAMPLES_COMMON_SETUP_H
 
 #include <Bases/Bases.h>
 

@@ -1,5 +1,5 @@
-#ifndef MANIFEST_BOARD_H
-#define MANIFEST_BOARD_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_BOARD_H
+#define VORN_BASES_EXAMPLES_MANIFEST_BOARD_H
 
 #include <atomic>
 #include <cstddef>
@@ -49,8 +49,8 @@ struct Board {
         char lockName[LockNameSize]; // of the named mutex; of this run only
     } head;
 
-    // Set before the lock's name is removed: whoever opens the lock and then finds this set may have
-    // made a new one.
+    // Set before the lock's name is removed: whoever opens the lock and then finds this set may
+    // have made a new one.
     std::atomic<std::uint32_t> lockGone;
 
     // Stored with release when `last` has been written, loaded with acquire.
@@ -92,8 +92,8 @@ inline Board& BoardIn(const Segment& segment) { return *static_cast<Board*>(segm
 /// Returns a lock's name that no other run has; an empty text when none can be made.
 std::string MakeLockName();
 
-/// Tries to take a named mutex for about as long. Nobody may wait for one without limit, as it stays
-/// locked when whoever holds it is killed; with a limit it is the library's single try.
+/// Tries to take a named mutex for about as long. Nobody may wait for one without limit, as it
+/// stays locked when whoever holds it is killed; with a limit it is the library's single try.
 bool LockWithin(Vorn::Mutex& lock, unsigned int milliseconds);
 
 } // namespace Manifest

@@ -1,5 +1,5 @@
-#ifndef MANIFEST_INVENTORY_H
-#define MANIFEST_INVENTORY_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_INVENTORY_H
+#define VORN_BASES_EXAMPLES_MANIFEST_INVENTORY_H
 
 #include <cstddef>
 #include <functional>
@@ -35,9 +35,8 @@ struct Advance {
 };
 
 /// Measures the files among the entries on a worker thread and gives every entry an identifier.
-/// `report` is called on the calling thread, at the beginning and about five times a second; how far
-/// it has come at the end is returned.
-/// Throws std::runtime_error when there is no worker.
+/// `report` is called on the calling thread, at the beginning and about five times a second; how
+/// far it has come at the end is returned. Throws std::runtime_error when there is no worker.
 Advance MeasureFiles(std::vector<Entry>& entries,
                      const std::function<void(const Advance&)>& report);
 

@@ -1,5 +1,5 @@
-#ifndef MANIFEST_MANIFEST_FILE_H
-#define MANIFEST_MANIFEST_FILE_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_MANIFEST_FILE_H
+#define VORN_BASES_EXAMPLES_MANIFEST_MANIFEST_FILE_H
 
 #include <string>
 #include <vector>
@@ -27,8 +27,9 @@ namespace Manifest {
 // entry's kind: file, directory, link, fifo, socket or device. The size is the bytes once more, for
 // people; times may be missing, and older manifests have neither paths nor digests.
 //
-// A name that could not stand in it as it is has percent escapes, and an attribute escaped="percent"
-// beside it. Elements and attributes that a reader does not know are to be ignored.
+// A name that could not stand in it as it is has percent escapes, and an attribute
+// escaped="percent" beside it. Elements and attributes that a reader does not know are to be
+// ignored.
 
 /// What a manifest holds.
 struct Document {
@@ -41,8 +42,8 @@ struct Document {
 /// reason when that fails; what was at `path` before is then still there.
 void SaveManifest(const std::string& path, const Document& document);
 
-/// Returns what the manifest at `path` holds. Throws std::runtime_error with the reason when it cannot
-/// be read or is no manifest.
+/// Returns what the manifest at `path` holds. Throws std::runtime_error with the reason when it
+/// cannot be read or is no manifest.
 Document LoadManifest(const std::string& path);
 
 } // namespace Manifest

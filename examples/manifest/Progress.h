@@ -1,5 +1,5 @@
-#ifndef MANIFEST_PROGRESS_H
-#define MANIFEST_PROGRESS_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_PROGRESS_H
+#define VORN_BASES_EXAMPLES_MANIFEST_PROGRESS_H
 
 #include <cstddef>
 #include <string>

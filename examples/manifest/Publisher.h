@@ -1,5 +1,5 @@
-#ifndef MANIFEST_PUBLISHER_H
-#define MANIFEST_PUBLISHER_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_PUBLISHER_H
+#define VORN_BASES_EXAMPLES_MANIFEST_PUBLISHER_H
 
 #include <string>
 
@@ -17,16 +17,16 @@ namespace Manifest {
 ///
 /// What a run that was killed leaves behind stops no later one:
 /// - Its segment stays. The next run for the same manifest removes it and makes its own; it also
-///   takes the place of one that is still alive, which goes on unseen and ends as ever. One that was
-///   killed before it had signed is known by its maker, which is gone; only a lock that this one had
-///   just made stays, and nobody ever uses it.
+///   takes the place of one that is still alive, which goes on unseen and ends as ever. One that
+///   was killed before it had signed is known by its maker, which is gone; only a lock that this
+///   one had just made stays, and nobody ever uses it.
 /// - Its lock may stay locked for ever. So every run has a lock of its own, whose name lies in the
 ///   segment, and removes that of the run that was there before.
 /// - Any other segment stays: it may be another program's, or of another version's run. The next
 ///   place is used then.
 ///
-/// Who holds the lock may be killed or stopped, too, so an update for which it cannot be had at once
-/// is skipped. The end is told without the lock.
+/// Who holds the lock may be killed or stopped, too, so an update for which it cannot be had at
+/// once is skipped. The end is told without the lock.
 ///
 /// Note: where the platform makes no named semaphore, the library tells so on standard output
 /// ("[ThreadSync] Mutex create failure.").

@@ -1,5 +1,5 @@
-#ifndef MANIFEST_SEGMENT_H
-#define MANIFEST_SEGMENT_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_SEGMENT_H
+#define VORN_BASES_EXAMPLES_MANIFEST_SEGMENT_H
 
 #include <cstddef>
 #include <string>
@@ -15,8 +15,8 @@ namespace Manifest {
 /// The library's Shm asks for some care, which is taken here:
 /// - Closing or destroying one whose Create or Open failed ends the process, and so does removing a
 ///   segment that is gone or another user's. So the Shm objects live on to the end of the process,
-///   reachable but never destroyed (a few at most: one or two for each call of Create and Open), and
-///   a segment is removed only on demand, and only while it is mapped, when that cannot fail.
+///   reachable but never destroyed (a few at most: one or two for each call of Create and Open),
+///   and a segment is removed only on demand, and only while it is mapped, when that cannot fail.
 /// - Open reports success also when it failed, which shows when it is mapped.
 /// - Who made a segment gets no memory to write to. For that it is opened once more, which asks for
 ///   execute permission, and nobody has it: only processes for which permissions do not count
@@ -38,13 +38,14 @@ public:
     Segment(const Segment&) = delete;
     Segment& operator=(const Segment&) = delete;
 
-    /// Makes a segment that is all zero and maps it for writing. Returns NotMade when there is one of
-    /// the name already, or none can be made, and NotWritable when this process may not write to any;
-    /// nothing is left behind then. Not for an object that has something mapped.
+    /// Makes a segment that is all zero and maps it for writing. Returns NotMade when there is one
+    /// of the name already, or none can be made, and NotWritable when this process may not write to
+    /// any; nothing is left behind then. Not for an object that has something mapped.
     Creation Create(const std::string& name);
 
-    /// Maps the segment of the name. Returns false when it is not there or may not be mapped, and when
-    /// another user made it or it has another size. Not for an object that has something mapped.
+    /// Maps the segment of the name. Returns false when it is not there or may not be mapped, and
+    /// when another user made it or it has another size. Not for an object that has something
+    /// mapped.
     bool Open(const std::string& name, Access access);
 
     /// Takes the mapped segment's name away for everybody; it goes with its last mapping.

@@ -1,5 +1,5 @@
-#ifndef MANIFEST_TABLE_H
-#define MANIFEST_TABLE_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_TABLE_H
+#define VORN_BASES_EXAMPLES_MANIFEST_TABLE_H
 
 #include <string>
 #include <vector>

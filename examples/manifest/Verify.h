@@ -1,5 +1,5 @@
-#ifndef MANIFEST_VERIFY_H
-#define MANIFEST_VERIFY_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_VERIFY_H
+#define VORN_BASES_EXAMPLES_MANIFEST_VERIFY_H
 
 #include <string>
 #include <vector>
@@ -9,8 +9,8 @@
 
 namespace Manifest {
 
-/// Returns what the manifest at `path` holds, but nothing of itself. Throws std::runtime_error with the
-/// reason when it cannot be loaded, or holds too little to be verified.
+/// Returns what the manifest at `path` holds, but nothing of itself. Throws std::runtime_error with
+/// the reason when it cannot be loaded, or holds too little to be verified.
 Document LoadForVerifying(const std::string& path);
 
 /// What a comparison says of an entry.
@@ -31,10 +31,10 @@ struct Finding {
     bool operator==(const Finding&) const = default;
 };
 
-/// Compares what was recorded with what was found and measured since, at the same paths. Returns the
-/// findings sorted by name. Several entries of a name, as of a path given twice, are compared each
-/// with its own; what is said of them is said once, and that they are the same if there is nothing
-/// else to be said.
+/// Compares what was recorded with what was found and measured since, at the same paths. Returns
+/// the findings sorted by name. Several entries of a name, as of a path given twice, are compared
+/// each with its own; what is said of them is said once, and that they are the same if there is
+/// nothing else to be said.
 ///
 /// Kind, bytes, lines and digest are compared. Entries that cannot be measured are looked at again,
 /// to tell what is missing from what cannot be read.

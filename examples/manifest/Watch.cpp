@@ -21,7 +21,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Never destroyed, as that would take the lock's name away from the run and all others who watch it.
+// Never destroyed, as that would take the lock's name away from the run and all others who watch
+// it.
 Vorn::Mutex& MakeLastingMutex() {
     static auto& all = *new std::forward_list<Vorn::Mutex>;
     return all.emplace_front();

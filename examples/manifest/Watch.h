@@ -1,5 +1,5 @@
-#ifndef MANIFEST_WATCH_H
-#define MANIFEST_WATCH_H
+#ifndef VORN_BASES_EXAMPLES_MANIFEST_WATCH_H
+#define VORN_BASES_EXAMPLES_MANIFEST_WATCH_H
 
 #include <functional>
 #include <string>
@@ -21,9 +21,10 @@ struct Patience {
 /// when nothing is heard of it for too long. Never blocks: whoever holds the lock may have been
 /// killed. It then tells what it saw last, and the end, which needs no lock.
 ///
-/// A run that was killed is known by its process, which is gone; but another process may have got its
-/// number meanwhile. So there is a limit to the silence of a run that measures, which has news all
-/// the time. It has none while it looks for files and while it saves, and takes as long as it takes.
+/// A run that was killed is known by its process, which is gone; but another process may have got
+/// its number meanwhile. So there is a limit to the silence of a run that measures, which has news
+/// all the time. It has none while it looks for files and while it saves, and takes as long as it
+/// takes.
 ///
 /// Note: the library tells on standard output when the lock cannot be opened ("[ThreadSync] Mutex
 /// open failure.").

@@ -1,5 +1,5 @@
-#ifndef SEAL_ARMOUR_H
-#define SEAL_ARMOUR_H
+#ifndef VORN_BASES_EXAMPLES_SEAL_ARMOUR_H
+#define VORN_BASES_EXAMPLES_SEAL_ARMOUR_H
 
 #include <cstddef>
 #include <string>

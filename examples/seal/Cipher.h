@@ -1,5 +1,5 @@
-#ifndef SEAL_CIPHER_H
-#define SEAL_CIPHER_H
+#ifndef VORN_BASES_EXAMPLES_SEAL_CIPHER_H
+#define VORN_BASES_EXAMPLES_SEAL_CIPHER_H
 
 #include <memory>
 #include <string>

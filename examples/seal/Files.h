@@ -1,5 +1,5 @@
-#ifndef SEAL_FILES_H
-#define SEAL_FILES_H
+#ifndef VORN_BASES_EXAMPLES_SEAL_FILES_H
+#define VORN_BASES_EXAMPLES_SEAL_FILES_H
 
 #include <string>
 

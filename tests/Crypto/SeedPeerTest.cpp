@@ -1,5 +1,5 @@
-// Concerns: ciphertexts and deciphered texts that another library makes, for single blocks and whole
-// messages under random keys, with the bytes of each word reversed on the way there and back.
+// Concerns: ciphertexts and deciphered texts that another library makes, for single blocks and
+// whole messages under random keys, with the bytes of each word reversed on the way there and back.
 #include <Bases/Crypto.h>
 
 #include <memory>

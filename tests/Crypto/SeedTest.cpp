@@ -1,8 +1,8 @@
 // Concerns: ciphertexts against published ones, in both directions; the round keys of a key; that
-// the plain functions keep to 16 bytes and 32 words at any address; messages of every length against
-// the block functions; padding; outputs on success, on refusal and without memory; what sets and
-// keeps the round keys; use from several threads; the shape of the class. SeedPeerTest compares with
-// another library.
+// the plain functions keep to 16 bytes and 32 words at any address; messages of every length
+// against the block functions; padding; outputs on success, on refusal and without memory; what
+// sets and keeps the round keys; use from several threads; the shape of the class. SeedPeerTest
+// compares with another library.
 #include <Bases/Crypto.h>
 
 #include <algorithm>

@@ -93,8 +93,8 @@ private:
     }
 };
 
-// While it lives directories can be made on disk, but only below this one. A slip of the library must
-// not make any elsewhere, least of all where the tests run as the superuser.
+// While it lives directories can be made on disk, but only below this one. A slip of the library
+// must not make any elsewhere, least of all where the tests run as the superuser.
 class PrivateRoot {
 public:
     explicit PrivateRoot(const std::string& path)
@@ -235,9 +235,9 @@ TEST_F(MakingOnDisk, IsDeniedOutsideOfTheRootWhateverTheWayThere) {
     EXPECT_EQ(3, std::distance(fs::directory_iterator(inner), fs::directory_iterator()));
 }
 
-// Concerns: which directories are looked at and made, in which order, from which level; the two of an
-// absolute path that are taken to exist; the parts of two characters; the last one; what stays after
-// a failure; the whole against a model, over random paths.
+// Concerns: which directories are looked at and made, in which order, from which level; the two of
+// an absolute path that are taken to exist; the parts of two characters; the last one; what stays
+// after a failure; the whole against a model, over random paths.
 
 class DirectoryChain : public InOwnDirectory {
 protected:
@@ -615,8 +615,8 @@ private:
 };
 
 // A directory with a file, a link to a directory that may come to exist, one upwards and one to
-// nowhere in it, all in the model's file system only; so deep below `root` that no path of the cases
-// leaves that.
+// nowhere in it, all in the model's file system only; so deep below `root` that no path of the
+// cases leaves that.
 class ChainRound {
 public:
     explicit ChainRound(const std::string& root) : m_cwd(DeepBelow(root)), m_tree(m_cwd) {

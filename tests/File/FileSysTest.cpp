@@ -217,8 +217,8 @@ TEST(RootPath, IsNeverFound) {
     EXPECT_EQ("kept", root);
 }
 
-// Concerns: the last dot of the whole text, separators and embedded zeros or not; results point into
-// the caller's own text; null pointers; the output on failure and when it is the path itself.
+// Concerns: the last dot of the whole text, separators and embedded zeros or not; results point
+// into the caller's own text; null pointers; the output on failure and when it is the path itself.
 
 struct ExtensionCase {
     const char* path;
@@ -282,13 +282,14 @@ TEST(FileExtension, MayReplaceThePath) {
     EXPECT_EQ(".extension that is not stored in the object", path);
 }
 
-// Concerns: lengths, also those beyond 32 bits; measuring never makes, empties, changes or waits for
-// anything; what cannot be opened leaves the size alone and prints FileIo's line; no descriptor
+// Concerns: lengths, also those beyond 32 bits; measuring never makes, empties, changes or waits
+// for anything; what cannot be opened leaves the size alone and prints FileIo's line; no descriptor
 // stays open.
 
 constexpr unsigned long long Untouched = 0xABCDEF;
 
-// What is printed when the file cannot be measured; "measured" or "size changed" if that goes wrong.
+// What is printed when the file cannot be measured; "measured" or "size changed" if that goes
+// wrong.
 std::string LineOfFailure(const std::string& path) {
     const Deadline deadline;
     unsigned long long size = Untouched;

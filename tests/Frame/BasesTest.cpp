@@ -117,8 +117,8 @@ class Surroundings : public VornTest::LocaleTest {
 
 // Concerns: the environment's locale, whichever variable names it, becomes the global one of the
 // standard library and of the C library; the three steps and their order; a locale that does not
-// exist stops them; tear-down is the parser's alone and both can be repeated. The locale variables of
-// the desktop that these tests run on play no part.
+// exist stops them; tear-down is the parser's alone and both can be repeated. The locale variables
+// of the desktop that these tests run on play no part.
 
 TEST_F(Setup, InstallsTheClassicLocaleWithoutALocaleVariable) {
     std::locale::global(std::locale(Utf8Locale));

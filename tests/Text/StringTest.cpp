@@ -101,8 +101,8 @@ std::vector<Block> AllCodePoints() {
     return blocks;
 }
 
-// A facet that gives the answer it was told to, writes as many 'x' as it was told to, and keeps what
-// it was asked.
+// A facet that gives the answer it was told to, writes as many 'x' as it was told to, and keeps
+// what it was asked.
 class ScriptedFacet : public Codecvt {
 public:
     struct Script {
@@ -262,8 +262,8 @@ TEST_F(MultibyteToWide, StopsAtTheEndOfARoomThatTheFacetFilled) {
     EXPECT_EQ(std::wstring(101, L'x'), Vorn::mbs_to_wcs(std::string(100, 'a'), facet.Locale()));
 }
 
-// Concerns: as above in the other direction; the room is the input's length plus one, times what the
-// facet says one character may need.
+// Concerns: as above in the other direction; the room is the input's length plus one, times what
+// the facet says one character may need.
 
 TEST_F(WideToMultibyte, UsesTheEncodingOfTheLocaleArgument) {
     EXPECT_EQ("\xE9\xDF", Vorn::wcs_to_mbs(L"\u00E9\u00DF", std::locale(Latin1Locale)));

@@ -47,8 +47,8 @@ std::string ExpectedSigned(long long value, int radix) {
     return Digits(static_cast<unsigned long long>(value), radix);
 }
 
-// Calls a function on a buffer that has guard characters on both sides of its start, and returns the
-// text only when the pointer is the buffer's and no guard has changed.
+// Calls a function on a buffer that has guard characters on both sides of its start, and returns
+// the text only when the pointer is the buffer's and no guard has changed.
 template <typename Char, typename Integer>
 std::string Written(Char* (*function)(Integer, Char*, int), Integer value, int radix) {
     constexpr Char guard = 0x5A;

@@ -1,5 +1,5 @@
-// Concerns: what each kind of event remembers after every operation, failed ones included; no Set is
-// lost, whichever wait it meets; waiters may be cancelled and events destroyed as soon as a wait
+// Concerns: what each kind of event remembers after every operation, failed ones included; no Set
+// is lost, whichever wait it meets; waiters may be cancelled and events destroyed as soon as a wait
 // returns.
 #include <Bases/Thread.h>
 

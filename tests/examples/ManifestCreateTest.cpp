@@ -149,7 +149,8 @@ TEST_F(ManifestCreate, FollowsLinksToFiles) {
 }
 
 // Concerns: whatever cannot be measured is named with its reason, on standard error and in an
-// element of its own in its place, makes the exit status 1, and costs no other file; nothing blocks.
+// element of its own in its place, makes the exit status 1, and costs no other file; nothing
+// blocks.
 
 class ManifestFailures : public ManifestProgram {
 protected:

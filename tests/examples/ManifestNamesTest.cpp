@@ -14,8 +14,8 @@ using VornTest::ManifestProgram;
 using VornTest::Names;
 using VornTest::Outcome;
 
-// Concerns: a name may be any bytes; the document stays well formed in every locale, the name can be
-// told back exactly, and nothing that reaches the terminal can control it.
+// Concerns: a name may be any bytes; the document stays well formed in every locale, the name can
+// be told back exactly, and nothing that reaches the terminal can control it.
 
 class ManifestNames : public ManifestProgram {
 protected:

@@ -252,8 +252,8 @@ TEST_F(ManifestReadError, LeavesAllInTheDirectoryUnreadWhenItIsVerified) {
               Manifest::FormatFindings(findings));
 }
 
-// Concerns: entries of one name are compared each with its own; the verdicts that make all as it was
-// recorded; what the file system's races leave behind.
+// Concerns: entries of one name are compared each with its own; the verdicts that make all as it
+// was recorded; what the file system's races leave behind.
 
 using Manifest::Finding;
 using Manifest::Verdict;

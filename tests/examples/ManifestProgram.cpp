@@ -20,7 +20,8 @@ const std::string IdForm = "xxxxxxxx-xxxx-xxxx-xxxx-xxxxxxxxxxxx";
 const std::string DigestForm(32, 'x');
 const std::string TimeForm = "9999-99-99T99:99:99.999";
 
-/// True when the text is the form, with any digit for a 9 and any lower-case hexadecimal one for an x.
+/// True when the text is the form, with any digit for a 9 and any lower-case hexadecimal one for an
+/// x.
 bool HasForm(const std::string& text, const std::string& form) {
     const std::string digits = "0123456789abcdef";
     return std::equal(text.begin(), text.end(), form.begin(), form.end(), [&](char c, char wanted) {

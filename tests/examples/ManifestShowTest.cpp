@@ -18,8 +18,8 @@ using VornTest::Outcome;
 using VornTest::PrintNowhere;
 using VornTest::SomeId;
 
-// Concerns: the exact table; numbers beyond 32 bits; documents that are no manifests, are damaged or
-// hostile; growth of the format; output that cannot be written.
+// Concerns: the exact table; numbers beyond 32 bits; documents that are no manifests, are damaged
+// or hostile; growth of the format; output that cannot be written.
 
 class ManifestShow : public ManifestProgram {
 protected:

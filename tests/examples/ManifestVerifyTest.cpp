@@ -33,8 +33,8 @@ using VornTest::WhyNotGivenUp;
 namespace fs = std::filesystem;
 
 // Concerns: everything that differs from what was recorded is found, told once, in the order of the
-// names, and gives the exit status 1; nothing else does. What cannot be known is told as that, and a
-// manifest that does not say enough is refused.
+// names, and gives the exit status 1; nothing else does. What cannot be known is told as that, and
+// a manifest that does not say enough is refused.
 
 class ManifestVerify : public ManifestProgram {
 protected:

@@ -28,9 +28,9 @@ using VornTest::WhyNotGivenUp;
 
 namespace fs = std::filesystem;
 
-// Concerns: directories are recorded with all that is below them, in an order that does not depend on
-// the file system's; links never lead out of the walk or around in it; nothing but files is opened;
-// what cannot be looked at costs nothing else; the manifest itself is not in the manifest.
+// Concerns: directories are recorded with all that is below them, in an order that does not depend
+// on the file system's; links never lead out of the walk or around in it; nothing but files is
+// opened; what cannot be looked at costs nothing else; the manifest itself is not in the manifest.
 
 class ManifestWalk : public ManifestProgram {
 protected:

@@ -184,7 +184,8 @@ TEST_F(ManifestWatch, SeesTheProgramCreateAManifestToTheEnd) {
     ExpectNothingLeft();
 }
 
-// The complaint about the missing file, which comes before the manifest is saved, waits for the test.
+// The complaint about the missing file, which comes before the manifest is saved, waits for the
+// test.
 TEST_F(ManifestWatch, SeesTheProgramFailWhenItCannotSave) {
     Make("file", "12345");
     for (const bool directory : {true, false}) {

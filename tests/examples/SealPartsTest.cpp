@@ -84,8 +84,8 @@ std::string RefusalOfBase64(const std::string& base64, const std::string& length
     return RefusalOf(WithLength(length, base64));
 }
 
-// Concerns: the exact text; every size around a block and a line; what a text may go through without
-// harm.
+// Concerns: the exact text; every size around a block and a line; what a text may go through
+// without harm.
 
 TEST(SealArmour, HasTheLengthAndLinesOf64Characters) {
     EXPECT_EQ("Sealed file, version 1\n"

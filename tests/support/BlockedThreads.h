@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_BLOCKED_THREADS_H
-#define VORN_TESTS_SUPPORT_BLOCKED_THREADS_H
+#ifndef VORN_BASES_TESTS_SUPPORT_BLOCKED_THREADS_H
+#define VORN_BASES_TESTS_SUPPORT_BLOCKED_THREADS_H
 
 // Threads that tests let block, watch from outside, cancel and interrupt.
 

@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_CHILD_H
-#define VORN_TESTS_SUPPORT_CHILD_H
+#ifndef VORN_BASES_TESTS_SUPPORT_CHILD_H
+#define VORN_BASES_TESTS_SUPPORT_CHILD_H
 
 #include <array>
 #include <cerrno>

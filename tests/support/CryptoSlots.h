@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_CRYPTOSLOTS_H
-#define VORN_TESTS_SUPPORT_CRYPTOSLOTS_H
+#ifndef VORN_BASES_TESTS_SUPPORT_CRYPTO_SLOTS_H
+#define VORN_BASES_TESTS_SUPPORT_CRYPTO_SLOTS_H
 
 #include <gtest/gtest.h>
 
@@ -7,8 +7,8 @@
 
 namespace VornTest {
 
-/// Expects the operations of a cipher or a digest where callers that are compiled already have them.
-/// With the destructor an implementation fills nine slots, the interface alone seven.
+/// Expects the operations of a cipher or a digest where callers that are compiled already have
+/// them. With the destructor an implementation fills nine slots, the interface alone seven.
 template <typename Class>
 void ExpectTheSlotsOfACipher() {
     EXPECT_EQ(0u, Slot(&Class::Create));

@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_LOCALE_H
-#define VORN_TESTS_SUPPORT_LOCALE_H
+#ifndef VORN_BASES_TESTS_SUPPORT_LOCALE_H
+#define VORN_BASES_TESTS_SUPPORT_LOCALE_H
 
 #include <clocale>
 #include <cstdlib>

@@ -1,5 +1,5 @@
-// Tells what the module queries say in a program of its own, which tests copy to where they want it.
-// Prints the result of the buffer form, its text and the text of the string form, a line each.
+// Tells what the module queries say in a program of its own, which tests copy to where they want
+// it. Prints the result of the buffer form, its text and the text of the string form, a line each.
 
 #include <iostream>
 

@@ -1,10 +1,10 @@
 // Shared memory stays on the machine when a program forgets it: no test program may. Each one looks
 // at its end and fails for every segment that is left.
 //
-// Where the system allows it, as it does the superuser, the program and the processes that it starts
-// have System V objects of their own. Nobody else's can come between, and the last process takes
-// away what is left. Elsewhere only those segments count that this process made: once another maker
-// is gone, nothing tells whether it was one of ours.
+// Where the system allows it, as it does the superuser, the program and the processes that it
+// starts have System V objects of their own. Nobody else's can come between, and the last process
+// takes away what is left. Elsewhere only those segments count that this process made: once another
+// maker is gone, nothing tells whether it was one of ours.
 #include <algorithm>
 #include <fstream>
 #include <limits>

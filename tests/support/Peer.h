@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_PEER_H
-#define VORN_TESTS_SUPPORT_PEER_H
+#ifndef VORN_BASES_TESTS_SUPPORT_PEER_H
+#define VORN_BASES_TESTS_SUPPORT_PEER_H
 
 #include "BlockedThreads.h"
 

@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_PREPARE_H
-#define VORN_TESTS_SUPPORT_PREPARE_H
+#ifndef VORN_BASES_TESTS_SUPPORT_PREPARE_H
+#define VORN_BASES_TESTS_SUPPORT_PREPARE_H
 
 #include <initializer_list>
 #include <string>

@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_PROGRAM_H
-#define VORN_TESTS_SUPPORT_PROGRAM_H
+#ifndef VORN_BASES_TESTS_SUPPORT_PROGRAM_H
+#define VORN_BASES_TESTS_SUPPORT_PROGRAM_H
 
 #include <cstdio>
 #include <functional>
@@ -27,8 +27,8 @@ struct Surroundings {
     std::function<void()> prepare; // called in the new process just before the program replaces it
 };
 
-/// A program started by a test. A program that runs for a minute is ended by SIGALRM. Throws when it
-/// cannot be started; a program that does not exist ends with the status 127.
+/// A program started by a test. A program that runs for a minute is ended by SIGALRM. Throws when
+/// it cannot be started; a program that does not exist ends with the status 127.
 class Program {
 public:
     /// Starts the program at the path `arguments` begins with.

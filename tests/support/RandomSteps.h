@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_RANDOM_STEPS_H
-#define VORN_TESTS_SUPPORT_RANDOM_STEPS_H
+#ifndef VORN_BASES_TESTS_SUPPORT_RANDOM_STEPS_H
+#define VORN_BASES_TESTS_SUPPORT_RANDOM_STEPS_H
 
 #include <string>
 
@@ -7,8 +7,8 @@
 
 namespace VornTest {
 
-/// Lets a sequence that is made from the seed take 4000 steps, until an assertion fails; the failure
-/// tells the seed and the step.
+/// Lets a sequence that is made from the seed take 4000 steps, until an assertion fails; the
+/// failure tells the seed and the step.
 template <typename Sequence>
 void TakeRandomSteps(unsigned int seed) {
     Sequence sequence(seed);

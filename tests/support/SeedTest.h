@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_SEEDTEST_H
-#define VORN_TESTS_SUPPORT_SEEDTEST_H
+#ifndef VORN_BASES_TESTS_SUPPORT_SEED_TEST_H
+#define VORN_BASES_TESTS_SUPPORT_SEED_TEST_H
 
 #include <Bases/Crypto.h>
 
@@ -80,8 +80,8 @@ struct Transformed {
 using Transform = bool (Vorn::Crypto::*)(unsigned char*, unsigned long, unsigned long&,
                                          unsigned char*&, unsigned long&);
 
-/// Calls one of them for a message that starts `offset` bytes off its alignment. Releases the output
-/// as a caller does.
+/// Calls one of them for a message that starts `offset` bytes off its alignment. Releases the
+/// output as a caller does.
 inline Transformed Run(Vorn::Crypto& crypto, Transform transform, const std::string& message,
                        std::size_t offset = 0) {
     Exactly input(std::string(offset, '\x5A') + message);

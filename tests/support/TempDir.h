@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_TEMPDIR_H
-#define VORN_TESTS_SUPPORT_TEMPDIR_H
+#ifndef VORN_BASES_TESTS_SUPPORT_TEMP_DIR_H
+#define VORN_BASES_TESTS_SUPPORT_TEMP_DIR_H
 
 #include <cerrno>
 #include <filesystem>

@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_THROWN_H
-#define VORN_TESTS_SUPPORT_THROWN_H
+#ifndef VORN_BASES_TESTS_SUPPORT_THROWN_H
+#define VORN_BASES_TESTS_SUPPORT_THROWN_H
 
 #include <exception>
 #include <stdexcept>
@@ -8,7 +8,8 @@
 
 namespace VornTest {
 
-/// Calls `operation` and returns what it threw: exact kind and message, as in "runtime_error: text".
+/// Calls `operation` and returns what it threw: exact kind and message, as in "runtime_error:
+/// text".
 template <typename Operation>
 std::string Thrown(Operation operation) {
     try {

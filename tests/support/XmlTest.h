@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_XMLTEST_H
-#define VORN_TESTS_SUPPORT_XMLTEST_H
+#ifndef VORN_BASES_TESTS_SUPPORT_XML_TEST_H
+#define VORN_BASES_TESTS_SUPPORT_XML_TEST_H
 
 #include <cstddef>
 #include <cstring>

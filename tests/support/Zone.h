@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_SUPPORT_ZONE_H
-#define VORN_TESTS_SUPPORT_ZONE_H
+#ifndef VORN_BASES_TESTS_SUPPORT_ZONE_H
+#define VORN_BASES_TESTS_SUPPORT_ZONE_H
 
 // What the zones of tests/CMakeLists.txt do, written without the C library, so that tests can
 // predict local time in the zone they are run in.

@@ -1,5 +1,5 @@
-# How a test program is added. Each family's list sets VORN_TEST_TIMEOUT, the seconds that one of its
-# tests may take, before it adds any.
+# How a test program is added. Each family's list sets VORN_TEST_TIMEOUT, the seconds that one of
+# its tests may take, before it adds any.
 include(GoogleTest)
 
 # The zones in which tests of local time run, by name: without an offset, ahead of and behind
@@ -29,8 +29,8 @@ endfunction()
 # One test program per unit. WRAP names C functions whose calls from the library's objects are sent
 # to __wrap_NAME in the test, which can make them fail or look at what was asked and hand the call
 # on to __real_NAME. ENVIRONMENT sets variables for every test of the program. IN_ZONES runs the
-# program in each of the zones above instead of once. LARGE is for tests that take seconds in a build
-# of the type Release, which is the only one to run them; nor does an emulated machine.
+# program in each of the zones above instead of once. LARGE is for tests that take seconds in a
+# build of the type Release, which is the only one to run them; nor does an emulated machine.
 function(vorn_add_test name)
   cmake_parse_arguments(ARG "IN_ZONES;LARGE" "" "SOURCES;WRAP;ENVIRONMENT" ${ARGN})
   if(NOT ARG_SOURCES)

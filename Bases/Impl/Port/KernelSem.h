@@ -39,8 +39,8 @@ public:
     KernelWait TimedWait(unsigned int seconds, unsigned int nanoseconds,
                          std::unique_lock<std::mutex>* pGuard);
 
-    /// Releases every thread that has joined the waiters. With nobody waiting, leaves one wait free;
-    /// a second such post adds nothing.
+    /// Releases every thread that has joined the waiters. With nobody waiting, leaves one wait
+    /// free; a second such post adds nothing.
     void PostAll();
 
     /// Takes back the wait that a post left free. Threads already released stay released.

@@ -5,8 +5,9 @@
 
 namespace Vorn {
 
-/// What a platform supplies for seeding: fills the `size` bytes at `buffer` from the system's random
-/// source. Returns false when the source fails; what the buffer then holds is not to be used.
+/// What a platform supplies for seeding: fills the `size` bytes at `buffer` from the system's
+/// random source. Returns false when the source fails; what the buffer then holds is not to be
+/// used.
 bool FillRandom(void* buffer, std::size_t size);
 
 } // namespace Vorn

@@ -1,6 +1,6 @@
 #!/bin/sh
-# Checks that compare.sh (its path is the first argument) finds what it is there to find, in a library
-# that the compiler in the second argument makes.
+# Checks that compare.sh (its path is the first argument) finds what it is there to find, in a
+# library that the compiler in the second argument makes.
 set -eu
 
 check=$1

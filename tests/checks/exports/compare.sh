@@ -1,8 +1,8 @@
 #!/bin/sh
 # Checks that a library offers exactly the names of a list.
 #
-# compare.sh LIBRARY LIST: LIST has one demangled name a line; lines that begin with # and empty ones do
-# not count. Prints what is offered but not listed, and what is listed but not offered.
+# compare.sh LIBRARY LIST: LIST has one demangled name a line; lines that begin with # and empty
+# ones do not count. Prints what is offered but not listed, and what is listed but not offered.
 set -eu
 
 library=$1

@@ -10,8 +10,8 @@ compiler=$1
 directory=$2
 shift 2
 
-# A newer Clang than 14 warns of every use of a pointer as an array; its consumers turn that off with
-# -Wno-unsafe-buffer-usage.
+# A newer Clang than 14 warns of every use of a pointer as an array; its consumers turn that off
+# with -Wno-unsafe-buffer-usage.
 case $("$compiler" --version) in
 *clang*) warnings='-Weverything -Wno-c++98-compat -Wno-c++98-compat-pedantic -Wno-padded' ;;
 *) warnings='-Wall -Wextra -Wpedantic -Wconversion -Wsign-conversion -Wshadow -Wcast-qual

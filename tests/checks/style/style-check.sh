@@ -1,0 +1,53 @@
+#!/bin/sh
+# Checks that style.sh (its path is the argument) finds what it is there to find.
+set -eu
+
+check=$1
+dir=$(mktemp -d)
+trap 'rm -rf "$dir"' EXIT
+failures=0
+words='Words of a comment that is as long as it takes to come up to the column that has to be the last'
+
+# expect OUTPUT PATH LINE...: what is printed for a tree of a file PATH with these lines. What
+# stands in `exceptions` is excepted.
+expect() {
+    output=$1
+    path=$2
+    shift 2
+    rm -rf "$dir/tree"
+    mkdir -p "$dir/tree/$(dirname "$path")"
+    printf '%s\n' "$@" >"$dir/tree/$path"
+    status=0
+    # shellcheck disable=SC2086 # none or several
+    actual=$(sh "$check" "$dir/tree" $exceptions 2>&1) || status=$?
+    [ "$status" -eq 0 ] && found= || found=1
+    if [ "$actual" != "$output" ] || [ "$found" != "${output:+1}" ]; then
+        printf 'for %s\nexpected: %s\ngot %s: %s\n' "$path" "$output" "$status" "$actual"
+        failures=1
+    fi
+}
+
+exceptions=
+guarded() { printf '#ifndef %s\n#define %s\nint a;\n#endif' "$1" "$1"; }
+expect '' Bases/Impl/XmlPath.h "$(guarded VORN_BASES_IMPL_XML_PATH_H)"
+expect '' tests/Slot.h "$(guarded VORN_BASES_TESTS_SLOT_H)"
+expect 'tests/Slot.h:1: the include guard is not VORN_BASES_TESTS_SLOT_H' \
+    tests/Slot.h "$(guarded VORN_TESTS_SLOT_H)"
+expect 'Bases/A.h:1: the include guard is not VORN_BASES_A_H' Bases/A.h '#pragma once' 'int a;'
+expect 'Bases/A.h:1: the include guard is not VORN_BASES_A_H' \
+    Bases/A.h "$(guarded VORN_BASES_A_H)" 'int b;'
+expect '' Bases/A.h '// This file has no include guard, because it is included several times.' 'int a;'
+
+expect '' a.cpp "// $words" "int a = $words\"" '// https://'"$(printf '%0100d' 0)"
+expect 'a.cpp:2: goes beyond column 100' a.cpp 'int a;' "int b; // $words"
+expect 'a.sh:1: goes beyond column 100' a.sh "#     $words" "echo $words"
+expect 'a.md:1: goes beyond column 100' a.md "- More: $words" '```' "More: $words" '```' "| ab | $words |"
+
+long=$(seq 799)
+expect '' tests/a.cpp "$long"
+expect '' a.cpp "$long" 800
+expect 'tests/a.cpp:800: a file of tests has fewer than 800 lines' tests/a.cpp "$long" 800
+exceptions='tests/a other'
+expect '' tests/a.cpp "$long" 800
+expect 'tests/b.cpp:800: a file of tests has fewer than 800 lines' tests/b.cpp "$long" 800
+exit "$failures"
