@@ -68,13 +68,13 @@ unsigned long Base64::Decode(const char* pszEnc, char* pDecData) {
     if (n == 0)
         return 0;
 
-    static constexpr std::array<int, 128> table = DecodeTable(s_szBase64Alphabet);
+    static constexpr std::array<int, 128> Table = DecodeTable(s_szBase64Alphabet);
     std::memset(pDecData, 0, n + 1);
     unsigned long pos = 0;
     int waiting = 0;
     unsigned long acc = 0;
     for (std::size_t i = 0; i < n; ++i) {
-        const int value = table[static_cast<unsigned char>(pszEnc[i]) & 127U];
+        const int value = Table[static_cast<unsigned char>(pszEnc[i]) & 127U];
         if (value < Skip)
             return 0;
         if (value != Skip)

@@ -102,6 +102,8 @@ TEST(SerialBufferMake, CanBeDestroyedThroughItsBase) {
         Derived(const Derived&) = delete;
         Derived& operator=(const Derived&) = delete;
         ~Derived() override { m_gone = true; }
+
+    private:
         bool& m_gone;
     };
     bool gone = false;

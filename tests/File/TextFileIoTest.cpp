@@ -32,6 +32,8 @@ TEST(TextFileIoHandle, CanBeDeletedAsWhatItIsDerivedTo) {
         ~Derived() override { ++m_deleted; }
         Derived(const Derived&) = delete;
         Derived& operator=(const Derived&) = delete;
+
+    private:
         int& m_deleted;
     };
     int deleted = 0;

@@ -309,15 +309,15 @@ TEST_F(Process, ExistsByTheIdentifierOfAThreadToo) {
 }
 
 TEST_F(Process, ExistsWhenItBelongsToAnotherUser) {
-    constexpr uid_t nobody = 65534;
-    constexpr int noSuchUser = 100;
+    constexpr uid_t Nobody = 65534;
+    constexpr int NoSuchUser = 100;
     EXPECT_EQ(1, Vorn::IsExistProcess(1));
     const int exists = InChild([] {
-        if (geteuid() == 0 && setuid(nobody) != 0)
-            return errno == EINVAL ? noSuchUser : 101;
+        if (geteuid() == 0 && setuid(Nobody) != 0)
+            return errno == EINVAL ? NoSuchUser : 101;
         return Vorn::IsExistProcess(1);
     });
-    if (exists == noSuchUser)
+    if (exists == NoSuchUser)
         GTEST_SKIP() << "root has no other user to become here, as in a rootless container";
     EXPECT_EQ(1, exists);
 }

@@ -51,22 +51,22 @@ std::string ExpectedSigned(long long value, int radix) {
 // the text only when the pointer is the buffer's and no guard has changed.
 template <typename Char, typename Integer>
 std::string Written(Char* (*function)(Integer, Char*, int), Integer value, int radix) {
-    constexpr Char guard = 0x5A;
-    constexpr std::ptrdiff_t before = 8;
-    std::vector<Char> room(100, guard);
-    Char* const buffer = room.data() + before;
+    constexpr Char Guard = 0x5A;
+    constexpr std::ptrdiff_t Before = 8;
+    std::vector<Char> room(100, Guard);
+    Char* const buffer = room.data() + Before;
     if (function(value, buffer, radix) != buffer)
         return "another pointer";
 
-    const auto terminator = std::find(room.begin() + before, room.end(), Char());
+    const auto terminator = std::find(room.begin() + Before, room.end(), Char());
     if (terminator == room.end())
         return "no terminator";
-    if (std::count(room.begin(), room.begin() + before, guard) != before)
+    if (std::count(room.begin(), room.begin() + Before, Guard) != Before)
         return "written before the buffer";
-    if (std::count(terminator + 1, room.end(), guard) != room.end() - terminator - 1)
+    if (std::count(terminator + 1, room.end(), Guard) != room.end() - terminator - 1)
         return "written behind the terminator";
     std::string text;
-    for (auto c = room.begin() + before; c != terminator; ++c)
+    for (auto c = room.begin() + Before; c != terminator; ++c)
         text += static_cast<char>(*c);
     return text;
 }
