@@ -32,7 +32,7 @@ public:
     SemImpl& operator=(const SemImpl&) = delete;
 
     virtual bool Create(SemInitState state) = 0;
-    virtual bool Destroy() = 0;
+    virtual void Destroy() = 0;
     virtual bool Wait() = 0;
     virtual bool TryWait() = 0;
     virtual bool TimedWait(unsigned int timeoutMs) = 0;
@@ -51,13 +51,11 @@ public:
 class VornSemaphore::SemUnnamed : public SemImpl {
 public:
     SemUnnamed() : m_bCreated(0), m_nCount(0) {}
-    ~SemUnnamed() override { Release(); }
+    ~SemUnnamed() override = default;
     SemUnnamed(const SemUnnamed&) = delete;
     SemUnnamed& operator=(const SemUnnamed&) = delete;
 
     bool Create(SemInitState state) override {
-        if (m_bCreated != 0)
-            return true;
         m_nCount.store(state, std::memory_order_relaxed);
         if (!m_sem.Create(state))
             return false;
@@ -65,7 +63,10 @@ public:
         return true;
     }
 
-    bool Destroy() override { return Release(); }
+    void Destroy() override {
+        if (m_sem.Destroy())
+            m_bCreated = 0;
+    }
 
     bool Wait() override {
         if (m_bCreated == 0)
@@ -108,13 +109,6 @@ public:
     }
 
 private:
-    bool Release() {
-        if (!m_sem.Destroy())
-            return false;
-        m_bCreated = 0;
-        return true;
-    }
-
     bool TimedWait(unsigned int timeoutMs, Guard* pGuard) {
         if (m_bCreated == 0)
             return false;
@@ -159,7 +153,7 @@ public:
         return m_hSem != nullptr;
     }
 
-    bool Destroy() override { return Release(); }
+    void Destroy() override { Release(); }
 
     bool Wait() override { return m_hSem != nullptr && sem_wait(m_hSem) == 0; }
 
@@ -198,14 +192,11 @@ public:
 private:
     // Removes the name for every process. The semaphore itself is never closed, so a wait that
     // another thread still has under way does not lose its memory.
-    bool Release() {
+    void Release() {
         if (m_hSem == nullptr)
-            return true;
-        if (m_strName.empty())
-            return false;
+            return;
         sem_unlink(m_strName.c_str());
         m_hSem = nullptr;
-        return true;
     }
 
     static bool LowerTimeVal(const timeval& a, const timeval& b) {

@@ -272,7 +272,9 @@ TEST(Event, FailedCreateCountsAsOpenedUntilClosed) {
     g_failCondInit = false;
     EXPECT_TRUE(event.IsOpened());
     EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
-    EXPECT_FALSE(event.Wait(0)); // neither flag was taken over
+    EXPECT_FALSE(event.Wait(0));      // neither flag was taken over
+    EXPECT_FALSE(event.Wait(600000)); // and there is nothing to wait on
+    EXPECT_FALSE(event.Wait(WaitForever));
     EXPECT_FALSE(event.Reset());
     EXPECT_TRUE(event.Set());
     EXPECT_TRUE(event.Wait(0));

@@ -27,6 +27,7 @@ using namespace std::chrono_literals;
 constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
 
 std::atomic<bool> g_failCondInit{false};
+std::atomic<bool> g_failMutexInit{false};
 
 // What a thread does when it wakes from its wait inside a semaphore.
 enum class OnWake { Nothing, BeCancelled, TimeOut };
@@ -58,6 +59,11 @@ int Wake(pthread_mutex_t* lock, int status) {
 } // namespace
 
 extern "C" {
+
+int __real_pthread_mutex_init(pthread_mutex_t* lock, const pthread_mutexattr_t* attributes);
+int __wrap_pthread_mutex_init(pthread_mutex_t* lock, const pthread_mutexattr_t* attributes) {
+    return g_failMutexInit ? ENOMEM : __real_pthread_mutex_init(lock, attributes);
+}
 
 int __real_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes);
 int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) {
@@ -179,24 +185,27 @@ TEST_F(UnnamedSemaphore, SecondCreateFailsUntilDestroyed) {
 }
 
 TEST_F(UnnamedSemaphore, CountsAsCreatedAfterThePlatformRefused) {
-    g_failCondInit = true;
-    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
-    g_failCondInit = false;
+    for (std::atomic<bool>* pRefusal : {&g_failMutexInit, &g_failCondInit}) {
+        *pRefusal = true;
+        EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
+        *pRefusal = false;
 
-    int count = 77;
-    EXPECT_TRUE(m_sem.IsCreated());
-    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
-    EXPECT_FALSE(m_sem.Wait(0));
-    EXPECT_FALSE(m_sem.Wait(20));
-    EXPECT_FALSE(m_sem.Wait(WaitForever));
-    EXPECT_FALSE(m_sem.GetSemCounts(count));
-    EXPECT_EQ(77, count);
-    m_sem.Post();
-    m_sem.DiscardFree();
+        int count = 77;
+        EXPECT_TRUE(m_sem.IsCreated());
+        EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
+        EXPECT_FALSE(m_sem.Wait(0));
+        EXPECT_FALSE(m_sem.Wait(20));
+        EXPECT_FALSE(m_sem.Wait(WaitForever));
+        EXPECT_FALSE(m_sem.GetSemCounts(count));
+        EXPECT_EQ(77, count);
+        m_sem.Post();
+        m_sem.DiscardFree();
 
-    EXPECT_TRUE(m_sem.Destroy());
-    Make(VornSemaphore::SemFree);
-    EXPECT_TRUE(m_sem.Wait(0));
+        EXPECT_TRUE(m_sem.Destroy());
+        Make(VornSemaphore::SemFree);
+        EXPECT_TRUE(m_sem.Wait(0));
+        EXPECT_TRUE(m_sem.Destroy());
+    }
 }
 
 TEST_F(UnnamedSemaphore, TimedWaitLastsSecondsAndMilliseconds) {

@@ -28,6 +28,7 @@ using Vorn::WaitForever;
 using namespace std::chrono_literals;
 
 std::atomic<bool> g_failCondInit{false};
+std::atomic<bool> g_failMutexInit{false};
 
 bool TryFromAnotherThread(const Cs& cs) {
     bool taken = false;
@@ -42,6 +43,11 @@ bool TryFromAnotherThread(const Cs& cs) {
 } // namespace
 
 extern "C" {
+int __real_pthread_mutex_init(pthread_mutex_t* lock, const pthread_mutexattr_t* attributes);
+int __wrap_pthread_mutex_init(pthread_mutex_t* lock, const pthread_mutexattr_t* attributes) {
+    return g_failMutexInit ? ENOMEM : __real_pthread_mutex_init(lock, attributes);
+}
+
 int __real_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes);
 int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) {
     return g_failCondInit ? ENOMEM : __real_pthread_cond_init(cond, attributes);
@@ -79,6 +85,18 @@ TEST(Cs, LockWaitsForTheHolder) {
     for (std::thread& thread : threads)
         thread.join();
     EXPECT_EQ(40000, guarded);
+}
+
+// No result of the platform is checked. What is left is a lock of the default kind.
+TEST(Cs, ExcludesOtherThreadsAlsoWhenThePlatformRefusedToMakeItRecursive) {
+    g_failMutexInit = true;
+    const Cs cs;
+    g_failMutexInit = false;
+    cs.Lock();
+    EXPECT_FALSE(cs.TryLock());
+    EXPECT_FALSE(TryFromAnotherThread(cs));
+    cs.Unlock();
+    EXPECT_TRUE(TryFromAnotherThread(cs));
 }
 
 TEST(CsLocker, HoldsTheSectionForItsScope) {
