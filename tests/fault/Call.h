@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_FAULT_CALL_H
-#define VORN_TESTS_FAULT_CALL_H
+#ifndef VORN_BASES_TESTS_FAULT_CALL_H
+#define VORN_BASES_TESTS_FAULT_CALL_H
 
 // How a call to the platform is scripted and recorded. Platform.h explains it and lists the calls.
 

@@ -1,5 +1,5 @@
-#ifndef VORN_TESTS_FAULT_PLATFORM_H
-#define VORN_TESTS_FAULT_PLATFORM_H
+#ifndef VORN_BASES_TESTS_FAULT_PLATFORM_H
+#define VORN_BASES_TESTS_FAULT_PLATFORM_H
 
 // One scripted platform for all tests.
 //
@@ -33,8 +33,8 @@
 //   apart. What the C++ library calls from its own shared object is not, except for operator new.
 // - After each test all is forgotten. A hook that refers to a test's locals and could be called
 //   after them is undone with Reset() before.
-// - Generic code finds the functions with All() and Find(name), and what was called with RecordAll(),
-//   Count() and Order().
+// - Generic code finds the functions with All() and Find(name), and what was called with
+//   RecordAll(), Count() and Order().
 //
 // To add a function: declare it here, define it and its __wrap_ function in the file of its family,
 // and name it in the Family there. The build takes the names for the linker from those files.

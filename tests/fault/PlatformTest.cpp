@@ -1,7 +1,7 @@
 // Concerns: which call of which thread a script is for, and how it answers in each convention of
 // failing; what is recorded; that nothing outlives a test, and a test's own calls can be kept out;
-// that the lists are complete; that allocations are seen wherever they are made, and nothing is seen
-// or changed that is not asked for.
+// that the lists are complete; that allocations are seen wherever they are made, and nothing is
+// seen or changed that is not asked for.
 #include "fault/Platform.h"
 
 #include <algorithm>
@@ -156,7 +156,7 @@ TEST(PlatformBypass, KeepsATestsOwnCallsOut) {
     EXPECT_EQ(3U, Platform::access.Count());
 }
 
-// --- Failing, as each function does it ------------------------------------------------------------
+// --- Failing, as each function does it -----------------------------------------------------------
 
 TEST(PlatformFailure, IsMinusOneWithErrnoForMostFunctions) {
     Platform::open.Fail(EMFILE);
@@ -262,7 +262,7 @@ TEST(PlatformFailure, IsPossibleInEveryPlausibleWayOfEveryFunction) {
             EXPECT_NO_THROW(call->Fail(error, {.first = 1000000000})) << call->Name() << error;
 }
 
-// --- Recording --------------------------------------------------------------------------------------
+// --- Recording -----------------------------------------------------------------------------------
 
 TEST(PlatformRecord, IsOffAtFirst) {
     EXPECT_THAT(FailedCalls(1), IsEmpty());
@@ -330,20 +330,20 @@ TEST(PlatformRecord, KeepsTheOrderAcrossFunctions) {
 }
 
 TEST(PlatformRecord, IsSafeOnSeveralThreads) {
-    constexpr int calls = 200;
+    constexpr int Calls = 200;
     Platform::access.Record(true);
-    Platform::access.At(calls).OnAnyThread().Fail(EIO);
+    Platform::access.At(Calls).OnAnyThread().Fail(EIO);
     std::vector<std::thread> threads;
     std::atomic<std::size_t> failed = 0;
     for (int i = 0; i < 4; ++i)
-        threads.emplace_back([&failed] { failed += FailedCalls(calls).size(); });
+        threads.emplace_back([&failed] { failed += FailedCalls(Calls).size(); });
     for (std::thread& thread : threads)
         thread.join();
-    EXPECT_EQ(4U * calls, Platform::access.Count());
+    EXPECT_EQ(4U * Calls, Platform::access.Count());
     EXPECT_EQ(1U, failed);
 }
 
-// --- Lists ------------------------------------------------------------------------------------------
+// --- Lists ---------------------------------------------------------------------------------------
 
 TEST(PlatformList, HasEveryFunctionThatTheLinkerSendsHere) {
     std::istringstream wrapped(VORN_WRAPPED);
@@ -385,7 +385,7 @@ TEST(PlatformList, RecordsAllFunctionsAtOnce) {
     EXPECT_THAT(Platform::Order(), testing::IsSupersetOf({"access", "rmdir"}));
 }
 
-// --- Memory -----------------------------------------------------------------------------------------
+// --- Memory --------------------------------------------------------------------------------------
 
 TEST(PlatformAllocation, IsSeenInTheCxxLibraryToo) {
     Platform::operator_new.Record();
@@ -415,7 +415,7 @@ TEST(PlatformAllocation, CountsOnceInEveryForm) {
     EXPECT_THAT(Platform::operator_new_array.Calls(), ElementsAre(12U));
 }
 
-// --- What must not happen for real ------------------------------------------------------------------
+// --- What must not happen for real ---------------------------------------------------------------
 
 TEST(PlatformClock, IsNeverSet) {
     const timeval valid{1, 2};

@@ -1,8 +1,8 @@
-#ifndef VORN_TESTS_FAULT_XML_H
-#define VORN_TESTS_FAULT_XML_H
+#ifndef VORN_BASES_TESTS_FAULT_XML_H
+#define VORN_BASES_TESTS_FAULT_XML_H
 
-// libxml2's part of the scripted platform; Platform.h tells how it is used. What libxml2 itself asks
-// of the C library is not seen, except for its memory.
+// libxml2's part of the scripted platform; Platform.h tells how it is used. What libxml2 itself
+// asks of the C library is not seen, except for its memory.
 
 #include <cstddef>
 

@@ -10,8 +10,8 @@ namespace VornTest {
 
 // What a test has done in a new process just before a program takes it over: Surroundings::prepare.
 
-/// Takes capabilities from the superuser; nothing changes for others. Where that is not possible, the
-/// process ends with the status CannotGiveUp.
+/// Takes capabilities from the superuser; nothing changes for others. Where that is not possible,
+/// the process ends with the status CannotGiveUp.
 void GiveUp(std::initializer_list<int> capabilities);
 constexpr int CannotGiveUp = 126;
 constexpr const char* WhyNotGivenUp = "the superuser's privileges cannot be given up here";

@@ -1,11 +1,12 @@
 #!/bin/sh
-# Checks that every call of the library to the system goes through the scripted platform of the tests.
+# Checks that every call of the library to the system goes through the scripted platform of the
+# tests.
 #
-# calls.sh NM PROGRAM LIST OBJECT...: PROGRAM is a test program that is linked with the platform, and
-# the OBJECTs are the library's. A function that they need and do not have themselves is one that
-# PROGRAM stands in front of, or one of LIST, which has a name a line; a name that ends in * stands
-# for all that begin so. Lines that begin with # and empty ones do not count. Names of C++ count only
-# where they are operators new and delete.
+# calls.sh NM PROGRAM LIST OBJECT...: PROGRAM is a test program that is linked with the platform,
+# and the OBJECTs are the library's. A function that they need and do not have themselves is one
+# that PROGRAM stands in front of, or one of LIST, which has a name a line; a name that ends in *
+# stands for all that begin so. Lines that begin with # and empty ones do not count. Names of C++
+# count only where they are operators new and delete.
 set -eu
 
 nm=$1
