@@ -1,12 +1,14 @@
 #ifndef VORN_BASES_IMPL_ASSERT_H
 #define VORN_BASES_IMPL_ASSERT_H
 
+// The library's assertion.
+
 #include <cassert>
 
-// A macro, because the standard assert prints the text of its argument: this one hands its argument
-// on already expanded, so that a failed check reads "pData != __null" as hosts know it, whichever
-// name the source used. Where assertions are compiled out the expression is still evaluated, so
-// that a check with an effect behaves alike in every build.
+// A macro, because the standard assert prints the text of its argument: this one passes it on
+// expanded, so that a failed check reads "pData != __null", as hosts know it, whatever name the
+// source used. Where assertions are compiled out, the expression is still evaluated, so that a
+// check with an effect behaves alike in every build.
 #ifdef NDEBUG
 #define VORN_ASSERT(expression) static_cast<void>(expression)
 #else

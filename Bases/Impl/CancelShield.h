@@ -1,13 +1,15 @@
 #ifndef VORN_BASES_IMPL_CANCEL_SHIELD_H
 #define VORN_BASES_IMPL_CANCEL_SHIELD_H
 
+// Scoped disabling of cancellation.
+
 #include <pthread.h>
 
 namespace Vorn {
 
-/// Puts off the cancellation of the calling thread for the length of a scope. For destructors that
-/// reach a cancellation point: a thread that is cancelled inside one takes the process with it,
-/// because the unwinding may not leave a destructor.
+/// Disables the cancellation of the calling thread for the length of a scope. For destructors that
+/// reach a cancellation point: the unwinding of a cancelled thread may not leave a destructor, so
+/// the process would terminate.
 class CancelShield {
 public:
     CancelShield() : m_nOldState(PTHREAD_CANCEL_ENABLE) {

@@ -1,3 +1,5 @@
+// Shm: System V segments by name.
+
 #include <Bases/Thread.h>
 
 #include <cstddef>
@@ -13,16 +15,15 @@ namespace Vorn {
 
 namespace {
 
-// The permission bits look exchanged and are not to be mended: programs that are already deployed
-// made their segments with these, and a process that asks for others does not get in.
+// The permissions look exchanged and must stay: deployed programs create their segments with these,
+// and a process that asks for others is refused.
 constexpr int ReadOnlyMode = 0666;
 constexpr int WritableMode = 0555;
 
 constexpr int ModeOf(int bReadOnly) { return bReadOnly != 0 ? ReadOnlyMode : WritableMode; }
 
-// The key under which every process finds the segment of that name. The bytes count as signed
-// whatever char is on the host, and only the low 32 bits of the sum are left over; both are part of
-// what programs on either side of a segment have agreed on.
+// The key under which every process finds the segment of that name. Bytes are signed, whatever char
+// is on the host, and only the low 32 bits count; programs on both sides of a segment rely on both.
 key_t Hash(const char* name) {
     std::uint64_t hash = 5381;
     for (; *name != '\0'; ++name) {
@@ -32,12 +33,12 @@ key_t Hash(const char* name) {
     return static_cast<key_t>(static_cast<std::uint32_t>(hash));
 }
 
-// The platform reports a failed attachment with the address of all ones, not with null.
+// The platform reports a failed attachment by the address of all ones, not by null.
 bool IsAttached(const unsigned char* address) {
     return address != nullptr && reinterpret_cast<std::intptr_t>(address) != -1;
 }
 
-// Whoever may not write gets the segment as the platform made it, which is zero as well.
+// Where it may not be attached, the segment stays as the platform made it: zero on Linux.
 void FillWithZero(Shm& shm, unsigned long size) {
     unsigned char* const address = shm.Map();
     if (!IsAttached(address))
@@ -65,8 +66,8 @@ bool Shm::Create(unsigned long size, const char* name, int bReadOnly, int bZeroF
 }
 
 // A refusal is -1, which is not 0 and so counts as success here, unlike in Create. Callers rely on
-// both: they open first, whether or not anybody has made the segment yet, and look at what Map
-// gives them. (SharedMemory.ReportsSuccessWhenOpenFindsNothing)
+// both: they open first, whether or not the segment exists, and look at what Map returns.
+// (SharedMemory.ReportsSuccessWhenOpenFindsNothing)
 bool Shm::Open(const char* name, int bReadOnly) {
     if (m_hShm != 0)
         return false;
@@ -76,7 +77,7 @@ bool Shm::Open(const char* name, int bReadOnly) {
     return m_hShm != 0;
 }
 
-// What the platform answers is handed on as it is, its failure value included: callers tell a
+// The platform's answer is returned unchanged, its failure value included: callers use it to tell a
 // segment that they may not attach from an object without one.
 unsigned char* Shm::Map() {
     if (m_hShm == 0)
@@ -93,10 +94,10 @@ bool Shm::Unmap(unsigned char* p) {
 
 bool Shm::IsOpened() { return m_hShm != 0; }
 
-// Removes the segment for everybody, also where this object has only opened it, so that whichever
-// process is the last one to go leaves nothing behind.
+// Removes the segment for every process, also where this object only opened it, so that no process
+// leaves it behind.
 //
-// A segment that cannot be removed stops the program. Hosts compare the message, which tells the
+// A segment that cannot be removed stops the program. Hosts compare the message, which names the
 // expression, this file and line 104, wherever the check stands.
 // (ShmDeathTest.ClosingWhatIsGoneTellsTheLine)
 void Shm::Close() {

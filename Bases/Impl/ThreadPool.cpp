@@ -1,3 +1,5 @@
+// ThreadTaskPool: a queue of tasks and the worker that runs them.
+
 #include <Bases/Thread.h>
 
 #include <Bases/Impl/CancelShield.h>
@@ -11,11 +13,11 @@ constexpr unsigned int IdlePollMs = 100; // how late an idle worker sees a stop 
 } // namespace
 
 ThreadTaskPool::ThreadTaskPool() : m_pTasks(std::make_unique<TaskList>()) {
-    m_evtTasks.Create(1, 0, nullptr);
+    m_evtTasks.Create(EventKind::ManualReset, EventState::NotSet, nullptr);
 }
 
 // The worker uses the queue, the lock and the event, so it ends before they do. Tasks that the
-// destruction of other tasks posts are destroyed in their turn.
+// destructors of dropped ones post are dropped in turn.
 ThreadTaskPool::~ThreadTaskPool() {
     const CancelShield shield;
     Thread::StopThread(WaitForever, ThreadStop::Cancel);
@@ -29,14 +31,14 @@ void ThreadTaskPool::StopThread(unsigned int timeoutMs, int bForce) {
 }
 
 int ThreadTaskPool::OnThreadEntry() {
-    while (!IsStopThread(0)) {
+    while (!IsStopThread(TryOnce)) {
         if (m_evtTasks.Wait(IdlePollMs))
             RunNextTask();
     }
     return 0;
 }
 
-// The queue keeps a copy of its own, made under the lock, so nothing is moved.
+// The queue keeps its own copy, made under the lock; nothing is moved.
 void ThreadTaskPool::Post(
     boost::function<void()> task) { // NOLINT(performance-unnecessary-value-param)
     const CsLocker lock(m_csTasks);
@@ -44,8 +46,8 @@ void ThreadTaskPool::Post(
     m_evtTasks.Set();
 }
 
-// What a task holds may close files and the like when it goes, so both copies go with the worker's
-// cancellation put off, and the queue's also with the lock free.
+// Destroying a task may close files and the like, which are cancellation points, so both copies are
+// destroyed with the worker's cancellation disabled, and the queue's without the lock.
 void ThreadTaskPool::RunNextTask() {
     TaskList taken;
     Task task;
@@ -61,7 +63,7 @@ void ThreadTaskPool::RunNextTask() {
     task.clear();
 }
 
-// Copies the oldest task, and takes it out of the queue. Returns false when there is none.
+// Copies the oldest task and moves it from the queue to `taken`. Returns false when there is none.
 bool ThreadTaskPool::TakeTask(Task& task, TaskList& taken) {
     const CsLocker lock(m_csTasks);
     if (m_pTasks->empty()) {
@@ -73,8 +75,8 @@ bool ThreadTaskPool::TakeTask(Task& task, TaskList& taken) {
     return true;
 }
 
-// Destroys the queued tasks with the lock free, because a task's destructor may post, and with the
-// caller's cancellation put off, as the worker's is. Returns false when there was none.
+// Destroys the queued tasks without the lock, because a task's destructor may post, and with the
+// caller's cancellation disabled, as RunNextTask does. Returns false when there was none.
 bool ThreadTaskPool::DropTasks() {
     const CancelShield shield;
     TaskList dropped;

@@ -1,3 +1,5 @@
+// Cs, Mutex and their guards, and Event.
+
 #include <Bases/Thread.h>
 
 #include <cstdio>
@@ -41,8 +43,8 @@ bool Mutex::Create(const char* name) {
     return false;
 }
 
-// Opening makes what does not exist, exactly as Create does. Which of two processes comes first is
-// then no matter to either.
+// Creates what does not exist, exactly as Create does, so that it does not matter which of two
+// processes comes first.
 bool Mutex::Open(const char* name) {
     if (m_pSem->IsCreated())
         return false;

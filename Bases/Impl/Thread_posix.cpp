@@ -1,3 +1,5 @@
+// Thread, one body on one POSIX thread, and ThreadHandler, which supplies the body.
+
 #include <Bases/Thread.h>
 
 #include <atomic>
@@ -21,19 +23,18 @@ constexpr int DefaultPriority = 15;
 constexpr useconds_t StartPauseUs = 100;
 
 bool CreateOrReport(VornEvent& event, const char* failure) {
-    if (event.Create(1, 0, nullptr))
+    if (event.Create(EventKind::ManualReset, EventState::NotSet, nullptr))
         return true;
     std::puts(failure);
     return false;
 }
 
-// Raises the exit event when the start routine is left, whichever way: a body that ends its thread
-// with pthread_exit, or that somebody cancels through the handle, must not be waited for for ever.
+// Sets the exit event when the start routine is left, whichever way: nobody may wait for ever for a
+// body that ends its thread with pthread_exit or is cancelled through the handle.
 //
-// A forced stop has given the waiting up before it cancels, so nothing is raised for it. That is
-// more than thrift: a thread that is cancelled inside a blocking call has its locks ignored by the
-// thread sanitizer from then on (as found with the one of GCC 12), and raising an event would be
-// reported as a race.
+// A forced stop no longer waits when it cancels, so the event is not set for it. Nor could it be:
+// from a cancellation inside a blocking call on, the thread sanitizer ignores the thread's locks
+// (seen with that of GCC 12), and would report setting the event as a race.
 class ExitSignal {
 public:
     ExitSignal(VornEvent& event, const std::atomic<bool>& forced)
@@ -52,7 +53,7 @@ private:
 
 } // namespace
 
-// Belongs to the new thread as soon as there is one.
+// Owned by the new thread once that exists.
 struct Thread::StartRecord {
     VornEvent& exitEvent;
     VornEvent* pSuspendEvent; // null: the body is not held
@@ -77,7 +78,7 @@ void Thread::StopThread(unsigned int timeoutMs, int bForce) {
     if (m_pThread == nullptr)
         return;
     m_pStopEvent->Set();
-    m_pSuspendEvent->Set(); // a body at the gate comes through and can see the request
+    m_pSuspendEvent->Set(); // lets a body at the gate run and see the request
     if (m_bJoinable && !JoinThread(timeoutMs, bForce != 0))
         return;
     CloseEvents();
@@ -101,23 +102,23 @@ bool Thread::StartThread(int bSuspended) {
         if (!CreateEvents() || !CreateThread(bSuspended != 0))
             return false;
     } catch (const std::bad_alloc&) {
-        CloseEvents(); // those that were made would fail every later start
+        CloseEvents(); // any left open would fail every later start
         throw;
     }
-    usleep(StartPauseUs); // lets the new thread get going
+    usleep(StartPauseUs); // lets the new thread begin
     return true;
 }
 
 void* Thread::ThreadEntryProc(void* pArgs) {
     if (pArgs == nullptr)
         return nullptr;
-    // Freed also when the thread is cancelled, which unwinds this stack.
+    // Freed by a cancellation too, which unwinds this stack.
     const std::unique_ptr<const StartRecord> pRecord(static_cast<StartRecord*>(pArgs));
     const ExitSignal exit(pRecord->exitEvent, pRecord->thread.m_bForced);
 
     if (pRecord->pSuspendEvent != nullptr)
         pRecord->pSuspendEvent->Wait(WaitForever);
-    pRecord->exitEvent.Wait(0); // takes back an end that is left from before, if there is one
+    pRecord->exitEvent.Wait(TryOnce); // changes nothing in a fresh event; part of the start order
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     pRecord->thread.OnThreadEntry();
     return nullptr;
@@ -161,8 +162,8 @@ bool Thread::operator==(const Thread& other) const { return m_pThread.get() == o
 
 bool Thread::operator!=(const Thread& other) const { return !(*this == other); }
 
-// What a failure leaves open is known to hosts: the event that failed (except for the exit event)
-// and, behind a failed exit event, the stop event. A later start then fails at that event again.
+// Hosts know what a failure leaves open: the event that failed, except the exit event, and after a
+// failed exit event the stop event. Every later start then fails at the event left open.
 bool Thread::CreateEvents() {
     if (!CreateOrReport(*m_pStopEvent, "[Thread] Create stop event failure.\r"))
         return false;
@@ -179,22 +180,22 @@ bool Thread::CreateEvents() {
 }
 
 // The platform reports errors as positive numbers, and only a negative one counts as a failure
-// here: callers treat a start that came this far as done. What must not follow from that is a wait
-// for, or a join of, a thread that never was.
+// here: callers treat a start that came this far as done. Nothing may then wait for or join the
+// thread that never existed.
 bool Thread::CreateThread(bool suspended) {
     auto pThread = std::make_unique<pthread_t>();
     auto pRecord = std::make_unique<StartRecord>(
         StartRecord{*m_pExitEvent, suspended ? m_pSuspendEvent.get() : nullptr, *this});
 
-    // Settled before the body can ask, and not before everything is allocated: a handle counts as a
-    // thread. Corrected only when there is no body.
+    // Set before pthread_create, so that the body sees a running thread; after the allocations, so
+    // that bad_alloc leaves none. Corrected only when there is no body.
     m_pThread = std::move(pThread);
     m_bJoinable = true;
     m_bForced = false;
 
     const int result = pthread_create(m_pThread.get(), nullptr, ThreadEntryProc, pRecord.get());
     if (result == 0) {
-        static_cast<void>(pRecord.release()); // the new thread's by now
+        static_cast<void>(pRecord.release()); // owned by the new thread now
         return true;
     }
     m_bJoinable = false;
@@ -206,18 +207,18 @@ bool Thread::CreateThread(bool suspended) {
     return false;
 }
 
-// Returns false when the thread is to be left as it is.
+// Returns false when the thread is left running.
 bool Thread::JoinThread(unsigned int timeoutMs, bool force) {
     const bool ended = m_pExitEvent->Wait(timeoutMs);
     if (!ended && !force)
         return false;
     if (pthread_equal(pthread_self(), *m_pThread) != 0) {
-        // A body that forces its own stop ends here, unless it has put its cancellation off.
+        // A body that forces its own stop ends here, unless it has disabled its cancellation.
         pthread_cancel(*m_pThread);
         pthread_testcancel();
         return false;
     }
-    // A caller that were cancelled from here on would leave open whether the thread is joined.
+    // A caller cancelled from here on would leave it unknown whether the thread is joined.
     const CancelShield shield;
     if (!ended) {
         m_bForced = true;
