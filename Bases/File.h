@@ -167,7 +167,8 @@ public:
     /// returns 0 and leaves the position; any other `nMoveMethod` fails after the line
     /// "[FileIo] Seek : Invalid Parameter. Move Method Miss\r".
     ///
-    /// Note: a closed handle gives -1, unlike every other position operation, whatever the method.
+    /// Note: a closed handle gives -1, unlike every other position operation, whatever the method
+    /// and without a line.
     long long Seek(long long offset, unsigned int nMoveMethod);
 
     /// Returns the position, counted from the beginning; 0 on failure and on a closed handle.
@@ -434,7 +435,7 @@ inline constexpr int CreateLast = 1;
 /// Note: from level 0, the first two directories of an absolute path are assumed to exist and are
 /// never created, except `path` itself by CreateLast. A path with fewer than two separators after
 /// its second character, such as "/x" or "/x/y", gives true at once, with CreateLast too, and
-/// nothing is checked or created. A level past the end of the text counts as 0.
+/// nothing is checked or created. A level at or past the end of the text counts as 0.
 ///
 /// Note: a part of two characters, such as "./" or "a/", is never created, except `path` itself by
 /// CreateLast.

@@ -1,20 +1,20 @@
 #ifndef VORN_BASES_XML_H
 #define VORN_BASES_XML_H
 
-// Reading and writing of XML documents.
+// Reading and writing of XML documents, loaded or built as a whole in memory.
 //
-// A document is loaded or built as a whole, in memory. Names, texts and values come and go as
-// strings in the multibyte encoding of the C library's current locale (LC_CTYPE), so call BasesInit
-// first: without it the C locale stands, and every text with other than ASCII characters fails. The
-// encoding is looked up once per document, by Load and BeginDocument. The decimal point of double
-// values follows that locale too (LC_NUMERIC).
+// Names, texts and values are strings in the multibyte encoding of the C library's current locale
+// (LC_CTYPE), so call BasesInit first: in the C locale every text with other than ASCII characters
+// fails. Load and BeginDocument look the encoding up, once per document. The decimal point of
+// doubles follows the locale too (LC_NUMERIC).
 //
 // An object belongs to one thread at a time; different objects may be used at the same time.
-// Nothing is written to standard error. Error functions that the host has given to libxml2 are
-// not called for what happens in here, and stand as before when an operation returns; only
-// xmlGetLastError tells of the last trouble, whoever had it. Standard output gets nothing but the
-// two lines of XmlReader::Load. Failures are results; only a malformed identifier throws, and a
-// std::string that finds no memory.
+//
+// Failures are results; only a malformed identifier throws, and a std::string that finds no memory.
+// Nothing is written to standard error, and to standard output only the two lines of
+// XmlReader::Load. The host's error functions for libxml2 are not called for what happens here, and
+// are back in place when an operation returns; xmlGetLastError still reports libxml2's last error,
+// ours included.
 
 #include <memory>
 #include <string>
@@ -46,21 +46,21 @@ class Guid; // Bases/Utility.h
 ///     }
 ///
 /// Note: libxml2 keeps every text in UTF-8, and yet texts are converted from the encoding that the
-/// document declares. Documents declared UTF-8 read exactly. From others ASCII text comes out
-/// right where the declared encoding is a superset of ASCII; further characters come out as if
-/// their UTF-8 bytes were text in the declared encoding, or fail.
+/// document declares. Documents declared UTF-8 read exactly. From others, ASCII text is right where
+/// the declared encoding is a superset of ASCII; further characters come out as if their UTF-8
+/// bytes were text in the declared encoding, or fail.
 ///
-/// Note: a text whose converted form is more than nine bytes longer than its UTF-8 form fails.
+/// Note: a text fails when its converted form is more than nine bytes longer than its UTF-8 form.
 ///
-/// Note: entities are not expanded, except the five predefined ones and character references, and
-/// nothing outside of the document is loaded: no external entity, no DTD. Namespace prefixes are
-/// not part of names, and namespace declarations are no attributes. libxml2's limits hold: about
-/// 256 nested elements, 10,000,000 bytes for one text.
+/// Note: only the five predefined entities and character references are expanded, and nothing
+/// outside the document is loaded: no external entity, no DTD. Names lack their namespace prefix,
+/// and namespace declarations are not attributes. libxml2's limits hold: about 256 nested elements,
+/// 10,000,000 bytes per text.
 class VORN_BASES_API XmlReader {
 public:
-    /// An element or an attribute of the loaded document. The reader owns them all; they are gone
-    /// after Close. Handing in one of a document that was closed or belongs to another reader is
-    /// the caller's mistake; it does no harm while the reader is empty.
+    /// An element or an attribute of the loaded document, owned by the reader and valid until
+    /// Close. Passing one of a closed document or of another reader is a programming error; it does
+    /// no harm while the reader is empty.
     class Element;
     class Attribute;
 
@@ -76,47 +76,44 @@ public:
     /// Loads the document in the file `path`. Returns true on success.
     ///
     /// Returns false and leaves the reader empty when the file cannot be read, is not well-formed
-    /// XML, or declares an encoding that libxml2 or iconv does not know. A document whose
-    /// declaration names no encoding is refused as well, with the line
-    /// "[XmlDoc] Load from file (PATH file is not xml document)" on standard output. Returns false
-    /// and changes nothing when a document is loaded already.
+    /// XML, or declares an encoding unknown to libxml2 or iconv; also when its declaration names no
+    /// encoding, with the line "[XmlDoc] Load from file (PATH file is not xml document)" on
+    /// standard output. Returns false and changes nothing when a document is already loaded.
     ///
-    /// Note: files are meant. "-" and http and ftp addresses are refused; a file of the name "-"
-    /// loads as "./-". A name that is no file but that an XML catalog of the machine would replace
-    /// is refused as well. libxml2 also understands file:/// addresses and %-escapes, and reads
-    /// compressed files.
+    /// Note: `path` always means a file. "-", http and ftp addresses, and names that are no file
+    /// but that an XML catalog of the machine would replace are refused; a file named "-" loads as
+    /// "./-". libxml2 also takes file:/// addresses and %-escapes, and reads compressed files.
     bool Load(const std::string& path);
 
     /// Loads the document in the `size` bytes at `buffer`, which are not needed afterwards. Returns
-    /// as the form for files does; the line of the missing encoding is
-    /// "[XmlDoc] Load from memory (not xml document)". Returns false as well for a null buffer and
-    /// for a size of 0 or above INT_MAX.
+    /// as the form for files does; the line for a missing encoding is
+    /// "[XmlDoc] Load from memory (not xml document)". Also returns false for a null buffer and for
+    /// a size of 0 or above INT_MAX.
     bool Load(unsigned char* buffer, unsigned long size);
 
-    /// Lets go of the document, if any. All elements and attributes are gone with it.
+    /// Frees the document, if there is one; its element and attribute handles become invalid.
     void Close();
 
-    /// Returns the outermost element, or null when the reader is empty.
+    /// Returns the root element, or null when the reader is empty.
     virtual Element* GetRootElement();
 
-    /// Returns the first element inside of `parent`; texts, comments and the like are stepped over.
-    /// Returns null when there is none, for a null parent and when the reader is empty.
+    /// Returns the first element inside `parent`, skipping texts, comments and the like. Returns
+    /// null when there is none, for a null parent and when the reader is empty.
     ///
-    /// When `name` is not null, the name of the element found goes there. It stays unchanged when
-    /// null is returned or the name cannot be converted. Note: it asks for no particular name.
+    /// When `name` is not null, it receives the name of the element found. It stays unchanged when
+    /// null is returned or the name cannot be converted. Note: `name` is an output, not a filter.
     Element* ChildElement(Element* parent, std::string* name = nullptr);
 
-    /// Returns the next element after `element` inside of the same parent; otherwise as
-    /// ChildElement.
+    /// Returns the next element after `element` inside the same parent; otherwise as ChildElement.
     Element* NextElement(Element* element, std::string* name = nullptr);
 
     /// Stores the name of `element` in `name` and returns true. Returns false, with `name`
-    /// unchanged, for null, when the reader is empty or when the name cannot be converted.
+    /// unchanged, for null, when the reader is empty and when the name cannot be converted.
     bool GetElement(Element* element, std::string& name);
 
     /// Stores the text that `element` begins with in `text` and returns true. Returns false, with
     /// `text` unchanged, for null, when the reader is empty, when the element is empty or begins
-    /// with something else than text, or when the text cannot be converted.
+    /// with anything but text, and when the text cannot be converted.
     ///
     /// Note: only the very first piece counts. Text after an inner element or a comment is not
     /// reached, and an element that begins with a CDATA section or an entity gives false.
@@ -131,29 +128,30 @@ public:
     Attribute* NextAttribute(Attribute* attribute);
 
     /// Stores the name and the value of `attribute` and returns true. Returns false for null, when
-    /// the reader is empty, or when either cannot be converted; `value` is then unchanged, and so
-    /// is `name` unless it was the value that failed. An attribute without a value reads as an
-    /// empty one. Note: of a value with entities only the piece before the first of them is read,
-    /// or the first entity's own text.
+    /// the reader is empty and when either cannot be converted; `value` is then unchanged, and so
+    /// is `name`, unless it was the value that failed. An attribute without a value reads as an
+    /// empty one. Note: of a value with entities, only the piece before the first one is read, or,
+    /// if it begins with one, that entity's own text.
     bool GetAttribute(Attribute* attribute, std::string& name, std::string& value);
 
-    /// The same with the value taken as a decimal number. Returns as the form for texts does, and
-    /// true whatever the text: leading white space is skipped, what follows the number is ignored,
-    /// and a text without a number gives 0.
+    /// The same with the value parsed as a decimal number. Returns as the form for texts does,
+    /// whatever the number: leading white space is skipped, what follows the number is ignored, and
+    /// a text without a number gives 0.
     ///
-    /// Note: the number is read as an int. "-1" gives the largest value of unsigned long and
-    /// unsigned int, and unsigned long takes nothing beyond the range of int. Of a larger number
-    /// the low 32 bits count; unsigned char takes the low 8 bits, so "300" gives 44.
+    /// Note: the number is read as an int. "-1" gives the largest unsigned long and unsigned int,
+    /// and unsigned long takes nothing beyond the range of int. Of a larger number the low 32 bits
+    /// count; unsigned char takes the low 8 bits, so "300" gives 44. A number beyond the range of
+    /// long reads as -1, or as 0 if it is negative.
     bool GetAttribute(Attribute* attribute, std::string& name, unsigned long& value);
     bool GetAttribute(Attribute* attribute, std::string& name, unsigned int& value);
     bool GetAttribute(Attribute* attribute, std::string& name, unsigned char& value);
 
-    /// The same with the value taken as a floating-point number, by the rules of atof.
+    /// The same with the value parsed as a floating-point number, by the rules of atof.
     bool GetAttribute(Attribute* attribute, std::string& name, double& value);
 
-    /// The same with the value taken as an identifier. An empty text and the identifier of zeros
-    /// leave `value` unchanged, and still true is returned. Throws std::runtime_error
-    /// ("invalid uuid string") where Guid::FromString does; `name` is then set.
+    /// The same with the value parsed as an identifier. An empty text and the nil identifier leave
+    /// `value` unchanged and still return true. Throws std::runtime_error ("invalid uuid string")
+    /// where Guid::FromString does; `name` is then set.
     bool GetAttribute(Attribute* attribute, std::string& name, Guid& value);
 
 private:
@@ -184,19 +182,18 @@ private:
 ///     writer.EndDocument();
 ///     writer.Save("shop.xml"); // true
 ///
-/// Every text is converted from the locale's encoding to that of the document; a zero byte ends
-/// it. An operation whose text cannot be converted returns false and writes nothing
-/// (WriteElementEntity: an empty element), and the document goes on. Special characters in texts
-/// and values are escaped. Nothing is added between elements: no line breaks, no indentation.
+/// Every text is converted from the locale's encoding to the document's; a zero byte ends it. An
+/// operation whose text cannot be converted returns false and writes nothing (WriteElementEntity:
+/// an empty element), and the document goes on. Special characters in texts and values are escaped.
+/// No line breaks or indentation are added between elements.
 ///
-/// Note: libxml2 takes what it is given for UTF-8. Documents in UTF-8 are exact. In others ASCII
-/// text comes out right where the encoding is a superset of ASCII; further characters come out
-/// wrong or cost the rest of the document. A text must fit in three bytes for each of its own and
-/// its terminator, so UTF-32 lets hardly any through.
+/// Note: libxml2 takes what it is given for UTF-8. Documents in UTF-8 are exact. In others, ASCII
+/// text is right where the encoding is a superset of ASCII; further characters come out wrong or
+/// cost the rest of the document. A text must fit in three bytes for each of its own and its
+/// terminator, so in UTF-32 hardly any does.
 ///
-/// Note: names and comments are written as they are given. A name with a space, a comment with
-/// "--", the same attribute twice or a second outermost element makes a document that no parser
-/// accepts.
+/// Note: names and comments are written as given. A name with a space, a comment with "--", a
+/// duplicate attribute or a second root element makes a document that no parser accepts.
 class VORN_BASES_API XmlWriter {
 public:
     /// Makes an idle writer. Without memory for it the standard assert stops the process; where
@@ -208,41 +205,41 @@ public:
     XmlWriter(const XmlWriter&) = delete;
     XmlWriter& operator=(const XmlWriter&) = delete;
 
-    /// Begins a document with its declaration, version 1.0 and `encoding`, in libxml2's spelling,
+    /// Begins a document with its declaration, version 1.0 and `encoding` in libxml2's spelling,
     /// and drops an earlier finished one. Returns true on success.
     ///
     /// Returns false and changes nothing while a document is being written or the writer is stuck.
-    /// Returns false, the earlier document gone, when memory is short or when libxml2 or iconv does
-    /// not know the encoding. Unless there was no memory to begin with, it then calls Close, the
-    /// overriding one if there is one.
+    /// Returns false, with the earlier document gone, when memory is short or libxml2 or iconv does
+    /// not know the encoding. Unless there was no memory to begin with, it then calls Close (the
+    /// overriding one, if there is one).
     ///
     /// Note: after an unknown encoding the writer is stuck: every further BeginDocument returns
     /// false until EndDocument has been called.
     virtual bool BeginDocument(const std::string& encoding);
 
-    /// Opens the element `name` inside of the current one. Returns true on success; false when no
-    /// document is being written, when the name is empty or cannot be converted.
+    /// Opens the element `name` inside the current one. Returns true on success; false when no
+    /// document is being written and when the name is empty or cannot be converted.
     bool BeginElement(const std::string& name);
 
     /// Closes the innermost open element. Returns true on success; false when none is open.
     bool EndElement();
 
-    /// Writes the element `name` with `content` as its text. Returns as BeginElement.
+    /// Writes the element `name` with `content` as its text. Returns as BeginElement does.
     bool WriteElement(const std::string& name, const std::string& content);
 
     /// Writes the attribute `name` with `value` into the element just opened. Returns true on
-    /// success; false when no document is being written, when the current element has text, a
-    /// comment or an element inside already or none is open, when the name is empty, or when either
+    /// success; false when no document is being written, when no element is open or the current one
+    /// already has text, a comment or an element inside, when the name is empty, and when either
     /// cannot be converted.
     bool WriteAttribute(const std::string& name, const std::string& value);
 
     /// Writes `text` into the current element. Returns true on success; false when no document is
-    /// being written or the text cannot be converted. Note: outside of all elements nothing is
+    /// being written or the text cannot be converted. Note: outside all elements nothing is
     /// escaped, so a document type goes through, and text makes a document that no parser accepts.
     bool WriteEntity(const std::string& text);
 
-    /// BeginElement, WriteEntity and EndElement in one. Returns false when the first fails, and the
-    /// result of the second otherwise. Note: a text that cannot be converted leaves an empty
+    /// BeginElement, WriteEntity and EndElement in one. Returns false when the first fails,
+    /// otherwise the result of the second. Note: a text that cannot be converted leaves an empty
     /// element.
     bool WriteElementEntity(const std::string& name, const std::string& text);
 
@@ -250,20 +247,20 @@ public:
     /// text cannot be converted.
     bool WriteComment(const std::string& text);
 
-    /// The same three operations with a value, which is printed as follows, and as the form for
-    /// texts otherwise:
+    /// The same three operations with a value, printed as follows; otherwise as the forms for
+    /// texts:
     ///
     ///     | int, long long, unsigned long long | decimal                                        |
     ///     | unsigned int                       | decimal, as int: 4294967295 gives "-1"         |
     ///     | unsigned long                      | decimal, the low 32 bits as int                |
-    ///     | double                             | as printf's "%lf" does, 3.140000; at most 254  |
-    ///     |                                    | characters, the rest is cut off                |
+    ///     | double                             | as printf's "%lf" does, 3.140000; cut off      |
+    ///     |                                    | after 254 characters                           |
     ///     | Guid                               | Guid::ToString: 34 characters with `form` 0,   |
-    ///     |                                    | else 36; none at all for an identifier of zeros|
+    ///     |                                    | else 36; none for the nil identifier           |
     ///
-    /// Note: an unsigned int comes back through XmlReader as it was, an unsigned long beyond the
-    /// range of int does not. Use unsigned long long for such values and read them as text. Other
-    /// types convert as C++ has it. On Linux std::size_t and std::uint64_t are unsigned long, and
+    /// Note: XmlReader reads an unsigned int back as it was, but not an unsigned long beyond the
+    /// range of int. Use unsigned long long for such values and read them as text. Other types
+    /// convert as in C++: on Linux std::size_t and std::uint64_t are unsigned long, and
     /// std::int64_t is long, which is ambiguous: cast them.
     bool WriteAttribute(const std::string& name, const int& value);
     bool WriteEntity(const int& value);
@@ -293,21 +290,21 @@ public:
     bool WriteEntity(const Guid& value, int form);
     bool WriteElementEntity(const std::string& name, const Guid& value, int form);
 
-    /// Closes the elements still open and finishes the document, which then can be fetched and
+    /// Closes the elements still open and finishes the document, which can then be fetched and
     /// saved until Close or the next BeginDocument. Returns true on success; false when no document
-    /// is being written or libxml2 refuses. Either way the writing is over.
+    /// is being written or libxml2 refuses. Either way no document is being written afterwards.
     virtual bool EndDocument();
 
     /// Returns the bytes of the finished document and stores their number in `size`. They belong to
-    /// the writer and live until Close, the next BeginDocument or the destructor. Returns null and
-    /// stores 0 when there is no document. Note: before EndDocument an unknown part of the document
-    /// is still missing, and the next operation that writes, EndDocument included, may move the
-    /// bytes: fetch them anew.
+    /// the writer and are valid until Close, the next BeginDocument or the destructor. Returns null
+    /// and stores 0 when there is no document. Note: before EndDocument an unknown part of the
+    /// document is still missing, and the next operation that writes, EndDocument included, may
+    /// move the bytes: fetch them anew.
     unsigned char* GetXmlBuffer(unsigned long& size);
 
-    /// Writes the bytes that GetXmlBuffer gives to the file `path`, in place of what it held.
-    /// Returns false when there is no document or the file cannot be opened for writing. Note: true
-    /// means that the file was opened; a full disk goes unnoticed.
+    /// Writes the bytes that GetXmlBuffer gives to the file `path`, replacing its contents. Returns
+    /// false when there is no document or the file cannot be opened for writing. Note: true means
+    /// that the file was opened; a full disk goes unnoticed.
     bool Save(const std::string& path);
 
     /// Drops the document.
