@@ -235,8 +235,8 @@ TEST_F(MakingOnDisk, IsDeniedOutsideOfTheRootWhateverTheWayThere) {
     EXPECT_EQ(3, std::distance(fs::directory_iterator(inner), fs::directory_iterator()));
 }
 
-// Concerns: which directories are looked at and made, in which order, from which level; the two of
-// an absolute path that are taken to exist; the parts of two characters; the last one; what stays
+// Concerns: which directories are checked and created, in which order, from which level; the two of
+// an absolute path that are assumed to exist; the parts of two characters; the last one; what stays
 // after a failure; the whole against a model, over random paths.
 
 class DirectoryChain : public InOwnDirectory {

@@ -170,7 +170,7 @@ std::string NameOf(FileFind& find) {
     return name == nullptr ? "(null)" : name;
 }
 
-// Everything that the object tells, in one text.
+// Everything that the object reports, in one text.
 std::string Told(FileFind& find) {
     std::ostringstream text;
     text << NameOf(find) << " size " << find.GetFileSize() << " type " << find.GetFileType()
@@ -181,7 +181,7 @@ std::string Told(FileFind& find) {
 
 const std::string Nothing = "(null) size 0 type 0 times 0 0 0 room 0";
 
-// The names from the first to the last one, of which something could be learned each.
+// The names from the first one up to the end or the first that cannot be stat'ed.
 std::vector<std::string> NamesFrom(FileFind& find, const std::string& dir) {
     std::vector<std::string> names;
     for (bool found = find.FindFirst(dir, "*"); found; found = find.FindNext())
@@ -189,8 +189,8 @@ std::vector<std::string> NamesFrom(FileFind& find, const std::string& dir) {
     return names;
 }
 
-// Concerns: only the destructor is virtual, there are no copies; what an object tells before and
-// after a search, and after the form of the constructor that opens; who closes the stream.
+// Concerns: only the destructor is virtual, there are no copies; what an object reports before and
+// after a search, and after the constructor that opens; who closes the stream.
 
 struct Unrelated {};
 
@@ -418,8 +418,8 @@ TEST(FirstEntry, IsThatOfTheDirectoryOfTheNewSearch) {
     }
 }
 
-// Concerns: every entry in the system's order, "." and ".." too; an entry of which nothing can be
-// learned; the end; entries that the system frees at the next call.
+// Concerns: every entry in the system's order, "." and ".." too; an entry that cannot be stat'ed;
+// the end; entries that the system frees at the next call.
 
 TEST(NextEntry, IsWhateverTheSystemGivesNext) {
     Pretended directory({{"..", Status(S_IFDIR)},
@@ -620,7 +620,7 @@ TEST(EntryTimes, WrapBeyond64Bits) {
               TimesOfPretended(Stamps({0, 0}, {0, 807000000}, {Many, 1000000})));
 }
 
-// What stat says of the path, as the entry's times should come from it.
+// The times that an entry should have, by stat.
 Times TimesOnDisk(const std::string& path) {
     struct stat status {};
     EXPECT_EQ(0, stat(path.c_str(), &status)) << path;
@@ -649,11 +649,11 @@ TEST(EntryTimes, OfARealFileAreThoseOfItsStatus) {
 }
 
 // Concerns: a large directory of everything that can be in one, compared with what the standard
-// library and the system say of it; streams that stay open.
+// library and the system report; streams kept open.
 
 struct Found {
     std::string name;
-    bool told; // false for a link that leads nowhere
+    bool told; // false for a dangling link
     unsigned int type;
     long long size;
     Times times;
@@ -738,7 +738,7 @@ TEST(LargeDirectory, IsListedAsTheStandardLibraryListsIt) {
     ASSERT_FALSE(testing::Test::HasFailure());
     const auto descriptors = OpenDescriptors();
     FileFind find;
-    // A link that leads nowhere fails the search where the system happens to give it first.
+    // A dangling link fails the search where the system happens to list it first.
     while (!find.FindFirst(path, "*")) {
         ASSERT_EQ(descriptors, OpenDescriptors());
         const auto first = fs::directory_iterator(path);
@@ -780,7 +780,7 @@ TEST(ManySearches, LeaveNoStreamOpen) {
     EXPECT_EQ(before, OpenDescriptors());
 }
 
-// Concerns: failures are told by results alone.
+// Concern: failures are reported by results alone.
 
 TEST(Searching, PrintsNothing) {
     const Pretended directory({{"a", Status(S_IFREG)}, {"broken", {}}});

@@ -259,7 +259,7 @@ int OpenDescriptors() {
         std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
 }
 
-// A file that holds "0123456789" and is open for reading and writing, at its begin.
+// A file that holds "0123456789", open for reading and writing, positioned at the beginning.
 class OpenedFile : public testing::Test {
 protected:
     void SetUp() override {
@@ -456,7 +456,7 @@ const std::array<Access, 6> Accesses = {{{FileAccess::Read, O_RDONLY},
                                          {FileAccess::Write | 0x00000001, O_WRONLY},
                                          {0xFFFFFFFF, O_RDWR}}};
 
-// Disposition words that ask for truncation without write access are a mistake of the caller.
+// Dispositions that ask for truncation without write access are a programming error.
 bool IsMistake(unsigned int access, unsigned int disposition) {
     return (disposition & 5) == 5 && (access & FileAccess::Write) == 0;
 }
@@ -1015,8 +1015,8 @@ TEST(FileIoPipe, GivesWhatIsThereAlthoughMoreWasAsked) {
     EXPECT_STREQ("hello", buffer.data());
 }
 
-// Concerns: where each operation leads, also beyond the end and beyond 4 GB; what a closed handle
-// answers; failures leave the position; the one line and its place.
+// Concerns: where each operation leads, also past the end and beyond 4 GB; what a closed handle
+// gives; failures leave the position; the one line, and when it is printed.
 
 TEST_F(OpenedFile, SeeksFromBeginPositionAndEnd) {
     EXPECT_EQ(7, file.Seek(7, 0));

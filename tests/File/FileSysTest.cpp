@@ -208,7 +208,7 @@ private:
     mode_t m_before;
 };
 
-// Concerns: the answer never depends on the path, and the output stays.
+// Concerns: the result never depends on the path, and the output stays unchanged.
 
 TEST(RootPath, IsNeverFound) {
     std::string root = "kept";
@@ -282,8 +282,8 @@ TEST(FileExtension, MayReplaceThePath) {
     EXPECT_EQ(".extension that is not stored in the object", path);
 }
 
-// Concerns: lengths, also those beyond 32 bits; measuring never makes, empties, changes or waits
-// for anything; what cannot be opened leaves the size alone and prints FileIo's line; no descriptor
+// Concerns: lengths, also beyond 32 bits; measuring never creates, empties, changes or waits for
+// anything; what cannot be opened leaves the size unchanged and prints FileIo's line; no descriptor
 // stays open.
 
 constexpr unsigned long long Untouched = 0xABCDEF;
@@ -447,8 +447,8 @@ TEST(FileSize, LeavesNoDescriptorOpenOnFailure) {
     EXPECT_EQ(before, OpenDescriptors());
 }
 
-// Concerns: which of the record's fields count, in 64 bits; one question to the system each; the
-// outputs on failure; a real file system.
+// Concerns: which fields of the record count, in 64 bits; one system call each; the outputs on
+// failure; a real file system.
 
 struct statvfs Disk(unsigned long blockSize, unsigned long blocks, unsigned long available) {
     struct statvfs disk {};
@@ -540,7 +540,7 @@ TEST_F(DiskSizes, AreThoseOfTheFileSystemThatHoldsThePath) {
     EXPECT_FALSE(FileSys::GetDiskSize(dir.File("missing"), total, used, free));
 }
 
-// Concerns: what each moves or takes away, links themselves, and what it refuses.
+// Concerns: what each moves or removes, links themselves, and what it refuses.
 
 TEST(Moving, RenamesFilesDirectoriesAndLinks) {
     const TempDir dir;
@@ -624,7 +624,7 @@ TEST(DeletingADirectory, TakesAwayOnlyEmptyDirectories) {
     EXPECT_FALSE(IsThere(dir.File("full")));
 }
 
-// Concerns: one level, the permissions with and without a mask, and what is there already.
+// Concerns: one level, the permissions with and without a umask, and what is there already.
 
 TEST(MakingADirectory, GivesItTheUsualPermissionsLessTheMask) {
     const TempDir dir;
@@ -691,9 +691,9 @@ TEST(DirectoryKind, IsThatOfWhatALinkLeadsTo) {
     EXPECT_FALSE(FileSys::IsDirectory(""));
 }
 
-// Concerns: the bytes at the sizes around the part that is copied at once, large and sparse files;
-// permissions, mask, owner and times; targets and sources that are not plain; reads and writes that
-// fail or do only a part; descriptors, also when a step fails.
+// Concerns: the bytes at sizes around that of the copy buffer, large and sparse files; permissions,
+// umask, owner and times; targets and sources that are not plain files; failed and partial reads
+// and writes; descriptors, also when a step fails.
 
 class Copying : public testing::Test {
 protected:
@@ -1037,7 +1037,7 @@ TEST_F(Copying, MakesATargetThatTakesNothing) {
     EXPECT_EQ("", TextOf(to));
 }
 
-// Concerns: of all these operations only the size of a file tells anything on standard output.
+// Concern: of all these operations only GetFileSize prints anything.
 
 TEST(FileSystemOperations, PrintNothing) {
     const TempDir dir;

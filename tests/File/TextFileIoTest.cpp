@@ -15,8 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Concerns: the class stays the empty name that it is: no data, no relation to the binary handle,
-// nothing done to files, descriptors or the output; destruction works through a pointer.
+// Concerns: the class stays empty: no data, no relation to the binary handle, nothing done to
+// files, descriptors or the output; destruction works through a pointer.
 
 TEST(TextFileIoHandle, HoldsNothingAndIsUnrelatedToTheBinaryHandle) {
     static_assert(std::has_virtual_destructor_v<Vorn::TextFileIo>);

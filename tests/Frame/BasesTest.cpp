@@ -38,12 +38,12 @@ using testing::HasSubstr;
 using VornTest::Latin1Locale;
 using VornTest::Utf8Locale;
 
-// The steps of set-up and tear-down as the system saw them, each with the locale at that time.
+// The steps of set-up and tear-down in the order made, each with the locale at that time.
 std::vector<std::string> g_steps;
 
 void AddStep(const std::string& step) { g_steps.push_back(step + " in " + std::locale().name()); }
 
-// What kill is to report instead of being called: 0 or an error number. And what it was asked.
+// The error number that kill reports instead of being called (0: success), and its last arguments.
 struct KillScript {
     std::optional<int> error;
     pid_t pid = 0;
@@ -52,7 +52,7 @@ struct KillScript {
 
 KillScript g_kill;
 
-// What the link to the running program is to hold instead of the truth.
+// What the link to the running program pretends to hold.
 std::optional<std::string> g_link;
 
 } // namespace
@@ -110,15 +110,14 @@ protected:
     Setup() { g_steps.clear(); }
 };
 
-// The surroundings of one more test, made within a test.
+// The fixture of one more test, made within a test.
 class Surroundings : public VornTest::LocaleTest {
     void TestBody() override {}
 };
 
-// Concerns: the environment's locale, whichever variable names it, becomes the global one of the
-// standard library and of the C library; the three steps and their order; a locale that does not
-// exist stops them; tear-down is the parser's alone and both can be repeated. The locale variables
-// of the desktop that these tests run on play no part.
+// Concerns: the environment's locale, whichever variable names it, becomes the global one of C++
+// and C; the three steps and their order; a locale that does not exist stops them; tear-down is the
+// parser's alone, and both can be repeated. The locale variables of the desktop play no part.
 
 TEST_F(Setup, InstallsTheClassicLocaleWithoutALocaleVariable) {
     std::locale::global(std::locale(Utf8Locale));
@@ -268,8 +267,8 @@ protected:
     void TearDown() override { g_kill = {}; }
 };
 
-// Concerns: identity as the system gives it; the probe delivers nothing; only "no such process"
-// means absence; the system's error stays to be looked at.
+// Concerns: the system's identifier; the probe delivers no signal; only "no such process" means
+// absence, also for zombies and threads; errno stays as the system set it.
 
 TEST_F(Process, HasTheIdentifierThatTheSystemGaveIt) {
     EXPECT_EQ(static_cast<unsigned int>(getpid()), Vorn::GetProcessId());
@@ -368,12 +367,12 @@ using StringForm = void (*)(std::string&);
 constexpr BufferForm BufferForms[] = {&Vorn::GetModulePath, &Vorn::GetModuleDir};
 constexpr StringForm StringForms[] = {&Vorn::GetModulePath, &Vorn::GetModuleDir};
 
-// A program directory as the system would report it, by the path of a program in it.
+// Pretends that the program lies in other directories.
 class Module : public testing::Test {
 protected:
     void TearDown() override { g_link.reset(); }
 
-    /// A directory name of that length, slashes included.
+    /// Returns a directory name of that length, slashes included.
     static std::string DirectoryOfLength(std::size_t length) {
         std::string directory;
         while (directory.size() + 200 < length)
@@ -381,7 +380,7 @@ protected:
         return directory + '/' + std::string(length - directory.size() - 1, 'e');
     }
 
-    /// Expects both buffer forms to write the directory into as many bytes, and nothing behind it.
+    /// Expects both buffer forms to write the directory into `size` bytes, and nothing after it.
     static void ExpectWritten(const std::string& directory, unsigned long size) {
         for (const BufferForm form : BufferForms) {
             std::vector<char> buffer(size + 16, '#');
@@ -393,7 +392,7 @@ protected:
         }
     }
 
-    /// Expects both buffer forms to give 0 and leave the buffer alone.
+    /// Expects both buffer forms to return 0 and leave the buffer unchanged.
     static void ExpectRefused(unsigned long size) {
         for (const BufferForm form : BufferForms) {
             std::vector<char> buffer(size + 16, '#');
@@ -412,8 +411,8 @@ protected:
 };
 
 // Concerns: the directory without separator and file name, the same from all four forms; exact fit,
-// one byte too few, guards around the buffer; null and 0; the string form's 1024 bytes; a system
-// that tells nothing or nonsense.
+// one byte too few, guards after the buffer; null and 0; the string form's 1024 bytes; a link that
+// cannot be read or holds nonsense.
 
 TEST_F(Module, IsTheDirectoryOfTheRunningProgram) {
     const std::string directory = fs::read_symlink("/proc/self/exe").parent_path();
@@ -503,7 +502,7 @@ TEST_F(Module, MayBeAskedForFromSeveralThreads) {
     EXPECT_THAT(good, ElementsAre(100, 100, 100, 100));
 }
 
-// Makes a directory below another one, whose full name has that length, with a copy of the probe.
+// Makes a directory whose full name has that length below another one, with a copy of the probe.
 std::string DirectoryWithProbe(const VornTest::TempDir& parent, std::size_t length) {
     std::string name = fs::canonical(parent.Path());
     while (length - name.size() > 201)
@@ -526,7 +525,7 @@ std::string Output(const std::string& command) {
     return output;
 }
 
-// Concerns: the same from real programs, wherever they lie and however they were started.
+// Concerns: the same from real programs, wherever they lie and however they are started.
 
 TEST(ModuleOfAProgram, IsFoundInADeepDirectory) {
     const VornTest::TempDir scratch;
