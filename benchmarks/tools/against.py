@@ -1,0 +1,45 @@
+"""Compares two builds of the library by the times of one and the same program."""
+
+import random
+import statistics
+
+from scipy.stats import mannwhitneyu
+
+import measure
+
+SLOWER = 1.10  # what is slower by less is not looked at
+CERTAINTY = 0.01
+ROUNDS = 6
+REPETITIONS = 3
+
+
+def find_slower(rows, old_library, new_library, say):
+    """Returns the names of the rows in which the new library is slower, in two measurements.
+
+    Wall-clock rows are left out: between threads the time varies by more than what is looked for.
+    """
+    slower = []
+    for row in [row for row in rows if not row.is_wall_time]:
+        ratio, is_slower = _measure(row, old_library, new_library)
+        if is_slower:
+            ratio, is_slower = _measure(row, old_library, new_library)
+        say(f"{row.name}: {ratio:.2f} of the earlier time{', SLOWER' if is_slower else ''}")
+        if is_slower:
+            slower.append(row.name)
+    return slower
+
+
+def doubt(old, new):
+    """How likely times like these are if the new ones are slower by no more than is allowed."""
+    return mannwhitneyu(new, [SLOWER * time for time in old], alternative="greater").pvalue
+
+
+def _measure(row, old_library, new_library):
+    times = {old_library: [], new_library: []}
+    for _ in range(ROUNDS):
+        for library in random.sample(list(times), len(times)):
+            found, _ = measure.samples(row, repetitions=REPETITIONS, seconds=0.02,
+                                       contender="ours", library=library)
+            times[library] += [measure.nanoseconds(e) for e in found["ours"]]
+    old, new = times[old_library], times[new_library]
+    return statistics.median(new) / statistics.median(old), doubt(old, new) < CERTAINTY
