@@ -14,8 +14,8 @@ namespace {
 
 bool IsPrintableAscii(char c) { return c >= ' ' && c <= '~'; }
 
-// What a locale takes for printable may stand in an XML document; the characters that are refused
-// besides would reorder what a terminal shows around them.
+// Printable characters are valid in XML. Bidirectional controls are refused as well, as they
+// reorder what a terminal shows around them.
 bool IsPlainCharacter(wchar_t c) {
     const bool reorders = (c >= 0x202A && c <= 0x202E) || (c >= 0x2066 && c <= 0x2069);
     return std::iswprint(static_cast<std::wint_t>(c)) != 0 && !reorders;
@@ -44,7 +44,7 @@ bool IsPlain(const std::string& text) {
     if (text.empty())
         return true;
     if (text.find('\0') != std::string::npos)
-        return false; // the conversion would look no further
+        return false; // where the conversion stops
     try {
         const std::wstring wide = Vorn::utf8_to_wcs(text);
         return std::all_of(wide.begin(), wide.end(), IsPlainCharacter);

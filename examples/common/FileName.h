@@ -5,21 +5,20 @@
 
 namespace Examples {
 
-// A file name is any bytes but zero and the slash. Not all of them can stand in an XML document or
-// be sent to a terminal.
+// A file name may hold any bytes but NUL and "/". Not all of them may appear in an XML document or
+// on a terminal.
 
-/// Returns true when the text is made of printable characters of the current locale, all of which
-/// may stand in an XML document.
+/// Returns true when the text consists of printable characters of the current locale, which are all
+/// valid in XML.
 bool IsPlain(const std::string& text);
 
-/// Returns the text with "%" and two hexadecimal digits for every byte that is no printable ASCII
-/// character, and for the percent sign itself. Unescape gives the text back; a percent sign that
-/// no two hexadecimal digits follow stays.
+/// Percent-encodes every byte that is not printable ASCII, and "%" itself. Unescape reverses that;
+/// a "%" without two hexadecimal digits stays as it is.
 std::string Escape(const std::string& text);
 std::string Unescape(const std::string& text);
 
-/// Returns a plain text as it is and any other, the empty one too, in the shell's $'...' form,
-/// which can be pasted into a command line and cannot disturb a terminal.
+/// Returns a plain text unchanged, and any other or an empty one as $'...', which is safe on a
+/// terminal and can be pasted into a shell.
 std::string ForDisplay(const std::string& text);
 
 } // namespace Examples

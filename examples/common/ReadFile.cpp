@@ -17,9 +17,8 @@ constexpr std::size_t PieceSize = 64UL * 1024;
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-// Asked before the file is opened: a FIFO would hold the caller until somebody writes to it, a
-// directory can be opened but not read, and of a file that may not be opened the library tells on
-// standard output, where only results belong.
+// Checked before opening: a FIFO blocks until somebody writes to it, a directory opens but cannot
+// be read, and FileIo reports a failed open on standard output, where only results belong.
 std::string WhyNotReadable(const std::string& name) {
     struct stat status {};
     if (stat(name.c_str(), &status) != 0)
@@ -40,7 +39,7 @@ std::string ReadInPieces(const std::string& name,
                    Vorn::FileDisposition::OpenExisting))
         return ErrorText(errno);
 
-    std::array<char, PieceSize> piece; // filled by Read as far as it is used
+    std::array<char, PieceSize> piece; // Read fills it
     for (;;) {
         // Read returns 0 at the end of the file and on failure; only a failure sets errno.
         errno = 0;

@@ -7,8 +7,8 @@
 
 namespace Examples {
 
-/// Reads the regular file `name` from begin to end and hands every piece to `use`. Returns an empty
-/// text when all of it was read, otherwise the reason why not; pieces may have been used by then.
+/// Reads the regular file `name` and passes it to `use` piece by piece. Returns an empty text on
+/// success, otherwise the reason; some pieces may have been passed by then.
 std::string ReadInPieces(const std::string& name, const std::function<void(std::string_view)>& use);
 
 } // namespace Examples

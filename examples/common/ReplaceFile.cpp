@@ -41,8 +41,7 @@ int OwnDescriptor(fs::path path) {
     return NoDescriptor;
 }
 
-// Renaming over a link would leave what it leads to as it was; renaming over a device would take
-// the device away.
+// Renaming over a link would leave its target as it was; renaming over a device would remove it.
 fs::path Resolve(const fs::path& target) {
     fs::path resolved = fs::is_symlink(target) ? fs::canonical(target) : target;
     if (fs::exists(resolved) && !fs::is_regular_file(resolved))
@@ -50,7 +49,7 @@ fs::path Resolve(const fs::path& target) {
     return resolved;
 }
 
-// A name that no other run uses, of a length that fits whatever the length of the target's.
+// A unique name, short enough whatever the length of the target's.
 fs::path PathBeside(const fs::path& target, const std::string& program) {
     Vorn::Guid unique;
     if (!unique.Generate())
@@ -68,8 +67,8 @@ void WriteAll(int descriptor, std::string_view bytes) {
     }
 }
 
-/// A new file, which is removed unless it is put in another one's place. FileIo is not used because
-/// it gives every file that it makes the same permissions.
+/// A new file, removed at the end unless it has replaced another. Not a FileIo, which creates every
+/// file with the same permissions.
 class TemporaryFile {
 public:
     TemporaryFile(fs::path path, fs::perms permissions)
@@ -82,7 +81,7 @@ public:
     ~TemporaryFile() {
         close(m_descriptor);
         std::error_code ignored;
-        fs::remove(m_path, ignored); // which finds nothing after Replace
+        fs::remove(m_path, ignored); // already renamed after Replace
     }
     TemporaryFile(const TemporaryFile&) = delete;
     TemporaryFile& operator=(const TemporaryFile&) = delete;
@@ -124,7 +123,7 @@ void ReplaceFile(const fs::path& target, const std::string& program, fs::perms p
             Replace(Resolve(target), program, permissions, bytes);
     } catch (const std::system_error& error) {
         throw std::runtime_error(
-            error.code().message()); // without the paths, which may hold any bytes
+            error.code().message()); // not what(), whose paths may hold any bytes
     }
 }
 

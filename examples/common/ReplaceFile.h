@@ -7,22 +7,24 @@
 
 namespace Examples {
 
-/// Replaces the file `target`, or what it links to, with one that holds the bytes, in one step:
-/// whoever looks at it meanwhile, or after the program was killed, finds the old file or the new
-/// one, never a part. The bytes are first written to a temporary file beside the target, named
-/// after `program`, a part of a file name.
+/// Replaces the file `target`, or the one it links to, with one that holds the bytes, in one step:
+/// at any time, even after the program was killed, there is the old file or the new one, never a
+/// part. The bytes are first written to a temporary file beside the target, with `program` in its
+/// name.
 ///
-/// A replaced file's permissions are kept, a new file gets `permissions` less the process's mask;
-/// at no time can anybody read the temporary file who may not read the final one.
+/// A replaced file keeps its permissions; a new one gets `permissions` less the process's mask. The
+/// temporary file is never readable by more users than the final one.
 ///
-/// A descriptor of the process's own, such as /dev/stdout, is written to as it is, whatever it
-/// leads to. Any other target that is there but no regular file is refused.
+/// If `target` names a descriptor of this process, such as /dev/stdout, the bytes are written to
+/// the descriptor instead, whatever it leads to. Any other target that exists and is not a regular
+/// file is refused.
 ///
-/// Throws std::runtime_error; the old file, or none, is then there and the temporary one is gone.
+/// On failure throws std::runtime_error with the reason; the target is then as before, and the
+/// temporary file is removed.
 void ReplaceFile(const std::filesystem::path& target, const std::string& program,
                  std::filesystem::perms permissions, std::string_view bytes);
 
-/// Returns true for a name such as the temporary files of `program` have.
+/// Returns true for names of the temporary files of `program`.
 bool IsTemporaryName(const std::string& name, const std::string& program);
 
 } // namespace Examples

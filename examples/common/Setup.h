@@ -5,8 +5,8 @@
 
 namespace Examples {
 
-/// Keeps the library set up for the length of a scope. Throws what BasesInit lets through:
-/// std::runtime_error when the environment asks for a locale that the machine does not have.
+/// Initialises the library for a scope. Throws what BasesInit does: std::runtime_error when the
+/// environment names a locale that the machine does not have.
 class Setup {
 public:
     Setup() { Vorn::BasesInit(); }

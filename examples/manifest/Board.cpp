@@ -29,7 +29,7 @@ std::string Absolute(const std::string& path) {
     return error ? path : canonical.string();
 }
 
-// FNV-1a, which has nothing in common with the hash that makes a key of a segment's name.
+// FNV-1a, unrelated to the hash that derives the key from a segment's name.
 std::uint64_t Fingerprint(std::string_view text) {
     std::uint64_t hash = 14695981039346656037U;
     for (const char c : text)
@@ -41,7 +41,7 @@ std::string LockPrefix(unsigned int process) {
     return "/manifest-" + std::to_string(process) + "-";
 }
 
-// The name may be used to open and to remove a lock: it has to be one of that process's, and whole.
+// The name is used to open and to remove a lock, so it must be complete and one of that process's.
 bool IsLockName(const std::string& name, unsigned int process) {
     return name.size() < LockNameSize && name.starts_with(LockPrefix(process)) &&
            name.find_first_not_of("/manifest-0123456789abcdef") == std::string::npos &&
@@ -62,7 +62,7 @@ std::string SegmentName(const std::string& manifest, int place) {
 
 void Sign(Segment& segment, const std::string& segmentName, const std::string& lockName) {
     auto& board = *new (segment.Data()) Board{};
-    board.magic.exchange(Signing); // seen before the head, not only after it
+    board.magic.exchange(Signing); // visible before the head is
     board.head.version = Version;
     board.head.fingerprint = Fingerprint(segmentName);
     lockName.copy(board.head.lockName, LockNameSize - 1);
@@ -74,7 +74,7 @@ std::string LockNameIn(const Segment& segment, const std::string& segmentName) {
     if (board.magic.load(std::memory_order_acquire) != Magic)
         return "";
     const Board::Head head = board.head;
-    std::atomic_signal_fence(std::memory_order_seq_cst); // the compiler does not read it again
+    std::atomic_signal_fence(std::memory_order_seq_cst); // keeps the compiler from reading it again
     const auto* const end = std::find(head.lockName, head.lockName + LockNameSize, '\0');
     std::string lockName(head.lockName, end);
     const bool known = head.version == Version && head.fingerprint == Fingerprint(segmentName) &&

@@ -13,7 +13,7 @@ namespace {
 
 constexpr std::array<const char*, 7> Units{" B", " KiB", " MiB", " GiB", " TiB", " PiB", " EiB"};
 
-// The library's own text of a double has six decimals and a separator in the middle of them.
+// The library's own formatting of a double has six decimals, with a separator among them.
 std::string WithOneDecimal(double value) {
     std::array<char, 32> text{};
     char* const end = text.data() + text.size();
@@ -22,8 +22,8 @@ std::string WithOneDecimal(double value) {
 
 using ToFields = bool (*)(const Vorn::Time&, Vorn::SysTime&);
 
-// Split at a whole second that is not after the time, so that the milliseconds are not negative
-// before 1970. Date and time of day are formatted apart, as "ddTHH" is no field of a pattern.
+// The seconds are rounded down, so that the milliseconds are not negative before 1970. Date and
+// time of day are formatted separately: "ddTHH" is no field of a pattern.
 std::string DescribeTime(Vorn::Time time, ToFields toFields) {
     const Vorn::Time milliseconds = (time % 1000 + 1000) % 1000;
     Vorn::SysTime fields{};
@@ -34,7 +34,7 @@ std::string DescribeTime(Vorn::Time time, ToFields toFields) {
            Vorn::GetDateTimeFormat("HH:mm:ss.fff", fields);
 }
 
-// A colon and a number below a hundred.
+// A colon and two digits.
 std::string NextField(unsigned long long number) {
     return {':', static_cast<char>('0' + number / 10), static_cast<char>('0' + number % 10)};
 }
@@ -73,9 +73,7 @@ std::string DescribeSize(unsigned long long bytes) {
     return WithOneDecimal(scaled) + Units[unit];
 }
 
-std::string DescribeUniversalTime(Vorn::Time time) {
-    return DescribeTime(time, Vorn::TimeToSysTime);
-}
+std::string DescribeUtcTime(Vorn::Time time) { return DescribeTime(time, Vorn::TimeToSysTime); }
 
 std::string DescribeLocalTime(Vorn::Time time) {
     return DescribeTime(time, Vorn::TimeToLocalSysTime);

@@ -9,7 +9,7 @@
 
 namespace Manifest {
 
-// Values as people read them, the same in every locale.
+// Values formatted for people, the same in every locale.
 
 /// Returns "file", "directory", "link", "fifo", "socket" or "device".
 const char* NameOf(Kind kind);
@@ -17,9 +17,9 @@ const char* NameOf(Kind kind);
 /// Returns a count of bytes as "535 B", "2.9 KiB" and so on.
 std::string DescribeSize(unsigned long long bytes);
 
-/// Return a count of milliseconds since 1970 as "2026-11-21T10:00:00.000", in universal time or in
-/// that of the local zone. The text is empty for a time that the C library does not know.
-std::string DescribeUniversalTime(Vorn::Time time);
+/// Return milliseconds since 1970 as "2026-11-21T10:00:00.000", in UTC or in local time; an empty
+/// text when the C library cannot convert the time.
+std::string DescribeUtcTime(Vorn::Time time);
 std::string DescribeLocalTime(Vorn::Time time);
 
 /// Returns whole seconds as "0:07", "12:34" or "5:00:01".

@@ -46,7 +46,7 @@ public:
         Vorn::CryptoHashMd5::MD5Update(&m_context, piece.data(), piece.size());
     }
 
-    /// Ends the digest. To be called once, after all was added.
+    /// Finishes the digest; to be called once.
     std::string Text() {
         Vorn::CryptoHashMd5::MD5Digest_struct digest;
         Vorn::CryptoHashMd5::MD5Final(&digest, &m_context);
@@ -57,7 +57,7 @@ private:
     char m_context[88];
 };
 
-// In one go, so that the numbers and the digest are those of the same content.
+// In one pass, so that counts and digest are of the same content.
 void MeasureContent(Entry& entry, Done& done) {
     Digest digest;
     entry.bytes = 0;
@@ -79,7 +79,7 @@ void Measure(Entry& entry, Done& done) {
         entry.failure = "no identifier could be made";
 }
 
-// StartThread is content also when the platform refuses the thread; nobody would ever run a task.
+// StartThread returns true even when the platform refuses the thread; no task would ever run then.
 bool Start(Vorn::ThreadTaskPool& pool) {
     return pool.StartThread(Vorn::ThreadStart::Running) && pool.GetThreadId() != 0;
 }
@@ -91,7 +91,7 @@ Advance MeasureFiles(std::vector<Entry>& entries,
     Advance advance = Total(entries);
     Done done;
     Vorn::Event measured;
-    Vorn::ThreadTaskPool pool; // behind what its tasks use, so that it is gone first
+    Vorn::ThreadTaskPool pool; // declared last, so that it is destroyed before what its tasks use
     if (!measured.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr) ||
         !Start(pool))
         throw std::runtime_error("no worker thread could be started");
@@ -99,8 +99,8 @@ Advance MeasureFiles(std::vector<Entry>& entries,
     report(advance);
     for (Entry& entry : entries)
         pool.Post([&entry, &done] { Measure(entry, done); });
-    // Tasks run in the order in which they were posted: this one comes when all files are measured.
-    // An idle worker looks for a stop only ten times a second; asked from a task, it stops at once.
+    // Tasks run in the order posted, so this one runs when all files are measured. An idle worker
+    // checks for a stop only ten times a second; told from within a task, it stops at once.
     pool.Post([&pool, &measured] {
         pool.StopThreadEvent();
         measured.Set();

@@ -97,7 +97,7 @@ bool WriteManifest(Vorn::XmlWriter& xml, const Document& document) {
 
 using Attributes = std::map<std::string, std::string>;
 
-// An attribute whose text does not exist in the locale's character set is left out.
+// Without attributes whose text the locale's character set cannot express.
 Attributes ReadAttributes(Vorn::XmlReader& xml, Vorn::XmlReader::Element* element) {
     Attributes attributes;
     auto* attribute = xml.GetFirstAttribute(element);
@@ -117,7 +117,7 @@ std::string Require(const Attributes& attributes, const char* name) {
     return found->second;
 }
 
-// Read from the text, because the reader's own unsigned long form ends at the largest int.
+// Parsed from the text: the reader's own unsigned long form stops at the largest int.
 unsigned long long RequireNumber(const Attributes& attributes, const char* name) {
     const std::string text = Require(attributes, name);
     unsigned long long number = 0;
@@ -133,12 +133,12 @@ Vorn::Guid RequireGuid(const Attributes& attributes, const char* name) {
     try {
         if (id.FromString(Require(attributes, name)))
             return id;
-    } catch (const std::runtime_error&) { // a malformed text
+    } catch (const std::runtime_error&) { // malformed
     }
     RefuseManifest();
 }
 
-// A name is always written; where it is missing, the locale has not all of its characters.
+// Every entry is written with a name; if it is missing, the locale lacks some of its characters.
 std::string ReadName(const Attributes& attributes, Document& document) {
     const auto name = attributes.find("name");
     if (name == attributes.end()) {
@@ -202,7 +202,7 @@ void CheckRoot(Vorn::XmlReader& xml, Vorn::XmlReader::Element* root) {
     if (!xml.GetElement(root, name) || name != "manifest")
         RefuseManifest();
     if (RequireNumber(ReadAttributes(xml, root), "version") != FormatVersion)
-        throw std::runtime_error("a manifest of a version that this program does not know");
+        throw std::runtime_error("a manifest of an unknown version");
 }
 
 } // namespace

@@ -23,27 +23,26 @@ namespace Manifest {
 //       <failure name="missing.txt">No such file or directory</failure>
 //     </manifest>
 //
-// The paths are those that the entries were found at and below. Any other element's name is its
-// entry's kind: file, directory, link, fifo, socket or device. The size is the bytes once more, for
-// people; times may be missing, and older manifests have neither paths nor digests.
+// The paths are those that create was given. Any other element is named after its entry's kind:
+// file, directory, link, fifo, socket or device. `size` repeats `bytes` for people; times may be
+// missing, and older manifests have neither paths nor digests.
 //
-// A name that could not stand in it as it is has percent escapes, and an attribute
-// escaped="percent" beside it. Elements and attributes that a reader does not know are to be
-// ignored.
+// A name that XML cannot hold as it is is percent-encoded, with an attribute escaped="percent"
+// beside it. Readers ignore elements and attributes that they do not know.
 
 /// What a manifest holds.
 struct Document {
     std::vector<std::string> paths; // in the order in which the user gave them
     std::vector<Entry> entries;
-    bool hasAllNames = true; // false when there are names that the current locale cannot show
+    bool hasAllNames = true; // false when the current locale lacks characters of some
 };
 
-/// Saves the document, in its order, as the manifest at `path`. Throws std::runtime_error with the
-/// reason when that fails; what was at `path` before is then still there.
+/// Saves the document, in its order, as the manifest at `path`. On failure throws
+/// std::runtime_error with the reason, and the old file stays.
 void SaveManifest(const std::string& path, const Document& document);
 
 /// Returns what the manifest at `path` holds. Throws std::runtime_error with the reason when it
-/// cannot be read or is no manifest.
+/// cannot be read or is not a manifest.
 Document LoadManifest(const std::string& path);
 
 } // namespace Manifest

@@ -15,21 +15,21 @@ namespace Manifest {
 
 namespace {
 
-// A terminal that does not tell its width is taken for one of the usual width.
-std::size_t RoomForLine() {
+// 80 columns where the terminal does not report its width.
+std::size_t LineWidth() {
     constexpr std::size_t Usual = 80;
     winsize size{};
     const bool known = ioctl(STDERR_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0;
     return (known ? size.ws_col : Usual) - 1;
 }
 
-// In floating point, as a count times a thousand need not fit its type.
+// In floating point, as the bytes times a thousand may overflow.
 std::string FormatRate(const Advance& advance, unsigned long long allBytes,
                        unsigned long elapsedMs) {
-    constexpr double Fastest = 9e18; // bytes; as much as can be described
+    constexpr double Fastest = 9e18; // bytes; the most that DescribeSize takes
     const double perSecond = std::min(
         static_cast<double>(advance.bytes) * 1000 / static_cast<double>(elapsedMs), Fastest);
-    constexpr double Longest = 1e9; // seconds; what the first bytes promise may fit no integer
+    constexpr double Longest = 1e9; // seconds; an early estimate may fit no integer
     const double left =
         std::min(static_cast<double>(allBytes - advance.bytes) / perSecond, Longest);
     return DescribeSize(static_cast<unsigned long long>(perSecond)) + "/s, " +
@@ -57,7 +57,7 @@ Progress::~Progress() {
 }
 
 void Progress::Show(const Advance& advance) {
-    const unsigned long now = Vorn::timer_ms(); // which may have been set back
+    const unsigned long now = Vorn::timer_ms(); // the clock may have been set back
     Show(FormatProgress(advance, now > m_begin ? now - m_begin : 0));
 }
 
@@ -67,10 +67,10 @@ void Progress::Show(const std::string& line) {
 }
 
 void Progress::Write(std::string line) {
-    line.resize(std::min(line.size(), RoomForLine()));
+    line.resize(std::min(line.size(), LineWidth()));
     const std::size_t length = std::exchange(m_length, line.size());
     line.append(length - std::min(length, line.size()),
-                ' '); // over what is left of the line before
+                ' '); // over the rest of the line before
     std::fprintf(stderr, "\r%s", line.c_str());
 }
 

@@ -9,24 +9,23 @@
 namespace Manifest {
 
 /// Returns a line such as "12 of 345 files, 1.2 MiB of 3.4 MiB, 600.0 KiB/s, 0:03 left". Rate and
-/// time left are missing until there is something to calculate them from.
+/// time left are omitted while nothing has been read.
 std::string FormatProgress(const Advance& advance, unsigned long elapsedMs);
 
-/// A line on standard error that tells how far a measurement has come, as long as the object lives.
-/// Nothing is written when that is no terminal.
+/// A progress line on standard error, shown for the lifetime of the object if that is a terminal.
 class Progress {
 public:
     Progress();
 
-    /// Takes the line away.
+    /// Clears the line.
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Returns true when there is a terminal to write to.
+    /// Returns true when standard error is a terminal.
     bool IsOnTerminal() const { return m_terminal; }
 
-    /// Replace the line; what has no room in the terminal's width is cut off.
+    /// Replace the line, cut to the terminal's width.
     void Show(const Advance& advance);
     void Show(const std::string& line);
 
@@ -35,7 +34,7 @@ private:
 
     bool m_terminal;
     unsigned long m_begin;
-    std::size_t m_length = 0; // of the line that is there
+    std::size_t m_length = 0; // of the line shown
 };
 
 } // namespace Manifest

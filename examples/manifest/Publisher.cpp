@@ -10,8 +10,8 @@ namespace {
 
 constexpr unsigned int LockLimitMs = 5;
 
-// Whoever opens the lock of the former run after its name is gone makes a new one; that the name is
-// gone has to be known by then. The former run, if it lives, keeps the lock that it has open.
+// Whoever opens the former run's lock after its name is removed creates a new one, and can tell
+// from lockGone, which is therefore set first. A former run that is alive keeps its open lock.
 void RemoveLock(Board& board, const std::string& lockName) {
     board.lockGone.store(1);
     Vorn::Mutex lock;
@@ -62,7 +62,7 @@ void Publisher::SetUp(const std::string& name, const std::string& lockName) {
 }
 
 void Publisher::Show(const Advance& advance) {
-    const unsigned long now = Vorn::timer_ms(); // which may be set back
+    const unsigned long now = Vorn::timer_ms(); // the clock may be set back
     if (m_counters.measuring == 0)
         m_begin = now;
     m_counters.measuring = 1;
@@ -84,9 +84,9 @@ void Publisher::Write() {
     m_lock.Unlock();
 }
 
-// First the lock: its name would be lost with the segment, should the run be killed in between. The
-// segment is removed while it is mapped: the next run may have removed it before, and once its last
-// mapping is gone a removal would fail.
+// The lock goes first: if the run were killed in between, its name would be lost with the segment.
+// The segment is removed while it is mapped: the next run may have removed it already, and without
+// a mapping removing it again would fail.
 void Publisher::End(Outcome outcome) {
     if (m_board == nullptr)
         return;

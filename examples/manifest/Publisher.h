@@ -11,42 +11,41 @@
 
 namespace Manifest {
 
-/// Lets other processes see how far the run of this one has come, from construction on. A run that
-/// may not write shared memory (see Segment) goes on without anybody noticing; nothing here ever
-/// fails or waits for more than a moment.
+/// Publishes how far this process's run has come, for other processes to watch. It never fails and
+/// never waits for more than a moment: a run that may not write shared memory (see Segment) simply
+/// is not seen.
 ///
-/// What a run that was killed leaves behind stops no later one:
-/// - Its segment stays. The next run for the same manifest removes it and makes its own; it also
-///   takes the place of one that is still alive, which goes on unseen and ends as ever. One that
-///   was killed before it had signed is known by its maker, which is gone; only a lock that this
-///   one had just made stays, and nobody ever uses it.
-/// - Its lock may stay locked for ever. So every run has a lock of its own, whose name lies in the
-///   segment, and removes that of the run that was there before.
-/// - Any other segment stays: it may be another program's, or of another version's run. The next
-///   place is used then.
+/// A run that was killed must not stop a later one:
+/// - Its segment stays. The next run for the same manifest removes it and makes its own. It does so
+///   to a live run, too, which goes on unseen and ends as usual. A run that was killed before it
+///   signed is recognised by its dead maker; only the lock that it had just made stays, unused.
+/// - Its lock may stay locked for ever. So every run has a lock of its own, named in the segment,
+///   and removes the former run's.
+/// - Any other segment is left alone: it may belong to another program or version. The next place
+///   is used instead.
 ///
-/// Who holds the lock may be killed or stopped, too, so an update for which it cannot be had at
-/// once is skipped. The end is told without the lock.
+/// A watcher that holds the lock may be killed or stopped, too. So an update is skipped when the
+/// lock is not free within a few milliseconds, and the end is published without the lock.
 ///
-/// Note: where the platform makes no named semaphore, the library tells so on standard output
+/// Note: where the platform cannot create a named semaphore, the library says so on standard output
 /// ("[ThreadSync] Mutex create failure.").
 class Publisher {
 public:
     /// `manifest` is the path by which a watcher finds the run.
     explicit Publisher(const std::string& manifest);
 
-    /// Tells that the run has failed unless Finish was called.
+    /// Publishes that the run failed, unless Finish was called.
     ~Publisher();
     Publisher(const Publisher&) = delete;
     Publisher& operator=(const Publisher&) = delete;
 
-    /// Tells how far measuring has come.
+    /// Publishes how far measuring has come.
     void Show(const Advance& advance);
 
-    /// Tells that the run has done what it should, and ends the publication.
+    /// Publishes that the run succeeded, and ends the publication.
     void Finish();
 
-    /// Returns true when others can see it.
+    /// Returns true when the run can be watched.
     bool IsPublic() const { return m_board != nullptr; }
 
 private:

@@ -13,13 +13,13 @@ namespace Manifest {
 
 namespace {
 
-// Never destroyed; the list is not, either, and keeps them reachable.
+// Never destroyed; neither is the list, which keeps them reachable.
 Vorn::Shm& MakeLastingShm() {
     static auto& all = *new std::forward_list<Vorn::Shm>;
     return all.emplace_front();
 }
 
-// One without a name, which is no business of the class.
+// With a private segment, which Shm cannot make.
 void UseUpFirstIdentifier() {
     const int segment = shmget(IPC_PRIVATE, 1, 0600);
     if (segment != -1)
@@ -30,7 +30,7 @@ bool IsMapped(const unsigned char* data) {
     return data != nullptr && reinterpret_cast<std::intptr_t>(data) != -1;
 }
 
-// As Shm makes it.
+// As Shm derives it.
 key_t KeyOf(const std::string& name) {
     std::uint32_t hash = 5381;
     for (const char c : name)
@@ -38,13 +38,13 @@ key_t KeyOf(const std::string& name) {
     return static_cast<key_t>(hash);
 }
 
-/// What the platform knows of the segment of a name.
+/// What the platform knows about the segment with a name.
 struct Known {
-    int id = -1; // stays -1 when there is none of this user and of the size
+    int id = -1; // -1: there is none of this user and size
     pid_t maker = 0;
 };
 
-// A segment can be given to another user, but who made it stays.
+// The owner of a segment can be changed, its creator cannot.
 Known FindOwn(const std::string& name) {
     const int id = shmget(KeyOf(name), 0, 0);
     shmid_ds status{};
@@ -64,14 +64,14 @@ Segment::~Segment() {
         m_shm->Unmap(m_data);
 }
 
-// What was made is mapped twice, so that it can be removed also where it may not be written.
+// Mapped twice: the first mapping allows removing it even where it may not be written.
 Segment::Creation Segment::Create(const std::string& name) {
     Vorn::Shm& made = MakeLastingShm();
     UseUpFirstIdentifier();
     if (!made.Create(Size, name.c_str(), Vorn::ShmAccess::ReadOnly, Vorn::ShmFill::None))
         return Creation::NotMade;
     unsigned char* const data = made.Map();
-    if (!IsMapped(data)) // somebody has removed it already, or there is no room for any
+    if (!IsMapped(data)) // removed by somebody already, or no address space is left
         return Creation::NotMade;
     const bool writable = Open(name, Access::Write);
     if (!writable)
@@ -80,8 +80,8 @@ Segment::Creation Segment::Create(const std::string& name) {
     return writable ? Creation::Done : Creation::NotWritable;
 }
 
-// What is found before and after is what was opened in between, as identifiers are not soon given
-// again.
+// An identifier that is the same before and after is that of the segment opened in between:
+// identifiers are not reused soon.
 bool Segment::Open(const std::string& name, Access access) {
     const Known known = FindOwn(name);
     if (known.id == -1)

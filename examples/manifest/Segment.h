@@ -10,22 +10,22 @@
 
 namespace Manifest {
 
-/// A segment of shared memory as long as it is mapped; of one page, and of this user.
+/// A mapped segment of shared memory, one page long and made by this user.
 ///
-/// The library's Shm asks for some care, which is taken here:
+/// The library's Shm needs some care, which is taken here:
 /// - Closing or destroying one whose Create or Open failed ends the process, and so does removing a
-///   segment that is gone or another user's. So the Shm objects live on to the end of the process,
-///   reachable but never destroyed (a few at most: one or two for each call of Create and Open),
-///   and a segment is removed only on demand, and only while it is mapped, when that cannot fail.
-/// - Open reports success also when it failed, which shows when it is mapped.
-/// - Who made a segment gets no memory to write to. For that it is opened once more, which asks for
-///   execute permission, and nobody has it: only processes for which permissions do not count
+///   segment that is gone or another user's. So Shm objects are never destroyed (one or two for
+///   each call of Create and Open stay reachable to the end), and a segment is removed only while
+///   it is mapped, when that cannot fail.
+/// - Open returns true even when it failed; mapping it then fails.
+/// - The maker's own mapping is read-only. To write, the segment is opened once more, which asks
+///   for execute permission, and nobody has that: only processes that override permissions
 ///   (CAP_IPC_OWNER, as the superuser has it) can make one of these segments.
-/// - The first segment that a machine or container ever has gets an identifier that Shm takes for
-///   none, and it could not be removed. One that nobody needs gets it instead.
+/// - The first segment of a machine or container gets an identifier that Shm takes for none, so it
+///   could not be removed. A dummy gets it instead.
 ///
-/// Whose a segment is, how long and who made it, the platform is asked by its own calls, as the
-/// class does not tell. What lies in a segment proves nothing: anybody can have written it.
+/// Owner, size and maker are asked of the platform, as Shm does not provide them. What lies in a
+/// segment proves nothing: anybody can have written it.
 class Segment {
 public:
     static constexpr std::size_t Size = 4096;
@@ -38,31 +38,30 @@ public:
     Segment(const Segment&) = delete;
     Segment& operator=(const Segment&) = delete;
 
-    /// Makes a segment that is all zero and maps it for writing. Returns NotMade when there is one
-    /// of the name already, or none can be made, and NotWritable when this process may not write to
-    /// any; nothing is left behind then. Not for an object that has something mapped.
+    /// Makes a segment of zeros and maps it for writing. Returns NotMade when the name is taken or
+    /// no segment can be made, and NotWritable when this process may not write to it; nothing is
+    /// left behind then. The object must have nothing mapped.
     Creation Create(const std::string& name);
 
-    /// Maps the segment of the name. Returns false when it is not there or may not be mapped, and
-    /// when another user made it or it has another size. Not for an object that has something
-    /// mapped.
+    /// Maps the segment with the name. Returns false when there is none, when it may not be mapped,
+    /// when another user made it, or when it has another size. The object must have nothing mapped.
     bool Open(const std::string& name, Access access);
 
-    /// Takes the mapped segment's name away for everybody; it goes with its last mapping.
+    /// Removes the mapped segment: its name at once, its memory with the last mapping.
     void Remove();
 
     /// Returns where the segment is mapped; null when it is not.
     void* Data() const { return m_data; }
 
-    /// Returns the process that made the mapped segment; 0 when that is one of another container.
+    /// Returns the process that made the mapped segment; 0 when it is in another container.
     pid_t Maker() const { return m_maker; }
 
-    /// Returns true as long as that process, or another with its number, exists, and when it cannot
-    /// be told.
+    /// Returns true while that process, or another with its number, exists, and when that is
+    /// unknown.
     bool MakerLives() const;
 
 private:
-    Vorn::Shm* m_shm = nullptr; // what the segment is mapped and removed by
+    Vorn::Shm* m_shm = nullptr; // maps and removes the segment
     unsigned char* m_data = nullptr;
     pid_t m_maker = 0;
 };

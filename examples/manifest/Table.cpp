@@ -65,7 +65,7 @@ Row MakeTotal(const std::vector<Entry>& entries) {
 
 bool IsNumeric(std::size_t column) { return column == Bytes || column == Size || column == Lines; }
 
-// Numbers stand to the right of their columns; the last column needs no width.
+// Numbers are right-aligned; the last column needs no width.
 std::string Format(const std::vector<Row>& rows) {
     std::array<std::size_t, Name> widths{};
     for (const Row& row : rows)

@@ -8,7 +8,7 @@
 
 namespace Manifest {
 
-/// Returns the entries as lines of text in aligned columns, with a heading and a total.
+/// Returns the entries as a table of text with aligned columns, a heading and a total.
 std::string FormatTable(const std::vector<Entry>& entries);
 
 } // namespace Manifest

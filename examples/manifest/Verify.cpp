@@ -24,7 +24,7 @@ namespace {
 
 using Sorted = std::vector<const Entry*>;
 
-// Stable: entries of one name stay in the order in which the walk finds them.
+// Stable: entries that share a name stay in the order of the walk.
 Sorted SortByName(const std::vector<Entry>& entries) {
     Sorted sorted;
     std::transform(entries.begin(), entries.end(), std::back_inserter(sorted),
@@ -35,11 +35,11 @@ Sorted SortByName(const std::vector<Entry>& entries) {
 }
 
 fs::file_type TypeNow(const std::string& name) {
-    std::error_code ignored; // the type tells
+    std::error_code ignored; // the type says it all
     return fs::status(name, ignored).type();
 }
 
-/// The directories below which nobody could look.
+/// The directories that could not be read.
 class Closed {
 public:
     explicit Closed(const std::vector<Entry>& found) {
@@ -48,7 +48,7 @@ public:
                 m_names.insert(entry.name);
     }
 
-    /// True when one of them is above the name. They may have been given with a slash at the end.
+    /// Returns true when one of them is above the name. Their own names may end in a slash.
     bool IsAbove(std::string_view name) const {
         if (m_names.empty())
             return false;
@@ -59,7 +59,7 @@ public:
     }
 
 private:
-    // What cannot even be looked at, for which there is no type, may be a directory as well.
+    // What cannot even be stat'ed has no type, and may be a directory as well.
     static bool MayHaveContent(const std::string& name) {
         const fs::file_type type = TypeNow(name);
         return type == fs::file_type::directory || type == fs::file_type::none;
@@ -109,7 +109,7 @@ Finding JudgeBoth(const Entry& recorded, const Entry& found) {
     return {name, Verdict::Unread, found.failure};
 }
 
-// Nothing is said of what was gone before it could be measured.
+// What vanished before it was measured is not reported.
 std::optional<Finding> JudgeFound(const Entry& found) {
     if (!found.failure.empty() && TypeNow(found.name) == fs::file_type::not_found)
         return std::nullopt;
@@ -172,22 +172,22 @@ std::string FormatSummary(const std::vector<Finding>& findings) {
     return text + "\n";
 }
 
-// Without these there is nothing to compare with, or no telling what is new.
+// Without digests there is nothing to compare with; without paths or names, nowhere to look.
 void RequireVerifiable(const Document& document) {
     const auto lacksDigest = [](const Entry& entry) {
         return entry.failure.empty() && entry.kind == Kind::File && entry.md5.empty();
     };
     if (std::any_of(document.entries.begin(), document.entries.end(), lacksDigest))
-        throw std::runtime_error("it records no digests to verify with; create it anew");
+        throw std::runtime_error("it records no digests; create it again");
     if (document.paths.empty())
-        throw std::runtime_error("it does not record what paths it was made of; create it anew");
+        throw std::runtime_error("it does not record its paths; create it again");
     if (!document.hasAllNames)
         throw std::runtime_error("it has names that this locale cannot show; verify it in the "
                                  "locale in which it was created");
 }
 
-// As one of the paths, the manifest cannot be what it was before it was written. In a directory it
-// is not found.
+// A manifest that is one of its own paths has changed by being written. In a directory the walk
+// leaves it out.
 void LeaveOut(const std::string& manifest, Document& document) {
     const auto isManifest = [&manifest](const std::string& path) {
         std::error_code error;
@@ -212,7 +212,7 @@ Document LoadForVerifying(const std::string& path) {
 std::vector<Finding> Compare(const std::vector<Entry>& recorded, const std::vector<Entry>& found) {
     std::vector<Finding> findings =
         JudgeAll(SortByName(recorded), SortByName(found), Closed(found));
-    // Of one name, those that are the same are behind all others, those without details last.
+    // Within a name, Same comes last, and details come before none.
     const auto comesBefore = [](const Finding& a, const Finding& b) {
         return std::tie(a.name, a.verdict, b.detail) < std::tie(b.name, b.verdict, a.detail);
     };

@@ -9,16 +9,16 @@
 
 namespace Manifest {
 
-/// Returns what the manifest at `path` holds, but nothing of itself. Throws std::runtime_error with
-/// the reason when it cannot be loaded, or holds too little to be verified.
+/// Loads the manifest at `path`, without its own entry. Throws std::runtime_error with the reason
+/// when it cannot be loaded or records too little to be verified.
 Document LoadForVerifying(const std::string& path);
 
-/// What a comparison says of an entry.
+/// The result of comparing an entry.
 enum class Verdict {
-    Missing,      // recorded, and there no more
-    Changed,      // of another kind or content than recorded, or recorded as a failure only
-    New,          // there and not recorded
-    Unread,       // recorded and perhaps there, but it cannot be read or looked at
+    Missing,      // recorded, no longer there
+    Changed,      // another kind or content than recorded, or recorded as a failure only
+    New,          // there, not recorded
+    Unread,       // recorded, but cannot be read or stat'ed now
     StillFailing, // recorded as a failure, and failing for the same reason
     Same,         // as recorded
 };
@@ -26,24 +26,23 @@ enum class Verdict {
 struct Finding {
     std::string name;
     Verdict verdict{};
-    std::string detail; // what has changed, or why it is unread if that is the entry's own matter
+    std::string detail; // what has changed, or the entry's own reason for being unread
 
     bool operator==(const Finding&) const = default;
 };
 
-/// Compares what was recorded with what was found and measured since, at the same paths. Returns
-/// the findings sorted by name. Several entries of a name, as of a path given twice, are compared
-/// each with its own; what is said of them is said once, and that they are the same if there is
-/// nothing else to be said.
+/// Compares recorded entries with those found and measured now at the same paths, by kind, bytes,
+/// lines and digest. Returns the findings sorted by name. Entries that share a name, as when a path
+/// is given twice, are compared in order; equal findings are returned once, and Same only if there
+/// is no other.
 ///
-/// Kind, bytes, lines and digest are compared. Entries that cannot be measured are looked at again,
-/// to tell what is missing from what cannot be read.
+/// Entries that could not be measured are looked at again, to tell missing from unread ones.
 std::vector<Finding> Compare(const std::vector<Entry>& recorded, const std::vector<Entry>& found);
 
-/// Returns true when there is nothing but what is as it was recorded.
+/// Returns true when all findings are Same or StillFailing.
 bool AllAsRecorded(const std::vector<Finding>& findings);
 
-/// Returns a line of text for everything that is missing, changed or new, and a summary.
+/// Returns a line of text for everything missing, changed or new, and a summary.
 std::string FormatFindings(const std::vector<Finding>& findings);
 
 } // namespace Manifest

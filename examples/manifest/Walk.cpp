@@ -28,7 +28,7 @@ bool SameFile(const Status& a, const Status& b) {
     return a.st_dev == b.st_dev && a.st_ino == b.st_ino;
 }
 
-/// A name in a directory, however the directory is reached; the file need not be there.
+/// A name in a directory, whichever path leads there; the file need not exist.
 class Place {
 public:
     explicit Place(const fs::path& path) : m_name(path.filename().string()) {
@@ -47,7 +47,7 @@ private:
     bool m_known = false;
 };
 
-// A link is not replaced itself, but what it leads to.
+// Where output is a link, its target is what is replaced.
 std::vector<Place> PlacesOf(const std::string& output) {
     std::vector<Place> places{Place(output)};
     std::error_code error;
@@ -57,9 +57,9 @@ std::vector<Place> PlacesOf(const std::string& output) {
     return places;
 }
 
-// FindNext returns false in three cases. At an entry that cannot be looked at, such as a link that
-// leads nowhere, the name changes; when the directory cannot be read on, errno does; at the end
-// neither. Throws in the second case.
+// FindNext returns false at an entry that cannot be stat'ed, such as a dangling link (the name
+// changes), after a read error (errno changes), and at the end (neither does). Throws after a read
+// error.
 bool GoToNextName(Vorn::FileFind& find) {
     const std::string before = find.GetFileName();
     errno = 0;
@@ -70,8 +70,8 @@ bool GoToNextName(Vorn::FileFind& find) {
     return false;
 }
 
-// For directories that FindFirst fails for: it tells none that is empty, or begins with a link that
-// leads nowhere, from one that cannot be read. Throws for the last.
+// For directories on which FindFirst fails: those that are empty, begin with a dangling link, or
+// cannot be read. Throws for the last.
 Names ListOtherwise(const std::string& directory) {
     Names names;
     for (const fs::directory_entry& entry : fs::directory_iterator(directory))
@@ -79,7 +79,7 @@ Names ListOtherwise(const std::string& directory) {
     return names;
 }
 
-// `directory` ends in a separator. Throws when not all names can be had.
+// `directory` ends in a separator. Throws when it cannot be read to its end.
 Names List(const std::string& directory) {
     Vorn::FileFind find;
     if (!find.FindFirst(directory, ""))
@@ -125,7 +125,7 @@ Entry Describe(const std::string& path, const Status& status) {
     entry.kind = KindOf(status);
     if (entry.kind == Kind::File)
         entry.bytes = static_cast<unsigned long long>(status.st_size);
-    entry.writtenUtc = DescribeUniversalTime(WrittenAt(status));
+    entry.writtenUtc = DescribeUtcTime(WrittenAt(status));
     entry.writtenLocal = DescribeLocalTime(WrittenAt(status));
     return entry;
 }
@@ -160,7 +160,7 @@ private:
             AddContent(path, status);
     }
 
-    // A directory that cannot be listed, or not to its end, becomes a failure itself.
+    // A directory that cannot be read to its end becomes a failure itself.
     void AddContent(const std::string& path, const Status& status) {
         const std::string prefix = path.back() == '/' ? path : path + "/";
         Names names;

@@ -8,14 +8,15 @@
 
 namespace Manifest {
 
-/// Returns an entry for every path, in the order given, each directory's followed by those of all
-/// that is below it, depth first, sorted by the bytes of the names.
+/// Returns an entry for every path, in the order given. A directory's entry is followed by those of
+/// everything below it, depth first, sorted by the bytes of the names.
 ///
-/// A path that is a link is followed; links inside a directory are entries of their own. What
-/// cannot be looked at is an entry with a failure; so is a directory that cannot be listed to its
-/// end, without anything below it, and a path that is neither a file nor a directory. `output` is
-/// not there in its directory, nor is what ReplaceFile writes before it takes that place; as one of
-/// the paths it is.
+/// A path that is a link is followed; a link inside a directory is an entry. An entry with a
+/// failure stands for what cannot be stat'ed, for a path that is neither a file nor a directory,
+/// and for a directory that cannot be read to its end, with everything in it.
+///
+/// `output`, and the temporary files that ReplaceFile makes beside it, are left out unless they are
+/// among the paths.
 std::vector<Entry> FindEntries(const std::vector<std::string>& paths, const std::string& output);
 
 } // namespace Manifest

@@ -21,8 +21,7 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// Never destroyed, as that would take the lock's name away from the run and all others who watch
-// it.
+// Never destroyed: that would remove the lock's name for the run and its other watchers.
 Vorn::Mutex& MakeLastingMutex() {
     static auto& all = *new std::forward_list<Vorn::Mutex>;
     return all.emplace_front();
@@ -38,7 +37,7 @@ std::string Describe(const Counters& counters) {
     return FormatProgress(AdvanceOf(counters), counters.elapsedMs);
 }
 
-/// A run as far as it can be seen from another process.
+/// A run as seen from another process.
 class Run {
 public:
     /// Returns null when there is none.
@@ -52,10 +51,10 @@ public:
     bool HasEnded() const { return HowItEnded() != Outcome::Running; }
     bool Lives() const { return m_segment->MakerLives(); }
 
-    /// What a run that has ended left.
+    /// The final counters of a run that has ended.
     const Counters& Last() const { return m_board.last; }
 
-    /// Returns false when the lock cannot be had for that long.
+    /// Returns false when the lock stays taken for that long.
     bool Read(Counters& counters, unsigned int lockMs) const {
         if (m_lock == nullptr || !LockWithin(*m_lock, lockMs))
             return false;
@@ -85,7 +84,7 @@ std::unique_ptr<Run> Run::FindIn(const std::string& segmentName) {
     return std::make_unique<Run>(std::move(segment), std::move(lockName));
 }
 
-// A run that was killed is of interest only when no other is there.
+// A killed run counts only where there is no live one.
 std::unique_ptr<Run> Run::FindAny(const std::string& manifest) {
     std::unique_ptr<Run> found;
     for (int place = 0; place < Places; ++place) {
@@ -106,8 +105,8 @@ std::unique_ptr<Run> Run::Find(const std::string& manifest) {
     return nullptr;
 }
 
-// Opening makes a lock where there is none any more. Returns false when that may have happened;
-// nothing is left of it then.
+// Opening creates a lock that is gone. Returns false when that may have happened, after removing it
+// again.
 bool Run::OpenLock() {
     Vorn::Mutex& lock = MakeLastingMutex();
     if (!lock.Open(m_lockName.c_str()))
@@ -122,7 +121,7 @@ bool Run::OpenLock() {
 
 using Show = std::function<void(const std::string&)>;
 
-/// Somebody who looks at a run from time to time.
+/// Looks at a run from time to time.
 class Watcher {
 public:
     Watcher(const Run& run, const Show& show, const Patience& patience)
@@ -134,9 +133,9 @@ public:
         m_locked = !read;
         if (read)
             Take(counters);
-        Tell();
+        Report();
         if (m_expectsNews && Clock::now() - m_heard > std::chrono::milliseconds(m_patience.silence))
-            throw std::runtime_error("nothing was heard of the run for too long");
+            throw std::runtime_error("the run has been silent for too long");
     }
 
 private:
@@ -148,11 +147,11 @@ private:
         m_text = Describe(counters);
     }
 
-    void Tell() {
+    void Report() {
         std::string text = m_text;
         if (m_locked)
-            text += std::string(text.empty() ? "" : ", ") + "the counters are locked by somebody";
-        if (text != std::exchange(m_told, text))
+            text += std::string(text.empty() ? "" : ", ") + "the counters are locked";
+        if (text != std::exchange(m_reported, text))
             m_show(text);
     }
 
@@ -163,7 +162,7 @@ private:
     bool m_expectsNews = false; // not while the run looks for files or saves
     std::uint64_t m_updates = 0;
     std::string m_text; // of what was seen last
-    std::string m_told;
+    std::string m_reported;
     Clock::time_point m_heard = Clock::now();
 };
 
@@ -180,8 +179,8 @@ std::string DescribeEnd(const Run& run) {
 std::string WatchRun(const std::string& manifest, const Show& show, const Patience& patience) {
     const std::unique_ptr<Run> run = Run::Find(manifest);
     if (run == nullptr)
-        throw std::runtime_error("no run to watch; only one of the same user, who needs the "
-                                 "privilege to write shared memory, can be watched");
+        throw std::runtime_error("no run to watch; it must be one of the same user, with "
+                                 "the privilege to write shared memory");
     Watcher watcher(*run, show, patience);
     for (;;) {
         const bool lives = run->Lives(); // asked first, as it may end in between

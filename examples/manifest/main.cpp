@@ -1,4 +1,4 @@
-// Makes XML inventories of files and of all in directories; "manifest help" tells more.
+// Creates, shows and verifies XML inventories of files and directories; see "manifest help".
 
 #include <algorithm>
 #include <array>
@@ -34,7 +34,7 @@ void Complain(const std::string& name, const std::string& reason) {
     Complain(Examples::ForDisplay(name) + ": " + reason);
 }
 
-// The progress line is gone before anything else is said.
+// The progress line is cleared before anything else is printed.
 void Measure(std::vector<Manifest::Entry>& entries, Manifest::Publisher& publisher) {
     Manifest::Progress progress;
     publisher.Show(Manifest::MeasureFiles(entries, [&](const Manifest::Advance& advance) {
@@ -87,7 +87,7 @@ ExitStatus Verify(const Arguments& arguments) {
     return Manifest::AllAsRecorded(findings) ? Success : Failure;
 }
 
-// On a terminal one line changes all the time; anywhere else every change is a line.
+// On a terminal one line is updated in place; elsewhere every change is a line.
 std::string ShowRun(const std::string& path) {
     Manifest::Progress progress;
     const bool live = progress.IsOnTerminal() && isatty(STDOUT_FILENO) == 1;
@@ -104,7 +104,7 @@ ExitStatus Watch(const Arguments& arguments) {
     return Success;
 }
 
-/// A sub-command. The first of its arguments is what its failures are complained of under.
+/// A command. Its failures are reported under its first argument.
 struct Command {
     const char* name;
     std::size_t leastArguments;
@@ -118,31 +118,31 @@ constexpr std::size_t NoLimit = static_cast<std::size_t>(-1);
 constexpr std::array Commands{
     Command{"create", 2, NoLimit, Create,
             "  create OUT.xml PATH...\n"
-            "      Records the files at the paths and all that is in the directories in OUT.xml.\n"
-            "      What cannot be read is recorded as a failure and complained of; OUT.xml is\n"
-            "      replaced all the same, and the exit status is 1. Of two runs for one OUT.xml\n"
-            "      the one that ends last leaves its own; the later one can be watched.\n"
-            "      /dev/stdout as OUT.xml stands for standard output, whatever that is.\n"},
+            "      Records the files at the paths, and everything in the directories, in\n"
+            "      OUT.xml. What cannot be read is reported and recorded as a failure; OUT.xml\n"
+            "      is replaced all the same, and the exit status is 1. If several runs create\n"
+            "      one OUT.xml, the one that ends last wins; the one that began last can be\n"
+            "      watched. With /dev/stdout as OUT.xml, the manifest goes to standard output.\n"},
     Command{"show", 1, 1, Show,
             "  show OUT.xml\n"
-            "      Prints what is recorded as a table.\n"},
+            "      Prints the manifest as a table.\n"},
     Command{"verify", 1, 1, Verify,
             "  verify OUT.xml\n"
-            "      Looks again at the paths that OUT.xml was made of and prints what is missing,\n"
-            "      changed or new, sorted by name, and a summary. To be run in the directory that\n"
-            "      create ran in, if the paths are relative, and in the same locale.\n"
-            "      OUT.xml itself is left out.\n"
-            "      A change is another kind, other bytes, lines or MD5; neither times nor\n"
-            "      identifiers count, and where a link leads is not recorded. What failed and\n"
-            "      fails in the same way now is no difference. What else cannot be read is\n"
-            "      complained of and counted as unread, as is all below a directory that cannot\n"
-            "      be listed. The exit status is 0 only when nothing is missing, changed, new or\n"
-            "      unread. MD5 finds damage; it does not stop somebody who means to forge.\n"},
+            "      Examines the paths of OUT.xml again and prints what is missing, changed or\n"
+            "      new, sorted by name, and a summary. Run it in the locale that create ran in,\n"
+            "      and in the same directory if the paths are relative. OUT.xml itself is left\n"
+            "      out.\n"
+            "      Changed means another kind, or other bytes, lines or MD5; times, identifiers\n"
+            "      and the targets of links do not count. What fails again for the same reason\n"
+            "      is no difference. Anything else that cannot be read is reported and counted\n"
+            "      as unread, and so is everything below a directory that cannot be read. The\n"
+            "      exit status is 0 only if nothing is missing, changed, new or unread. MD5\n"
+            "      detects damage, but not forgery.\n"},
     Command{"watch", 1, 1, Watch,
             "  watch OUT.xml\n"
-            "      Shows how far the run has come that is at work on OUT.xml in another terminal,\n"
-            "      until it has finished. Only a run of the same user can be watched, and only\n"
-            "      with the privilege to write shared memory, which the superuser has.\n"},
+            "      Shows the progress of a run on OUT.xml in another terminal until it\n"
+            "      finishes. It must be a run of the same user, with the privilege to write\n"
+            "      shared memory, which the superuser has.\n"},
 };
 
 std::string Usage() {
@@ -152,8 +152,8 @@ std::string Usage() {
     return text +
            "  help, --help, -h\n"
            "      Prints this text.\n\n"
-           "exit status: 0 when all went well; 1 when something failed, which standard error\n"
-           "tells; 2 for arguments that make no sense\n";
+           "exit status: 0 on success; 1 after a failure, with a message on standard error;\n"
+           "2 for wrong arguments\n";
 }
 
 bool AsksForHelp(const Arguments& arguments) {
@@ -179,7 +179,7 @@ const Command* FindCommand(const std::string& name) {
     return found == Commands.end() ? nullptr : found;
 }
 
-// Returns what is wrong with the arguments; nothing when they make sense.
+// Returns what is wrong with the arguments; an empty text for valid ones.
 std::string FindFault(const Arguments& arguments) {
     if (arguments.empty())
         return "a command is missing";
@@ -213,13 +213,13 @@ int main(int argc, char** argv) {
     const std::string fault = FindFault(arguments);
     if (!fault.empty()) {
         Complain(fault);
-        std::fputs("manifest help tells more\n", stderr);
+        std::fputs("see manifest help\n", stderr);
         return WrongUsage;
     }
     try {
         const Examples::Setup setup;
         return Run(*FindCommand(arguments[0]), {arguments.begin() + 1, arguments.end()});
-    } catch (const std::runtime_error&) { // BasesInit lets through what the standard library says
+    } catch (const std::runtime_error&) { // the standard library's, from BasesInit
         Complain(
             "the environment asks for a locale that this machine does not have; LC_ALL=C will do");
         return Failure;

@@ -22,7 +22,7 @@ constexpr std::size_t BytesPerLine = 48; // 64 characters, without padding
 
 [[noreturn]] void Refuse(const std::string& reason) { throw std::runtime_error(reason); }
 
-/// Takes a text apart into its lines.
+/// Splits a text into its lines.
 class Lines {
 public:
     explicit Lines(std::string_view text) : m_rest(text) {}
@@ -32,7 +32,7 @@ public:
     /// The number of the line that Next returned last.
     std::size_t Number() const { return m_number; }
 
-    /// Returns the next line without what ends it, or an empty one at the end of the text.
+    /// Returns the next line without its line end, or an empty one at the end of the text.
     std::string_view Next() {
         const std::size_t end = std::min(m_rest.find('\n'), m_rest.size());
         std::string_view line = m_rest.substr(0, end);
@@ -48,7 +48,7 @@ private:
     std::size_t m_number = 0;
 };
 
-// Not with isalnum, which asks the locale.
+// Without isalnum, which depends on the locale.
 bool IsBase64(char c) {
     return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '+' ||
            c == '/' || c == '=';
@@ -58,7 +58,7 @@ void CheckFormat(std::string_view line) {
     if (!line.starts_with(FormatBegin))
         Refuse("not a sealed file");
     if (line.substr(FormatBegin.size()) != Version)
-        Refuse("a sealed file of a version that this program does not know");
+        Refuse("a sealed file of an unknown version");
 }
 
 unsigned long long ReadLength(std::string_view line) {
@@ -69,9 +69,9 @@ unsigned long long ReadLength(std::string_view line) {
     const auto [stop, error] = std::from_chars(digits.data(), end, length);
     const bool leadingZero = digits.size() > 1 && digits.front() == '0';
     if (digits.empty() || stop != end || leadingZero || error == std::errc::invalid_argument)
-        Refuse("line 2 does not tell the length");
+        Refuse("line 2 does not state the length");
     if (error == std::errc::result_out_of_range || length > MostLength)
-        Refuse("line 2 tells a length above " + std::to_string(MostLength) +
+        Refuse("line 2 states a length above " + std::to_string(MostLength) +
                ", the most that can be sealed");
     return length;
 }
@@ -90,7 +90,7 @@ std::string ReadBase64(Lines& lines) {
                    " holds a character that is not Base64");
         base64 += line;
     }
-    Refuse("cut off: the last line is not there");
+    Refuse("cut off: the last line is missing");
 }
 
 std::string Encode(const char* bytes, std::size_t size) {
@@ -99,8 +99,8 @@ std::string Encode(const char* bytes, std::size_t size) {
     return text;
 }
 
-// The decoder skips "=" wherever it stands, and does not look at the bits behind the last byte. As
-// the number of "=" follows from the number of bytes, it is enough to look at the end.
+// The decoder skips every "=" and ignores the unused bits of the last group. As the number of "="
+// follows from the number of bytes, checking the last group is enough.
 bool EndsRightly(const std::string& base64, const std::string& bytes) {
     const std::size_t inLastGroup = (bytes.size() - 1) % 3 + 1;
     const std::string lastGroup = Encode(bytes.data() + bytes.size() - inLastGroup, inLastGroup);
@@ -112,10 +112,10 @@ std::string Decode(const std::string& base64, std::size_t size) {
     if (base64.size() != characters)
         Refuse(std::to_string(base64.size()) + " characters of Base64, where the length needs " +
                std::to_string(characters));
-    std::string bytes(base64.size() + 1, '\0'); // the room that the decoder asks for
+    std::string bytes(base64.size() + 1, '\0'); // the size that the decoder asks for
     bytes.resize(Vorn::Base64().Decode(base64.c_str(), bytes.data()));
     if (bytes.size() != size || !EndsRightly(base64, bytes))
-        Refuse("the Base64 text is not padded as it should be");
+        Refuse("the Base64 text is not padded correctly");
     return bytes;
 }
 
@@ -145,7 +145,7 @@ Sealed Unarmour(const std::string& text) {
     sealed.length = ReadLength(lines.Next());
     const std::string base64 = ReadBase64(lines);
     if (!lines.AtEnd())
-        Refuse("there is more behind the last line");
+        Refuse("there is more after the last line");
     sealed.bytes = Decode(base64, SealedSize(sealed.length));
     return sealed;
 }

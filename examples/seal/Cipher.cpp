@@ -17,7 +17,7 @@ const unsigned char* Raw(const std::string& bytes) {
 
 Cipher::Cipher(const std::string& key)
     : m_crypto(Vorn::CreateCrypto(Vorn::Crypto::BlockCipherSeed)) {
-    // The cipher sees only where the key begins: it cannot know how long it is.
+    // The cipher gets a pointer only and cannot check the length.
     if (key.size() != KeySize)
         throw std::invalid_argument("a key of the wrong length");
     if (!m_crypto || !m_crypto->SetUserSecretKey(Raw(key)))

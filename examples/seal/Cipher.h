@@ -8,7 +8,7 @@
 
 namespace Seal {
 
-/// SEED with one key. Bytes are held in strings.
+/// SEED with one key; strings hold the bytes.
 class Cipher {
 public:
     static constexpr std::size_t KeySize = 16;
@@ -17,19 +17,18 @@ public:
     /// Throws std::invalid_argument when the key has not KeySize bytes.
     explicit Cipher(const std::string& key);
 
-    /// Returns the bytes enciphered, filled up with zeros to a multiple of BlockSize. There is at
-    /// least one byte.
+    /// Encrypts at least one byte, padded with zeros to a multiple of BlockSize.
     std::string Encipher(std::string bytes);
 
-    /// Returns the bytes deciphered; their number is a multiple of BlockSize and not 0. A wrong key
-    /// gives other bytes.
+    /// Decrypts bytes whose number is a multiple of BlockSize and not 0. A wrong key gives other
+    /// bytes.
     std::string Decipher(std::string bytes);
 
 private:
     using Transform = bool (Vorn::Crypto::*)(unsigned char*, unsigned long, unsigned long&,
                                              unsigned char*&, unsigned long&);
 
-    /// The library's objects are not released with delete.
+    /// Not delete, which the library's objects do not allow.
     struct Destroy {
         void operator()(Vorn::Crypto* crypto) const { Vorn::DestroyCrypto(crypto); }
     };

@@ -29,10 +29,10 @@ std::string CountBytes(unsigned long long count) {
 
 struct Content {
     unsigned long long size = 0; // of the file
-    std::string bytes;           // the first ones when there are too many
+    std::string bytes;           // only the first when there are too many
 };
 
-// A file that is too large to begin with is not read at all.
+// Does not read a file that is too large from the start.
 Content ReadAtMost(const std::string& name, unsigned long long most) {
     std::error_code unknown;
     Content content{fs::file_size(name, unknown), ""};

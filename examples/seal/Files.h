@@ -5,16 +5,16 @@
 
 namespace Seal {
 
-// All throw std::runtime_error with a message that names the file when something is wrong with it.
+// On failure all throw std::runtime_error with a message that names the file.
 
-/// Returns the key that the file holds: Cipher::KeySize bytes and nothing else.
+/// Returns the key in a file that holds Cipher::KeySize bytes and nothing else.
 std::string ReadKey(const std::string& name);
 
-/// Returns all bytes of a file that has at most `most`.
+/// Returns the bytes of a file, at most `most`.
 std::string ReadWhole(const std::string& name, unsigned long long most);
 
-/// Puts a file with these bytes in the place of `name` in one step, or leaves what is there. A new
-/// file is for its owner only; one that is replaced keeps its permissions.
+/// Replaces the file `name` in one step, as Examples::ReplaceFile does. A new file is for its owner
+/// only.
 void WriteWhole(const std::string& name, const std::string& bytes);
 
 /// Throws when both names lead to the same file.

@@ -32,7 +32,7 @@ std::string Decipher(const std::string& text, const std::string& key) {
     std::string bytes = Cipher(key).Decipher(std::move(sealed.bytes));
     const std::string digest = bytes.substr(0, DigestSize);
     bytes.erase(0, DigestSize);
-    bytes.resize(sealed.length); // without the zeros that filled the last block
+    bytes.resize(sealed.length); // without the padding
     if (DigestOf(bytes) != digest)
         throw std::runtime_error("sealed with another key, or damaged");
     return bytes;

@@ -1,4 +1,4 @@
-// Enciphers a file as text, and back; "seal help" tells more.
+// Encrypts a file as text, and back; see "seal help".
 
 #include <array>
 #include <cstdio>
@@ -24,36 +24,36 @@ const char* const Usage = "usage: seal encipher KEYFILE IN OUT | seal decipher K
                           "seal help\n";
 
 const char* const Help = R"(
-encipher seals the file IN: it enciphers the bytes with SEED and writes them to OUT as text.
-decipher makes OUT the file that was sealed, from the sealed file IN.
+encipher seals the file IN: it encrypts the bytes with SEED and writes them to OUT as text.
+decipher writes to OUT the file that was sealed in IN.
 help, --help and -h print this text.
 
-Seal serves data that exists; do not choose it for a new design that is to be secure. SEED works
-here block by block: equal blocks of 16 bytes stay visibly equal, and so do equal files. MD5 is
-broken. A damaged file and a wrong key are noticed, a change that somebody makes on purpose may
-not be. The length of the file can be read by all.
+Seal is for existing data; do not choose it for a new design that has to be secure. SEED works
+block by block here: equal blocks of 16 bytes stay visibly equal, and so do equal files. MD5 is
+broken: it detects damage and a wrong key, but not every deliberate change. The length of the
+file is not secret.
 
 KEYFILE holds the 16 bytes of the key and nothing else. To make one:
 
     (umask 077 && head -c 16 /dev/urandom >key)
 
-IN has at most 1073741824 bytes (1 GiB), and about five times its size is used in memory. OUT is
-replaced in one step when all went well, and otherwise left alone; it may be IN, but not KEYFILE.
-A new OUT can be read and written by its owner only; one that is replaced keeps its permissions.
-/dev/stdout as OUT stands for standard output, whatever that is.
+IN has at most 1073741824 bytes (1 GiB); about five times its size is used in memory. OUT is
+replaced in one step on success, and otherwise left alone; it may be IN, but not KEYFILE. A new
+OUT is for its owner only; an existing one keeps its permissions. With /dev/stdout as OUT, the
+result goes to standard output.
 
 A sealed file has these lines:
 
     Sealed file, version 1
-    Length: 20                  the bytes of the file that was sealed
-    ORAy+NLL...                 in Base64, in lines of 64 characters, what SEED made of
-                                the file's MD5 digest, the file, and zeros up to a full block
+    Length: 20                  the size of the original file in bytes
+    ORAy+NLL...                 Base64 in lines of 64 characters: the encrypted MD5 digest of
+                                the file, the file, and zeros up to a full block
     End of sealed file
 
-Its lines may end as on other systems, and the Base64 text may be broken in other places.
+Lines may end in CR LF, and the Base64 text may be wrapped differently.
 
-exit status: 0 when all went well; 1 when something failed, which standard error tells; 2 for
-arguments that make no sense
+exit status: 0 on success; 1 after a failure, with a message on standard error; 2 for wrong
+arguments
 )";
 
 void Complain(const char* text) { std::fprintf(stderr, "seal: %s\n", text); }
@@ -70,7 +70,7 @@ ExitStatus PrintHelp() {
     return Failure;
 }
 
-/// What there is to do: the bytes of a file of at most `most` bytes become those of another.
+/// A command: it turns the bytes of a file, at most `most`, into those of another.
 struct Command {
     const char* name;
     unsigned long long most;
@@ -82,7 +82,7 @@ constexpr std::array Commands{
     Command{"decipher", Seal::MostTextSize, Seal::Decipher},
 };
 
-// Returns null for arguments that make no sense.
+// Returns null for wrong arguments.
 const Command* FindCommand(const Arguments& arguments) {
     for (const Command& command : Commands)
         if (arguments.size() == 4 && arguments[0] == command.name)
@@ -129,7 +129,7 @@ int main(int argc, char** argv) {
     try {
         const Examples::Setup setup;
         return Run(*command, arguments);
-    } catch (const std::runtime_error&) { // BasesInit lets through what the standard library says
+    } catch (const std::runtime_error&) { // the standard library's, from BasesInit
         Complain(
             "the environment asks for a locale that this machine does not have; LC_ALL=C will do");
         return Failure;

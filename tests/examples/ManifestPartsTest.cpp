@@ -89,9 +89,9 @@ TEST(ManifestDurations, HaveHoursOnlyWhenThereAreAny) {
 }
 
 TEST(ManifestTime, IsSplitAtTheSecondBeforeItAlsoBefore1970) {
-    EXPECT_EQ("2024-03-05T07:08:09.045", Manifest::DescribeUniversalTime(1709622489045));
-    EXPECT_EQ("1969-12-31T23:59:59.999", Manifest::DescribeUniversalTime(-1));
-    EXPECT_EQ("1969-12-31T23:59:59.000", Manifest::DescribeUniversalTime(-1000));
+    EXPECT_EQ("2024-03-05T07:08:09.045", Manifest::DescribeUtcTime(1709622489045));
+    EXPECT_EQ("1969-12-31T23:59:59.999", Manifest::DescribeUtcTime(-1));
+    EXPECT_EQ("1969-12-31T23:59:59.000", Manifest::DescribeUtcTime(-1000));
 }
 
 // Concerns: rate and time left are right, and missing where nothing can be known of them.

@@ -158,7 +158,7 @@ TEST_F(ManifestShow, RefusesFilesThatAreNotFullyDescribed) {
 
 TEST_F(ManifestShow, RefusesAManifestOfAnotherVersion) {
     Make("in.xml", R"(<?xml version="1.0" encoding="UTF-8"?><manifest version="2"/>)");
-    ExpectRefused("in.xml", "a manifest of a version that this program does not know");
+    ExpectRefused("in.xml", "a manifest of an unknown version");
 }
 
 TEST_F(ManifestShow, RefusesWhatCannotBeRead) {

@@ -395,8 +395,8 @@ TEST_F(ManifestVerifyFailures, OfPrintingAreFailures) {
 }
 
 TEST_F(ManifestVerifyFailures, OfManifestsWithoutDigestsOrPathsAreTold) {
-    const std::string noDigests = "it records no digests to verify with; create it anew";
-    const std::string noPaths = "it does not record what paths it was made of; create it anew";
+    const std::string noDigests = "it records no digests; create it again";
+    const std::string noPaths = "it does not record its paths; create it again";
     const std::string rest = std::string(" id='") + SomeId + "'/>";
     const std::string old = "<file name='a' bytes='1' lines='0'" + rest;
     const std::string digest =

@@ -35,9 +35,9 @@ extern WatchHooks g_hooks;
 constexpr Manifest::Patience Quick{1, 20, 60000};
 constexpr Manifest::Patience Impatient{1, 5, 50};
 
-constexpr const char* NoRun = "no run to watch; only one of the same user, who needs the privilege "
-                              "to write shared memory, can be watched";
-constexpr const char* Locked = "the counters are locked by somebody";
+constexpr const char* NoRun = "no run to watch; it must be one of the same user, with the "
+                              "privilege to write shared memory";
+constexpr const char* Locked = "the counters are locked";
 
 /// A second opinion of what the key of a name is.
 key_t KeyOf(const std::string& name);

@@ -105,8 +105,7 @@ TEST_F(ManifestWatch, TellsThatThereIsNoRun) {
 TEST_F(ManifestWatch, GivesUpARunThatIsSilentWhileItMeasures) {
     Publisher publisher(m_manifest);
     publisher.Show({0, 1, 0, 5});
-    EXPECT_EQ("nothing was heard of the run for too long",
-              WhyNot([](const std::string&) {}, Impatient));
+    EXPECT_EQ("the run has been silent for too long", WhyNot([](const std::string&) {}, Impatient));
     EXPECT_THAT(Segments(), ElementsAre("0")); // which is the run's
     EXPECT_THAT(Locks(), SizeIs(1));
 }

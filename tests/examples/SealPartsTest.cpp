@@ -29,10 +29,10 @@ using VornTest::TempDir;
 using VornTest::Unprivileged;
 
 const char* const NoSealedFile = "not a sealed file";
-const char* const NoLength = "line 2 does not tell the length";
-const char* const CutOff = "cut off: the last line is not there";
-const char* const Behind = "there is more behind the last line";
-const char* const Unpadded = "the Base64 text is not padded as it should be";
+const char* const NoLength = "line 2 does not state the length";
+const char* const CutOff = "cut off: the last line is missing";
+const char* const Behind = "there is more after the last line";
+const char* const Unpadded = "the Base64 text is not padded correctly";
 const char* const OtherKey = "sealed with another key, or damaged";
 
 const std::string FirstLine = "Sealed file, version 1\n";
@@ -146,7 +146,7 @@ TEST(SealArmourRefuses, OtherFilesAndOtherVersions) {
         EXPECT_EQ(NoSealedFile, RefusalOf(begin + SealedMessage.substr(FirstLine.size())));
     EXPECT_EQ(NoSealedFile, RefusalOf(""));
     for (const char* version : {"", "2", "10", "01", "1 ", "1\r\r", "x"})
-        EXPECT_EQ("a sealed file of a version that this program does not know",
+        EXPECT_EQ("a sealed file of an unknown version",
                   RefusalOf("Sealed file, version " + std::string(version) + "\n"));
 }
 
@@ -163,7 +163,7 @@ TEST(SealArmourRefuses, LengthsThatAreNotPlainNumbers) {
 
 TEST(SealArmourRefuses, LengthsAboveTheLimit) {
     const std::string reason =
-        "line 2 tells a length above 1073741824, the most that can be sealed";
+        "line 2 states a length above 1073741824, the most that can be sealed";
     for (const char* length : {"1073741825", "18446744073709551600", "18446744073709551615",
                                "18446744073709551616", "99999999999999999999999999"})
         EXPECT_EQ(reason, RefusalOfBase64(MessageBase64, length)) << length;

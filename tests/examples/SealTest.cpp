@@ -259,19 +259,18 @@ protected:
 TEST_F(SealDamage, IsToldByWhatIsWrong) {
     ExpectRefused("", "not a sealed file");
     ExpectRefused(Message, "not a sealed file");
-    ExpectRefused(With("version 1", "version 2"),
-                  "a sealed file of a version that this program does not know");
-    ExpectRefused(With("Length: 20", "Length: many"), "line 2 does not tell the length");
+    ExpectRefused(With("version 1", "version 2"), "a sealed file of an unknown version");
+    ExpectRefused(With("Length: 20", "Length: many"), "line 2 does not state the length");
     ExpectRefused(With("Length: 20", "Length: 1073741825"),
-                  "line 2 tells a length above 1073741824, the most that can be sealed");
+                  "line 2 states a length above 1073741824, the most that can be sealed");
     ExpectRefused(With("ORAy", "OR-y"), "line 3 holds a character that is not Base64");
     ExpectRefused(With("ORAy", "OR\xC1y"), "line 3 holds a character that is not Base64");
     ExpectRefused(With("ORAy", "ORy"), "63 characters of Base64, where the length needs 64");
-    ExpectRefused(With("ORAy", "O=Ay"), "the Base64 text is not padded as it should be");
+    ExpectRefused(With("ORAy", "O=Ay"), "the Base64 text is not padded correctly");
     ExpectRefused(With("ORAy", "ORBy"), "sealed with another key, or damaged");
     ExpectRefused(With("Length: 20", "Length: 21"), "sealed with another key, or damaged");
-    ExpectRefused(With("End of sealed file\n", ""), "cut off: the last line is not there");
-    ExpectRefused(SealedMessage + "\n", "there is more behind the last line");
+    ExpectRefused(With("End of sealed file\n", ""), "cut off: the last line is missing");
+    ExpectRefused(SealedMessage + "\n", "there is more after the last line");
 }
 
 // SealPartsTest tries every byte and every length.
