@@ -16,8 +16,8 @@ page '| Time | `Time.h` | `Clock_posix`, `Zone` | `Port/Watch`, `pthread.h` |' \
     '| File | `File.h` | `File_posix` | `Time.h`, `Assert`, `libxml/` |' \
     '| Port | | `Port/` | |' '| Shared | | `Assert` | |'
 
-# expect OUTPUT PATH LINE...: what is printed for a tree of a file PATH with these lines, the first of
-# which is line 1.
+# expect OUTPUT PATH LINE...: what is printed for a tree of a file PATH with these lines, the first
+# of which is line 1.
 expect() {
     output=$1
     path=$2

@@ -1,14 +1,14 @@
 #!/bin/sh
 # Holds what may include what, as the page of the architecture draws it.
 #
-# arrows.sh ROOT PAGE: prints every include below ROOT that goes against the table of PAGE that begins
-# with "| Family |", and every file of the library that is in no row of it. Its columns: the family;
-# its public header; what it has in Bases/Impl, where `Port/` is all of a directory; and what it uses
-# besides: public headers of other families (`Time.h`), internal headers without their ending
-# (`Assert`, `Port/Clock`), headers from outside (`pthread.h`), and libraries (`libxml/`).
+# arrows.sh ROOT PAGE: prints every include below ROOT that goes against the table of PAGE that
+# begins with "| Family |", and every file of the library that is in no row of it. Its columns: the
+# family; its public header; what it has in Bases/Impl, where `Port/` is all of a directory; and
+# what it uses besides: public headers of other families (`Time.h`), internal headers without their
+# ending (`Assert`, `Port/Clock`), headers from outside (`pthread.h`), and libraries (`libxml/`).
 #
-# - A public header may include Export.h, the public headers and the headers from outside that its row
-#   names, and the C++ library.
+# - A public header may include Export.h, the public headers and the headers from outside that its
+#   row names, and the C++ library.
 # - A unit or an internal header may include all that its row names, and the host's headers, but no
 #   library that only other rows name.
 # - An example program may include public headers and its own.
