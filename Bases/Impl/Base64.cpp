@@ -2,25 +2,154 @@
 
 #include <array>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
+#include <functional>
 
 #include <Bases/Impl/Assert.h>
+#include <Bases/Impl/Route/Base64Kernel.h>
 
 namespace Vorn {
 
 namespace {
 
-constexpr int Invalid = -2;
-constexpr int Skip = -1;
+// The two characters of each value of twelve bits.
+using CharacterPairs = std::array<std::array<char, 2>, 4096>;
 
-// What the low seven bits of a character stand for.
-constexpr std::array<int, 128> DecodeTable(const char* alphabet) {
-    std::array<int, 128> table{};
-    table.fill(Invalid);
-    for (int i = 0; i < 64; ++i)
-        table[static_cast<unsigned char>(alphabet[i])] = i;
-    table['='] = Skip;
-    return table;
+constexpr CharacterPairs PairTable() {
+    CharacterPairs pairs{};
+    for (unsigned value = 0; value < pairs.size(); ++value)
+        pairs[value] = {Base64Alphabet[value >> 6], Base64Alphabet[value & 63U]};
+    return pairs;
+}
+
+constexpr CharacterPairs Pairs = PairTable();
+
+// What a character stands for when it is not one of the values 0 to 63.
+constexpr std::uint32_t Skip = 0x40000000;
+constexpr std::uint32_t Invalid = 0x80000000;
+
+// What a character stands for, its highest bit ignored; in its place among the 24 bits of a group of
+// four characters when `shift` says how far its value is from the right end.
+using GroupValues = std::array<std::uint32_t, 256>;
+
+constexpr GroupValues ValueTable(unsigned shift) {
+    GroupValues values{};
+    values.fill(Invalid);
+    for (unsigned value = 0; value < 64; ++value)
+        values[static_cast<unsigned char>(Base64Alphabet[value])] = value << shift;
+    values['='] = Skip;
+    for (unsigned i = 0; i < 128; ++i)
+        values[i + 128] = values[i];
+    return values;
+}
+
+constexpr GroupValues FirstValues = ValueTable(18);
+constexpr GroupValues SecondValues = ValueTable(12);
+constexpr GroupValues ThirdValues = ValueTable(6);
+constexpr GroupValues Values = ValueTable(0);
+
+void EncodeGroup(const unsigned char* bytes, char* text) {
+    const unsigned group = static_cast<unsigned>(bytes[0] << 16 | bytes[1] << 8 | bytes[2]);
+    std::memcpy(text, Pairs[group >> 12].data(), 2);
+    std::memcpy(text + 2, Pairs[group & 0xFFFU].data(), 2);
+}
+
+// One or two bytes that are left; zero bits fill the last character.
+void EncodeRest(const unsigned char* bytes, std::size_t size, char* text) {
+    unsigned char group[3] = {};
+    std::memcpy(group, bytes, size);
+    EncodeGroup(group, text);
+    std::memset(text + size + 1, '=', 3 - size);
+}
+
+void EncodeBytes(const unsigned char* bytes, std::size_t size, char* text) {
+    std::size_t done = 0;
+    if (const Base64EncodeKernel kernel = FindBase64Kernels(CurrentRoute()).encode) {
+        done = kernel(bytes, size, text);
+        text += done / 3 * 4;
+    }
+    for (; size - done >= 3; done += 3, text += 4)
+        EncodeGroup(bytes + done, text);
+    if (done != size)
+        EncodeRest(bytes + done, size - done, text);
+}
+
+// Decodes a text from its front on. Where no bits are waiting, whole groups are decoded at once, by
+// a kernel and then by four characters; at anything else, character by character until none are
+// waiting again.
+class Decoder {
+public:
+    Decoder(const char* text, std::size_t length, unsigned char* bytes)
+        : m_text(text), m_end(text + length), m_bytes(bytes), m_begin(bytes) {}
+
+    /// Returns false at a character that is neither of the alphabet nor "=".
+    bool Run() {
+        const Base64DecodeKernel kernel = FindBase64Kernels(CurrentRoute()).decode;
+        while (m_text != m_end) {
+            if (m_waiting == 0)
+                TakeGroups(kernel);
+            if (m_text != m_end && !TakeCharacter())
+                return false;
+        }
+        return true;
+    }
+
+    std::size_t Written() const { return static_cast<std::size_t>(m_bytes - m_begin); }
+
+private:
+    void TakeGroups(Base64DecodeKernel kernel) {
+        if (kernel != nullptr) {
+            const std::size_t taken =
+                kernel(m_text, static_cast<std::size_t>(m_end - m_text), m_bytes);
+            m_text += taken;
+            m_bytes += taken / 4 * 3;
+        }
+        while (m_end - m_text >= 4 && TakeGroup()) {
+        }
+    }
+
+    bool TakeGroup() {
+        const auto* const text = reinterpret_cast<const unsigned char*>(m_text);
+        const std::uint32_t group =
+            FirstValues[text[0]] | SecondValues[text[1]] | ThirdValues[text[2]] | Values[text[3]];
+        if (group >= Skip)
+            return false;
+        m_bytes[0] = static_cast<unsigned char>(group >> 16);
+        m_bytes[1] = static_cast<unsigned char>(group >> 8);
+        m_bytes[2] = static_cast<unsigned char>(group);
+        m_text += 4;
+        m_bytes += 3;
+        return true;
+    }
+
+    bool TakeCharacter() {
+        const std::uint32_t value = Values[static_cast<unsigned char>(*m_text)];
+        if (value == Invalid)
+            return false;
+        ++m_text;
+        if (value == Skip)
+            return true;
+        m_bits = m_bits << 6 | value;
+        m_waiting += 6;
+        if (m_waiting >= 8) {
+            m_waiting -= 8;
+            *m_bytes++ = static_cast<unsigned char>(m_bits >> m_waiting);
+        }
+        return true;
+    }
+
+    const char* m_text;
+    const char* m_end;
+    unsigned char* m_bytes;
+    unsigned char* m_begin;
+    std::uint32_t m_bits = 0;
+    unsigned m_waiting = 0; // bits that make no byte yet
+};
+
+bool Overlap(const char* a, const char* b, std::size_t size) {
+    const std::less<> less;
+    return less(a, b + size) && less(b, a + size);
 }
 
 } // namespace
@@ -44,18 +173,8 @@ int Base64::Encode(const char* pData, unsigned long len, std::string& out) {
         return 0;
 
     out.clear();
-    out.reserve((len + 2) / 3 * 4);
-    unsigned long pos = 0;
-    int waiting = 0;
-    unsigned long acc = 0;
-    int read = 0;
-    unsigned int value = ReadBits(6, &read, pData, len, pos, waiting, acc);
-    while (read > 0) {
-        out += s_szBase64Alphabet[value];
-        value = ReadBits(6, &read, pData, len, pos, waiting, acc);
-    }
-    while (out.size() % 4 != 0)
-        out += '=';
+    out.resize((len + 2) / 3 * 4);
+    EncodeBytes(reinterpret_cast<const unsigned char*>(pData), len, out.data());
     return 1;
 }
 
@@ -68,19 +187,16 @@ unsigned long Base64::Decode(const char* pszEnc, char* pDecData) {
     if (n == 0)
         return 0;
 
-    static constexpr std::array<int, 128> Table = DecodeTable(s_szBase64Alphabet);
-    std::memset(pDecData, 0, n + 1);
-    unsigned long pos = 0;
-    int waiting = 0;
-    unsigned long acc = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const int value = Table[static_cast<unsigned char>(pszEnc[i]) & 127U];
-        if (value < Skip)
-            return 0;
-        if (value != Skip)
-            WriteBits(static_cast<unsigned int>(value), 6, pDecData, pos, waiting, acc);
-    }
-    return pos;
+    // The buffer is cleared before anything is read: a text that lies in it is lost. Otherwise it is
+    // enough to clear what decoding has not filled.
+    if (Overlap(pszEnc, pDecData, n + 1))
+        std::memset(pDecData, 0, n + 1);
+    auto* const bytes = reinterpret_cast<unsigned char*>(pDecData);
+    Decoder decoder(pszEnc, n, bytes);
+    const bool valid = decoder.Run();
+    const std::size_t written = decoder.Written();
+    std::memset(bytes + written, 0, n + 1 - written);
+    return valid ? written : 0;
 }
 
 unsigned int Base64::ReadBits(int nBits, int* pnRead, const char* pData, unsigned long len,

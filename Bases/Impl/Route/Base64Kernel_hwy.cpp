@@ -1,0 +1,263 @@
+// The kernels of Base64 for every instruction set of Highway.
+//
+// A group of three bytes and its four characters take one lane of 32 bits. Within a lane the bits
+// are moved by shifts and multiplications; what a character stands for is found by adding an offset
+// that depends on the range of the alphabet it is in, looked up by its upper half.
+
+#undef HWY_TARGET_INCLUDE
+#define HWY_TARGET_INCLUDE "Bases/Impl/Route/Base64Kernel_hwy.cpp"
+#include <Bases/Impl/Route/Highway.h>
+
+#include <cstdint>
+
+#include <Bases/Impl/Route/Base64Kernel.h>
+
+#ifndef VORN_BASES_IMPL_ROUTE_BASE64_KERNEL_HWY_TABLES
+#define VORN_BASES_IMPL_ROUTE_BASE64_KERNEL_HWY_TABLES
+
+namespace Vorn {
+
+namespace {
+
+// Sixteen bytes that a lookup reads.
+struct alignas(16) ByteTable {
+    std::uint8_t bytes[16];
+};
+
+// The numbers of the lanes that a vector of at most 64 bytes is made of.
+struct alignas(64) LaneTable {
+    std::int32_t lanes[16];
+};
+
+// To spread bytes: of every 12, the next 16 from there on, in blocks of 16.
+constexpr LaneTable SpreadTable() {
+    LaneTable table{};
+    for (int lane = 0; lane < 16; ++lane)
+        table.lanes[lane] = lane / 4 * 3 + lane % 4;
+    return table;
+}
+
+// To close the gaps: of every block of 16 bytes, the first 12.
+constexpr LaneTable CloseTable() {
+    LaneTable table{};
+    for (int lane = 0; lane < 16; ++lane)
+        table.lanes[lane] = lane < 12 ? lane / 3 * 4 + lane % 3 : 0;
+    return table;
+}
+
+// The offset from a value to its character. Values below 26 are looked up at 13, others at what is
+// left of them above 51: 0 for the small letters, then one place for each digit and sign.
+constexpr ByteTable OffsetToCharacter() {
+    ByteTable table{};
+    const auto offset = [](int value) {
+        return static_cast<std::uint8_t>(Base64Alphabet[value] - value);
+    };
+    table.bytes[13] = offset(0);
+    table.bytes[0] = offset(26);
+    for (int value = 52; value < 64; ++value)
+        table.bytes[value - 51] = offset(value);
+    return table;
+}
+
+// The characters of the alphabet, by the upper half of their codes:
+//     2: + and /     3: 0 to 9     4 and 6: all but 0     5 and 7: 0 to A
+// Each such set of lower halves has a bit of its own; a character is of the alphabet when the bit
+// of its upper half is not among those that exclude its lower half.
+constexpr std::uint8_t SetOfUpperHalf(int upper) {
+    switch (upper) {
+    case 2:
+        return 1;
+    case 3:
+        return 2;
+    case 4:
+    case 6:
+        return 4;
+    case 5:
+    case 7:
+        return 8;
+    default:
+        return 16;
+    }
+}
+
+constexpr bool IsOfTheAlphabet(int character) {
+    for (int value = 0; value < 64; ++value)
+        if (Base64Alphabet[value] == character)
+            return true;
+    return false;
+}
+
+constexpr ByteTable SetsByUpperHalf() {
+    ByteTable table{};
+    for (int upper = 0; upper < 16; ++upper)
+        table.bytes[upper] = SetOfUpperHalf(upper);
+    return table;
+}
+
+constexpr ByteTable ExcludingSetsByLowerHalf() {
+    ByteTable table{};
+    for (int lower = 0; lower < 16; ++lower)
+        for (int upper = 0; upper < 8; ++upper)
+            if (!IsOfTheAlphabet(upper * 16 + lower))
+                table.bytes[lower] |= SetOfUpperHalf(upper);
+    return table;
+}
+
+// The offset from a character to its value, by its upper half; / is looked up one place before +.
+constexpr ByteTable OffsetToValue() {
+    ByteTable table{};
+    for (int value = 0; value < 63; ++value)
+        table.bytes[Base64Alphabet[value] / 16] =
+            static_cast<std::uint8_t>(value - Base64Alphabet[value]);
+    table.bytes['/' / 16 - 1] = static_cast<std::uint8_t>(63 - '/');
+    return table;
+}
+
+constexpr LaneTable Spread = SpreadTable();
+constexpr LaneTable Close = CloseTable();
+constexpr ByteTable ToCharacter = OffsetToCharacter();
+constexpr ByteTable UpperHalfSets = SetsByUpperHalf();
+constexpr ByteTable LowerHalfExclusions = ExcludingSetsByLowerHalf();
+constexpr ByteTable ToValue = OffsetToValue();
+
+// Three bytes to a lane: the middle one twice, so that each half of the lane has what two characters
+// are made of; and three bytes out of a lane, highest first.
+constexpr ByteTable GroupIntoLane{{1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10}};
+constexpr ByteTable GroupOutOfLane{{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 128, 128, 128, 128}};
+
+} // namespace
+
+} // namespace Vorn
+
+#endif
+
+HWY_BEFORE_NAMESPACE();
+
+namespace Vorn::HWY_NAMESPACE {
+
+namespace {
+
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+
+namespace hn = hwy::HWY_NAMESPACE;
+
+using OctetTag = hn::CappedTag<std::uint8_t, 64>;
+using Octets = hn::Vec<OctetTag>;
+
+constexpr OctetTag octets;
+constexpr hn::Repartition<std::uint16_t, OctetTag> halves;
+constexpr hn::Repartition<std::int16_t, OctetTag> signedHalves;
+constexpr hn::Repartition<std::uint32_t, OctetTag> words;
+constexpr hn::Repartition<std::int32_t, OctetTag> signedWords;
+
+HWY_INLINE Octets Lookup(const ByteTable& table, Octets index) {
+    return hn::TableLookupBytes(hn::LoadDup128(octets, table.bytes), index);
+}
+
+HWY_INLINE Octets Shuffle(Octets bytes, const ByteTable& order) {
+    return hn::TableLookupBytesOr0(bytes, hn::LoadDup128(octets, order.bytes));
+}
+
+HWY_INLINE Octets MoveLanes(Octets bytes, const LaneTable& table) {
+    if constexpr (HWY_MAX_BYTES == 16)
+        return bytes; // one block: nothing to spread or to close
+    const auto indices = hn::SetTableIndices(words, table.lanes);
+    return hn::BitCast(octets, hn::TableLookupLanes(hn::BitCast(words, bytes), indices));
+}
+
+// The four values of each group, one to a byte: the first and third by a multiplication that moves
+// them down, the second and fourth by one that moves them up.
+HWY_INLINE Octets ValuesOf(Octets bytes) {
+    const Octets groups = Shuffle(MoveLanes(bytes, Spread), GroupIntoLane);
+    const auto outer = hn::And(hn::BitCast(words, groups), hn::Set(words, 0x0FC0FC00));
+    const auto inner = hn::And(hn::BitCast(words, groups), hn::Set(words, 0x003F03F0));
+    const auto down =
+        hn::MulHigh(hn::BitCast(halves, outer), hn::BitCast(halves, hn::Set(words, 0x04000040)));
+    const auto up =
+        hn::Mul(hn::BitCast(halves, inner), hn::BitCast(halves, hn::Set(words, 0x01000010)));
+    return hn::BitCast(octets, hn::Or(down, up));
+}
+
+HWY_INLINE Octets CharactersOf(Octets values) {
+    const Octets above51 = hn::SaturatedSub(values, hn::Set(octets, 51));
+    const auto isCapital = hn::Lt(values, hn::Set(octets, 26));
+    const Octets range = hn::IfThenElse(isCapital, hn::Set(octets, 13), above51);
+    return hn::Add(values, Lookup(ToCharacter, range));
+}
+
+std::size_t Encode(const unsigned char* bytes, std::size_t size, char* text) {
+    const std::size_t vector = hn::Lanes(octets);
+    const std::size_t bytesAtATime = vector / 4 * 3;
+    std::size_t done = 0;
+    for (; done + vector <= size; done += bytesAtATime, text += vector) {
+        const Octets characters = CharactersOf(ValuesOf(hn::LoadU(octets, bytes + done)));
+        hn::StoreU(characters, octets, reinterpret_cast<std::uint8_t*>(text));
+    }
+    return done;
+}
+
+// The three bytes of each group of four values, from the front of each block of 16 bytes on.
+HWY_INLINE Octets BytesOf(Octets values) {
+    const auto pairs = hn::BitCast(halves, values);
+    const auto first = hn::And(hn::ShiftLeft<6>(pairs), hn::Set(halves, 0x0FC0));
+    const auto twelveBits = hn::BitCast(signedHalves, hn::Or(first, hn::ShiftRight<8>(pairs)));
+    const auto factors = hn::BitCast(signedHalves, hn::Set(words, 0x00011000));
+    auto unused = hn::Zero(signedWords);
+    const auto groups = hn::ReorderWidenMulAccumulate(signedWords, twelveBits, factors,
+                                                      hn::Zero(signedWords), unused);
+    return Shuffle(hn::BitCast(octets, groups), GroupOutOfLane);
+}
+
+std::size_t Decode(const char* text, std::size_t length, unsigned char* bytes) {
+    const std::size_t vector = hn::Lanes(octets);
+    std::size_t done = 0;
+    for (; done + vector <= length; done += vector, bytes += vector / 4 * 3) {
+        const Octets read = hn::LoadU(octets, reinterpret_cast<const std::uint8_t*>(text) + done);
+        const Octets characters = hn::And(read, hn::Set(octets, 0x7F));
+        const Octets upper = hn::ShiftRight<4>(characters);
+        const Octets lower = hn::And(characters, hn::Set(octets, 0x0F));
+        const Octets excluded =
+            hn::And(Lookup(UpperHalfSets, upper), Lookup(LowerHalfExclusions, lower));
+        if (!hn::AllTrue(octets, hn::Eq(excluded, hn::Zero(octets))))
+            break;
+        const Octets isSlash = hn::VecFromMask(octets, hn::Eq(characters, hn::Set(octets, '/')));
+        const Octets values = hn::Add(characters, Lookup(ToValue, hn::Add(upper, isSlash)));
+        hn::StoreU(MoveLanes(BytesOf(values), Close), octets, bytes);
+    }
+    return done;
+}
+
+#endif
+
+} // namespace
+
+} // namespace Vorn::HWY_NAMESPACE
+
+HWY_AFTER_NAMESPACE();
+
+#if HWY_ONCE
+
+namespace Vorn {
+
+Base64Kernels FindBase64KernelsOfHighway(Route route) {
+    switch (route) {
+#if HWY_ARCH_X86
+    case Route::Sse4:
+        return {HWY_CHOOSE_SSE4(Encode), HWY_CHOOSE_SSE4(Decode)};
+    case Route::Avx2:
+        return {HWY_CHOOSE_AVX2(Encode), HWY_CHOOSE_AVX2(Decode)};
+    case Route::Avx512:
+    case Route::Avx512Gfni:
+        return {HWY_CHOOSE_AVX3_DL(Encode), HWY_CHOOSE_AVX3_DL(Decode)};
+#elif HWY_ARCH_ARM
+    case Route::Neon:
+        return {HWY_CHOOSE_NEON(Encode), HWY_CHOOSE_NEON(Decode)};
+#endif
+    default:
+        return {};
+    }
+}
+
+} // namespace Vorn
+
+#endif

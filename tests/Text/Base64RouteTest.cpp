@@ -1,0 +1,186 @@
+#include <Bases/Impl/Route/Base64Kernel.h>
+#include <Bases/Text.h>
+
+#include <algorithm>
+#include <cstring>
+#include <random>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "support/GuardedBytes.h"
+#include "support/RouteTest.h"
+
+// Concerns: on every route, for every length and at every address, Encode gives what ReadBits gives
+// six bits at a time, and Decode what WriteBits gives, the whole buffer included, also where it fails;
+// nothing beside the buffers is touched.
+// Plan: each route that the machine has, against the bits one by one, with buffers that end at a page
+// that may not be touched.
+
+namespace {
+
+using Vorn::Base64;
+using VornTest::GuardedBytes;
+
+constexpr unsigned int Seed = 20261123;
+constexpr std::size_t MostBytes = 300; // more than any kernel takes at a time, several times
+
+using Bytes = std::vector<unsigned char>;
+
+std::string EncodedByBits(const Bytes& bytes) {
+    std::string text;
+    unsigned long pos = 0;
+    int waiting = 0;
+    unsigned long acc = 0;
+    for (;;) {
+        int read = 0;
+        const unsigned int value = Base64::ReadBits(
+            6, &read, reinterpret_cast<const char*>(bytes.data()), bytes.size(), pos, waiting, acc);
+        if (read == 0)
+            break;
+        text += Vorn::Base64Alphabet[value];
+    }
+    text.append((4 - text.size() % 4) % 4, '=');
+    return text;
+}
+
+struct Decoded {
+    unsigned long result = 0;
+    Bytes buffer;
+    bool operator==(const Decoded& other) const = default;
+};
+
+Decoded DecodedByBits(const std::string& text) {
+    Decoded decoded{0, Bytes(text.size() + 1)};
+    unsigned long pos = 0;
+    int waiting = 0;
+    unsigned long acc = 0;
+    for (const char character : text) {
+        const char low = static_cast<char>(static_cast<unsigned char>(character) & 127U);
+        const char* const place = std::strchr(Vorn::Base64Alphabet, low);
+        if (low == '=')
+            continue;
+        if (place == nullptr || low == '\0')
+            return decoded;
+        Base64::WriteBits(static_cast<unsigned int>(place - Vorn::Base64Alphabet), 6,
+                          reinterpret_cast<char*>(decoded.buffer.data()), pos, waiting, acc);
+    }
+    decoded.result = pos;
+    return decoded;
+}
+
+Decoded DecodedByTheLibrary(const std::string& text) {
+    GuardedBytes input(text.size() + 1);
+    GuardedBytes output(text.size() + 1);
+    std::memcpy(input.Data(), text.c_str(), text.size() + 1);
+    std::memset(output.Data(), 0xEE, text.size() + 1);
+    Base64 base64;
+    const unsigned long result = base64.Decode(reinterpret_cast<const char*>(input.Data()),
+                                               reinterpret_cast<char*>(output.Data()));
+    return {result, output.Copy()};
+}
+
+std::string EncodedByTheLibrary(const Bytes& bytes) {
+    GuardedBytes input(bytes);
+    Base64 base64;
+    std::string text;
+    EXPECT_EQ(1, base64.Encode(reinterpret_cast<const char*>(input.Data()), bytes.size(), text));
+    return text;
+}
+
+class Base64Route : public VornTest::RouteTest {
+protected:
+    Bytes RandomBytes(std::size_t size) {
+        Bytes bytes(size);
+        for (unsigned char& byte : bytes)
+            byte = static_cast<unsigned char>(Random(256));
+        return bytes;
+    }
+
+    std::size_t Random(std::size_t below) {
+        return std::uniform_int_distribution<std::size_t>(0, below - 1)(m_random);
+    }
+
+private:
+    std::mt19937 m_random{Seed};
+};
+
+TEST_P(Base64Route, EncodesWhatTheBitsGiveForEveryLength) {
+    for (std::size_t size = 0; size <= MostBytes; ++size) {
+        const Bytes bytes = RandomBytes(size);
+        ASSERT_EQ(EncodedByBits(bytes), EncodedByTheLibrary(bytes)) << size << " bytes";
+    }
+}
+
+TEST_P(Base64Route, DecodesWhatTheBitsGiveForEveryLength) {
+    for (std::size_t size = 1; size <= MostBytes; ++size) {
+        const std::string text = EncodedByBits(RandomBytes(size));
+        ASSERT_EQ(DecodedByBits(text), DecodedByTheLibrary(text)) << text;
+    }
+}
+
+TEST_P(Base64Route, DecodesEveryByteAtEveryPlaceAsTheBitsDo) {
+    const std::string valid = EncodedByBits(RandomBytes(72)); // more than the largest vector
+    for (std::size_t place = 0; place < valid.size(); ++place) {
+        for (int byte = 1; byte < 256; ++byte) {
+            std::string text = valid;
+            text[place] = static_cast<char>(byte);
+            ASSERT_EQ(DecodedByBits(text), DecodedByTheLibrary(text)) << byte << " at " << place;
+        }
+    }
+}
+
+TEST_P(Base64Route, DecodesDamagedTextsAsTheBitsDo) {
+    for (int round = 0; round < 3000; ++round) {
+        std::string text = EncodedByBits(RandomBytes(1 + Random(MostBytes)));
+        for (std::size_t changes = Random(4); changes > 0; --changes) {
+            const std::size_t place = Random(text.size());
+            switch (Random(3)) {
+            case 0:
+                text.insert(place, 1 + Random(5), '=');
+                break;
+            case 1:
+                text[place] = static_cast<char>(static_cast<unsigned char>(text[place]) | 0x80U);
+                break;
+            default:
+                text.erase(place);
+                text += "=";
+            }
+        }
+        ASSERT_EQ(DecodedByBits(text), DecodedByTheLibrary(text)) << text;
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Every, Base64Route, VornTest::AllRoutes(), VornTest::RouteNameOf);
+
+// The buffer is cleared before the first character is read, wherever the two lie.
+TEST(Base64Overlap, DecodesWhatIsLeftOfATextInItsOwnBuffer) {
+    for (std::size_t distance = 1; distance <= 70; ++distance) {
+        const std::string text = EncodedByBits(Bytes(60, 0x5A));
+        Bytes area(distance + text.size() + 1);
+        std::copy(text.begin(), text.end(), area.begin());
+        Bytes expected = area;
+        std::fill(expected.begin() + static_cast<std::ptrdiff_t>(distance), expected.end(), 0);
+        unsigned long pos = 0;
+        int waiting = 0;
+        unsigned long acc = 0;
+        unsigned long result = 0;
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            const char* const place =
+                expected[i] == 0 ? nullptr : std::strchr(Vorn::Base64Alphabet, expected[i] & 127);
+            if (place == nullptr)
+                break;
+            Base64::WriteBits(static_cast<unsigned int>(place - Vorn::Base64Alphabet), 6,
+                              reinterpret_cast<char*>(expected.data() + distance), pos, waiting,
+                              acc);
+            result = i + 1 == text.size() ? pos : 0;
+        }
+        Base64 base64;
+        EXPECT_EQ(result, base64.Decode(reinterpret_cast<const char*>(area.data()),
+                                        reinterpret_cast<char*>(area.data() + distance)));
+        EXPECT_EQ(expected, area) << distance;
+    }
+}
+
+} // namespace
