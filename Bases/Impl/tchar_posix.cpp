@@ -1,6 +1,10 @@
 #include <Bases/Text.h>
 
+#include <array>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <cstring>
 #include <limits>
 #include <string>
 
@@ -8,78 +12,192 @@ namespace {
 
 static_assert(sizeof(long) == sizeof(long long), "one conversion serves both widths");
 
-// One digit for each bit in radix 2. A sign takes no room beyond that: it comes in radix 10 only.
-constexpr std::size_t WorkSize = std::numeric_limits<unsigned long long>::digits + 1;
+using Magnitude = unsigned long long;
 
+// --- Any radix -----------------------------------------------------------------------------------
+
+// One digit for each bit in radix 2. A sign takes no room beyond that: it comes in radix 10 only.
+constexpr std::size_t WorkSize = std::numeric_limits<Magnitude>::digits + 1;
+
+template <typename Char>
+Char Digit(Magnitude digit) {
+    return static_cast<Char>(digit < 10 ? '0' + digit : 'a' + (digit - 10));
+}
+
+// The text in a work area, filled from its end.
 template <typename Char>
 class IntegerText {
 public:
-    IntegerText(unsigned long long magnitude, bool negative, int radix) : m_begin(WorkSize - 1) {
-        const auto base = static_cast<unsigned long long>(radix);
+    IntegerText(Magnitude magnitude, bool negative, int radix) {
+        const auto base = static_cast<Magnitude>(radix);
+        *m_begin = 0;
         do {
-            Prepend(Digit(magnitude % base));
+            *--m_begin = Digit<Char>(magnitude % base);
             magnitude /= base;
         } while (magnitude != 0);
         if (negative)
-            Prepend(static_cast<Char>('-'));
+            *--m_begin = static_cast<Char>('-');
     }
+    IntegerText(const IntegerText&) = delete;
+    IntegerText& operator=(const IntegerText&) = delete;
 
     Char* CopyTo(Char* buffer) const {
-        std::char_traits<Char>::copy(buffer, m_work + m_begin, WorkSize - m_begin);
+        const auto size = static_cast<std::size_t>(m_work + WorkSize - m_begin);
+        std::char_traits<Char>::copy(buffer, m_begin, size);
         return buffer;
     }
 
 private:
-    static Char Digit(unsigned long long digit) {
-        return static_cast<Char>(digit < 10 ? '0' + digit : 'a' + (digit - 10));
-    }
-
-    void Prepend(Char character) { m_work[--m_begin] = character; }
-
-    Char m_work[WorkSize] = {}; // filled from its end; the last element stays zero
-    std::size_t m_begin;
+    Char m_work[WorkSize];
+    Char* m_begin = m_work + WorkSize - 1;
 };
 
-template <typename Char>
-IntegerText<Char> UnsignedText(unsigned long long value, int radix) {
-    return IntegerText<Char>(value, false, radix);
+// --- Radix 10, two digits at a time --------------------------------------------------------------
+
+using DigitPairs = std::array<std::array<char, 2>, 100>;
+
+constexpr DigitPairs PairTable() {
+    DigitPairs pairs{};
+    for (unsigned i = 0; i < pairs.size(); ++i)
+        pairs[i] = {static_cast<char>('0' + i / 10), static_cast<char>('0' + i % 10)};
+    return pairs;
+}
+
+constexpr DigitPairs Pairs = PairTable();
+
+constexpr std::array<Magnitude, 20> PowersOfTen() {
+    std::array<Magnitude, 20> powers{1};
+    for (std::size_t i = 1; i < powers.size(); ++i)
+        powers[i] = powers[i - 1] * 10;
+    return powers;
+}
+
+constexpr std::array<Magnitude, 20> Powers = PowersOfTen();
+
+// 1233 / 4096 is a little more than the digits that a bit is worth; the table corrects it.
+int CountDecimalDigits(Magnitude magnitude) {
+    const int estimate = static_cast<int>(std::bit_width(magnitude | 1)) * 1233 >> 12;
+    return estimate + (magnitude >= Powers[static_cast<std::size_t>(estimate)] || magnitude == 0);
+}
+
+void WritePair(char* text, Magnitude pair) { std::memcpy(text, Pairs[pair].data(), 2); }
+
+// Writes the digits, from the last one on, and the terminating zero behind them.
+void WriteDecimal(Magnitude magnitude, char* text) {
+    char* end = text + CountDecimalDigits(magnitude);
+    *end = '\0';
+    while (magnitude >= 10000) {
+        const Magnitude rest = magnitude % 10000;
+        magnitude /= 10000;
+        end -= 4;
+        WritePair(end, rest / 100);
+        WritePair(end + 2, rest % 100);
+    }
+    if (magnitude >= 100) {
+        end -= 2;
+        WritePair(end, magnitude % 100);
+        magnitude /= 100;
+    }
+    if (magnitude >= 10)
+        WritePair(end - 2, magnitude);
+    else
+        end[-1] = static_cast<char>('0' + magnitude);
+}
+
+// --- Radix 16, eight digits at a time ------------------------------------------------------------
+
+// The eight digits of a word, one to a byte in the order of the text: the word's halves are moved
+// apart, then the bytes, then the digits, and all eight become characters with one addition each.
+struct EightDigits {
+    char text[8];
+
+    explicit EightDigits(std::uint32_t word) {
+        constexpr std::uint64_t Each = 0x0101010101010101;
+        std::uint64_t digits = word;
+        digits = (digits | digits << 16) & 0x0000FFFF0000FFFF;
+        digits = (digits | digits << 8) & 0x00FF00FF00FF00FF;
+        digits = (digits | digits << 4) & 0x0F0F0F0F0F0F0F0F;
+        const std::uint64_t isLetter = (digits + 6 * Each) >> 4 & Each;
+        std::uint64_t characters = digits + '0' * Each + isLetter * ('a' - '0' - 10);
+        if constexpr (std::endian::native == std::endian::little)
+            characters = __builtin_bswap64(characters);
+        std::memcpy(text, &characters, sizeof text);
+    }
+};
+
+// The first and the last digits are written in one piece each, which overlap where that is more than
+// there are.
+void WriteHexadecimal(Magnitude magnitude, char* text) {
+    const int count = (static_cast<int>(std::bit_width(magnitude | 1)) + 3) / 4;
+    const EightDigits last(static_cast<std::uint32_t>(magnitude));
+    const EightDigits first(static_cast<std::uint32_t>(magnitude << (64 - 4 * count) >> 32));
+    text[count] = '\0';
+    if (count >= 8) {
+        std::memcpy(text, first.text, 8);
+        std::memcpy(text + count - 8, last.text, 8);
+    } else if (count >= 4) {
+        std::memcpy(text, first.text, 4);
+        std::memcpy(text + count - 4, last.text + 4, 4);
+    } else {
+        text[0] = first.text[0];
+        text[count / 2] = first.text[count / 2];
+        text[count - 1] = first.text[count - 1];
+    }
+}
+
+// --- The choice ----------------------------------------------------------------------------------
+
+char* WriteUnsigned(Magnitude magnitude, char* buffer, int radix) {
+    if (radix == 10)
+        WriteDecimal(magnitude, buffer);
+    else if (radix == 16)
+        WriteHexadecimal(magnitude, buffer);
+    else
+        IntegerText<char>(magnitude, false, radix).CopyTo(buffer);
+    return buffer;
 }
 
 // A negative value keeps its sign in radix 10 alone; every other radix shows its bit pattern.
-template <typename Char>
-IntegerText<Char> SignedText(long long value, int radix) {
-    const auto pattern = static_cast<unsigned long long>(value);
-    if (value < 0 && radix == 10)
-        return IntegerText<Char>(0 - pattern, true, radix);
-    return IntegerText<Char>(pattern, false, radix);
+char* WriteSigned(long long value, char* buffer, int radix) {
+    const auto pattern = static_cast<Magnitude>(value);
+    if (value >= 0 || radix != 10)
+        return WriteUnsigned(pattern, buffer, radix);
+    *buffer = '-';
+    WriteDecimal(0 - pattern, buffer + 1);
+    return buffer;
 }
 
 // The wide forms look at the buffer only when the text is ready.
-wchar_t* CopyUnlessNull(const IntegerText<wchar_t>& text, wchar_t* buffer) {
+wchar_t* WriteUnlessNull(Magnitude magnitude, bool negative, wchar_t* buffer, int radix) {
+    const IntegerText<wchar_t> text(magnitude, negative, radix);
     return buffer == nullptr ? nullptr : text.CopyTo(buffer);
+}
+
+wchar_t* WriteSignedUnlessNull(long long value, wchar_t* buffer, int radix) {
+    const auto pattern = static_cast<Magnitude>(value);
+    const bool negative = value < 0 && radix == 10;
+    return WriteUnlessNull(negative ? 0 - pattern : pattern, negative, buffer, radix);
 }
 
 } // namespace
 
 char* _itoa(int value, char* buffer, int radix) { return _ltoa(value, buffer, radix); }
 
-char* _ltoa(long value, char* buffer, int radix) {
-    return SignedText<char>(value, radix).CopyTo(buffer);
-}
+char* _ltoa(long value, char* buffer, int radix) { return WriteSigned(value, buffer, radix); }
 
 char* _ultoa(unsigned long value, char* buffer, int radix) {
     // The one narrow form that answers a null buffer, and it does so before looking at the radix.
     if (buffer == nullptr)
         return nullptr;
-    return UnsignedText<char>(value, radix).CopyTo(buffer);
+    return WriteUnsigned(value, buffer, radix);
 }
 
 char* _i64toa(long long value, char* buffer, int radix) {
-    return SignedText<char>(value, radix).CopyTo(buffer);
+    return WriteSigned(value, buffer, radix);
 }
 
 char* _ui64toa(unsigned long long value, char* buffer, int radix) {
-    return UnsignedText<char>(value, radix).CopyTo(buffer);
+    return WriteUnsigned(value, buffer, radix);
 }
 
 namespace Vorn {
@@ -87,19 +205,19 @@ namespace Vorn {
 wchar_t* _itow(int value, wchar_t* buffer, int radix) { return _ltow(value, buffer, radix); }
 
 wchar_t* _ltow(long value, wchar_t* buffer, int radix) {
-    return CopyUnlessNull(SignedText<wchar_t>(value, radix), buffer);
+    return WriteSignedUnlessNull(value, buffer, radix);
 }
 
 wchar_t* _ultow(unsigned long value, wchar_t* buffer, int radix) {
-    return CopyUnlessNull(UnsignedText<wchar_t>(value, radix), buffer);
+    return WriteUnlessNull(value, false, buffer, radix);
 }
 
 wchar_t* _i64tow(long long value, wchar_t* buffer, int radix) {
-    return CopyUnlessNull(SignedText<wchar_t>(value, radix), buffer);
+    return WriteSignedUnlessNull(value, buffer, radix);
 }
 
 wchar_t* _ui64tow(unsigned long long value, wchar_t* buffer, int radix) {
-    return CopyUnlessNull(UnsignedText<wchar_t>(value, radix), buffer);
+    return WriteUnlessNull(value, false, buffer, radix);
 }
 
 } // namespace Vorn
