@@ -38,6 +38,7 @@ public:
         if (negative)
             *--m_begin = static_cast<Char>('-');
     }
+    ~IntegerText() = default;
     IntegerText(const IntegerText&) = delete;
     IntegerText& operator=(const IntegerText&) = delete;
 

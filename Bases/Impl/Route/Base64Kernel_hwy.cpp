@@ -144,85 +144,86 @@ namespace hn = hwy::HWY_NAMESPACE;
 using OctetTag = hn::CappedTag<std::uint8_t, 64>;
 using Octets = hn::Vec<OctetTag>;
 
-constexpr OctetTag octets;
-constexpr hn::Repartition<std::uint16_t, OctetTag> halves;
-constexpr hn::Repartition<std::int16_t, OctetTag> signedHalves;
-constexpr hn::Repartition<std::uint32_t, OctetTag> words;
-constexpr hn::Repartition<std::int32_t, OctetTag> signedWords;
+constexpr OctetTag InOctets;
+constexpr hn::Repartition<std::uint16_t, OctetTag> InHalves;
+constexpr hn::Repartition<std::int16_t, OctetTag> InSignedHalves;
+constexpr hn::Repartition<std::uint32_t, OctetTag> InWords;
+constexpr hn::Repartition<std::int32_t, OctetTag> InSignedWords;
 
 HWY_INLINE Octets Lookup(const ByteTable& table, Octets index) {
-    return hn::TableLookupBytes(hn::LoadDup128(octets, table.bytes), index);
+    return hn::TableLookupBytes(hn::LoadDup128(InOctets, table.bytes), index);
 }
 
 HWY_INLINE Octets Shuffle(Octets bytes, const ByteTable& order) {
-    return hn::TableLookupBytesOr0(bytes, hn::LoadDup128(octets, order.bytes));
+    return hn::TableLookupBytesOr0(bytes, hn::LoadDup128(InOctets, order.bytes));
 }
 
 HWY_INLINE Octets MoveLanes(Octets bytes, const LaneTable& table) {
     if constexpr (HWY_MAX_BYTES == 16)
         return bytes; // one block: nothing to spread or to close
-    const auto indices = hn::SetTableIndices(words, table.lanes);
-    return hn::BitCast(octets, hn::TableLookupLanes(hn::BitCast(words, bytes), indices));
+    const auto indices = hn::SetTableIndices(InWords, table.lanes);
+    return hn::BitCast(InOctets, hn::TableLookupLanes(hn::BitCast(InWords, bytes), indices));
 }
 
 // The four values of each group, one to a byte: the first and third by a multiplication that moves
 // them down, the second and fourth by one that moves them up.
 HWY_INLINE Octets ValuesOf(Octets bytes) {
     const Octets groups = Shuffle(MoveLanes(bytes, Spread), GroupIntoLane);
-    const auto outer = hn::And(hn::BitCast(words, groups), hn::Set(words, 0x0FC0FC00));
-    const auto inner = hn::And(hn::BitCast(words, groups), hn::Set(words, 0x003F03F0));
-    const auto down =
-        hn::MulHigh(hn::BitCast(halves, outer), hn::BitCast(halves, hn::Set(words, 0x04000040)));
+    const auto outer = hn::And(hn::BitCast(InWords, groups), hn::Set(InWords, 0x0FC0FC00));
+    const auto inner = hn::And(hn::BitCast(InWords, groups), hn::Set(InWords, 0x003F03F0));
+    const auto down = hn::MulHigh(hn::BitCast(InHalves, outer),
+                                  hn::BitCast(InHalves, hn::Set(InWords, 0x04000040)));
     const auto up =
-        hn::Mul(hn::BitCast(halves, inner), hn::BitCast(halves, hn::Set(words, 0x01000010)));
-    return hn::BitCast(octets, hn::Or(down, up));
+        hn::Mul(hn::BitCast(InHalves, inner), hn::BitCast(InHalves, hn::Set(InWords, 0x01000010)));
+    return hn::BitCast(InOctets, hn::Or(down, up));
 }
 
 HWY_INLINE Octets CharactersOf(Octets values) {
-    const Octets above51 = hn::SaturatedSub(values, hn::Set(octets, 51));
-    const auto isCapital = hn::Lt(values, hn::Set(octets, 26));
-    const Octets range = hn::IfThenElse(isCapital, hn::Set(octets, 13), above51);
+    const Octets above51 = hn::SaturatedSub(values, hn::Set(InOctets, 51));
+    const auto isCapital = hn::Lt(values, hn::Set(InOctets, 26));
+    const Octets range = hn::IfThenElse(isCapital, hn::Set(InOctets, 13), above51);
     return hn::Add(values, Lookup(ToCharacter, range));
 }
 
 std::size_t Encode(const unsigned char* bytes, std::size_t size, char* text) {
-    const std::size_t vector = hn::Lanes(octets);
+    const std::size_t vector = hn::Lanes(InOctets);
     const std::size_t bytesAtATime = vector / 4 * 3;
     std::size_t done = 0;
     for (; done + vector <= size; done += bytesAtATime, text += vector) {
-        const Octets characters = CharactersOf(ValuesOf(hn::LoadU(octets, bytes + done)));
-        hn::StoreU(characters, octets, reinterpret_cast<std::uint8_t*>(text));
+        const Octets characters = CharactersOf(ValuesOf(hn::LoadU(InOctets, bytes + done)));
+        hn::StoreU(characters, InOctets, reinterpret_cast<std::uint8_t*>(text));
     }
     return done;
 }
 
 // The three bytes of each group of four values, from the front of each block of 16 bytes on.
 HWY_INLINE Octets BytesOf(Octets values) {
-    const auto pairs = hn::BitCast(halves, values);
-    const auto first = hn::And(hn::ShiftLeft<6>(pairs), hn::Set(halves, 0x0FC0));
-    const auto twelveBits = hn::BitCast(signedHalves, hn::Or(first, hn::ShiftRight<8>(pairs)));
-    const auto factors = hn::BitCast(signedHalves, hn::Set(words, 0x00011000));
-    auto unused = hn::Zero(signedWords);
-    const auto groups = hn::ReorderWidenMulAccumulate(signedWords, twelveBits, factors,
-                                                      hn::Zero(signedWords), unused);
-    return Shuffle(hn::BitCast(octets, groups), GroupOutOfLane);
+    const auto pairs = hn::BitCast(InHalves, values);
+    const auto first = hn::And(hn::ShiftLeft<6>(pairs), hn::Set(InHalves, 0x0FC0));
+    const auto twelveBits = hn::BitCast(InSignedHalves, hn::Or(first, hn::ShiftRight<8>(pairs)));
+    const auto factors = hn::BitCast(InSignedHalves, hn::Set(InWords, 0x00011000));
+    auto unused = hn::Zero(InSignedWords);
+    const auto groups = hn::ReorderWidenMulAccumulate(InSignedWords, twelveBits, factors,
+                                                      hn::Zero(InSignedWords), unused);
+    return Shuffle(hn::BitCast(InOctets, groups), GroupOutOfLane);
 }
 
 std::size_t Decode(const char* text, std::size_t length, unsigned char* bytes) {
-    const std::size_t vector = hn::Lanes(octets);
+    const std::size_t vector = hn::Lanes(InOctets);
     std::size_t done = 0;
     for (; done + vector <= length; done += vector, bytes += vector / 4 * 3) {
-        const Octets read = hn::LoadU(octets, reinterpret_cast<const std::uint8_t*>(text) + done);
-        const Octets characters = hn::And(read, hn::Set(octets, 0x7F));
+        const Octets read = hn::LoadU(InOctets, reinterpret_cast<const std::uint8_t*>(text) + done);
+        const Octets characters = hn::And(read, hn::Set(InOctets, 0x7F));
         const Octets upper = hn::ShiftRight<4>(characters);
-        const Octets lower = hn::And(characters, hn::Set(octets, 0x0F));
+        const Octets lower = hn::And(characters, hn::Set(InOctets, 0x0F));
         const Octets excluded =
             hn::And(Lookup(UpperHalfSets, upper), Lookup(LowerHalfExclusions, lower));
-        if (!hn::AllTrue(octets, hn::Eq(excluded, hn::Zero(octets))))
+        if (!hn::AllTrue(InOctets, hn::Eq(excluded, hn::Zero(InOctets))))
             break;
-        const Octets isSlash = hn::VecFromMask(octets, hn::Eq(characters, hn::Set(octets, '/')));
+        const Octets isSlash =
+            hn::VecFromMask(InOctets, hn::Eq(characters, hn::Set(InOctets, '/')));
         const Octets values = hn::Add(characters, Lookup(ToValue, hn::Add(upper, isSlash)));
-        hn::StoreU(MoveLanes(BytesOf(values), Close), octets, bytes);
+        hn::StoreU(MoveLanes(BytesOf(values), Close), InOctets, bytes);
     }
     return done;
 }

@@ -53,11 +53,11 @@ inline Words SetMatrix(unsigned long long matrix) {
 
 // S1 of the first and the third byte of each word, S2 of the others.
 inline Words Substitute(Words x) {
-    constexpr __mmask64 odd = 0xAAAAAAAAAAAAAAAA;
+    constexpr __mmask64 Odd = 0xAAAAAAAAAAAAAAAA;
     const Words image = _mm512_gf2p8affine_epi64_epi8(x, SetMatrix(ToAesMatrix), 0);
     const Words s1 =
         _mm512_gf2p8affineinv_epi64_epi8(image, SetMatrix(ToS1Matrix), SeedField::Constant1);
-    return _mm512_mask_gf2p8affineinv_epi64_epi8(s1, odd, image, SetMatrix(ToS2Matrix),
+    return _mm512_mask_gf2p8affineinv_epi64_epi8(s1, Odd, image, SetMatrix(ToS2Matrix),
                                                  SeedField::Constant2);
 }
 

@@ -93,16 +93,16 @@ using ByteTag = hn::Repartition<std::uint8_t, WordTag>;
 using Words = hn::Vec<WordTag>;
 using Octets = hn::Vec<ByteTag>;
 
-constexpr WordTag words;
-constexpr PairTag pairs;
-constexpr ByteTag octets;
+constexpr WordTag InWords;
+constexpr PairTag InPairs;
+constexpr ByteTag InOctets;
 
 HWY_INLINE Octets Constant(const unsigned char (&bytes)[16]) {
-    return hn::LoadDup128(octets, bytes);
+    return hn::LoadDup128(InOctets, bytes);
 }
 
 HWY_INLINE Octets Map(const NibbleTables& tables, Octets x) {
-    const Octets low = hn::And(x, hn::Set(octets, 15));
+    const Octets low = hn::And(x, hn::Set(InOctets, 15));
     const Octets high = hn::ShiftRight<4>(x);
     return hn::Xor(hn::TableLookupBytes(Constant(tables.low), low),
                    hn::TableLookupBytes(Constant(tables.high), high));
@@ -111,20 +111,20 @@ HWY_INLINE Octets Map(const NibbleTables& tables, Octets x) {
 // S1 of the first and the third byte of each word, S2 of the others.
 HWY_INLINE Octets Substitute(Octets x) {
     const Octets moved = hn::TableLookupBytes(x, Constant(BeforeShiftRows));
-    const Octets box = hn::AESLastRound(Map(ToAesTables, moved), hn::Zero(octets));
-    const auto odd = hn::MaskFromVec(hn::BitCast(octets, hn::Set(words, 0xFF00FF00)));
+    const Octets box = hn::AESLastRound(Map(ToAesTables, moved), hn::Zero(InOctets));
+    const auto odd = hn::MaskFromVec(hn::BitCast(InOctets, hn::Set(InWords, 0xFF00FF00)));
     return hn::IfThenElse(odd, Map(ToS2Tables, box), Map(ToS1Tables, box));
 }
 
 // The bytes of each word turned as `turn` says, less the bits outside of `mask`.
 HWY_INLINE Words Turn(Octets s, const unsigned char (&turn)[16], std::uint32_t mask) {
     const Octets turned = hn::TableLookupBytes(s, Constant(turn));
-    return hn::And(hn::BitCast(words, turned), hn::Set(words, mask));
+    return hn::And(hn::BitCast(InWords, turned), hn::Set(InWords, mask));
 }
 
 HWY_INLINE Words G(Words x) {
-    const Octets s = Substitute(hn::BitCast(octets, x));
-    const Words same = hn::And(hn::BitCast(words, s), hn::Set(words, SeedField::MaskSameByte));
+    const Octets s = Substitute(hn::BitCast(InOctets, x));
+    const Words same = hn::And(hn::BitCast(InWords, s), hn::Set(InWords, SeedField::MaskSameByte));
     const Words next = Turn(s, NextByte, SeedField::MaskNextByte);
     const Words second = Turn(s, SecondByte, SeedField::MaskSecondByte);
     const Words third = Turn(s, ThirdByte, SeedField::MaskThirdByte);
@@ -136,8 +136,8 @@ struct Half {
 };
 
 HWY_INLINE void Round(Half& changed, const Half& other, const std::uint32_t* key) {
-    Words c = hn::Xor(other.first, hn::Set(words, key[0]));
-    Words d = G(hn::Xor(hn::Xor(c, other.second), hn::Set(words, key[1])));
+    Words c = hn::Xor(other.first, hn::Set(InWords, key[0]));
+    Words d = G(hn::Xor(hn::Xor(c, other.second), hn::Set(InWords, key[1])));
     c = G(hn::Add(c, d));
     d = G(hn::Add(d, c));
     changed.first = hn::Xor(changed.first, hn::Add(c, d));
@@ -151,26 +151,26 @@ struct Blocks {
 };
 
 HWY_INLINE void Transpose(Words& a, Words& b, Words& c, Words& d) {
-    const auto ab01 = hn::BitCast(pairs, hn::InterleaveLower(words, a, b));
-    const auto ab23 = hn::BitCast(pairs, hn::InterleaveUpper(words, a, b));
-    const auto cd01 = hn::BitCast(pairs, hn::InterleaveLower(words, c, d));
-    const auto cd23 = hn::BitCast(pairs, hn::InterleaveUpper(words, c, d));
-    a = hn::BitCast(words, hn::InterleaveLower(pairs, ab01, cd01));
-    b = hn::BitCast(words, hn::InterleaveUpper(pairs, ab01, cd01));
-    c = hn::BitCast(words, hn::InterleaveLower(pairs, ab23, cd23));
-    d = hn::BitCast(words, hn::InterleaveUpper(pairs, ab23, cd23));
+    const auto ab01 = hn::BitCast(InPairs, hn::InterleaveLower(InWords, a, b));
+    const auto ab23 = hn::BitCast(InPairs, hn::InterleaveUpper(InWords, a, b));
+    const auto cd01 = hn::BitCast(InPairs, hn::InterleaveLower(InWords, c, d));
+    const auto cd23 = hn::BitCast(InPairs, hn::InterleaveUpper(InWords, c, d));
+    a = hn::BitCast(InWords, hn::InterleaveLower(InPairs, ab01, cd01));
+    b = hn::BitCast(InWords, hn::InterleaveUpper(InPairs, ab01, cd01));
+    c = hn::BitCast(InWords, hn::InterleaveLower(InPairs, ab23, cd23));
+    d = hn::BitCast(InWords, hn::InterleaveUpper(InPairs, ab23, cd23));
 }
 
 HWY_INLINE Words LoadWords(const unsigned char* bytes) {
-    return hn::BitCast(words, hn::LoadU(octets, bytes));
+    return hn::BitCast(InWords, hn::LoadU(InOctets, bytes));
 }
 
 HWY_INLINE void StoreWords(Words x, unsigned char* bytes) {
-    hn::StoreU(hn::BitCast(octets, x), octets, bytes);
+    hn::StoreU(hn::BitCast(InOctets, x), InOctets, bytes);
 }
 
 HWY_INLINE Blocks Load(const unsigned char* bytes) {
-    const std::size_t size = hn::Lanes(octets);
+    const std::size_t size = hn::Lanes(InOctets);
     Blocks blocks{{LoadWords(bytes), LoadWords(bytes + size)},
                   {LoadWords(bytes + 2 * size), LoadWords(bytes + 3 * size)}};
     Transpose(blocks.left.first, blocks.left.second, blocks.right.first, blocks.right.second);
@@ -179,7 +179,7 @@ HWY_INLINE Blocks Load(const unsigned char* bytes) {
 
 // The halves change places once more at the end.
 HWY_INLINE void Store(Blocks blocks, unsigned char* bytes) {
-    const std::size_t size = hn::Lanes(octets);
+    const std::size_t size = hn::Lanes(InOctets);
     Transpose(blocks.right.first, blocks.right.second, blocks.left.first, blocks.left.second);
     StoreWords(blocks.right.first, bytes);
     StoreWords(blocks.right.second, bytes + size);
@@ -195,7 +195,7 @@ constexpr std::size_t SetCount = HWY_TARGET == HWY_SSE4 ? 2 : 4;
 
 template <std::size_t... I>
 HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
-    const std::size_t setSize = 4 * hn::Lanes(octets);
+    const std::size_t setSize = 4 * hn::Lanes(InOctets);
     Blocks sets[] = {Load(bytes + I * setSize)...};
     for (int pair = 0; pair < RoundPairs; ++pair) {
         (Round(sets[I].left, sets[I].right, keys.key), ...);
@@ -207,7 +207,7 @@ HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_seque
 }
 
 std::size_t Kernel(unsigned char* bytes, std::size_t count, SeedKeys keys) {
-    const std::size_t blocksAtATime = SetCount * hn::Lanes(words);
+    const std::size_t blocksAtATime = SetCount * hn::Lanes(InWords);
     const std::size_t left = count % blocksAtATime;
     for (std::size_t done = 0; done != count - left; done += blocksAtATime)
         CipherSets(bytes + done * CryptoSize::SeedBlock, keys,
