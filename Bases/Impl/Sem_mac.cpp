@@ -13,16 +13,10 @@
 #include <sys/time.h>
 
 #include <Bases/Impl/Assert.h>
-#include <Bases/Impl/Port/KernelSem.h>
+#include <Bases/Impl/Monitor.h>
 #include <Bases/Thread.h>
 
 namespace Vorn {
-
-namespace {
-
-using Guard = std::unique_lock<std::mutex>;
-
-} // namespace
 
 class VornSemaphore::SemImpl {
 public:
@@ -41,9 +35,11 @@ public:
 
     // What an event needs beside these. A platform semaphore that keeps every post for a later wait
     // needs no more than the defaults.
-    virtual bool WaitJoined(unsigned int timeoutMs, Guard& guard) {
-        guard.unlock();
-        return timeoutMs == WaitForever ? Wait() : TimedWait(timeoutMs);
+    virtual bool WaitJoined(unsigned int timeoutMs, Locker& guard) {
+        guard.Pause();
+        const bool passed = timeoutMs == WaitForever ? Wait() : TimedWait(timeoutMs);
+        guard.Resume();
+        return passed;
     }
     virtual void DiscardFree() {}
 };
@@ -57,22 +53,19 @@ public:
 
     bool Create(SemInitState state) override {
         m_nCount.store(state, std::memory_order_relaxed);
-        if (!m_sem.Create(state))
+        if (!m_monitor.Create(state))
             return false;
         m_bCreated = 1;
         return true;
     }
 
-    void Destroy() override {
-        if (m_sem.Destroy())
-            m_bCreated = 0;
-    }
+    void Destroy() override { m_bCreated = 0; }
 
     bool Wait() override {
         if (m_bCreated == 0)
             return false;
         CountDown();
-        return m_sem.Wait(nullptr) == KernelWait::Success;
+        return m_monitor.Wait(nullptr) == KernelWait::Success;
     }
 
     bool TryWait() override { return TimedWait(0); }
@@ -84,7 +77,7 @@ public:
         if (m_bCreated == 0)
             return;
         m_nCount.store(0, std::memory_order_relaxed);
-        m_sem.PostAll();
+        m_monitor.PostAll();
     }
 
     bool GetSemCounts(int& count) override {
@@ -94,22 +87,22 @@ public:
         return true;
     }
 
-    bool WaitJoined(unsigned int timeoutMs, Guard& guard) override {
+    bool WaitJoined(unsigned int timeoutMs, Locker& guard) override {
         if (m_bCreated == 0)
             return false;
         if (timeoutMs != WaitForever)
             return TimedWait(timeoutMs, &guard);
         CountDown();
-        return m_sem.Wait(&guard) == KernelWait::Success;
+        return m_monitor.Wait(&guard) == KernelWait::Success;
     }
 
     void DiscardFree() override {
         if (m_bCreated != 0)
-            m_sem.DiscardFree();
+            m_monitor.DiscardFree();
     }
 
 private:
-    bool TimedWait(unsigned int timeoutMs, Guard* pGuard) {
+    bool TimedWait(unsigned int timeoutMs, Locker* pGuard) {
         if (m_bCreated == 0)
             return false;
         CountDown();
@@ -117,9 +110,9 @@ private:
         const unsigned int nanoseconds = timeoutMs % 1000 * 1000000;
 
         // A wait that the kernel gave up is tried once more, again with the full time.
-        KernelWait result = m_sem.TimedWait(seconds, nanoseconds, pGuard);
+        KernelWait result = m_monitor.TimedWait(seconds, nanoseconds, pGuard);
         if (result == KernelWait::Aborted)
-            result = m_sem.TimedWait(seconds, nanoseconds, nullptr); // the guard is unlocked by now
+            result = m_monitor.TimedWait(seconds, nanoseconds, pGuard);
         return result == KernelWait::Success;
     }
 
@@ -134,7 +127,7 @@ private:
 
     int m_bCreated;
     std::atomic<int> m_nCount;
-    KernelSem m_sem;
+    Monitor m_monitor;
 };
 
 class VornSemaphore::SemNamed : public SemImpl {
@@ -245,7 +238,7 @@ bool VornSemaphore::Wait(unsigned int timeoutMs) {
     }
 }
 
-bool VornSemaphore::WaitJoined(unsigned int timeoutMs, Guard& guard) {
+bool VornSemaphore::WaitJoined(unsigned int timeoutMs, Locker& guard) {
     if (m_pImpl == nullptr)
         return false;
     return timeoutMs == 0 ? m_pImpl->TryWait() : m_pImpl->WaitJoined(timeoutMs, guard);
@@ -271,7 +264,7 @@ bool VornEvent::Create(int bManualReset, int bInitialState, const char* name) {
     const auto state = bInitialState != 0 ? VornSemaphore::SemFree : VornSemaphore::SemLocked;
     if (m_pSem == nullptr || !m_pSem->Create(state, name, 1))
         return false;
-    const std::lock_guard lock(m_flagLock);
+    const Locker lock(m_flagLock);
     m_bSignaled = bInitialState;
     m_bManualReset = bManualReset;
     return true;
@@ -280,7 +273,7 @@ bool VornEvent::Create(int bManualReset, int bInitialState, const char* name) {
 bool VornEvent::Open(const char* name) {
     if (m_pSem == nullptr || !m_pSem->Create(VornSemaphore::SemFree, name, 1))
         return false;
-    const std::lock_guard lock(m_flagLock);
+    const Locker lock(m_flagLock);
     m_bManualReset = 0;
     return true;
 }
@@ -288,7 +281,7 @@ bool VornEvent::Open(const char* name) {
 bool VornEvent::Set() {
     if (m_pSem == nullptr)
         return false;
-    const std::lock_guard lock(m_flagLock);
+    const Locker lock(m_flagLock);
     if (m_bSignaled != 0)
         return true;
     m_pSem->Post();
@@ -299,24 +292,22 @@ bool VornEvent::Set() {
 bool VornEvent::Reset() {
     if (m_pSem == nullptr)
         return false;
-    const std::lock_guard lock(m_flagLock);
+    const Locker lock(m_flagLock);
     return ResetLocked();
 }
 
 // Looking at the flag and joining the semaphore's waiters is one step under the lock, so that a Set
-// either is seen in the flag or finds this thread waiting.
+// either is seen in the flag or finds this thread waiting. The lock is held again after the wait,
+// also when nothing is left to do: the thread whose Set released this one may still be about to
+// raise the flag, and the caller may destroy the event on return.
 bool VornEvent::Wait(unsigned int timeoutMs) {
     if (m_pSem == nullptr)
         return false;
     if (timeoutMs != 0)
         pthread_testcancel();
 
-    Guard guard(m_flagLock);
-    bool passed = m_bSignaled != 0 || m_pSem->WaitJoined(timeoutMs, guard);
-    // Taken again even when nothing is left to do: the thread whose Set released this one may still
-    // be about to raise the flag, and the caller may destroy the event on return.
-    if (!guard.owns_lock())
-        guard.lock();
+    Locker lock(m_flagLock);
+    bool passed = m_bSignaled != 0 || m_pSem->WaitJoined(timeoutMs, lock);
     if (m_bManualReset != 0)
         return passed;
     // A Set that came after the wait had failed must not be lost in the reset.
@@ -328,7 +319,7 @@ bool VornEvent::Wait(unsigned int timeoutMs) {
 void VornEvent::Close() {
     if (m_pSem != nullptr)
         m_pSem->Destroy();
-    const std::lock_guard lock(m_flagLock);
+    const Locker lock(m_flagLock);
     m_bManualReset = 1;
 }
 

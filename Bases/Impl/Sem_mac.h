@@ -2,10 +2,11 @@
 #define VORN_BASES_IMPL_SEM_MAC_H
 
 // The one semaphore primitive under mutexes and events, and the event itself. One source serves
-// every host; what differs between hosts stands behind KernelSem.
+// every host; what differs between hosts stands behind Monitor.
 
 #include <memory>
-#include <mutex>
+
+#include <Bases/Impl/Lock.h>
 
 namespace Vorn {
 
@@ -37,10 +38,10 @@ public:
     /// `timeoutMs` milliseconds. Returns true when a count was taken.
     bool Wait(unsigned int timeoutMs);
 
-    /// The same for a caller that holds `guard`: the calling thread joins the semaphore's waiters
-    /// before the guard is unlocked, so that no post made under the guard is missed. On return the
-    /// guard may be locked or not.
-    bool WaitJoined(unsigned int timeoutMs, std::unique_lock<std::mutex>& guard);
+    /// The same for a caller that holds `guard`, which is paused while the thread is blocked: the
+    /// thread joins the semaphore's waiters before that, so that no post made under the guard is
+    /// missed.
+    bool WaitJoined(unsigned int timeoutMs, Locker& guard);
 
     /// Releases every blocked waiter (unnamed) or one (named).
     void Post();
@@ -77,12 +78,12 @@ public:
     VornSemaphore* GetSemaphore() const;
 
 private:
-    bool ResetLocked();
+    bool ResetLocked() VORN_REQUIRES(m_flagLock);
 
-    int m_bSignaled;
-    int m_bManualReset;
+    int m_bSignaled VORN_GUARDED_BY(m_flagLock);
+    int m_bManualReset VORN_GUARDED_BY(m_flagLock);
     std::unique_ptr<VornSemaphore> m_pSem;
-    std::mutex m_flagLock; // guards the two flags; never held while blocked
+    Lock m_flagLock; // never held while blocked
 };
 
 } // namespace Vorn

@@ -110,12 +110,19 @@ Kind KindOf(const Status& status) {
     }
 }
 
+// The member that tells when a file was written; macOS has another name for it than POSIX.
+template <typename S>
+auto WrittenOf(const S& status, int) -> decltype(status.st_mtimespec) {
+    return status.st_mtimespec;
+}
+
+template <typename S>
+auto WrittenOf(const S& status, long) {
+    return status.st_mtim;
+}
+
 Vorn::Time WrittenAt(const Status& status) {
-#ifdef __APPLE__
-    const timespec& written = status.st_mtimespec;
-#else
-    const timespec& written = status.st_mtim;
-#endif
+    const timespec written = WrittenOf(status, 0);
     return written.tv_sec * 1000LL + written.tv_nsec / 1000000;
 }
 

@@ -20,6 +20,8 @@
 
 #include <Bases/Impl/Sem_mac.h>
 
+#include "fault/Platform.h"
+#include "fault/WaitHooks.h"
 #include "support/BlockedThreads.h"
 
 namespace {
@@ -28,90 +30,14 @@ using Vorn::Event;
 namespace EventKind = Vorn::EventKind;
 using Vorn::VornEvent;
 using Vorn::WaitForever;
+namespace Platform = VornTest::Platform;
 using namespace std::chrono_literals;
-
-std::atomic<bool> g_failCondInit{false};
-bool g_failNothrowNew = false;
-
-// What a thread does when it wakes from its wait inside the semaphore.
-thread_local std::atomic<bool>* g_pGate = nullptr; // stay there until this becomes true
-thread_local bool g_cancelOnWake = false;
-
-// Run once by this thread between the end of its next limited wait and its next lock.
-thread_local std::function<void()> g_afterTimeOut;
-thread_local bool g_timedOut = false;
-
-// Run once by this thread after its next unlock.
-thread_local std::function<void()> g_afterUnlock;
-
-// Called with the semaphore's lock held, as a wait returns.
-void Wake(pthread_mutex_t* lock) {
-    if (g_pGate != nullptr) {
-        pthread_mutex_unlock(lock);
-        while (!g_pGate->load())
-            sched_yield();
-        pthread_mutex_lock(lock);
-    }
-    if (g_cancelOnWake) {
-        pthread_cancel(pthread_self());
-        pthread_testcancel();
-    }
-}
 
 int ReportedCount(const VornEvent& event) {
     int count = 12345;
     EXPECT_TRUE(event.GetSemaphore()->GetSemCounts(count));
     return count;
 }
-
-} // namespace
-
-extern "C" {
-
-int __real_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes);
-int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) {
-    return g_failCondInit ? ENOMEM : __real_pthread_cond_init(cond, attributes);
-}
-
-int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock);
-int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
-    const int status = __real_pthread_cond_wait(cond, lock);
-    Wake(lock);
-    return status;
-}
-
-int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock, const timespec* end);
-int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock,
-                                  const timespec* end) {
-    const int status = __real_pthread_cond_timedwait(cond, lock, end);
-    Wake(lock);
-    g_timedOut = status == ETIMEDOUT;
-    return status;
-}
-
-int __real_pthread_mutex_lock(pthread_mutex_t* lock);
-int __wrap_pthread_mutex_lock(pthread_mutex_t* lock) {
-    if (std::exchange(g_timedOut, false) && g_afterTimeOut)
-        std::exchange(g_afterTimeOut, nullptr)();
-    return __real_pthread_mutex_lock(lock);
-}
-
-int __real_pthread_mutex_unlock(pthread_mutex_t* lock);
-int __wrap_pthread_mutex_unlock(pthread_mutex_t* lock) {
-    const int status = __real_pthread_mutex_unlock(lock);
-    if (g_afterUnlock)
-        std::exchange(g_afterUnlock, nullptr)();
-    return status;
-}
-
-// operator new(std::size_t, std::nothrow_t const&)
-void* __real__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag);
-void* __wrap__ZnwmRKSt9nothrow_t(std::size_t size, const std::nothrow_t& tag) {
-    return g_failNothrowNew ? nullptr : __real__ZnwmRKSt9nothrow_t(size, tag);
-}
-}
-
-namespace {
 
 TEST(Event, IsNotOpenedAtFirst) {
     Event event;
@@ -267,9 +193,10 @@ TEST(Event, SecondCreateFailsAndChangesNothing) {
 TEST(Event, FailedCreateCountsAsOpenedUntilClosed) {
     testing::internal::CaptureStdout();
     Event event;
-    g_failCondInit = true;
-    EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
-    g_failCondInit = false;
+    {
+        const VornTest::WaitsRefused refused;
+        EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
+    }
     EXPECT_TRUE(event.IsOpened());
     EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
     EXPECT_FALSE(event.Wait(0));      // neither flag was taken over
@@ -355,16 +282,16 @@ TEST(Event, OneSetReleasesEightBlockedThreads) {
 TEST(Event, ResetDoesNotRevokeASet) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
-    std::atomic<bool> gate{false};
+    VornTest::Gate gate;
     bool passed = false;
     VornTest::PosixThread waiter([&] {
-        g_pGate = &gate;
+        VornTest::SetGate(gate);
         passed = event.Wait(20000); // a Set that was revoked fails and does not hang
     });
     VornTest::WaitUntilBlocked({&waiter});
     event.Set();
     event.Reset();
-    gate = true;
+    gate.open = true;
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(passed);
     EXPECT_FALSE(event.Wait(0));
@@ -373,18 +300,18 @@ TEST(Event, ResetDoesNotRevokeASet) {
 TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
-    std::atomic<bool> gate{false};
+    VornTest::Gate gate;
     bool latePassed = false;
     VornTest::PosixThread early([&] { event.Wait(WaitForever); });
     VornTest::PosixThread late([&] {
-        g_pGate = &gate;
+        VornTest::SetGate(gate);
         latePassed = event.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&early, &late});
     event.Set();
     EXPECT_FALSE(early.Join());
     EXPECT_TRUE(event.Set());
-    gate = true;
+    gate.open = true;
     EXPECT_FALSE(late.Join());
     EXPECT_TRUE(latePassed);
     EXPECT_FALSE(event.Wait(0));
@@ -409,18 +336,18 @@ TEST(Event, WaitInterruptedByASignalHandlerGoesOnWaiting) {
 TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
-    g_afterTimeOut = [&] { event.Set(); };
+    VornTest::RunAfterTimeOut([&] { event.Set(); });
     EXPECT_TRUE(event.Wait(1));
-    EXPECT_FALSE(g_afterTimeOut); // the Set came in the gap
+    EXPECT_FALSE(VornTest::IsTimeOutToCome()); // the Set came in the gap
     EXPECT_FALSE(event.Wait(0));
 }
 
 TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
-    g_afterTimeOut = [&] { event.Set(); };
+    VornTest::RunAfterTimeOut([&] { event.Set(); });
     EXPECT_FALSE(event.Wait(1));
-    EXPECT_FALSE(g_afterTimeOut);
+    EXPECT_FALSE(VornTest::IsTimeOutToCome());
     EXPECT_TRUE(event.Wait(0));
 }
 
@@ -439,10 +366,10 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
         sem_wait(&finish);
     });
 
-    g_afterUnlock = [&] {
+    VornTest::RunAfterUnlock([&] {
         sem_post(&start);
         VornTest::WaitUntilBlocked({&setter}); // done, or held up because this thread is joining
-    };
+    });
     EXPECT_TRUE(event.Wait(2000));
     sem_post(&finish);
     EXPECT_FALSE(setter.Join());
@@ -465,12 +392,12 @@ TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
     });
     VornTest::WaitUntilBlocked({&waiter});
 
-    g_afterUnlock = [&] { // the post is made, the flag is not raised yet
+    VornTest::RunAfterUnlock([&] { // the post is made, the flag is not raised yet
         VornTest::WaitUntilBlocked({&waiter});
         EXPECT_FALSE(returned);
-    };
+    });
     event.Set();
-    EXPECT_FALSE(g_afterUnlock);
+    EXPECT_FALSE(VornTest::IsUnlockToCome());
     sem_post(&finish);
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(returned);
@@ -498,7 +425,7 @@ TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     VornTest::PosixThread waiter([&] {
-        g_cancelOnWake = true;
+        VornTest::SetOnWake(VornTest::OnWake::BeCancelled);
         event.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&waiter});
@@ -511,16 +438,16 @@ TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
 TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
-    std::atomic<bool> gate{false};
+    VornTest::Gate gate;
     VornTest::PosixThread waiter([&] {
-        g_pGate = &gate;
-        g_cancelOnWake = true;
+        VornTest::SetGate(gate);
+        VornTest::SetOnWake(VornTest::OnWake::BeCancelled);
         event.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&waiter});
     event.Set();
     event.Reset();
-    gate = true;
+    gate.open = true;
     EXPECT_TRUE(waiter.Join());
     EXPECT_FALSE(event.Wait(0));
     EXPECT_FALSE(event.Wait(1));
@@ -546,16 +473,16 @@ TEST(Event, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
 TEST(EventDeathTest, StopsWhenItsSemaphoreCannotBeAllocated) {
     EXPECT_DEATH(
         {
-            g_failNothrowNew = true;
+            Platform::operator_new_nothrow.Fail(ENOMEM);
             VornEvent event;
         },
         ": Bases/Impl/Sem_mac.cpp:352: .*VornEvent.*: Assertion `m_pSem != __null' failed");
 }
 #else
 TEST(Event, GoesOnWithoutASemaphoreWhereAssertionsAreCompiledOut) {
-    g_failNothrowNew = true;
+    Platform::operator_new_nothrow.Fail(ENOMEM);
     VornEvent event;
-    g_failNothrowNew = false;
+    Platform::operator_new_nothrow.Reset();
     EXPECT_FALSE(event.Create(EventKind::ManualReset, 1, nullptr));
     EXPECT_FALSE(event.Open(nullptr));
     EXPECT_FALSE(event.Set());

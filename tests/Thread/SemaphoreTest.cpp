@@ -16,73 +16,20 @@
 #include <pthread.h>
 #include <sched.h>
 
+#include "fault/WaitHooks.h"
 #include "support/BlockedThreads.h"
 
 namespace {
 
 using Vorn::VornSemaphore;
 using Vorn::WaitForever;
+using VornTest::Gate;
+using VornTest::OnWake;
+using VornTest::SetGate;
+using VornTest::SetOnWake;
 using namespace std::chrono_literals;
 
 constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
-
-std::atomic<bool> g_failCondInit{false};
-std::atomic<bool> g_failMutexInit{false};
-
-// What a thread does when it wakes from its wait inside a semaphore.
-enum class OnWake { Nothing, BeCancelled, TimeOut };
-thread_local OnWake g_onWake = OnWake::Nothing;
-
-// A thread with a gate stays in its wait until the gate is open.
-struct Gate {
-    std::atomic<bool> reached{false};
-    std::atomic<bool> open{false};
-};
-thread_local Gate* g_pGate = nullptr;
-
-// Called with the semaphore's lock held, as a wait returns.
-int Wake(pthread_mutex_t* lock, int status) {
-    if (g_pGate != nullptr) {
-        pthread_mutex_unlock(lock);
-        g_pGate->reached = true;
-        while (!g_pGate->open)
-            sched_yield();
-        pthread_mutex_lock(lock);
-    }
-    if (g_onWake == OnWake::BeCancelled) {
-        pthread_cancel(pthread_self());
-        pthread_testcancel();
-    }
-    return g_onWake == OnWake::TimeOut ? ETIMEDOUT : status;
-}
-
-} // namespace
-
-extern "C" {
-
-int __real_pthread_mutex_init(pthread_mutex_t* lock, const pthread_mutexattr_t* attributes);
-int __wrap_pthread_mutex_init(pthread_mutex_t* lock, const pthread_mutexattr_t* attributes) {
-    return g_failMutexInit ? ENOMEM : __real_pthread_mutex_init(lock, attributes);
-}
-
-int __real_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes);
-int __wrap_pthread_cond_init(pthread_cond_t* cond, const pthread_condattr_t* attributes) {
-    return g_failCondInit ? ENOMEM : __real_pthread_cond_init(cond, attributes);
-}
-
-int __real_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock);
-int __wrap_pthread_cond_wait(pthread_cond_t* cond, pthread_mutex_t* lock) {
-    return Wake(lock, __real_pthread_cond_wait(cond, lock));
-}
-
-int __real_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock, const timespec* end);
-int __wrap_pthread_cond_timedwait(pthread_cond_t* cond, pthread_mutex_t* lock,
-                                  const timespec* end) {
-    return Wake(lock, __real_pthread_cond_timedwait(cond, lock, end));
-}
-}
-
-namespace {
 
 class UnnamedSemaphore : public testing::Test {
 protected:
@@ -137,6 +84,7 @@ TEST_F(UnnamedSemaphore, CountFallsWithEveryAttemptOfEveryKind) {
     EXPECT_EQ(-1, Count());
 }
 
+#ifndef VORN_ON_SIMULATED_MAC // whose kernel refuses to make one with a count below 0
 TEST_F(UnnamedSemaphore, CountStopsFallingAtTheSmallestInt) {
     Make(static_cast<VornSemaphore::SemInitState>(INT_MIN + 1));
     EXPECT_FALSE(m_sem.Wait(0));
@@ -144,6 +92,7 @@ TEST_F(UnnamedSemaphore, CountStopsFallingAtTheSmallestInt) {
     EXPECT_FALSE(m_sem.Wait(0));
     EXPECT_EQ(INT_MIN, Count());
 }
+#endif
 
 TEST_F(UnnamedSemaphore, PostReportsZeroWhateverTheCountWas) {
     Make(VornSemaphore::SemFree);
@@ -185,27 +134,25 @@ TEST_F(UnnamedSemaphore, SecondCreateFailsUntilDestroyed) {
 }
 
 TEST_F(UnnamedSemaphore, CountsAsCreatedAfterThePlatformRefused) {
-    for (std::atomic<bool>* pRefusal : {&g_failMutexInit, &g_failCondInit}) {
-        *pRefusal = true;
+    {
+        const VornTest::WaitsRefused refused;
         EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
-        *pRefusal = false;
-
-        int count = 77;
-        EXPECT_TRUE(m_sem.IsCreated());
-        EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
-        EXPECT_FALSE(m_sem.Wait(0));
-        EXPECT_FALSE(m_sem.Wait(20));
-        EXPECT_FALSE(m_sem.Wait(WaitForever));
-        EXPECT_FALSE(m_sem.GetSemCounts(count));
-        EXPECT_EQ(77, count);
-        m_sem.Post();
-        m_sem.DiscardFree();
-
-        EXPECT_TRUE(m_sem.Destroy());
-        Make(VornSemaphore::SemFree);
-        EXPECT_TRUE(m_sem.Wait(0));
-        EXPECT_TRUE(m_sem.Destroy());
     }
+
+    int count = 77;
+    EXPECT_TRUE(m_sem.IsCreated());
+    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
+    EXPECT_FALSE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(20));
+    EXPECT_FALSE(m_sem.Wait(WaitForever));
+    EXPECT_FALSE(m_sem.GetSemCounts(count));
+    EXPECT_EQ(77, count);
+    m_sem.Post();
+    m_sem.DiscardFree();
+
+    EXPECT_TRUE(m_sem.Destroy());
+    Make(VornSemaphore::SemFree);
+    EXPECT_TRUE(m_sem.Wait(0));
 }
 
 TEST_F(UnnamedSemaphore, TimedWaitLastsSecondsAndMilliseconds) {
@@ -250,7 +197,7 @@ TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
     Make(VornSemaphore::SemLocked);
     bool passed = false;
     VornTest::PosixThread waiter([&] {
-        g_onWake = OnWake::TimeOut;
+        SetOnWake(OnWake::TimeOut);
         passed = m_sem.Wait(600000);
     });
     VornTest::WaitUntilBlocked({&waiter});
@@ -325,7 +272,7 @@ TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
         Gate gate;
         bool passed = true;
         VornTest::PosixThread timedOut([&] {
-            g_pGate = &gate;
+            SetGate(gate);
             passed = m_sem.Wait(1);
         });
         while (!gate.reached)
@@ -344,7 +291,7 @@ TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
 TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
     Make(VornSemaphore::SemLocked);
     VornTest::PosixThread waiter([&] {
-        g_onWake = OnWake::BeCancelled;
+        SetOnWake(OnWake::BeCancelled);
         m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&waiter});
@@ -358,8 +305,8 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
     VornTest::PosixThread cancelled([&] {
-        g_onWake = OnWake::BeCancelled;
-        g_pGate = &gate;
+        SetOnWake(OnWake::BeCancelled);
+        SetGate(gate);
         m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&cancelled});
@@ -375,8 +322,8 @@ TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
     VornTest::PosixThread cancelled([&] {
-        g_onWake = OnWake::BeCancelled;
-        g_pGate = &gate;
+        SetOnWake(OnWake::BeCancelled);
+        SetGate(gate);
         m_sem.Wait(WaitForever);
     });
     VornTest::PosixThread served([&] { m_sem.Wait(WaitForever); });
@@ -392,8 +339,8 @@ TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
     VornTest::PosixThread cancelled([&] {
-        g_onWake = OnWake::BeCancelled;
-        g_pGate = &gate;
+        SetOnWake(OnWake::BeCancelled);
+        SetGate(gate);
         m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&cancelled});
@@ -408,11 +355,11 @@ TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
     VornTest::PosixThread cancelled([&] {
-        g_onWake = OnWake::BeCancelled;
+        SetOnWake(OnWake::BeCancelled);
         m_sem.Wait(WaitForever);
     });
     VornTest::PosixThread slow([&] {
-        g_pGate = &gate;
+        SetGate(gate);
         m_sem.Wait(WaitForever);
     });
     VornTest::WaitUntilBlocked({&cancelled, &slow});
@@ -427,7 +374,7 @@ TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
 TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
     Make(VornSemaphore::SemLocked);
     const auto body = [&] {
-        g_onWake = OnWake::BeCancelled;
+        SetOnWake(OnWake::BeCancelled);
         m_sem.Wait(WaitForever);
     };
     VornTest::PosixThread first(body);

@@ -63,6 +63,27 @@ function(vorn_add_test name)
       ENVIRONMENT "${ARG_ENVIRONMENT}") # may be empty: last
 endfunction()
 
+# The same program over the library's macOS variants, as NAMEOnMac, and its tests once for each thing
+# that macOS may do where its documentation is silent, as Suite.Name@KernelForgets and so on: see
+# support/mac/.
+function(vorn_add_test_on_mac name)
+  add_executable(${name}OnMac ${name}.cpp)
+  target_link_libraries(${name}OnMac PRIVATE
+    VornTestBase VornTestPlatform VornTestSupport VornBasesOnMac VornMacThread VornMacSimulation)
+  target_compile_definitions(${name}OnMac PRIVATE VORN_ON_SIMULATED_MAC)
+  foreach(kernel Forgets Keeps Counts)
+    string(TOLOWER ${kernel} value)
+    gtest_discover_tests(${name}OnMac
+      DISCOVERY_MODE PRE_TEST
+      # A simulated kernel takes very long for a million turns.
+      TEST_FILTER "${VORN_TEST_FILTER}:*HandOver*"
+      TEST_SUFFIX "@Kernel${kernel}"
+      PROPERTIES
+        TIMEOUT ${VORN_TEST_TIMEOUT}
+        ENVIRONMENT "VORN_SIMULATED_KERNEL=${value}")
+  endforeach()
+endfunction()
+
 # A program that tests start, one of support/. One of another machine is started by a script, since
 # the system cannot.
 function(vorn_add_test_helper name)

@@ -1,21 +1,26 @@
 #ifndef VORN_BASES_IMPL_PORT_KERNEL_SEM_H
 #define VORN_BASES_IMPL_PORT_KERNEL_SEM_H
 
-// What a platform supplies for unnamed semaphores. KernelSem_mac.cpp maps it to the kernel's own
-// semaphores, KernelSem_linux.cpp builds it from a lock and a condition variable.
+// Where threads sleep that wait on an unnamed semaphore, mutex or event.
 
+#include <ctime>
 #include <memory>
-#include <mutex>
+
+#include <Bases/Impl/Lock.h>
 
 namespace Vorn {
 
 enum class KernelWait {
-    Success,
+    Success, // woken, for whatever reason; inside Monitor, released by a post
     TimedOut,
     Aborted, // the kernel gave up early; the caller may try again
     Failed,
 };
 
+/// Puts threads to sleep and wakes them all. Who is released, and whether a wait is free, is for
+/// Monitor to record under its lock, which it looks at after every wait. So a wait may end without
+/// reason, and a post may be missed by a thread that is just about to sleep, if that thread's sleep
+/// is short.
 class KernelSem {
 public:
     KernelSem();
@@ -23,28 +28,21 @@ public:
     KernelSem(const KernelSem&) = delete;
     KernelSem& operator=(const KernelSem&) = delete;
 
-    /// Makes the semaphore with `initialCount` waits free. Returns false when the platform refuses.
+    /// Makes the semaphore. Returns false when the platform refuses. `initialCount` is what the
+    /// kernel's own count begins with; nothing relies on it.
     bool Create(int initialCount);
 
-    /// Frees the semaphore. Returns false when there is none. Nobody may be waiting.
+    /// Frees the semaphore. Returns false when there is none or the platform refuses. Nobody may be
+    /// waiting.
     bool Destroy();
 
-    /// Waits without limit. When `pGuard` is not null and the thread has to block, it joins the
-    /// waiters before it unlocks the guard: a post made by whoever locks that next finds this
-    /// thread waiting. A cancellation point; a thread that is cancelled holds neither lock.
-    KernelWait Wait(std::unique_lock<std::mutex>* pGuard);
+    /// Unlocks `lock`, sleeps and locks it again: until a PostAll, until the deadline on the
+    /// monotonic clock has passed (null: none), or for a while. A cancellation point, but not while
+    /// the lock is unlocked: a thread that is cancelled holds it when its stack is unwound.
+    KernelWait Wait(Lock& lock, const timespec* pDeadline) VORN_REQUIRES(lock);
 
-    /// The same for at most the given time, measured on the monotonic clock. With a time of zero it
-    /// takes a free wait or returns TimedOut; it then never blocks and is no cancellation point.
-    KernelWait TimedWait(unsigned int seconds, unsigned int nanoseconds,
-                         std::unique_lock<std::mutex>* pGuard);
-
-    /// Releases every thread that has joined the waiters. With nobody waiting, leaves one wait
-    /// free; a second such post adds nothing.
+    /// Wakes every thread that sleeps. The caller holds the lock that those threads gave.
     void PostAll();
-
-    /// Takes back the wait that a post left free. Threads already released stay released.
-    void DiscardFree();
 
 private:
     struct State;

@@ -1,4 +1,8 @@
-// Built on macOS only; written, but not exercised by this project's own tests.
+// Built on macOS, and in the tests over a simulation of its kernel.
+//
+// The kernel has no call that unlocks a lock and joins the waiters in one step, and what becomes of
+// a signal to all that finds nobody waiting is not known here. So each sleep is short: a post that
+// comes between the unlocking and the sleep is seen at its end at the latest.
 #include <Bases/Impl/Port/KernelSem.h>
 
 #include <mach/mach.h>
@@ -8,6 +12,9 @@
 namespace Vorn {
 
 namespace {
+
+constexpr long LongestSleepNs = 100'000'000;
+constexpr long NsPerSecond = 1'000'000'000;
 
 KernelWait Translate(kern_return_t status) {
     switch (status) {
@@ -20,6 +27,18 @@ KernelWait Translate(kern_return_t status) {
     default:
         return KernelWait::Failed;
     }
+}
+
+// The nanoseconds that are left until the deadline, none of them when it has passed, but not more
+// than one sleep may last.
+long SleepUntil(const timespec& deadline) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const auto seconds = deadline.tv_sec - now.tv_sec;
+    if (seconds > 1)
+        return LongestSleepNs;
+    const long left = seconds * NsPerSecond + deadline.tv_nsec - now.tv_nsec;
+    return left < LongestSleepNs ? left : LongestSleepNs;
 }
 
 } // namespace
@@ -50,27 +69,21 @@ bool KernelSem::Destroy() {
     return true;
 }
 
-// The kernel has no call that joins the waiters without blocking, so the guard is unlocked just
-// before the wait. What becomes of a post in between is not known: whether the kernel keeps a
-// signal to all that finds nobody waiting has not been tried here, and if it does not, a Set in
-// that gap leaves the thread asleep, since the event's flag is looked at only before.
-KernelWait KernelSem::Wait(std::unique_lock<std::mutex>* pGuard) {
-    if (pGuard != nullptr)
-        pGuard->unlock();
-    return Translate(semaphore_wait(m_pState->sem));
-}
+KernelWait KernelSem::Wait(Lock& lock, const timespec* pDeadline) {
+    const long sleepNs = pDeadline != nullptr ? SleepUntil(*pDeadline) : LongestSleepNs;
+    if (sleepNs <= 0)
+        return KernelWait::TimedOut;
 
-KernelWait KernelSem::TimedWait(unsigned int seconds, unsigned int nanoseconds,
-                                std::unique_lock<std::mutex>* pGuard) {
-    if (pGuard != nullptr)
-        pGuard->unlock();
-    const mach_timespec_t limit{seconds, static_cast<clock_res_t>(nanoseconds)};
-    return Translate(semaphore_timedwait(m_pState->sem, limit));
+    lock.Release();
+    const mach_timespec_t limit{0, static_cast<clock_res_t>(sleepNs)};
+    const KernelWait result = Translate(semaphore_timedwait(m_pState->sem, limit));
+    lock.Acquire();
+    pthread_testcancel(); // the kernel's wait is no cancellation point
+
+    // The end of one sleep is not the end of the wait; the next call finds the deadline passed.
+    return result == KernelWait::TimedOut ? KernelWait::Success : result;
 }
 
 void KernelSem::PostAll() { semaphore_signal_all(m_pState->sem); }
-
-// What a post leaves free, if it does, is a count of the kernel's own; one try takes it.
-void KernelSem::DiscardFree() { TimedWait(0, 0, nullptr); }
 
 } // namespace Vorn

@@ -1,4 +1,4 @@
-// Built on macOS only; written, but not exercised by this project's own tests.
+// Built on macOS, and in the tests over a simulation of what it calls.
 #include <Bases/Impl/Port/RandomSource.h>
 
 #include <cstdlib>

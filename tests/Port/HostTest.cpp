@@ -1,0 +1,144 @@
+// Concerns: what the small seams owe on every host, and over the simulated macOS what its variants
+// make of the platform's answers.
+#include <Bases/Impl/Port/ConverterName.h>
+#include <Bases/Impl/Port/FileTimes.h>
+#include <Bases/Impl/Port/ProgramDir.h>
+#include <Bases/Impl/Port/RandomSource.h>
+#include <Bases/Impl/Port/ThreadIdentity.h>
+
+#include <cstring>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sys/stat.h>
+
+#ifdef VORN_ON_SIMULATED_MAC
+#include "support/mac/SimulatedBundle.h"
+#endif
+
+namespace {
+
+TEST(FileTimes, AreThoseOfTheStatus) {
+    struct stat status = {};
+    status.st_atim = {1, 111};
+    status.st_mtim = {2, 222};
+    status.st_ctim = {3, 333};
+    EXPECT_EQ(1, Vorn::AccessTime(status).tv_sec);
+    EXPECT_EQ(111, Vorn::AccessTime(status).tv_nsec);
+    EXPECT_EQ(2, Vorn::ModificationTime(status).tv_sec);
+    EXPECT_EQ(222, Vorn::ModificationTime(status).tv_nsec);
+    EXPECT_EQ(3, Vorn::ChangeTime(status).tv_sec);
+    EXPECT_EQ(333, Vorn::ChangeTime(status).tv_nsec);
+}
+
+TEST(RandomSource, FillsExactlyTheBytesAskedFor) {
+    for (const std::size_t size : {0, 1, 16, 300}) {
+        // A byte that happens to be drawn as it was is not drawn so every time.
+        std::vector<unsigned char> changed(size + 1);
+        for (int round = 0; round < 20; ++round) {
+            std::vector<unsigned char> bytes(size + 1, 0xA5);
+            ASSERT_TRUE(Vorn::FillRandom(bytes.data(), size));
+            for (std::size_t i = 0; i < bytes.size(); ++i)
+                changed[i] = static_cast<unsigned char>(changed[i] | (bytes[i] ^ 0xA5));
+        }
+        for (std::size_t i = 0; i < size; ++i)
+            EXPECT_NE(0, changed[i]) << i << " of " << size;
+        EXPECT_EQ(0, changed[size]);
+    }
+}
+
+TEST(ThreadIdentity, TellsTheThreadsOfAProcessApart) {
+    const auto nothing = [] {};
+    std::thread first(nothing);
+    std::thread second(nothing);
+    const std::set<std::uintptr_t> numbers{Vorn::ThreadIdentity(pthread_self()),
+                                           Vorn::ThreadIdentity(first.native_handle()),
+                                           Vorn::ThreadIdentity(second.native_handle())};
+    EXPECT_EQ(3U, numbers.size());
+    EXPECT_EQ(0U, numbers.count(0));
+    EXPECT_EQ(Vorn::ThreadIdentity(first.native_handle()),
+              Vorn::ThreadIdentity(first.native_handle()));
+    first.join();
+    second.join();
+}
+
+#ifdef VORN_ON_SIMULATED_MAC
+
+using VornTest::SimulatedBundle::Lack;
+
+TEST(ConverterName, IsCharOnMacOS) { EXPECT_STREQ("char", Vorn::LocaleConverterName()); }
+
+TEST(ThreadIdentity, IsTheFirstWordOfTheThreadsObjectOnMacOS) {
+    const pthread_t self = pthread_self();
+    EXPECT_EQ(static_cast<std::uintptr_t>(self), Vorn::ThreadIdentity(self));
+}
+
+class ProgramDirOnMacOS : public testing::Test {
+protected:
+    ProgramDirOnMacOS() { std::memset(m_buffer, 'x', sizeof m_buffer); }
+    void TearDown() override { EXPECT_EQ(0, VornTest::SimulatedBundle::Copies()); }
+
+    bool IsBufferUntouched() const {
+        return std::string(m_buffer, sizeof m_buffer) == std::string(sizeof m_buffer, 'x');
+    }
+
+    char m_buffer[64];
+};
+
+TEST_F(ProgramDirOnMacOS, IsTheBundles) {
+    VornTest::SimulatedBundle::Set("/Applications/Some.app", Lack::Nothing);
+    ASSERT_TRUE(Vorn::WriteProgramDir(m_buffer, sizeof m_buffer));
+    EXPECT_STREQ("/Applications/Some.app", m_buffer);
+    EXPECT_EQ('x', m_buffer[std::strlen(m_buffer) + 1]);
+}
+
+TEST_F(ProgramDirOnMacOS, NeedsRoomForItsEndAndLeavesTheBufferOtherwise) {
+    VornTest::SimulatedBundle::Set("/App", Lack::Nothing);
+    for (unsigned long size = 1; size < 5; ++size) {
+        EXPECT_FALSE(Vorn::WriteProgramDir(m_buffer, size)) << size;
+        EXPECT_TRUE(IsBufferUntouched()) << size;
+    }
+    EXPECT_TRUE(Vorn::WriteProgramDir(m_buffer, 5));
+    EXPECT_STREQ("/App", m_buffer);
+}
+
+TEST_F(ProgramDirOnMacOS, MayBeAskedForWithAnySizeThatIsClaimed) {
+    VornTest::SimulatedBundle::Set("/App", Lack::Nothing);
+    EXPECT_TRUE(Vorn::WriteProgramDir(m_buffer, ~0UL));
+    EXPECT_STREQ("/App", m_buffer);
+}
+
+TEST_F(ProgramDirOnMacOS, IsUnknownWithoutABundleOrItsPlace) {
+    for (const Lack lack : {Lack::Bundle, Lack::Location}) {
+        VornTest::SimulatedBundle::Set("/App", lack);
+        EXPECT_FALSE(Vorn::WriteProgramDir(m_buffer, sizeof m_buffer));
+        EXPECT_TRUE(IsBufferUntouched());
+    }
+}
+
+#else
+
+TEST(ProgramDir, IsAbsoluteWithoutATrailingSeparatorAndFitsExactly) {
+    char buffer[4096];
+    ASSERT_TRUE(Vorn::WriteProgramDir(buffer, sizeof buffer));
+    const std::string directory = buffer;
+    EXPECT_EQ('/', directory.front());
+    EXPECT_NE('/', directory.back());
+
+    char exact[4096];
+    std::memset(exact, 'x', sizeof exact);
+    EXPECT_FALSE(Vorn::WriteProgramDir(exact, directory.size()));
+    EXPECT_EQ(std::string(sizeof exact, 'x'), std::string(exact, sizeof exact));
+    EXPECT_TRUE(Vorn::WriteProgramDir(exact, directory.size() + 1));
+    EXPECT_EQ(directory, exact);
+}
+
+TEST(ConverterName, IsTheLocalesCodeset) { EXPECT_STRNE("", Vorn::LocaleConverterName()); }
+
+#endif
+
+} // namespace

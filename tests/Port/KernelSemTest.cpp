@@ -1,0 +1,148 @@
+// Concerns: what a host's waits owe to those who build on them. A thread that sleeps is woken by a
+// post, with every other one; a wait never reports the end of its time too early, nor sleeps beyond
+// it; the lock is free while a thread sleeps, and held again whichever way its wait ends.
+#include <Bases/Impl/Port/KernelSem.h>
+
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <memory>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "fault/WaitHooks.h"
+#include "support/BlockedThreads.h"
+
+namespace {
+
+using Vorn::KernelSem;
+using Vorn::KernelWait;
+using Vorn::Lock;
+using Vorn::Locker;
+using namespace std::chrono_literals;
+
+timespec In(std::chrono::nanoseconds time) {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    const auto end =
+        std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec) + time;
+    const auto seconds = std::chrono::floor<std::chrono::seconds>(end);
+    return {seconds.count(), (end - seconds).count()};
+}
+
+class HostWaits : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(m_sem.Create(0)); }
+
+    // As a caller waits: until its own record says that a post has come.
+    KernelWait WaitForPost(const timespec* pDeadline) {
+        const Locker locker(m_lock);
+        KernelWait result = KernelWait::Success;
+        while (!m_posted && result == KernelWait::Success)
+            result = m_sem.Wait(m_lock, pDeadline);
+        return result;
+    }
+
+    void Post() {
+        const Locker locker(m_lock);
+        m_posted = true;
+        m_sem.PostAll();
+    }
+
+    Lock m_lock;
+    KernelSem m_sem;
+    bool m_posted = false;
+};
+
+TEST_F(HostWaits, EndWhenAPostComes) {
+    const timespec inAnHour = In(1h);
+    for (const timespec* pDeadline : {static_cast<const timespec*>(nullptr), &inAnHour}) {
+        m_posted = false;
+        KernelWait result = KernelWait::Failed;
+        VornTest::PosixThread waiter([&] { result = WaitForPost(pDeadline); });
+        VornTest::WaitUntilBlocked({&waiter});
+        Post();
+        EXPECT_FALSE(waiter.Join());
+        EXPECT_EQ(KernelWait::Success, result);
+    }
+}
+
+TEST_F(HostWaits, EndAllWithOnePost) {
+    std::atomic<int> ended{0};
+    std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
+    std::vector<const VornTest::PosixThread*> views;
+    for (int i = 0; i < 5; ++i) {
+        threads.push_back(std::make_unique<VornTest::PosixThread>([&] {
+            if (WaitForPost(nullptr) == KernelWait::Success)
+                ++ended;
+        }));
+        views.push_back(threads.back().get());
+    }
+    VornTest::WaitUntilBlocked(views);
+    Post();
+    threads.clear();
+    EXPECT_EQ(5, ended);
+}
+
+TEST_F(HostWaits, ReportTheEndOfTheirTimeNeitherTooEarlyNorNever) {
+    for (const std::chrono::milliseconds time : {0ms, 1ms, 99ms, 100ms, 250ms, 1010ms}) {
+        const auto start = std::chrono::steady_clock::now();
+        const timespec deadline = In(time);
+        EXPECT_EQ(KernelWait::TimedOut, WaitForPost(&deadline));
+        EXPECT_GE(std::chrono::steady_clock::now() - start, time);
+    }
+}
+
+TEST_F(HostWaits, EndAtOnceWhenTheirTimeIsLongOver) {
+    const timespec past{0, 0};
+    EXPECT_EQ(KernelWait::TimedOut, WaitForPost(&past));
+}
+
+TEST_F(HostWaits, LeaveTheLockFreeWhileTheySleep) {
+    VornTest::PosixThread waiter([&] { WaitForPost(nullptr); });
+    VornTest::WaitUntilBlocked({&waiter});
+    { const Locker locker(m_lock); }
+    Post();
+}
+
+TEST_F(HostWaits, ThatAreCancelledHoldTheLockWhileTheStackIsUnwound) {
+    struct HeldCheck {
+        explicit HeldCheck(Lock& lock, bool& held) : m_lock(lock), m_held(held) {}
+        ~HeldCheck() {
+            bool taken = true;
+            VornTest::PosixThread([&] {
+                taken = pthread_mutex_trylock(&m_lock.Native()) == 0;
+            }).Join();
+            m_held = !taken;
+        }
+        Lock& m_lock;
+        bool& m_held;
+    };
+    bool held = false;
+    VornTest::PosixThread waiter([&] {
+        const Locker locker(m_lock);
+        const HeldCheck check(m_lock, held);
+        for (;;)
+            m_sem.Wait(m_lock, nullptr);
+    });
+    VornTest::WaitUntilBlocked({&waiter});
+    waiter.Cancel();
+    EXPECT_TRUE(waiter.Join());
+    EXPECT_TRUE(held);
+    const Locker locker(m_lock); // and free by now
+}
+
+TEST_F(HostWaits, AreNotToBeHadFromAPlatformThatRefuses) {
+    KernelSem sem;
+    {
+        const VornTest::WaitsRefused refused;
+        EXPECT_FALSE(sem.Create(0));
+    }
+    EXPECT_FALSE(sem.Destroy());
+    EXPECT_TRUE(sem.Create(1));
+    EXPECT_TRUE(sem.Destroy());
+    EXPECT_FALSE(sem.Destroy());
+}
+
+} // namespace

@@ -1,0 +1,42 @@
+#!/bin/sh
+# Checks the port wing.
+#
+# port.sh DIRECTORY: DIRECTORY holds Bases/ and examples/. Nothing but the sources of Bases/Impl/Port
+# asks which host it is built for. Each header there is a seam: Contract.h has a paragraph for it,
+# and it has either one source for all hosts or one for each.
+set -eu
+
+cd "$1"
+wing=Bases/Impl/Port
+failed=0
+complain() {
+    echo "$1"
+    failed=1
+}
+
+[ -f $wing/Contract.h ] || { echo "no $wing/Contract.h: is this the right directory?" && exit 1; }
+
+hosts='__(APPLE|MACH|linux|gnu_linux|GLIBC|UCLIBC|unix|FreeBSD|NetBSD|OpenBSD|ANDROID|CYGWIN)__'
+hosts="$hosts|__APPLE__|__GLIBC__|__linux\\b|_WIN32|_WIN64|\\bTARGET_OS_[A-Z]+"
+asking=$(grep -rnE "^[[:space:]]*#[[:space:]]*(if|ifdef|ifndef|elif).*($hosts)" Bases examples |
+    grep -v "^$wing/[A-Za-z]*_[a-z]*\.cpp:" || true)
+[ -z "$asking" ] || complain "asks for the host outside the wing: $asking"
+
+for header in "$wing"/*.h; do
+    seam=$(basename "$header" .h)
+    [ "$seam" != Contract ] || continue
+    grep -q "^// $seam: " $wing/Contract.h || complain "Contract.h says nothing of $seam"
+    [ -f "$wing/${seam}_posix.cpp" ] && continue
+    for host in linux mac; do
+        [ -f "$wing/${seam}_$host.cpp" ] || complain "$seam has no source for $host"
+    done
+done
+
+lost=$(sed -n 's/^\/\/ \([A-Z][A-Za-z]*\): .*/\1/p' $wing/Contract.h | while read -r seam; do
+    [ -f "$wing/$seam.h" ] || echo "$seam"
+done)
+[ -z "$lost" ] || complain "Contract.h tells of what is not there: $lost"
+
+including=$(grep -rnl 'Port/Contract\.h[>"]' Bases examples || true)
+[ -z "$including" ] || complain "includes what is only to be read: $including"
+exit $failed

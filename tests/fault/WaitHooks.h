@@ -1,0 +1,56 @@
+#ifndef VORN_BASES_TESTS_FAULT_WAIT_HOOKS_H
+#define VORN_BASES_TESTS_FAULT_WAIT_HOOKS_H
+
+// What a test lets a thread do at the ends of its waits inside the library. Made of scripts, so all
+// is forgotten after the test; but a script of a test's own for the same call takes its place. The
+// simulated kernel of support/mac calls the same hooks.
+
+#include <atomic>
+#include <functional>
+
+namespace VornTest {
+
+/// A thread with a gate stays in its wait until the gate is open.
+struct Gate {
+    std::atomic<bool> reached{false};
+    std::atomic<bool> open{false};
+};
+
+enum class OnWake { Nothing, BeCancelled, TimeOut };
+
+/// Each is for the calling thread, until it ends.
+void SetGate(Gate& gate);
+void SetOnWake(OnWake what);
+
+/// Run once by this thread when its next limited wait is over by time and it has unlocked what it
+/// waited on; before its next lock.
+void RunAfterTimeOut(std::function<void()> action);
+
+/// Run once by this thread after its next unlock.
+void RunAfterUnlock(std::function<void()> action);
+
+/// Whether an action is still to come.
+bool IsTimeOutToCome();
+bool IsUnlockToCome();
+
+/// The platform refuses to make what threads wait on as long as this lives.
+class WaitsRefused {
+public:
+    WaitsRefused();
+    ~WaitsRefused();
+    WaitsRefused(const WaitsRefused&) = delete;
+    WaitsRefused& operator=(const WaitsRefused&) = delete;
+
+    static bool IsOn();
+};
+
+/// Called by a thread whose wait has just ended, with no lock held. Returns true when the wait is
+/// to report that its time has run out.
+bool Wake();
+
+/// Called by a thread that will lock again so often before it unlocks what it waited on.
+void TimedOut(int locks);
+
+} // namespace VornTest
+
+#endif

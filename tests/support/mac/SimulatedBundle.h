@@ -1,0 +1,20 @@
+#ifndef VORN_BASES_TESTS_SUPPORT_MAC_SIMULATED_BUNDLE_H
+#define VORN_BASES_TESTS_SUPPORT_MAC_SIMULATED_BUNDLE_H
+
+// A simulation, for running on Linux, of the calls that tell a macOS program its directory. It is
+// made from their documentation and not from observation.
+
+#include <string>
+
+namespace VornTest::SimulatedBundle {
+
+/// Where the program lies, and what of it the system does not know.
+enum class Lack { Nothing, Bundle, Location };
+void Set(const std::string& directory, Lack lack);
+
+/// How many objects the library has copied and not released.
+int Copies();
+
+} // namespace VornTest::SimulatedBundle
+
+#endif

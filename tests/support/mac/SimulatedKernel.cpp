@@ -1,0 +1,214 @@
+#include "SimulatedKernel.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <cstdlib>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include <mach/mach.h>
+
+#include <Bases/Impl/CancelShield.h>
+
+#include "fault/Platform.h"
+#include "fault/WaitHooks.h"
+
+namespace VornTest {
+
+namespace {
+
+constexpr mach_port_t Task = 0x103;
+
+struct Semaphore {
+    explicit Semaphore(int value) : count(value) {}
+
+    int count;
+    int waiting = 0;
+    int released = 0; // of those that wait: how many may go
+    std::condition_variable signalled;
+};
+
+struct Kernel {
+    std::mutex lock;
+    std::map<semaphore_t, std::unique_ptr<Semaphore>> semaphores;
+    semaphore_t last = 0x1000;
+    SimulatedKernel::Creation creation{-1, -1};
+    int waitsToEnd = 0;
+    kern_return_t endStatus = KERN_SUCCESS;
+};
+
+// Never destroyed: a static object of the library may outlive the tests.
+Kernel& TheKernel() {
+    static auto* const pKernel = new Kernel;
+    return *pKernel;
+}
+
+// Holds the kernel for a scope, unnoticed by the scripts for the library's locks.
+class KernelLock {
+public:
+    KernelLock() : m_guard(TheKernel().lock) {}
+    std::unique_lock<std::mutex>& Guard() { return m_guard; }
+
+private:
+    const Platform::Bypass m_bypass; // first made, last destroyed
+    std::unique_lock<std::mutex> m_guard;
+};
+
+thread_local std::function<void()> g_beforeWait;
+
+Semaphore* Find(semaphore_t name) {
+    const auto found = TheKernel().semaphores.find(name);
+    return found != TheKernel().semaphores.end() ? found->second.get() : nullptr;
+}
+
+bool IsEndedAtOnce(Kernel& kernel) {
+    if (kernel.waitsToEnd == 0)
+        return false;
+    --kernel.waitsToEnd;
+    return true;
+}
+
+kern_return_t Wait(semaphore_t name, std::chrono::nanoseconds limit) {
+    const auto end = std::chrono::steady_clock::now() + limit;
+    Kernel& kernel = TheKernel();
+    KernelLock lock;
+    Semaphore* const pSemaphore = Find(name);
+    if (pSemaphore == nullptr)
+        return KERN_INVALID_ARGUMENT;
+    if (IsEndedAtOnce(kernel))
+        return kernel.endStatus;
+    if (pSemaphore->count > 0) {
+        --pSemaphore->count;
+        return KERN_SUCCESS;
+    }
+    ++pSemaphore->waiting;
+    const bool passed = pSemaphore->signalled.wait_until(
+        lock.Guard(), end, [pSemaphore] { return pSemaphore->released > 0; });
+    if (passed)
+        --pSemaphore->released;
+    else
+        --pSemaphore->waiting;
+    return passed ? KERN_SUCCESS : KERN_OPERATION_TIMED_OUT;
+}
+
+void SignalNobody(Semaphore& semaphore) {
+    switch (SimulatedKernel::OnLonelySignal()) {
+    case LonelySignal::IsForgotten:
+        break;
+    case LonelySignal::LeavesOneCount:
+        semaphore.count = 1;
+        break;
+    case LonelySignal::LeavesEachCount:
+        ++semaphore.count;
+        break;
+    }
+}
+
+} // namespace
+
+LonelySignal SimulatedKernel::OnLonelySignal() {
+    const char* const choice = std::getenv("VORN_SIMULATED_KERNEL");
+    const std::string name = choice != nullptr ? choice : "forgets";
+    if (name == "keeps")
+        return LonelySignal::LeavesOneCount;
+    if (name == "counts")
+        return LonelySignal::LeavesEachCount;
+    if (name != "forgets")
+        std::abort();
+    return LonelySignal::IsForgotten;
+}
+
+void SimulatedKernel::EndWaits(int count, int status) {
+    const KernelLock lock;
+    TheKernel().waitsToEnd = count;
+    TheKernel().endStatus = status;
+}
+
+int SimulatedKernel::WaitsToEnd() {
+    const KernelLock lock;
+    return TheKernel().waitsToEnd;
+}
+
+void SimulatedKernel::BeforeNextWait(std::function<void()> action) {
+    g_beforeWait = std::move(action);
+}
+
+SimulatedKernel::Creation SimulatedKernel::LastCreation() {
+    const KernelLock lock;
+    return TheKernel().creation;
+}
+
+int SimulatedKernel::Semaphores() {
+    const KernelLock lock;
+    return static_cast<int>(TheKernel().semaphores.size());
+}
+
+} // namespace VornTest
+
+using namespace VornTest;
+
+extern "C" {
+
+mach_port_t mach_task_self() { return Task; }
+
+kern_return_t semaphore_create(task_t task, semaphore_t* semaphore, int policy, int value) {
+    Kernel& kernel = TheKernel();
+    const KernelLock lock;
+    kernel.creation = {value, policy};
+    if (WaitsRefused::IsOn())
+        return KERN_RESOURCE_SHORTAGE;
+    if (task != Task || policy != SYNC_POLICY_FIFO || value < 0)
+        return KERN_INVALID_ARGUMENT;
+    *semaphore = ++kernel.last;
+    kernel.semaphores[*semaphore] = std::make_unique<Semaphore>(value);
+    return KERN_SUCCESS;
+}
+
+// Nobody may be waiting: the library owes that to the kernel's waiters, whom it would free.
+kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore) {
+    const KernelLock lock;
+    Semaphore* const pSemaphore = Find(semaphore);
+    if (task != Task || pSemaphore == nullptr)
+        return KERN_INVALID_ARGUMENT;
+    if (pSemaphore->waiting > 0)
+        std::abort();
+    TheKernel().semaphores.erase(semaphore);
+    return KERN_SUCCESS;
+}
+
+// No cancellation point.
+kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t wait_time) {
+    if (wait_time.tv_nsec < 0 || wait_time.tv_nsec >= 1'000'000'000)
+        return KERN_INVALID_VALUE;
+    kern_return_t status = KERN_SUCCESS;
+    {
+        const Vorn::CancelShield shield;
+        if (g_beforeWait)
+            std::exchange(g_beforeWait, nullptr)();
+        status = Wait(semaphore, std::chrono::seconds(wait_time.tv_sec) +
+                                     std::chrono::nanoseconds(wait_time.tv_nsec));
+    }
+    if (Wake())
+        status = KERN_OPERATION_TIMED_OUT;
+    if (status == KERN_OPERATION_TIMED_OUT)
+        TimedOut(1); // the library first locks again to look at its record
+    return status;
+}
+
+kern_return_t semaphore_signal_all(semaphore_t semaphore) {
+    const KernelLock lock;
+    Semaphore* const pSemaphore = Find(semaphore);
+    if (pSemaphore == nullptr)
+        return KERN_INVALID_ARGUMENT;
+    if (pSemaphore->waiting == 0) {
+        SignalNobody(*pSemaphore);
+        return KERN_SUCCESS;
+    }
+    pSemaphore->released += std::exchange(pSemaphore->waiting, 0);
+    pSemaphore->signalled.notify_all();
+    return KERN_SUCCESS;
+}
+}

@@ -1,0 +1,11 @@
+#ifndef VORN_BASES_TESTS_SUPPORT_MAC_HEADERS_ARC4RANDOM_H
+#define VORN_BASES_TESTS_SUPPORT_MAC_HEADERS_ARC4RANDOM_H
+
+// macOS declares it in <stdlib.h>, and so do the C libraries of Linux, but not all that are in use.
+// SimulatedRandom.cpp is behind it.
+
+#include <stddef.h>
+
+extern "C" void arc4random_buf(void* buffer, size_t size) noexcept;
+
+#endif
