@@ -1,3 +1,4 @@
+#include "fault/Platform.h"
 #include "support/TempDir.h"
 
 #include <algorithm>
@@ -10,8 +11,6 @@
 #include <thread>
 #include <utility>
 #include <vector>
-
-#include <dirent.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -26,35 +25,11 @@
 
 namespace {
 
-constexpr int Unlimited = -1;
-
-// How many entries beside "." and ".." the library can still read before reading fails.
-int g_readable = Unlimited;
-
-} // namespace
-
-extern "C" {
-
-dirent* __real_readdir(DIR* stream);
-dirent* __wrap_readdir(DIR* stream) {
-    if (g_readable == 0) {
-        errno = EIO;
-        return nullptr;
-    }
-    dirent* const entry = __real_readdir(stream);
-    const bool counts =
-        entry != nullptr && entry->d_name != std::string(".") && entry->d_name != std::string("..");
-    if (g_readable != Unlimited && counts)
-        --g_readable;
-    return entry;
-}
-}
-
-namespace {
-
 using Manifest::Advance;
 using Manifest::Entry;
 using VornTest::TempDir;
+
+namespace Platform = VornTest::Platform;
 
 constexpr unsigned long long KiB = 1024;
 
@@ -212,41 +187,44 @@ TEST_F(ManifestMeasurement, BeginsWithAReportOfTheWhole) {
 
 class ManifestReadError : public ManifestMeasurement {
 protected:
-    static constexpr int Files = 5;
+    static constexpr std::size_t Files = 5;
+
+    // The calls that read the directory: the files, "." and "..", and its end.
+    static constexpr std::size_t Calls = Files + 3;
 
     void SetUp() override {
         std::filesystem::create_directory(m_dir.File("d"));
-        for (int i = 0; i < Files; ++i)
+        for (std::size_t i = 0; i < Files; ++i)
             Make("d/" + std::to_string(i), "x\n");
         Make("file", "x\n");
     }
-    void TearDown() override { g_readable = Unlimited; }
 
-    std::vector<Entry> FindAndMeasure(int readable) const {
-        g_readable = readable;
+    std::vector<Entry> FindAndMeasure() const {
         std::vector<Entry> entries =
             Manifest::FindEntries({m_dir.File("d"), m_dir.File("file")}, "out.xml");
-        g_readable = Unlimited;
+        Platform::readdir.Reset();
         Measure(entries);
         return entries;
     }
 };
 
 TEST_F(ManifestReadError, MakesTheDirectoryAFailureAndCostsNothingElse) {
-    for (int readable = 1; readable <= Files; ++readable) {
-        const std::vector<Entry> entries = FindAndMeasure(readable);
-        ASSERT_EQ(2U, entries.size()) << readable;
+    EXPECT_EQ(2 + Files, FindAndMeasure().size());
+    for (std::size_t call = 4; call <= Calls; ++call) { // the first three may find no file
+        Platform::readdir.From(call).Fail(EIO);
+        const std::vector<Entry> entries = FindAndMeasure();
+        ASSERT_EQ(2U, entries.size()) << call;
         EXPECT_EQ(m_dir.File("d"), entries[0].name);
         EXPECT_EQ("Input/output error", entries[0].failure);
         EXPECT_EQ(m_dir.File("file"), entries[1].name);
         EXPECT_EQ("", entries[1].failure);
     }
-    EXPECT_EQ(2U + Files, FindAndMeasure(Unlimited).size());
 }
 
 TEST_F(ManifestReadError, LeavesAllInTheDirectoryUnreadWhenItIsVerified) {
-    const std::vector<Entry> recorded = FindAndMeasure(Unlimited);
-    const std::vector<Manifest::Finding> findings = Manifest::Compare(recorded, FindAndMeasure(2));
+    const std::vector<Entry> recorded = FindAndMeasure();
+    Platform::readdir.From(Calls - 1).Fail(EIO);
+    const std::vector<Manifest::Finding> findings = Manifest::Compare(recorded, FindAndMeasure());
     EXPECT_FALSE(Manifest::AllAsRecorded(findings));
     EXPECT_EQ("1 as recorded, 0 missing, 0 changed, 0 new, 6 unread\n",
               Manifest::FormatFindings(findings));

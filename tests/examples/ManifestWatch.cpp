@@ -1,4 +1,5 @@
 #include "ManifestWatch.h"
+#include "fault/Platform.h"
 
 #include <algorithm>
 #include <chrono>
@@ -15,38 +16,6 @@
 #include <gtest/gtest.h>
 
 #include "Publisher.h"
-
-namespace VornTest {
-
-WatchHooks g_hooks;
-
-} // namespace VornTest
-
-using VornTest::g_hooks;
-
-extern "C" {
-
-bool __real__ZN4Vorn5Mutex6CreateEPKc(Vorn::Mutex* lock, const char* name);
-bool __wrap__ZN4Vorn5Mutex6CreateEPKc(Vorn::Mutex* lock, const char* name) {
-    return g_hooks.makeLock ? g_hooks.makeLock() : __real__ZN4Vorn5Mutex6CreateEPKc(lock, name);
-}
-
-int __real_shmget(key_t key, std::size_t size, int flags);
-int __wrap_shmget(key_t key, std::size_t size, int flags) {
-    if (g_hooks.opening && size == 0 && (flags & IPC_CREAT) != 0)
-        g_hooks.opening();
-    return __real_shmget(key, size, flags);
-}
-
-int __real_shmctl(int id, int command, shmid_ds* data);
-int __wrap_shmctl(int id, int command, shmid_ds* data) {
-    shmid_ds status{};
-    if (command == IPC_RMID && g_hooks.removing && __real_shmctl(id, IPC_STAT, &status) == 0 &&
-        status.shm_perm.__key != IPC_PRIVATE)
-        g_hooks.removing(status);
-    return __real_shmctl(id, command, data);
-}
-}
 
 namespace VornTest {
 
@@ -72,8 +41,6 @@ void ManifestWatch::SetUp() {
     if (!Publisher(m_dir.File("probe")).IsPublic())
         GTEST_SKIP() << "publishing needs the privilege to write shared memory";
 }
-
-void ManifestWatch::TearDown() { g_hooks = {}; }
 
 void ManifestWatch::CleanUp() const {
     for (int place = 0; place < Manifest::Places; ++place) {
@@ -168,5 +135,23 @@ Vorn::Mutex& ManifestWatch::OpenLock() {
 }
 
 void ManifestWatch::TakeLock() { ASSERT_TRUE(OpenLock().Lock(0)); }
+
+void ManifestWatch::BeforeOpening(const std::function<void()>& act) {
+    Platform::shmget.Do([act](key_t key, std::size_t size, int flags) {
+        if (size == 0 && (flags & IPC_CREAT) != 0)
+            act();
+        return shmget(key, size, flags);
+    });
+}
+
+void ManifestWatch::BeforeRemoving(const std::function<void(const shmid_ds&)>& look) {
+    Platform::shmctl.Do([look](int id, int command, shmid_ds* data) {
+        shmid_ds status{};
+        if (command == IPC_RMID && shmctl(id, IPC_STAT, &status) == 0 &&
+            status.shm_perm.__key != IPC_PRIVATE)
+            look(status);
+        return shmctl(id, command, data);
+    });
+}
 
 } // namespace VornTest

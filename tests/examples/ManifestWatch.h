@@ -22,15 +22,6 @@ namespace VornTest {
 
 using Lines = std::vector<std::string>;
 
-/// What a test has to say when a lock is made, before a segment is opened by the library and before
-/// one that has a name is removed.
-struct WatchHooks {
-    std::function<bool()> makeLock;
-    std::function<void()> opening;
-    std::function<void(const shmid_ds&)> removing;
-};
-extern WatchHooks g_hooks;
-
 // Watchers that waste no time of a test's; news are always there before they look for them.
 constexpr Manifest::Patience Quick{1, 20, 60000};
 constexpr Manifest::Patience Impatient{1, 5, 50};
@@ -51,7 +42,6 @@ protected:
     ManifestWatch();
 
     void SetUp() override;
-    void TearDown() override;
 
     // A lock that was left locked goes by its name, which lies in the segment.
     void CleanUp() const;
@@ -88,6 +78,11 @@ protected:
 
     // As a watcher or a run does that is killed at the wrong moment.
     void TakeLock();
+
+    // What another process does just before the library opens a segment, and what is to be seen just
+    // before a segment that has a name is removed.
+    static void BeforeOpening(const std::function<void()>& act);
+    static void BeforeRemoving(const std::function<void(const shmid_ds&)>& look);
 
     const std::string m_manifest = m_dir.File("out.xml");
 

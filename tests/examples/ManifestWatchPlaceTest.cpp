@@ -1,7 +1,9 @@
 #include "ManifestWatch.h"
+#include "fault/Platform.h"
 #include "support/Program.h"
 #include "support/Unprivileged.h"
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -14,6 +16,7 @@
 #include <vector>
 
 #include <sched.h>
+#include <semaphore.h>
 #include <sys/ipc.h>
 #include <sys/shm.h>
 #include <sys/types.h>
@@ -34,7 +37,6 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::SizeIs;
 using VornTest::Child;
-using VornTest::g_hooks;
 using VornTest::Impatient;
 using VornTest::KeyOf;
 using VornTest::Lines;
@@ -44,6 +46,7 @@ using VornTest::Outcome;
 using VornTest::Unprivileged;
 
 namespace fs = std::filesystem;
+namespace Platform = VornTest::Platform;
 
 // Concerns: one place for several runs; what is not ours is neither trusted nor touched.
 
@@ -271,11 +274,11 @@ TEST_F(ManifestWatchPlace, OfAnotherSizeIsLeftAlone) {
 
 TEST_F(ManifestWatchPlace, ThatIsAnothersJustWhenItIsOpenedIsLeftAlone) {
     MakeForeign(0, [](Board&) {});
-    g_hooks.opening = [this] {
+    BeforeOpening([this] {
         shmctl(Find(0), IPC_RMID, nullptr);
         MakeForeign(
             0, [](Board&) {}, 2 * Segment::Size);
-    };
+    });
     Segment segment;
     EXPECT_FALSE(segment.Open(Name(0), Segment::Access::Write));
     EXPECT_EQ(nullptr, segment.Data());
@@ -307,10 +310,11 @@ TEST_F(ManifestWatchPlace, OfADeadRunHidesNoLiveOne) {
 }
 
 TEST_F(ManifestWatchPlace, IsFreeAgainWhenNoLockCanBeMade) {
-    g_hooks.makeLock = [] { return false; };
+    Platform::sem_open.Fail(ENOMEM);
     EXPECT_FALSE(Publisher(m_manifest).IsPublic());
     EXPECT_THAT(Segments(), IsEmpty());
-    g_hooks.makeLock = []() -> bool { throw std::bad_alloc(); };
+    Platform::sem_open.Do(
+        [](const char*, int, mode_t, unsigned int) -> sem_t* { throw std::bad_alloc(); });
     EXPECT_THROW(Publisher{m_manifest}, std::bad_alloc);
     EXPECT_THAT(Segments(), IsEmpty());
 }
@@ -318,7 +322,7 @@ TEST_F(ManifestWatchPlace, IsFreeAgainWhenNoLockCanBeMade) {
 TEST_F(ManifestWatchPlace, IsGivenUpOnlyWhenTheLockIsGone) {
     Publisher publisher(m_manifest);
     Lines left{"not removed"};
-    g_hooks.removing = [&](const shmid_ds&) { left = Locks(); };
+    BeforeRemoving([&](const shmid_ds&) { left = Locks(); });
     publisher.Finish();
     EXPECT_THAT(left, IsEmpty());
 }

@@ -21,7 +21,6 @@ namespace {
 using Manifest::Publisher;
 using testing::ElementsAre;
 using VornTest::CannotGiveUp;
-using VornTest::g_hooks;
 using VornTest::GiveUp;
 using VornTest::ManifestWatch;
 using VornTest::NoRun;
@@ -73,7 +72,7 @@ TEST_F(ManifestWatchUnprivileged, RunRemovesOnlyWhatItHasMapped) {
     if (unprivileged.Failed())
         GTEST_SKIP() << Unprivileged::WhyFailed;
     std::vector<shmatt_t> mappings;
-    g_hooks.removing = [&](const shmid_ds& status) { mappings.push_back(status.shm_nattch); };
+    BeforeRemoving([&](const shmid_ds& status) { mappings.push_back(status.shm_nattch); });
     const Publisher publisher(m_manifest);
     EXPECT_THAT(mappings, ElementsAre(1U));
     ExpectNothingLeft();
