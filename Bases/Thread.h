@@ -166,8 +166,8 @@ private:
 
 /// Holds a Mutex for the length of a scope. Note: it waits without limit and ignores the result, so
 /// it guards nothing when the mutex is not opened, or when a signal handler installed without
-/// SA_RESTART interrupts its wait for a named one. The end of the scope unlocks all the same, which
-/// then frees the lock of whoever holds it. Where such handlers run, check the result of Lock.
+/// SA_RESTART interrupts its wait for a named one. The end of the scope still unlocks, which then
+/// frees the lock of whoever holds it. Where such handlers run, call Lock and check its result.
 class VORN_BASES_API MutexLocker {
 public:
     explicit MutexLocker(Mutex& mutex);
@@ -247,8 +247,8 @@ public:
 
     /// Opens the event `name`, or creates it with one Wait free if it does not exist. Returns true
     /// on success and false as Create does. Note: an opened event is auto-reset, whatever its
-    /// creator made it. Note: an object that was set before, by Set or in an earlier life, stays
-    /// set, so its first Wait passes.
+    /// creator made it. Note: an object that was set earlier, even before a Close, stays set, so
+    /// its first Wait passes.
     bool Open(const char* name);
 
     /// Sets the event. Returns true, always. Does nothing when this object is set.
@@ -360,8 +360,8 @@ public:
     /// body to end, and joins the thread. Does nothing when there is no thread.
     ///
     /// When the time runs out, `bForce`, one of ThreadStop, decides. LeaveRunning returns at once;
-    /// the thread goes on, and the stop stays requested. Cancel cancels the thread, which ends at
-    /// its next cancellation point, and joins it. The stack of a cancelled body is unwound, so its
+    /// the thread goes on, with the stop requested. Cancel cancels the thread, which ends at its
+    /// next cancellation point, and joins it. The stack of a cancelled body is unwound, so its
     /// locals are destroyed. Note: if the cancellation is acted on inside a destructor, such as one
     /// that closes a file, the process terminates; a body that is to be cancelled guards against
     /// that with pthread_setcancelstate.
@@ -396,10 +396,10 @@ public:
     /// Note: once an event has failed, every further start of the object fails, StopThread or not:
     /// at the suspend event if that was it, otherwise at the stop event. Use another object.
     ///
-    /// Note: when the platform cannot create the thread, the result is true all the same and
-    /// IsThreadRunning is true, but the body never runs; StopThread, whatever its arguments, then
-    /// returns without waiting and leaves no thread. (A platform that reported this by a negative
-    /// number would get "[Thread] Create thread failure.\r" and false.)
+    /// Note: when the platform cannot create the thread, the result is still true and so is
+    /// IsThreadRunning, but the body never runs; StopThread, whatever its arguments, then returns
+    /// without waiting and leaves no thread. (A platform that reported this by a negative number
+    /// would get "[Thread] Create thread failure.\r" and false.)
     ///
     /// Throws std::bad_alloc when memory is short. No thread exists then, and a further start may
     /// succeed.

@@ -1,3 +1,5 @@
+// XmlReader and XmlWriter.
+
 #include <Bases/Xml.h>
 
 #include <climits>
@@ -24,7 +26,7 @@ namespace {
 
 constexpr std::size_t InitialScratchSize = 4096;
 
-// The room that a decoded text has beyond its length in the document, its terminator included.
+// By how much a decoded text may exceed its length in the document, its terminator included.
 constexpr std::size_t DecodingSlack = 10;
 
 xmlNode* NodeOf(XmlReader::Element* element) { return reinterpret_cast<xmlNode*>(element); }
@@ -43,12 +45,12 @@ xmlNode* FirstElementFrom(xmlNode* node) {
     return node;
 }
 
-// What atoi gives, but defined for numbers beyond int as well.
+// What atoi gives, but defined beyond the range of int too.
 int ToInt(const std::string& text) {
     return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
 
-// What the typed forms have in common: whatever the text converts to, having one is success.
+// The common part of the typed forms: having a text is success, whatever it converts to.
 template <typename Use>
 bool UseAttribute(XmlReader& reader, XmlReader::Attribute* attribute, std::string& name, Use use) {
     std::string text;
@@ -70,8 +72,8 @@ std::string ToText(long long value) {
     return _i64toa(value, text, 10);
 }
 
-// Both print their low 32 bits as a signed number, so that 4294967295 becomes "-1". XmlReader turns
-// an unsigned int back by the same wrap.
+// Both print their low 32 bits as a signed number, so that 4294967295 becomes "-1". XmlReader
+// undoes this for unsigned int by the same wrap.
 std::string ToText(unsigned int value) { return ToText(static_cast<int>(value)); }
 
 std::string ToText(unsigned long value) { return ToText(static_cast<int>(value)); }
@@ -108,7 +110,7 @@ private:
     bool GrowScratch(std::size_t size);
 };
 
-// Null when memory is short, for the reader's own check to find.
+// Returns null when memory is short; the constructor checks for it.
 std::unique_ptr<XmlReader::PrivateData> XmlReader::PrivateData::Create() {
     std::unique_ptr<PrivateData> data(new (std::nothrow) PrivateData);
     if (!data)
@@ -216,7 +218,7 @@ XmlReader::Element* XmlReader::GetRootElement() {
                           : nullptr;
 }
 
-// Handles are not looked into unless a document is loaded: after Close they dangle.
+// Handles are dereferenced only while a document is loaded: after Close they dangle.
 XmlReader::Element* XmlReader::ChildElement(Element* parent, std::string* name) {
     if (parent == nullptr || !IsLoaded())
         return nullptr;
