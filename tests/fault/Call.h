@@ -18,6 +18,8 @@
 #include <utility>
 #include <vector>
 
+#include "fault/Bypass.h"
+
 namespace VornTest::Platform {
 
 /// Stands for an errno: the call does half of its work and returns the short count.
@@ -28,20 +30,6 @@ struct When {
     std::size_t first = 1;
     bool once = false;      // only that one; otherwise the later ones too
     bool anyThread = false; // of all threads; otherwise of the one that gave the script
-};
-
-/// While it lives, the calls of this thread go to the system, neither scripted nor recorded.
-class Bypass {
-public:
-    Bypass() { ++s_depth; }
-    ~Bypass() { --s_depth; }
-    Bypass(const Bypass&) = delete;
-    Bypass& operator=(const Bypass&) = delete;
-
-    static bool IsOn() { return s_depth != 0; }
-
-private:
-    static inline thread_local constinit int s_depth = 0;
 };
 
 /// A function of the platform, whatever its type.
