@@ -1,5 +1,6 @@
 #include <Bases/File.h>
 
+#include "fault/Platform.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 #include "support/Unprivileged.h"
@@ -36,6 +37,7 @@ using VornTest::TempDir;
 using VornTest::Unprivileged;
 
 namespace fs = std::filesystem;
+namespace Platform = VornTest::Platform;
 
 namespace {
 
@@ -123,41 +125,29 @@ private:
     fs::path m_root;
 };
 
-} // namespace
-
-extern "C" {
-
-int __real_access(const char* path, int mode);
-int __real_mkdir(const char* path, mode_t mode);
-int __real_stat(const char* path, struct stat* status);
-
-int __wrap_access(const char* path, int mode) {
+int Access(const char* path, int mode) {
     EXPECT_EQ(F_OK, mode); // not whether it may be read, which is always so for the superuser
     StandIn* const standIn = StandIn::Current();
-    return standIn == nullptr ? __real_access(path, mode) : standIn->Access(path);
+    return standIn == nullptr ? access(path, mode) : standIn->Access(path);
 }
 
-int __wrap_mkdir(const char* path, mode_t mode) {
+int Mkdir(const char* path, mode_t mode) {
     EXPECT_EQ(0755U, mode);
     if (StandIn::Current() != nullptr)
         return StandIn::Current()->Mkdir(path);
     if (PrivateRoot::Allows(path))
-        return __real_mkdir(path, mode);
+        return mkdir(path, mode);
     ADD_FAILURE() << "a directory would be made outside of the test's own: " << path;
     return Fail(EPERM);
 }
 
-int __wrap_stat(const char* path, struct stat* status) {
+int Stat(const char* path, struct stat* status) {
     StandIn* const standIn = StandIn::Current();
     if (standIn == nullptr)
-        return __real_stat(path, status);
+        return stat(path, status);
     *status = {};
     return standIn->Stat(path, status->st_mode);
 }
-
-} // extern "C"
-
-namespace {
 
 class WorkingDirectory {
 public:
@@ -176,6 +166,12 @@ private:
 // library asks of the system comes to the functions above: the tests below name paths anywhere.
 class InOwnDirectory : public testing::Test {
 protected:
+    InOwnDirectory() {
+        Platform::access.OnAnyThread().Do(Access);
+        Platform::mkdir.OnAnyThread().Do(Mkdir);
+        Platform::stat.OnAnyThread().Do(Stat);
+    }
+
     void SetUp() override {
         const Pretended pretended;
         const std::string canary = dir.File("canary/");

@@ -1,5 +1,7 @@
 #include <Bases/File.h>
 
+#include "fault/Platform.h"
+#include "support/Files.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
@@ -33,10 +35,12 @@
 
 using testing::ElementsAre;
 using Vorn::FileFind;
+using VornTest::OpenDescriptors;
 using VornTest::StdoutOf;
 using VornTest::TempDir;
 
 namespace fs = std::filesystem;
+namespace Platform = VornTest::Platform;
 
 namespace {
 
@@ -58,15 +62,26 @@ public:
     };
 
     explicit Pretended(std::vector<Entry> entries) : m_entries(std::move(entries)) {
-        s_current = this;
+        Platform::opendir.Do([this](const char* path) { return Open(path); });
+        Platform::readdir.Do([this](DIR*) { return Read(); });
+        Platform::closedir.Do([this](DIR* stream) { return Close(stream); });
+        Platform::stat.Do(
+            [this](const char* path, struct stat* status) { return Stat(path, status); });
     }
-    ~Pretended() { s_current = nullptr; }
+    ~Pretended() { Platform::Reset(); }
     Pretended(const Pretended&) = delete;
     Pretended& operator=(const Pretended&) = delete;
 
-    static Pretended* Current() { return s_current; }
+    std::vector<std::string> opens, stats;
+    int closes = 0;
+    int endError = 0; // why the directory cannot be read beyond its entries; 0: it ends there
 
-    void Rewind() { m_next = 0; }
+private:
+    DIR* Open(const char* path) {
+        opens.emplace_back(path);
+        m_next = 0;
+        return opendir("/");
+    }
 
     dirent* Read() {
         if (m_next == m_entries.size()) {
@@ -96,60 +111,16 @@ public:
         return -1;
     }
 
-    void Close() {
+    int Close(DIR* stream) {
         ++closes;
         m_entry.reset();
+        return closedir(stream);
     }
-
-    std::vector<std::string> opens, stats;
-    int closes = 0;
-    int endError = 0; // why the directory cannot be read beyond its entries; 0: it ends there
-
-private:
-    static inline Pretended* s_current = nullptr;
 
     std::vector<Entry> m_entries;
     std::size_t m_next = 0;
     std::unique_ptr<char[]> m_entry;
 };
-
-} // namespace
-
-extern "C" {
-
-DIR* __real_opendir(const char* path);
-dirent* __real_readdir(DIR* stream);
-int __real_closedir(DIR* stream);
-int __real_stat(const char* path, struct stat* status);
-
-DIR* __wrap_opendir(const char* path) {
-    Pretended* const pretended = Pretended::Current();
-    if (pretended == nullptr)
-        return __real_opendir(path);
-    pretended->opens.emplace_back(path);
-    pretended->Rewind();
-    return __real_opendir("/");
-}
-
-dirent* __wrap_readdir(DIR* stream) {
-    Pretended* const pretended = Pretended::Current();
-    return pretended == nullptr ? __real_readdir(stream) : pretended->Read();
-}
-
-int __wrap_closedir(DIR* stream) {
-    if (Pretended::Current() != nullptr)
-        Pretended::Current()->Close();
-    return __real_closedir(stream);
-}
-
-int __wrap_stat(const char* path, struct stat* status) {
-    Pretended* const pretended = Pretended::Current();
-    return pretended == nullptr ? __real_stat(path, status) : pretended->Stat(path, status);
-}
-
-} // extern "C"
-
-namespace {
 
 // A file of this length, without blocks on the disk.
 void MakeFile(const std::string& path, off_t size = 0) {
@@ -159,10 +130,6 @@ void MakeFile(const std::string& path, off_t size = 0) {
 
 void MakeLink(const std::string& path, const std::string& target) {
     ASSERT_EQ(0, symlink(target.c_str(), path.c_str())) << path;
-}
-
-std::ptrdiff_t OpenDescriptors() {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
 }
 
 std::string NameOf(FileFind& find) {

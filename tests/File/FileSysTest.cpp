@@ -1,212 +1,44 @@
-#include <Bases/File.h>
+#include "File/FileSysTest.h"
 
-#include "support/StdoutCapture.h"
-#include "support/TempDir.h"
-#include "support/Unprivileged.h"
-
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <climits>
-#include <csignal>
-#include <cstdarg>
-#include <cstddef>
-#include <cstdint>
-#include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <functional>
-#include <iterator>
-#include <random>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include <fcntl.h>
-#include <sys/resource.h>
-#include <sys/stat.h>
 #include <sys/statvfs.h>
-#include <unistd.h>
 
 #include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
-using testing::ElementsAre;
-using testing::IsEmpty;
-using VornTest::OpenToAll;
-using VornTest::StdoutOf;
-using VornTest::TempDir;
-using VornTest::Unprivileged;
+#include "support/StdoutCapture.h"
+#include "support/Unprivileged.h"
+
+namespace {
 
 namespace fs = std::filesystem;
 namespace FileSys = Vorn::FileSys;
+namespace Platform = VornTest::Platform;
 
-namespace {
-
-// What stands in for the platform's functions while it lives; one that is not set reaches the
-// system.
-struct Seams {
-    Seams() { s_current = this; }
-    ~Seams() { s_current = nullptr; }
-    Seams(const Seams&) = delete;
-    Seams& operator=(const Seams&) = delete;
-
-    std::function<int(const char*)> access;
-    std::function<int(int)> close;
-    std::function<int(int, uid_t, gid_t)> fchown;
-    std::function<int(int, struct stat*)> fstat;
-    std::function<int(int)> fsync;
-    std::function<int(const char*, int, unsigned int)> open;
-    std::function<ssize_t(int, void*, size_t)> read;
-    std::function<int(const char*)> remove;
-    std::function<int(const char*, struct statvfs*)> statvfs;
-    std::function<ssize_t(int, const void*, size_t)> write;
-
-    static inline Seams* s_current = nullptr;
-};
-
-template <typename Seam, typename Real, typename... Arguments>
-auto Ask(Seam Seams::*seam, Real real, Arguments... arguments) {
-    if (Seams::s_current != nullptr && Seams::s_current->*seam)
-        return (Seams::s_current->*seam)(arguments...);
-    return real(arguments...);
-}
-
-int Fail(int error) {
-    errno = error;
-    return -1;
-}
-
-} // namespace
-
-extern "C" {
-
-int __real_access(const char* path, int mode);
-int __real_close(int descriptor);
-int __real_fchown(int descriptor, uid_t owner, gid_t group);
-int __real_fstat(int descriptor, struct stat* status);
-int __real_fsync(int descriptor);
-int __real_open(const char* path, int flags, ...);
-ssize_t __real_read(int descriptor, void* buffer, size_t size);
-int __real_remove(const char* path);
-int __real_statvfs(const char* path, struct statvfs* disk);
-ssize_t __real_write(int descriptor, const void* buffer, size_t size);
-
-int __wrap_access(const char* path, int mode) {
-    EXPECT_EQ(F_OK, mode); // not whether it may be read, which is always so for the superuser
-    return Ask(
-        &Seams::access, [mode](const char* p) { return __real_access(p, mode); }, path);
-}
-
-int __wrap_close(int descriptor) { return Ask(&Seams::close, __real_close, descriptor); }
-
-int __wrap_fchown(int descriptor, uid_t owner, gid_t group) {
-    return Ask(&Seams::fchown, __real_fchown, descriptor, owner, group);
-}
-
-int __wrap_fstat(int descriptor, struct stat* status) {
-    return Ask(&Seams::fstat, __real_fstat, descriptor, status);
-}
-
-int __wrap_fsync(int descriptor) { return Ask(&Seams::fsync, __real_fsync, descriptor); }
-
-int __wrap_open(const char* path, int flags, ...) {
-    unsigned int mode = 0;
-    if ((flags & O_CREAT) != 0) {
-        va_list arguments;
-        va_start(arguments, flags);
-        // NOLINTNEXTLINE(clang-analyzer-valist.Uninitialized): va_start above, not seen by Clang 14
-        mode = va_arg(arguments, unsigned int);
-        va_end(arguments);
-    }
-    return Ask(
-        &Seams::open, [](const char* p, int f, unsigned int m) { return __real_open(p, f, m); },
-        path, flags, mode);
-}
-
-ssize_t __wrap_read(int descriptor, void* buffer, size_t size) {
-    return Ask(&Seams::read, __real_read, descriptor, buffer, size);
-}
-
-int __wrap_remove(const char* path) { return Ask(&Seams::remove, __real_remove, path); }
-
-int __wrap_statvfs(const char* path, struct statvfs* disk) {
-    return Ask(&Seams::statvfs, __real_statvfs, path, disk);
-}
-
-ssize_t __wrap_write(int descriptor, const void* buffer, size_t size) {
-    return Ask(&Seams::write, __real_write, descriptor, buffer, size);
-}
-
-} // extern "C"
-
-namespace {
-
-void WriteFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    ASSERT_TRUE(file.flush().good()) << path;
-}
-
-std::string TextOf(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    EXPECT_TRUE(file.is_open()) << path;
-    return {std::istreambuf_iterator<char>(file), {}};
-}
-
-// Different at every distance that a lost or repeated part could shift by.
-std::string Bytes(std::size_t size) {
-    std::mt19937 random(20240229);
-    std::string bytes(size, '\0');
-    std::generate(bytes.begin(), bytes.end(), [&] { return static_cast<char>(random()); });
-    return bytes;
-}
-
-struct stat StatusOf(const std::string& path) {
-    struct stat status {};
-    EXPECT_EQ(0, lstat(path.c_str(), &status)) << path;
-    return status;
-}
-
-std::string Node(const TempDir& dir, const char* name, mode_t kind) {
-    std::string path = dir.File(name);
-    EXPECT_EQ(0, mknod(path.c_str(), kind | 0600, 0)) << path;
-    return path;
-}
-
-std::string Link(const TempDir& dir, const char* name, const std::string& target) {
-    std::string path = dir.File(name);
-    EXPECT_EQ(0, symlink(target.c_str(), path.c_str())) << path;
-    return path;
-}
-
-bool IsThere(const std::string& path) {
-    return fs::symlink_status(path).type() != fs::file_type::not_found;
-}
-
-std::ptrdiff_t OpenDescriptors() {
-    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-}
-
-// Ends a test that hangs, instead of letting it wait for ever.
-class Deadline {
-public:
-    Deadline() { alarm(60); }
-    ~Deadline() { alarm(0); }
-    Deadline(const Deadline&) = delete;
-    Deadline& operator=(const Deadline&) = delete;
-};
-
-class Umask {
-public:
-    explicit Umask(mode_t mask) : m_before(umask(mask)) {}
-    ~Umask() { umask(m_before); }
-    Umask(const Umask&) = delete;
-    Umask& operator=(const Umask&) = delete;
-
-private:
-    mode_t m_before;
-};
+using testing::_;
+using testing::Each;
+using testing::ElementsAre;
+using testing::FieldsAre;
+using testing::IsEmpty;
+using VornTest::Deadline;
+using VornTest::IsThere;
+using VornTest::Link;
+using VornTest::Node;
+using VornTest::OpenDescriptors;
+using VornTest::OpenToAll;
+using VornTest::StatusOf;
+using VornTest::StdoutOf;
+using VornTest::TempDir;
+using VornTest::TextOf;
+using VornTest::Umask;
+using VornTest::Unprivileged;
+using VornTest::WriteFile;
 
 // Concerns: the result never depends on the path, and the output stays unchanged.
 
@@ -348,20 +180,15 @@ TEST(FileSize, IsMeasuredWithoutChangingAnything) {
 TEST(FileSize, IsOpenedToReadAndNeverToMakeOrEmpty) {
     const TempDir dir;
     WriteFile(dir.File("file"), "1234567");
-    Seams seams;
-    std::vector<int> flags;
-    seams.open = [&flags](const char* path, int openFlags, unsigned int mode) {
-        flags.push_back(openFlags);
-        return __real_open(path, openFlags, mode);
-    };
+    Platform::open.Record();
     unsigned long long size = 0;
     EXPECT_TRUE(FileSys::GetFileSize(dir.File("file"), size));
-    EXPECT_THAT(flags, ElementsAre(O_RDONLY));
+    EXPECT_THAT(Platform::open.Calls(), ElementsAre(FieldsAre(_, O_RDONLY, _)));
     LineOfFailure(dir.File("missing"));
     LineOfFailure(dir.Path());
-    EXPECT_EQ(3U, flags.size());
-    for (const int one : flags)
-        EXPECT_EQ(0, one & (O_CREAT | O_TRUNC | O_EXCL));
+    EXPECT_EQ(3U, Platform::open.Count());
+    for (const auto& [path, flags, mode] : Platform::open.Calls())
+        EXPECT_EQ(0, flags & (O_CREAT | O_TRUNC | O_EXCL)) << path;
 }
 
 TEST(FileSize, NeedsNoPermissionToWrite) {
@@ -463,14 +290,13 @@ struct statvfs Disk(unsigned long blockSize, unsigned long blocks, unsigned long
 class DiskSizes : public testing::Test {
 protected:
     void Answer(const struct statvfs& answer) {
-        seams.statvfs = [this, answer](const char* path, struct statvfs* disk) {
+        Platform::statvfs.Do([this, answer](const char* path, struct statvfs* disk) {
             paths.emplace_back(path);
             *disk = answer;
             return 0;
-        };
+        });
     }
 
-    Seams seams;
     std::vector<std::string> paths;
     unsigned long long total = 1, used = 2, free = 3;
 };
@@ -517,10 +343,11 @@ TEST_F(DiskSizes, WrapWhereMoreIsAvailableThanThereIs) {
 }
 
 TEST_F(DiskSizes, StayOnFailure) {
-    seams.statvfs = [](const char*, struct statvfs* disk) {
+    Platform::statvfs.Do([](const char*, struct statvfs* disk) {
         *disk = Disk(1, 2, 1);
-        return Fail(EIO);
-    };
+        errno = EIO;
+        return -1;
+    });
     EXPECT_FALSE(FileSys::GetDiskSize("/", total, used, free));
     EXPECT_FALSE(FileSys::GetDiskTotalSize("/", total));
     EXPECT_FALSE(FileSys::GetDiskUsedSize("/", used));
@@ -598,16 +425,12 @@ TEST(Deleting, FailsForWhatIsMissingOrHoldsSomething) {
 TEST(Deleting, OfAnEmptyPathFailsWithoutAskingTheSystem) {
     const TempDir dir;
     const std::string path = dir.File("x");
-    Seams seams;
-    std::vector<std::string> asked;
-    seams.remove = [&asked](const char* name) {
-        asked.emplace_back(name);
-        return 0;
-    };
+    Platform::remove.Record();
+    Platform::remove.Answer(0);
     EXPECT_FALSE(FileSys::DeleteFile(""));
-    EXPECT_THAT(asked, IsEmpty());
+    EXPECT_THAT(Platform::remove.Calls(), IsEmpty());
     EXPECT_TRUE(FileSys::DeleteFile(path));
-    EXPECT_THAT(asked, ElementsAre(path));
+    EXPECT_THAT(Platform::remove.Calls(), ElementsAre(path));
 }
 
 TEST(DeletingADirectory, TakesAwayOnlyEmptyDirectories) {
@@ -658,6 +481,7 @@ TEST(Existence, IsThatOfAnythingALinkLeadsTo) {
     Link(dir, "link", "file");
     Link(dir, "broken", "missing");
     Link(dir, "circle", "circle");
+    Platform::access.Record();
     for (const char* name : {"file", "pipe", "socket", "link", "."}) {
         EXPECT_TRUE(FileSys::IsExistFile(dir.File(name))) << name;
         EXPECT_TRUE(FileSys::IsExistFile(dir.File(name).c_str())) << name;
@@ -667,14 +491,15 @@ TEST(Existence, IsThatOfAnythingALinkLeadsTo) {
         EXPECT_FALSE(FileSys::IsExistFile(dir.File(name).c_str())) << name;
     }
     EXPECT_FALSE(FileSys::IsExistFile(""));
+    // Not whether it may be read, which is always so for the superuser.
+    EXPECT_THAT(Platform::access.Calls(), Each(FieldsAre(_, F_OK)));
 }
 
 TEST(Existence, OfANullPointerIsDeniedWithoutAskingTheSystem) {
-    Seams seams;
-    int asked = 0;
-    seams.access = [&asked](const char*) { return asked++; };
+    Platform::access.Record();
+    Platform::access.Answer(0);
     EXPECT_FALSE(FileSys::IsExistFile(nullptr));
-    EXPECT_EQ(0, asked);
+    EXPECT_THAT(Platform::access.Calls(), IsEmpty());
 }
 
 TEST(DirectoryKind, IsThatOfWhatALinkLeadsTo) {
@@ -689,352 +514,6 @@ TEST(DirectoryKind, IsThatOfWhatALinkLeadsTo) {
     for (const char* name : {"file", "pipe", "fileLink", "broken", "missing"})
         EXPECT_FALSE(FileSys::IsDirectory(dir.File(name))) << name;
     EXPECT_FALSE(FileSys::IsDirectory(""));
-}
-
-// Concerns: the bytes at sizes around that of the copy buffer, large and sparse files; permissions,
-// umask, owner and times; targets and sources that are not plain files; failed and partial reads
-// and writes; descriptors, also when a step fails.
-
-class Copying : public testing::Test {
-protected:
-    // Calls CopyFile and checks that every descriptor it had is closed afterwards.
-    bool Copy() const {
-        const auto before = OpenDescriptors();
-        const bool copied = FileSys::CopyFile(from, to);
-        EXPECT_EQ(before, OpenDescriptors());
-        return copied;
-    }
-
-    static constexpr std::size_t Part = 1024;
-
-    Deadline deadline;
-    TempDir dir;
-    const std::string from = dir.File("from");
-    const std::string to = dir.File("to");
-    Seams seams;
-};
-
-TEST_F(Copying, GivesTheSameBytesWhateverTheLength) {
-    std::vector<std::size_t> lengths{0, 1, 1023, 1024, 1025, 2047, 2048, 2049, 10240, 1000003};
-    for (const std::size_t length : lengths) {
-        const std::string bytes = Bytes(length);
-        WriteFile(from, bytes);
-        EXPECT_TRUE(Copy()) << length;
-        EXPECT_TRUE(bytes == TextOf(to)) << length;
-        EXPECT_TRUE(bytes == TextOf(from)) << length;
-        fs::remove(to);
-    }
-}
-
-TEST_F(Copying, GivesTheSameBytesOf100Megabytes) {
-    constexpr std::uint64_t Blocks = 100;
-    std::string block = Bytes(1U << 20);
-    const auto number = [&block](std::uint64_t index) {
-        std::copy_n(reinterpret_cast<const char*>(&index), sizeof(index), block.begin());
-    };
-    std::ofstream out(from, std::ios::binary);
-    for (std::uint64_t index = 0; index < Blocks; ++index) {
-        number(index);
-        out << block;
-    }
-    out << "the rest";
-    ASSERT_TRUE(out.flush().good());
-    EXPECT_TRUE(Copy());
-    std::ifstream in(to, std::ios::binary);
-    std::string copied(block.size(), '\0');
-    for (std::uint64_t index = 0; index < Blocks; ++index) {
-        number(index);
-        ASSERT_TRUE(in.read(copied.data(), static_cast<std::streamsize>(copied.size())).good());
-        ASSERT_TRUE(block == copied) << index;
-    }
-    EXPECT_EQ("the rest", std::string(std::istreambuf_iterator<char>(in), {}));
-}
-
-TEST_F(Copying, GivesTheZerosOfAHole) {
-    WriteFile(from, "begin");
-    ASSERT_EQ(0, truncate(from.c_str(), 2 << 20));
-    std::ofstream(from, std::ios::binary | std::ios::app) << "end";
-    EXPECT_TRUE(Copy());
-    std::string expected = "begin" + std::string((2U << 20) - 5, '\0') + "end";
-    EXPECT_TRUE(expected == TextOf(to));
-}
-
-TEST_F(Copying, GivesThePermissionsLessTheMask) {
-    for (const mode_t mode : {0777U, 0755U, 0640U, 0600U, 0444U, 0421U, 0400U}) {
-        for (const mode_t mask : {0000U, 0022U, 0077U, 0777U}) {
-            WriteFile(from, "text");
-            ASSERT_EQ(0, chmod(from.c_str(), mode));
-            {
-                const Umask umask(mask);
-                EXPECT_TRUE(Copy());
-            }
-            EXPECT_EQ(S_IFREG | (mode & ~mask), StatusOf(to).st_mode) << mode << " " << mask;
-            fs::remove(from);
-            fs::remove(to);
-        }
-    }
-}
-
-// The system may take the bits away again when the owner is set, so the same steps by hand tell.
-TEST_F(Copying, GivesTheSpecialPermissionsThatTheSystemLeaves) {
-    const std::string model = dir.File("model");
-    for (const mode_t mode : {04755U, 02755U, 01755U, 04644U, 02644U, 01644U, 07600U}) {
-        WriteFile(from, "");
-        ASSERT_EQ(0, chmod(from.c_str(), mode));
-        const struct stat status = StatusOf(from);
-        const int byHand = open(model.c_str(), O_WRONLY | O_CREAT, status.st_mode);
-        ASSERT_GE(byHand, 0);
-        ASSERT_EQ(0, fchown(byHand, status.st_uid, status.st_gid));
-        ASSERT_EQ(0, close(byHand));
-        EXPECT_TRUE(Copy());
-        EXPECT_EQ(StatusOf(model).st_mode, StatusOf(to).st_mode) << mode;
-        for (const std::string& path : {from, to, model})
-            fs::remove(path);
-    }
-}
-
-TEST_F(Copying, HandsTheWholeModeOverWhenTheTargetIsMade) {
-    WriteFile(from, "text");
-    ASSERT_EQ(0, chmod(from.c_str(), 04751));
-    std::vector<std::pair<int, unsigned int>> opens;
-    seams.open = [&opens](const char* path, int flags, unsigned int mode) {
-        opens.emplace_back(flags & ~O_CLOEXEC, mode);
-        return __real_open(path, flags, mode);
-    };
-    EXPECT_TRUE(Copy());
-    EXPECT_THAT(opens, ElementsAre(std::pair(O_RDONLY, 0U),
-                                   std::pair(O_WRONLY | O_CREAT, unsigned{S_IFREG | 04751})));
-}
-
-TEST_F(Copying, GivesTheOwnerAwayAfterTheBytes) {
-    WriteFile(from, "text");
-    seams.fstat = [](int descriptor, struct stat* status) {
-        const int result = __real_fstat(descriptor, status);
-        status->st_uid = 12345;
-        status->st_gid = 54321;
-        return result;
-    };
-    std::vector<std::string> owners;
-    seams.fchown = [&](int descriptor, uid_t owner, gid_t group) {
-        EXPECT_EQ("text", TextOf(to));
-        EXPECT_TRUE(fs::equivalent("/proc/self/fd/" + std::to_string(descriptor), to));
-        owners.push_back(std::to_string(owner) + ":" + std::to_string(group));
-        return Fail(EPERM);
-    };
-    EXPECT_TRUE(Copy());
-    EXPECT_THAT(owners, ElementsAre("12345:54321"));
-}
-
-TEST_F(Copying, GivesTheOwnerWhereTheProcessMay) {
-    WriteFile(from, "text");
-    if (chown(from.c_str(), 12345, 54321) != 0)
-        GTEST_SKIP() << "this process may not give files away";
-    EXPECT_TRUE(Copy());
-    EXPECT_EQ(12345U, StatusOf(to).st_uid);
-    EXPECT_EQ(54321U, StatusOf(to).st_gid);
-}
-
-TEST_F(Copying, KeepsTheCopyWhereTheProcessMayNotGiveItAway) {
-    if (geteuid() != 0)
-        GTEST_SKIP() << "needs a file of another user, which only the superuser can make";
-    OpenToAll(dir);
-    WriteFile(from, "text");
-    ASSERT_EQ(0, chmod(from.c_str(), 0644));
-    {
-        const Unprivileged unprivileged;
-        if (unprivileged.Failed())
-            GTEST_SKIP() << Unprivileged::WhyFailed;
-        EXPECT_TRUE(Copy());
-    }
-    EXPECT_EQ("text", TextOf(to));
-    EXPECT_EQ(Unprivileged::Nobody, StatusOf(to).st_uid);
-}
-
-TEST_F(Copying, LeavesTheTimesToTheSystemAndDoesNotWaitForTheDisk) {
-    WriteFile(from, "text");
-    const std::array<timespec, 2> old{{{1000000000, 0}, {1000000000, 0}}};
-    ASSERT_EQ(0, utimensat(AT_FDCWD, from.c_str(), old.data(), 0));
-    seams.fsync = [](int) {
-        ADD_FAILURE() << "fsync";
-        return 0;
-    };
-    EXPECT_TRUE(Copy());
-    EXPECT_LT(1000000000, StatusOf(to).st_mtim.tv_sec);
-    EXPECT_EQ(1000000000, StatusOf(from).st_mtim.tv_sec);
-}
-
-TEST_F(Copying, NeverOverwrites) {
-    WriteFile(from, "new");
-    WriteFile(to, "old");
-    EXPECT_FALSE(Copy());
-    EXPECT_EQ("old", TextOf(to));
-    EXPECT_FALSE(FileSys::CopyFile(from, from));
-    EXPECT_EQ("new", TextOf(from));
-    EXPECT_FALSE(FileSys::CopyFile(from, dir.Path()));
-    EXPECT_FALSE(FileSys::CopyFile(from, Node(dir, "pipe", S_IFIFO)));
-    EXPECT_FALSE(FileSys::CopyFile(from, Link(dir, "link", "to")));
-    EXPECT_EQ("old", TextOf(to));
-}
-
-TEST_F(Copying, OntoALinkThatLeadsNowhereMakesTheFileThere) {
-    WriteFile(from, "text");
-    Link(dir, "to", "there");
-    EXPECT_TRUE(Copy());
-    EXPECT_TRUE(fs::is_symlink(to));
-    EXPECT_EQ("text", TextOf(dir.File("there")));
-}
-
-TEST_F(Copying, OfALinkCopiesWhatItLeadsTo) {
-    WriteFile(dir.File("file"), "text");
-    Link(dir, "from", "file");
-    EXPECT_TRUE(Copy());
-    EXPECT_FALSE(fs::is_symlink(to));
-    EXPECT_EQ("text", TextOf(to));
-}
-
-TEST_F(Copying, OfADirectoryMakesAnEmptyFile) {
-    ASSERT_EQ(0, mkdir(from.c_str(), 0750));
-    WriteFile(from + "/file", "text");
-    const Umask umask(0);
-    EXPECT_TRUE(Copy());
-    EXPECT_EQ(mode_t{S_IFREG | 0750}, StatusOf(to).st_mode);
-    EXPECT_EQ("", TextOf(to));
-}
-
-TEST_F(Copying, FailsWithoutASourceAndMakesNothing) {
-    EXPECT_FALSE(Copy());
-    EXPECT_FALSE(FileSys::CopyFile("", to));
-    EXPECT_FALSE(IsThere(to));
-}
-
-TEST_F(Copying, FailsForASourceThatMayNotBeRead) {
-    OpenToAll(dir);
-    WriteFile(from, "text");
-    ASSERT_EQ(0, chmod(from.c_str(), 0));
-    const Unprivileged unprivileged;
-    if (unprivileged.Failed())
-        GTEST_SKIP() << Unprivileged::WhyFailed;
-    EXPECT_FALSE(Copy());
-    EXPECT_FALSE(IsThere(to));
-}
-
-TEST_F(Copying, FailsForATargetThatCannotBeMade) {
-    WriteFile(from, "text");
-    const auto before = OpenDescriptors();
-    EXPECT_FALSE(FileSys::CopyFile(from, dir.File("missing/to")));
-    EXPECT_FALSE(FileSys::CopyFile(from, from + "/below"));
-    EXPECT_FALSE(FileSys::CopyFile(from, ""));
-    EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_FALSE(IsThere(dir.File("missing")));
-}
-
-TEST_F(Copying, FailsWhenNothingIsKnownOfTheSource) {
-    WriteFile(from, "text");
-    seams.fstat = [](int, struct stat*) { return Fail(EIO); };
-    EXPECT_FALSE(Copy());
-    EXPECT_FALSE(IsThere(to));
-}
-
-TEST_F(Copying, ReadsPartsIntoABufferThatIsZeroAtFirst) {
-    WriteFile(from, Bytes(Part + 1));
-    std::vector<size_t> sizes;
-    std::string first;
-    seams.read = [&](int descriptor, void* buffer, size_t size) {
-        if (sizes.empty())
-            first.assign(static_cast<const char*>(buffer), size);
-        sizes.push_back(size);
-        return __real_read(descriptor, buffer, size);
-    };
-    EXPECT_TRUE(Copy());
-    EXPECT_THAT(sizes, ElementsAre(Part, Part, Part));
-    EXPECT_EQ(std::string(Part, '\0'), first);
-}
-
-TEST_F(Copying, CopiesWhatAShortReadGives) {
-    const std::string bytes = Bytes(5000);
-    WriteFile(from, bytes);
-    size_t limit = 0;
-    seams.read = [&limit](int descriptor, void* buffer, size_t size) {
-        limit = limit % 700 + 13;
-        return __real_read(descriptor, buffer, std::min(size, limit));
-    };
-    EXPECT_TRUE(Copy());
-    EXPECT_TRUE(bytes == TextOf(to));
-}
-
-TEST_F(Copying, EndsAtAReadErrorAsAtTheEndOfTheFile) {
-    const std::string bytes = Bytes(10 * Part);
-    WriteFile(from, bytes);
-    int reads = 0;
-    seams.read = [&reads](int descriptor, void* buffer, size_t size) -> ssize_t {
-        return ++reads == 3 ? Fail(EIO) : __real_read(descriptor, buffer, size);
-    };
-    EXPECT_TRUE(Copy());
-    EXPECT_EQ(3, reads);
-    EXPECT_EQ(bytes.substr(0, 2 * Part), TextOf(to));
-}
-
-TEST_F(Copying, LosesWhatAWriteDoesNotTakeAndGoesOn) {
-    const std::string bytes = Bytes(4 * Part);
-    WriteFile(from, bytes);
-    int writes = 0;
-    seams.write = [&writes](int descriptor, const void* buffer, size_t size) -> ssize_t {
-        switch (++writes) {
-        case 2:
-            return Fail(ENOSPC);
-        case 3:
-            return __real_write(descriptor, buffer, 100);
-        default:
-            return __real_write(descriptor, buffer, size);
-        }
-    };
-    EXPECT_TRUE(Copy());
-    EXPECT_EQ(4, writes);
-    EXPECT_EQ(bytes.substr(0, Part) + bytes.substr(2 * Part, 100) + bytes.substr(3 * Part),
-              TextOf(to));
-}
-
-// Files of this process cannot grow beyond the limit; a write that would is cut or fails.
-class FileSizeLimit {
-public:
-    explicit FileSizeLimit(rlim_t limit) : m_handler(std::signal(SIGXFSZ, SIG_IGN)) {
-        EXPECT_EQ(0, getrlimit(RLIMIT_FSIZE, &m_before));
-        const rlimit now{limit, m_before.rlim_max};
-        EXPECT_EQ(0, setrlimit(RLIMIT_FSIZE, &now));
-    }
-    ~FileSizeLimit() {
-        setrlimit(RLIMIT_FSIZE, &m_before);
-        std::signal(SIGXFSZ, m_handler);
-    }
-    FileSizeLimit(const FileSizeLimit&) = delete;
-    FileSizeLimit& operator=(const FileSizeLimit&) = delete;
-
-private:
-    void (*m_handler)(int);
-    rlimit m_before{};
-};
-
-TEST_F(Copying, ToAFullTargetSucceedsAndLeavesWhatFits) {
-    const std::string bytes = Bytes(64 * Part);
-    WriteFile(from, bytes);
-    bool copied = false;
-    {
-        const FileSizeLimit limit(10 * Part + 300);
-        copied = FileSys::CopyFile(from, to);
-    }
-    EXPECT_TRUE(copied);
-    EXPECT_EQ(bytes.substr(0, 10 * Part + 300), TextOf(to));
-}
-
-TEST_F(Copying, MakesATargetThatTakesNothing) {
-    WriteFile(from, "text");
-    bool copied = false;
-    {
-        const FileSizeLimit limit(0);
-        copied = FileSys::CopyFile(from, to);
-    }
-    EXPECT_TRUE(copied);
-    EXPECT_EQ("", TextOf(to));
 }
 
 // Concern: of all these operations only GetFileSize prints anything.
