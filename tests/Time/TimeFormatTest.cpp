@@ -1,8 +1,8 @@
 #include <Bases/Time.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
-#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 #include <ctime>
@@ -13,56 +13,15 @@
 #include <utility>
 #include <vector>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fault/Platform.h"
 #include "support/Zone.h"
 
 namespace {
 
-bool conversionsFail = false;
-int conversions = 0; // calls that turn a time into fields
-int prints = 0;      // calls that turn a number into text
-
-} // namespace
-
-extern "C" {
-
-std::tm* __real_gmtime_r(const std::time_t* seconds, std::tm* tm);
-std::tm* __real_localtime_r(const std::time_t* seconds, std::tm* tm);
-
-std::tm* __wrap_gmtime_r(const std::time_t* seconds, std::tm* tm) {
-    ++conversions;
-    return conversionsFail ? nullptr : __real_gmtime_r(seconds, tm);
-}
-
-std::tm* __wrap_localtime_r(const std::time_t* seconds, std::tm* tm) {
-    ++conversions;
-    return conversionsFail ? nullptr : __real_localtime_r(seconds, tm);
-}
-
-int __wrap_snprintf(char* buffer, std::size_t size, const char* format, ...) {
-    ++prints;
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int result = std::vsnprintf(buffer, size, format, arguments);
-    va_end(arguments);
-    return result;
-}
-
-// A build with fortified functions calls this one.
-int __wrap___snprintf_chk(char* buffer, std::size_t size, int, std::size_t, const char* format,
-                          ...) {
-    ++prints;
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int result = std::vsnprintf(buffer, size, format, arguments);
-    va_end(arguments);
-    return result;
-}
-
-} // extern "C"
-
-namespace {
+namespace Platform = VornTest::Platform;
 
 using Vorn::SysTime;
 using Vorn::Time;
@@ -140,12 +99,7 @@ std::string Format(const std::string& pattern, const SysTime& sysTime) {
 
 class TimeFormatTest : public testing::Test {
 protected:
-    TimeFormatTest() {
-        VornTest::CurrentZone();
-        conversions = 0;
-        prints = 0;
-    }
-    void TearDown() override { conversionsFail = false; }
+    TimeFormatTest() { VornTest::CurrentZone(); }
 };
 
 // Concerns: each token's field, width and sign at every value it can have, and the particulars: the
@@ -392,16 +346,18 @@ TEST_F(DateTimeBuffer, FailsWhenItIsNullOrHoldsNothing) {
 }
 
 TEST_F(DateTimeBuffer, IsLookedAtBeforeAnythingIsConvertedOrPrinted) {
+    Platform::gmtime_r.Record();
+    Platform::localtime_r.Record();
+    Platform::snprintf.Record();
     char buffer[] = "####";
     EXPECT_EQ(0, FillByEveryForm(nullptr, 100));
     EXPECT_EQ(0, FillByEveryForm(nullptr, 0));
     EXPECT_EQ(0, FillByEveryForm(buffer, 0));
-    EXPECT_EQ(0, conversions);
-    EXPECT_EQ(0, prints);
+    EXPECT_THAT(Platform::Order(), testing::IsEmpty());
     // The counts do count.
     EXPECT_EQ(3, FillByEveryForm(buffer, sizeof buffer));
-    EXPECT_EQ(2, conversions);
-    EXPECT_EQ(3, prints);
+    EXPECT_EQ(2U, Platform::gmtime_r.Count() + Platform::localtime_r.Count());
+    EXPECT_EQ(3U, Platform::snprintf.Count());
 }
 
 TEST_F(DateTimeBuffer, StaysUntouchedWithoutAnyText) {
@@ -493,7 +449,8 @@ TEST_F(DateTimeFormatOfATime, FillsBuffersToTheEdge) {
 }
 
 TEST_F(DateTimeFormatOfATime, PrintsZerosForATimeThatCannotBeConverted) {
-    conversionsFail = true;
+    Platform::gmtime_r.Fail(EOVERFLOW);
+    Platform::localtime_r.Fail(EOVERFLOW);
     const std::string zeros = "0000-00-00 00:00:00.000";
     const Texts texts = EveryForm(FullPattern, 1709622489045);
     EXPECT_EQ(zeros, texts.string);
