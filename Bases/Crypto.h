@@ -11,7 +11,8 @@
 
 #include <Bases/Export.h>
 
-// Crypto has no virtual destructor, which is meant; programs that include this are not warned of it.
+// Crypto has no virtual destructor, which is meant; programs that include this are not warned of
+// it.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 

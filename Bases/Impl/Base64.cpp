@@ -29,8 +29,8 @@ constexpr CharacterPairs Pairs = PairTable();
 constexpr std::uint32_t Skip = 0x40000000;
 constexpr std::uint32_t Invalid = 0x80000000;
 
-// What a character stands for, its highest bit ignored; in its place among the 24 bits of a group of
-// four characters when `shift` says how far its value is from the right end.
+// What a character stands for, its highest bit ignored; in its place among the 24 bits of a group
+// of four characters when `shift` says how far its value is from the right end.
 using GroupValues = std::array<std::uint32_t, 256>;
 
 constexpr GroupValues ValueTable(unsigned shift) {
@@ -187,8 +187,8 @@ unsigned long Base64::Decode(const char* pszEnc, char* pDecData) {
     if (n == 0)
         return 0;
 
-    // The buffer is cleared before anything is read: a text that lies in it is lost. Otherwise it is
-    // enough to clear what decoding has not filled.
+    // The buffer is cleared before anything is read: a text that lies in it is lost. Otherwise it
+    // is enough to clear what decoding has not filled.
     if (Overlap(pszEnc, pDecData, n + 1))
         std::memset(pDecData, 0, n + 1);
     auto* const bytes = reinterpret_cast<unsigned char*>(pDecData);

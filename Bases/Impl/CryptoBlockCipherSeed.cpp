@@ -87,8 +87,8 @@ inline void Round(Half& changed, const Half& other, const Word* key) {
 
 constexpr int RoundPairs = 8;
 
-// Takes blocks through all sixteen rounds together: a block is one long chain of dependent steps, so
-// the processor works on the others while it waits for the tables of the first.
+// Takes blocks through all sixteen rounds together: a block is one long chain of dependent steps,
+// so the processor works on the others while it waits for the tables of the first.
 template <std::size_t... I>
 inline void CipherTogether(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     Block blocks[] = {Block(bytes + I * BlockSize)...};

@@ -126,8 +126,8 @@ struct EightDigits {
     }
 };
 
-// The first and the last digits are written in one piece each, which overlap where that is more than
-// there are.
+// The first and the last digits are written in one piece each, which overlap where that is more
+// than there are.
 void WriteHexadecimal(Magnitude magnitude, char* text) {
     const int count = (static_cast<int>(std::bit_width(magnitude | 1)) + 3) / 4;
     const EightDigits last(static_cast<std::uint32_t>(magnitude));

@@ -12,10 +12,10 @@
 #include "support/GuardedBytes.h"
 #include "support/RouteTest.h"
 
-// Concerns: every kernel gives what the block functions give, for every number of blocks and at every
-// address, in both directions; it takes whole vectors and touches nothing else; the cipher classes
-// give the same on every route.
-// Plan: each route that the machine has, against SeedEncrypt and SeedDecrypt, a block at a time.
+// Concerns: every kernel gives what the block functions give, for every number of blocks and at
+// every address, in both directions; it takes whole vectors and touches nothing else; the cipher
+// classes give the same on every route. Plan: each route that the machine has, against SeedEncrypt
+// and SeedDecrypt, a block at a time.
 
 namespace {
 

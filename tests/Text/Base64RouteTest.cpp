@@ -13,10 +13,9 @@
 #include "support/RouteTest.h"
 
 // Concerns: on every route, for every length and at every address, Encode gives what ReadBits gives
-// six bits at a time, and Decode what WriteBits gives, the whole buffer included, also where it fails;
-// nothing beside the buffers is touched.
-// Plan: each route that the machine has, against the bits one by one, with buffers that end at a page
-// that may not be touched.
+// six bits at a time, and Decode what WriteBits gives, the whole buffer included, also where it
+// fails; nothing beside the buffers is touched. Plan: each route that the machine has, against the
+// bits one by one, with buffers that end at a page that may not be touched.
 
 namespace {
 

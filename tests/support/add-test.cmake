@@ -63,9 +63,9 @@ function(vorn_add_test name)
       ENVIRONMENT "${ARG_ENVIRONMENT}") # may be empty: last
 endfunction()
 
-# The same program over the library's macOS variants, as NAMEOnMac, and its tests once for each thing
-# that macOS may do where its documentation is silent, as Suite.Name@KernelForgets and so on: see
-# support/mac/.
+# The same program over the library's macOS variants, as NAMEOnMac, and its tests once for each
+# thing that macOS may do where its documentation is silent, as Suite.Name@KernelForgets and so on:
+# see support/mac/.
 function(vorn_add_test_on_mac name)
   add_executable(${name}OnMac ${name}.cpp)
   target_link_libraries(${name}OnMac PRIVATE

@@ -13,15 +13,15 @@ namespace Vorn {
 inline constexpr char Base64Alphabet[] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// Writes the text of bytes from the first of the `size` ones at `bytes` on. Returns how many bytes,
-/// a multiple of 3; their text has 4/3 of that, and nothing is written behind it.
+/// Writes the text of bytes from the first of the `size` ones at `bytes` on. Returns how many
+/// bytes, a multiple of 3; their text has 4/3 of that, and nothing is written behind it.
 using Base64EncodeKernel = std::size_t (*)(const unsigned char* bytes, std::size_t size,
                                            char* text);
 
 /// Writes the bytes of characters from the first of the `length` ones at `text` on, as long as each
-/// is of the alphabet, whatever its highest bit. Returns how many characters, a multiple of 4; their
-/// bytes are 3/4 of that. Up to `length` bytes at `bytes` may be written; what is behind the result
-/// means nothing.
+/// is of the alphabet, whatever its highest bit. Returns how many characters, a multiple of 4;
+/// their bytes are 3/4 of that. Up to `length` bytes at `bytes` may be written; what is behind the
+/// result means nothing.
 using Base64DecodeKernel = std::size_t (*)(const char* text, std::size_t length,
                                            unsigned char* bytes);
 

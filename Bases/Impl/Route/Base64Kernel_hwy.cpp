@@ -120,8 +120,8 @@ constexpr ByteTable UpperHalfSets = SetsByUpperHalf();
 constexpr ByteTable LowerHalfExclusions = ExcludingSetsByLowerHalf();
 constexpr ByteTable ToValue = OffsetToValue();
 
-// Three bytes to a lane: the middle one twice, so that each half of the lane has what two characters
-// are made of; and three bytes out of a lane, highest first.
+// Three bytes to a lane: the middle one twice, so that each half of the lane has what two
+// characters are made of; and three bytes out of a lane, highest first.
 constexpr ByteTable GroupIntoLane{{1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10}};
 constexpr ByteTable GroupOutOfLane{{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 128, 128, 128, 128}};
 

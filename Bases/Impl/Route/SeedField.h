@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_IMPL_ROUTE_SEED_FIELD_H
 #define VORN_BASES_IMPL_ROUTE_SEED_FIELD_H
 
-// The arithmetic behind SEED's two substitution boxes, at compile time: multiplication and powers in
-// GF(2^8), and bit-matrix products. (RFC 4269, section 2.3)
+// The arithmetic behind SEED's two substitution boxes, at compile time: multiplication and powers
+// in GF(2^8), and bit-matrix products. (RFC 4269, section 2.3)
 
 #include <array>
 #include <bit>
@@ -40,7 +40,8 @@ constexpr unsigned Power(unsigned polynomial, unsigned x, unsigned exponent) {
 /// 1 divided by x; 0 for 0.
 constexpr unsigned Inverse(unsigned polynomial, unsigned x) { return Power(polynomial, x, 254); }
 
-/// The product of a bit matrix, its rows from the highest bit of the result down, and the bits of x.
+/// The product of a bit matrix, its rows from the highest bit of the result down, and the bits of
+/// x.
 constexpr unsigned MatrixProduct(const Rows& rows, unsigned x) {
     unsigned result = 0;
     for (const unsigned char row : rows)
@@ -74,8 +75,8 @@ inline constexpr unsigned MaskNextByte = 0x3FF33FF3;
 inline constexpr unsigned MaskSecondByte = 0xFCCFFCCF;
 inline constexpr unsigned MaskThirdByte = 0xF33FF33F;
 
-/// The element of the AES field that plays the part of x, which carries SEED's field into it: a root
-/// of SEED's polynomial there.
+/// The element of the AES field that plays the part of x, which carries SEED's field into it: a
+/// root of SEED's polynomial there.
 constexpr unsigned FindRootInAes() {
     for (unsigned root = 2; root < 256; ++root) {
         const unsigned sum =

@@ -17,8 +17,8 @@ struct SeedKeys {
     std::ptrdiff_t step;
 };
 
-/// Takes blocks of 16 bytes at `blocks`, at any address, through the rounds in place: as many of the
-/// first `count` ones as fill whole vectors. Returns how many.
+/// Takes blocks of 16 bytes at `blocks`, at any address, through the rounds in place: as many of
+/// the first `count` ones as fill whole vectors. Returns how many.
 using SeedKernel = std::size_t (*)(unsigned char* blocks, std::size_t count, SeedKeys keys);
 
 /// The kernel of a route; null where there is none, in which case the portable code does it all.

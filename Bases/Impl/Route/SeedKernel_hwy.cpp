@@ -1,10 +1,10 @@
 // The kernels of SEED for every instruction set of Highway that has AES.
 //
-// Blocks are transposed, so that a vector holds the same word of several blocks; the rounds are then
-// those of the portable code with vectors for words. What differs is G: its tables cannot be looked
-// up in many lanes at once, but both boxes of SEED are inversion in a field of 256 elements between
-// two linear maps, and so is the box of AES, for which there are instructions. SeedField.h has the
-// way from one field to the other.
+// Blocks are transposed, so that a vector holds the same word of several blocks; the rounds are
+// then those of the portable code with vectors for words. What differs is G: its tables cannot be
+// looked up in many lanes at once, but both boxes of SEED are inversion in a field of 256 elements
+// between two linear maps, and so is the box of AES, for which there are instructions. SeedField.h
+// has the way from one field to the other.
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "Bases/Impl/Route/SeedKernel_hwy.cpp"

@@ -1,9 +1,9 @@
 #!/bin/sh
 # Checks the port wing.
 #
-# port.sh DIRECTORY: DIRECTORY holds Bases/ and examples/. Nothing but the sources of Bases/Impl/Port
-# asks which host it is built for. Each header there is a seam: Contract.h has a paragraph for it,
-# and it has either one source for all hosts or one for each.
+# port.sh DIRECTORY: DIRECTORY holds Bases/ and examples/. Nothing but the sources of
+# Bases/Impl/Port asks which host it is built for. Each header there is a seam: Contract.h has a
+# paragraph for it, and it has either one source for all hosts or one for each.
 set -eu
 
 cd "$1"

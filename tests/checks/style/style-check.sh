@@ -39,6 +39,7 @@ expect 'Bases/A.h:1: the include guard is not VORN_BASES_A_H' \
 expect '' Bases/A.h '// This file has no include guard, because it is included several times.' 'int a;'
 
 expect '' a.cpp "// $words" "int a = $words\"" '// https://'"$(printf '%0100d' 0)"
+expect '' a.cpp "// $words é"
 expect 'a.cpp:2: goes beyond column 100' a.cpp 'int a;' "int b; // $words"
 expect 'a.sh:1: goes beyond column 100' a.sh "#     $words" "echo $words"
 expect 'a.md:1: goes beyond column 100' a.md "- More: $words" '```' "More: $words" '```' "| ab | $words |"

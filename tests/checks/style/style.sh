@@ -66,20 +66,23 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
     }
 
     { lines = FNR }
-    FNR == 1 { first = $0 }
-    FNR == 2 { second = $0 }
+    first != "" && second == "" { second = $0 }
+    first == "" && /^#ifndef / { first = $0 }
     !/^[ \t]*$/ { last = $0 }
     /^\/\/ .*no include guard/ { many = 1 }
     file ~ /\.md$/ && /^ *```/ { inside = !inside }
 
     length($0) > 100 {
+        text = $0
+        gsub(/[\200-\277]/, "", text) # every byte of a character but its first
+        if (length(text) <= 100)
+            next
         if (file ~ /\.md$/)
             wraps = !inside && !/^\|/
         else if (file ~ /\.(h|cpp)$/)
             wraps = /\/\/ /
         else
             wraps = /^ *# /
-        text = $0
         sub(/^[ \t]*(\/\/\/?|#|-|>)?[ \t]*/, "", text)
         if (wraps && text ~ /[ \t]/)
             complain(FNR, "goes beyond column 100")
