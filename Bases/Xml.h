@@ -76,9 +76,10 @@ public:
     /// Loads the document in the file `path`. Returns true on success.
     ///
     /// Returns false and leaves the reader empty when the file cannot be read, is not well-formed
-    /// XML, or declares an encoding unknown to libxml2 or iconv; also when its declaration names no
-    /// encoding, with the line "[XmlDoc] Load from file (PATH file is not xml document)" on
-    /// standard output. Returns false and changes nothing when a document is already loaded.
+    /// XML, or declares an encoding unknown to libxml2 or iconv, or when memory runs out: a loaded
+    /// document lacks nothing. Also when its declaration names no encoding, with the line
+    /// "[XmlDoc] Load from file (PATH file is not xml document)" on standard output. Returns false
+    /// and changes nothing when a document is already loaded.
     ///
     /// Note: `path` always means a file. "-", http and ftp addresses, and names that are no file
     /// but that an XML catalog of the machine would replace are refused; a file named "-" loads as

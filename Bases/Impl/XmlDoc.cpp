@@ -10,12 +10,10 @@
 #include <new>
 #include <vector>
 
-#include <libxml/parser.h>
-
 #include <Bases/Impl/Assert.h>
 #include <Bases/Impl/Converter.h>
 #include <Bases/Impl/XmlOwners.h>
-#include <Bases/Impl/XmlPath.h>
+#include <Bases/Impl/XmlParser.h>
 #include <Bases/Impl/XmlSilence.h>
 #include <Bases/Text.h>
 #include <Bases/Utility.h>
@@ -175,12 +173,8 @@ XmlReader::~XmlReader() { Close(); }
 bool XmlReader::Load(const std::string& path) {
     if (!m_pPrivateData || m_pPrivateData->document)
         return false;
-    const XmlSilence silence;
-    const std::string converted = tcs_to_mbs(path, std::locale());
-    if (IsForeignToFiles(converted.c_str()))
-        return false;
     XmlDocument& document = m_pPrivateData->document;
-    document.reset(xmlReadFile(converted.c_str(), nullptr, 0));
+    document = ParseXmlFile(tcs_to_mbs(path, std::locale()).c_str());
     if (!document)
         return false;
     if (document->encoding == nullptr)
@@ -193,10 +187,8 @@ bool XmlReader::Load(unsigned char* buffer, unsigned long size) {
         return false;
     if (!m_pPrivateData || m_pPrivateData->document)
         return false;
-    const XmlSilence silence;
     XmlDocument& document = m_pPrivateData->document;
-    document.reset(xmlReadMemory(reinterpret_cast<const char*>(buffer), static_cast<int>(size),
-                                 "noname.xml", nullptr, 0));
+    document = ParseXmlMemory(reinterpret_cast<const char*>(buffer), static_cast<int>(size));
     if (!document)
         return false;
     if (document->encoding == nullptr)

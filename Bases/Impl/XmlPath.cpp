@@ -11,6 +11,7 @@
 #include <libxml/xmlIO.h>
 
 #include <Bases/Impl/XmlOwners.h>
+#include <Bases/Impl/XmlSilence.h>
 
 namespace Vorn {
 
@@ -36,9 +37,10 @@ bool StartsWith(const char* text, std::string_view prefix) {
 bool IsForeignToFiles(const char* path) {
     if (StartsWith(path, "http://") || StartsWith(path, "ftp://"))
         return true;
+    const XmlSilence silence;
     const std::unique_ptr<char, XmlDelete> unescaped(xmlURIUnescapeString(path, 0, nullptr));
     return std::strcmp(path, "-") == 0 || (unescaped && std::strcmp(unescaped.get(), "-") == 0) ||
-           IsRedirected(path);
+           IsRedirected(path) || silence.HasLoss();
 }
 
 } // namespace Vorn

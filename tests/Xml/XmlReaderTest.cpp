@@ -288,27 +288,12 @@ TEST_F(XmlReaderLoad, RefusesAnEncodingThatOnlyLibxml2KnowsInSilence) {
 
 TEST_F(XmlReaderLoad, NeverReadsStandardInput) {
     const std::string document = Utf8 + "<a/>";
-    int ends[2];
-    ASSERT_EQ(0, pipe(ends));
-    ASSERT_EQ(static_cast<ssize_t>(document.size()),
-              write(ends[1], document.data(), document.size()));
-    close(ends[1]);
-    const int old = dup(STDIN_FILENO);
-    dup2(ends[0], STDIN_FILENO);
-    close(ends[0]);
-
+    const VornTest::StdinText input(document);
     XmlReader reader;
     for (const std::string& path : std::vector<std::string>{
              "-", "%2D", "%2d", "-%00", std::string("-\0x", 3), std::string("%2D\0x", 5)})
         EXPECT_FALSE(reader.Load(path)) << path;
-
-    std::string left(document.size() + 1, '\0');
-    left.resize(static_cast<std::size_t>(read(STDIN_FILENO, left.data(), left.size())));
-    EXPECT_EQ(document, left);
-    if (old >= 0) {
-        dup2(old, STDIN_FILENO);
-        close(old);
-    }
+    EXPECT_EQ(document, input.Left());
 }
 
 TEST_F(XmlReaderLoad, AFileWithTheNameOfADashNeedsItsDirectory) {

@@ -9,6 +9,8 @@
 #include <string>
 #include <utility>
 
+#include <unistd.h>
+
 #include <libxml/globals.h>
 #include <libxml/parser.h>
 
@@ -93,6 +95,41 @@ inline void WriteFile(const std::string& path, const std::string& text) {
     file << text;
     ASSERT_TRUE(file.flush().good()) << path;
 }
+
+/// Standard input holds a text and nothing more while this lives.
+class StdinText {
+public:
+    explicit StdinText(const std::string& text) : m_size(text.size()) {
+        int ends[2] = {-1, -1};
+        EXPECT_EQ(0, pipe(ends));
+        EXPECT_EQ(static_cast<ssize_t>(m_size), write(ends[1], text.data(), m_size));
+        close(ends[1]);
+        dup2(ends[0], STDIN_FILENO);
+        close(ends[0]);
+    }
+
+    ~StdinText() {
+        if (m_old < 0)
+            return;
+        dup2(m_old, STDIN_FILENO);
+        close(m_old);
+    }
+
+    StdinText(const StdinText&) = delete;
+    StdinText& operator=(const StdinText&) = delete;
+
+    /// Reads what nobody has read.
+    std::string Left() const {
+        std::string left(m_size + 1, '\0');
+        const ssize_t count = read(STDIN_FILENO, left.data(), left.size());
+        left.resize(count < 0 ? 0 : static_cast<std::size_t>(count));
+        return left;
+    }
+
+private:
+    std::size_t m_size;
+    int m_old = dup(STDIN_FILENO);
+};
 
 /// ASCII text in UTF-16, low byte first and without a byte-order mark.
 inline std::string Utf16(const std::string& ascii) {

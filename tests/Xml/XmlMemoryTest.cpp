@@ -1,0 +1,265 @@
+#include <Bases/Xml.h>
+
+#include <functional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include <libxml/catalog.h>
+#include <libxml/tree.h>
+
+#include <gtest/gtest.h>
+
+#include "support/FailingXmlMemory.h"
+#include "support/IconvSpy.h"
+#include "support/StdoutCapture.h"
+#include "support/TempDir.h"
+#include "support/XmlTest.h"
+
+namespace {
+
+using Vorn::XmlReader;
+using VornTest::FailingXmlMemory;
+using VornTest::LoadText;
+using VornTest::NamedText;
+using VornTest::StderrOf;
+using VornTest::StdoutOf;
+using VornTest::SweepXmlMemory;
+using VornTest::WriteFile;
+
+const std::string Utf8 = R"(<?xml version="1.0" encoding="UTF-8"?>)";
+
+std::string Declared(const std::string& encoding) {
+    return R"(<?xml version="1.0" encoding=")" + encoding + R"("?>)";
+}
+
+// What the reader gives for `element` and all below it.
+std::string Walk(XmlReader& reader, XmlReader::Element* element) {
+    std::string name = "(fails)";
+    reader.GetElement(element, name);
+    std::string walked = "<" + name;
+    for (XmlReader::Attribute* attribute = reader.GetFirstAttribute(element); attribute != nullptr;
+         attribute = reader.NextAttribute(attribute)) {
+        std::string value = "(fails)";
+        reader.GetAttribute(attribute, name, value);
+        walked += " " + name + "=" + value;
+    }
+    std::string text = "(none)";
+    reader.GetEntity(element, text);
+    walked += ">" + text;
+    for (XmlReader::Element* child = reader.ChildElement(element); child != nullptr;
+         child = reader.NextElement(child))
+        walked += Walk(reader, child);
+    return walked;
+}
+
+// An element as libxml2 prints it, with what the reader does not reach.
+std::string Dump(xmlNode* element) {
+    if (element == nullptr)
+        return "(none)";
+    xmlBuffer* const buffer = xmlBufferCreate();
+    xmlNodeDump(buffer, element->doc, element, 0, 0);
+    const std::string dumped = reinterpret_cast<const char*>(xmlBufferContent(buffer));
+    xmlBufferFree(buffer);
+    return dumped;
+}
+
+// The handles are libxml2's nodes.
+xmlNode* RootOf(XmlReader& reader) { return reinterpret_cast<xmlNode*>(reader.GetRootElement()); }
+
+std::string Tree(XmlReader& reader) {
+    return Dump(RootOf(reader)) + "\n" + Walk(reader, reader.GetRootElement());
+}
+
+// Concerns: one allocation of libxml2 that fails, each in turn, alone or with all after it: Load is
+// false and leaves an empty reader, or true with all that is in the document; nothing is printed;
+// nothing is lost; the next Load works.
+class XmlReaderMemory : public VornTest::XmlTest {
+protected:
+    using Load = std::function<bool(XmlReader&)>;
+
+    void Check(const Load& load) {
+        XmlReader reference;
+        ASSERT_TRUE(load(reference));
+        const std::string expected = Tree(reference);
+        m_converters = VornTest::IconvSpy::live;
+        const auto scenario = [&](FailingXmlMemory& memory) { CheckOnce(load, expected, memory); };
+        EXPECT_EQ("", StdoutOf([&] { SweepXmlMemory(scenario); }));
+    }
+
+    void CheckOnce(const Load& load, const std::string& expected, FailingXmlMemory& memory) {
+        XmlReader reader;
+        const bool loaded = load(reader);
+        memory.Recover();
+        if (loaded)
+            EXPECT_EQ(expected, Tree(reader));
+        else
+            EXPECT_EQ(nullptr, reader.GetRootElement());
+        EXPECT_TRUE(loaded || memory.HasFailed());
+        reader.Close();
+        EXPECT_TRUE(m_libxml2Loses || memory.Lost() == 0);
+        EXPECT_EQ(m_converters, VornTest::IconvSpy::live);
+        EXPECT_TRUE(load(reader));
+        EXPECT_EQ(expected, Tree(reader));
+    }
+
+    bool m_libxml2Loses = false; // blocks, when its own allocation fails
+    int m_converters = 0;
+};
+
+class XmlReaderMemoryOf : public XmlReaderMemory, public testing::WithParamInterface<NamedText> {};
+
+TEST_P(XmlReaderMemoryOf, FailsOrLoadsAllFromMemory) {
+    Check([](XmlReader& reader) { return LoadText(reader, GetParam().text); });
+}
+
+TEST_P(XmlReaderMemoryOf, FailsOrLoadsAllFromAFile) {
+    const std::string path = m_dir.File("a.xml");
+    WriteFile(path, GetParam().text);
+    XmlReader().Load(m_dir.File("missing.xml")); // lets libxml2 read the machine's catalogs
+    Check([&](XmlReader& reader) { return reader.Load(path); });
+}
+
+std::string TwentyElements() {
+    std::string document = Utf8 + "<shop>";
+    for (int i = 0; i < 20; ++i) {
+        const std::string number = std::to_string(i);
+        document += "<item id='" + number + "' name='n" + number + "'>text " + number + "</item>";
+    }
+    return document + "</shop>";
+}
+
+std::string DeepElements() {
+    std::string document = "x";
+    for (int i = 0; i < 40; ++i) {
+        const std::string name = "d" + std::to_string(i);
+        document = "<" + name + ">" + document + "</" + name + ">";
+    }
+    return Utf8 + document;
+}
+
+std::string Namespaces() {
+    std::string document = Utf8 + "<r xmlns='v' xmlns:empty='' empty:a='0'>";
+    for (int i = 0; i < 30; ++i) {
+        const std::string p = "p" + std::to_string(i);
+        document += "<" + p + ":e xmlns:" + p + "='urn:" + p + "' xml:lang='en' " + p + ":a='2'/>";
+    }
+    return document + "</r>";
+}
+
+std::string UndeclaredPrefixes() {
+    std::string document = Utf8 + "<r>";
+    for (int i = 0; i < 30; ++i) {
+        const std::string p = "p" + std::to_string(i);
+        document += "<" + p + ":e " + p + ":a='1'/>";
+    }
+    return document + "</r>";
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Document, XmlReaderMemoryOf,
+    testing::Values(
+        NamedText{"OfTwentyElements", TwentyElements()},
+        NamedText{"OfDeepElements", DeepElements()}, NamedText{"WithNamespaces", Namespaces()},
+        NamedText{"WithUndeclaredPrefixes", UndeclaredPrefixes()},
+        NamedText{"WithPiecesOfAllKinds",
+                  Utf8 + "<!--c--><?pi x?><r a='1&lt;2'>t&#65;u<!--c--><![CDATA[d]]><?pi x?>"
+                         "<b/>v</r><!--c-->"},
+        NamedText{"WithEntities", Utf8 + "<!DOCTYPE r SYSTEM 'unread.dtd' [<!ENTITY e 'one'>"
+                                         "<!ENTITY f 'two'>]><r a='&e; and &f;'>&e;&f;</r>"},
+        NamedText{"InUtf16",
+                  "\xFF\xFE" + VornTest::Utf16(Declared("UTF-16") + "<r a='b'>text</r>")}),
+    VornTest::NameOfText);
+
+TEST_F(XmlReaderMemory, FailsOrLoadsTextsThatGrowTheParsersBuffers) {
+    std::string document = Declared("ISO-8859-1") + "<r>";
+    for (int i = 0; i < 3; ++i)
+        document += "<t a='" + std::string(300, 'v') + "'>" + std::string(3000, '\xE9') + "</t>";
+    document += "</r>";
+    const std::string path = m_dir.File("a.xml");
+    WriteFile(path, document);
+    Check([&](XmlReader& reader) { return reader.Load(path); });
+    m_libxml2Loses = true;
+    Check([&](XmlReader& reader) { return LoadText(reader, document); });
+}
+
+TEST_F(XmlReaderMemory, FailsOrLoadsTheTypesByWhichValuesAreTrimmed) {
+    std::string types;
+    std::string elements;
+    for (int i = 0; i < 20; ++i) {
+        const std::string name = "e" + std::to_string(i);
+        types += "<!ATTLIST " + name + " a NMTOKEN #IMPLIED b CDATA #IMPLIED>";
+        elements += "<" + name + " a=' x ' b=' y '/>";
+    }
+    const std::string document = Utf8 + "<!DOCTYPE r [" + types + "]><r>" + elements + "</r>";
+    m_libxml2Loses = true;
+    Check([&](XmlReader& reader) { return LoadText(reader, document); });
+}
+
+// Standard input is a pipe that holds a document; a catalog leads from a missing name to another.
+TEST_F(XmlReaderMemory, NeverLeadsAwayFromTheFile) {
+    const std::string document = Utf8 + "<a/>";
+    const VornTest::StdinText input(document);
+    WriteFile(m_dir.File("other.xml"), document);
+    WriteFile(m_dir.File("catalog.xml"),
+              "<catalog xmlns='urn:oasis:names:tc:entity:xmlns:xml:catalog'>"
+              "<system systemId='moved.xml' uri='file://" +
+                  m_dir.File("other.xml") + "'/></catalog>");
+    ASSERT_EQ(0, xmlLoadCatalog(m_dir.File("catalog.xml").c_str()));
+    EXPECT_FALSE(XmlReader().Load("moved.xml")) << "and libxml2 has read the catalog";
+    SweepXmlMemory([&](FailingXmlMemory&) {
+        XmlReader moved;
+        EXPECT_FALSE(moved.Load("moved.xml"));
+        XmlReader dash;
+        EXPECT_FALSE(dash.Load("%2D"));
+    });
+    xmlCatalogCleanup();
+    EXPECT_EQ(document, input.Left());
+}
+
+// Documents that are not quite right and still load; what the reader looks for in order to notice a
+// loss is no loss there.
+class XmlReaderOddity : public VornTest::XmlTest, public testing::WithParamInterface<NamedText> {};
+
+TEST_P(XmlReaderOddity, LoadsAsLibxml2ParsesIt) {
+    const std::string document = Utf8 + GetParam().text;
+    xmlDoc* parsed = nullptr;
+    StderrOf([&] {
+        const int size = static_cast<int>(document.size());
+        parsed = xmlReadMemory(document.data(), size, "odd.xml", nullptr, 0);
+    });
+    ASSERT_NE(nullptr, parsed);
+    const std::string expected = Dump(xmlDocGetRootElement(parsed));
+    xmlFreeDoc(parsed);
+    XmlReader reader;
+    ASSERT_TRUE(LoadText(reader, document));
+    EXPECT_EQ(expected, Dump(RootOf(reader)));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Document, XmlReaderOddity,
+    testing::Values(
+        NamedText{"UndeclaredPrefix", "<p:r p:a='1'/>"},
+        NamedText{"EmptyNamespace", "<p:r xmlns:p='' p:a='1'/>"},
+        NamedText{"NamespaceOfAReferenceToASpaceThatIsTrimmed",
+                  "<!DOCTYPE r [<!ATTLIST r xmlns:p NMTOKEN #IMPLIED>]><r xmlns:p='&#32;'/>"},
+        NamedText{"NamespaceOfSpacesThatAreTrimmed",
+                  "<!DOCTYPE r [<!ATTLIST r xmlns:p NMTOKEN #IMPLIED>]><r xmlns:p=' ' p:a='1'/>"},
+        NamedText{"ForbiddenNamespace", "<r xmlns:xmlns='u' xmlns:xml='v'/>"},
+        NamedText{"UndeclaredEntity", "<!DOCTYPE r SYSTEM 'unread.dtd'><r a='&e;1'>&e;</r>"},
+        NamedText{"EntityDeclaredTwice", "<!DOCTYPE r [<!ENTITY e '1'><!ENTITY e '2'>]><r>&e;</r>"},
+        NamedText{"PredefinedEntityDeclared",
+                  "<!DOCTYPE r [<!ENTITY lt '&#38;#60;'><!ENTITY gt 'x'>]><r>&lt;&gt;</r>"},
+        NamedText{"ParameterEntities", "<!DOCTYPE r [<!ENTITY % p '<!ATTLIST r a NMTOKEN \" x \">'>"
+                                       "%p;<!ENTITY % unread SYSTEM 'u'>%unread;]><r/>"},
+        NamedText{"UnparsedEntity", "<!DOCTYPE r [<!NOTATION n SYSTEM 'n'>"
+                                    "<!ENTITY u SYSTEM 'u' NDATA n>]><r/>"},
+        NamedText{"AttributesDeclaredTwice",
+                  "<!DOCTYPE r [<!ATTLIST r a NMTOKEN #IMPLIED><!ATTLIST r a CDATA 'x'>]>"
+                  "<r a=' 1 '/>"},
+        NamedText{"AttributesWithPrefixes",
+                  "<!DOCTYPE p:r [<!ATTLIST p:r p:a NMTOKENS ' x  y ' xml:lang NMTOKEN 'en' "
+                  ": ID #IMPLIED>]><p:r xmlns:p='u' :=' 1 '/>"}),
+    VornTest::NameOfText);
+
+} // namespace

@@ -1,0 +1,124 @@
+#ifndef VORN_BASES_TESTS_SUPPORT_FAILING_XML_MEMORY_H
+#define VORN_BASES_TESTS_SUPPORT_FAILING_XML_MEMORY_H
+
+#include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <set>
+#include <string>
+
+#include <libxml/xmlerror.h>
+#include <libxml/xmlmemory.h>
+
+#include <gtest/gtest.h>
+
+namespace VornTest {
+
+/// Lets one allocation of libxml2 fail while it lives, alone or with all that follow, and notes the
+/// blocks. Memory still comes from malloc, so libxml2 may have been used before and may be
+/// afterwards. One at a time; not for several threads.
+class FailingXmlMemory {
+public:
+    enum Mode { Once, FromThenOn };
+
+    /// The `number`-th allocation fails, counted from 1.
+    FailingXmlMemory(int number, Mode mode) {
+        s_left = number;
+        s_mode = mode;
+        s_failed = false;
+        xmlMemGet(&m_free, &m_allocate, &m_reallocate, &m_duplicate);
+        xmlMemSetup(Free, Allocate, Reallocate, Duplicate);
+    }
+
+    /// Frees what libxml2 itself has lost.
+    ~FailingXmlMemory() {
+        Lost();
+        xmlMemSetup(m_free, m_allocate, m_reallocate, m_duplicate);
+        for (void* const block : s_blocks)
+            std::free(block);
+        s_blocks.clear();
+    }
+
+    FailingXmlMemory(const FailingXmlMemory&) = delete;
+    FailingXmlMemory& operator=(const FailingXmlMemory&) = delete;
+
+    /// Lets the allocations succeed from here on.
+    void Recover() { s_left = 0; }
+
+    /// Whether any allocation failed.
+    bool HasFailed() const { return s_failed; }
+
+    /// How many blocks were allocated since and neither freed nor kept for the last error.
+    std::size_t Lost() const {
+        xmlResetLastError();
+        return s_blocks.size();
+    }
+
+private:
+    static bool Fails() {
+        if (s_left == 0)
+            return false;
+        if (s_left > 1) {
+            --s_left;
+            return false;
+        }
+        if (s_mode == Once)
+            s_left = 0;
+        s_failed = true;
+        return true;
+    }
+
+    static void* Note(void* block) {
+        if (block != nullptr)
+            s_blocks.insert(block);
+        return block;
+    }
+
+    static void* Allocate(std::size_t size) { return Fails() ? nullptr : Note(std::malloc(size)); }
+
+    static char* Duplicate(const char* text) {
+        return Fails() ? nullptr : static_cast<char*>(Note(strdup(text)));
+    }
+
+    static void* Reallocate(void* block, std::size_t size) {
+        if (Fails())
+            return nullptr;
+        s_blocks.erase(block);
+        return Note(std::realloc(block, size));
+    }
+
+    static void Free(void* block) {
+        s_blocks.erase(block);
+        std::free(block);
+    }
+
+    xmlFreeFunc m_free = nullptr;
+    xmlMallocFunc m_allocate = nullptr;
+    xmlReallocFunc m_reallocate = nullptr;
+    xmlStrdupFunc m_duplicate = nullptr;
+
+    static inline int s_left = 0; // until the next failure, itself included; 0: none
+    static inline Mode s_mode = Once;
+    static inline bool s_failed = false;
+    static inline std::set<void*> s_blocks;
+};
+
+/// Runs `scenario` with the first allocation failing, with the second and so on, each once and then
+/// with all that follow, until it needs no more allocations. The scenario is handed the memory.
+template <typename Scenario>
+void SweepXmlMemory(Scenario scenario) {
+    for (const auto mode : {FailingXmlMemory::Once, FailingXmlMemory::FromThenOn}) {
+        bool failed = true;
+        for (int number = 1; failed && !testing::Test::HasFailure(); ++number) {
+            SCOPED_TRACE("allocation " + std::to_string(number) +
+                         (mode == FailingXmlMemory::Once ? "" : " and all that follow"));
+            FailingXmlMemory memory(number, mode);
+            scenario(memory);
+            failed = memory.HasFailed();
+        }
+    }
+}
+
+} // namespace VornTest
+
+#endif
