@@ -21,17 +21,17 @@ namespace {
 Cycle<Vorn::SysTime> Moments() {
     Random random;
     return Cycle<Vorn::SysTime>([&] {
-        const auto up_to = [&](int count) {
+        const auto upTo = [&](int count) {
             return static_cast<short>(random() % static_cast<unsigned>(count));
         };
-        return Vorn::SysTime{static_cast<short>(1980 + up_to(100)),
-                             static_cast<short>(1 + up_to(12)),
+        return Vorn::SysTime{static_cast<short>(1980 + upTo(100)),
+                             static_cast<short>(1 + upTo(12)),
                              0,
-                             static_cast<short>(1 + up_to(28)),
-                             up_to(24),
-                             up_to(60),
-                             up_to(60),
-                             up_to(1000),
+                             static_cast<short>(1 + upTo(28)),
+                             upTo(24),
+                             upTo(60),
+                             upTo(60),
+                             upTo(1000),
                              -1};
     });
 }

@@ -1,6 +1,6 @@
 // XML beside libxml2 called directly, the way a program without the library would, and pugixml.
 
-#include <functional>
+#include <array>
 #include <memory>
 #include <sstream>
 #include <string>
@@ -29,7 +29,7 @@ constexpr std::size_t Attributes = 4;
 const char* const AttributeNames[Attributes] = {"id", "name", "written", "owner"};
 
 struct Item {
-    std::string attributes[Attributes];
+    std::array<std::string, Attributes> attributes;
     std::string text;
 };
 

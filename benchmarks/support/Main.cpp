@@ -1,7 +1,7 @@
 // Runs the rows of a family. Besides Google Benchmark's own options:
 //     --row=NAME        only that row, as --benchmark_list_tests names it, up to the size
 //     --contender=NAME  only that contender, "ours" or a peer's name
-//     --route=NAME      the route of the library
+//     --route=NAME      that route of the library
 // Each benchmark is named PURPOSE/OPERATION/SIZE/CONTENDER.
 
 #include <cstdio>
@@ -128,10 +128,12 @@ int main(int argc, char** argv) {
     const Bench::Selection selection = Bench::TakeSelection(argc, argv);
     Vorn::BasesInit();
     if (!selection.route.empty() && !Bench::TakeRoute(selection.route)) {
-        std::fprintf(stderr, "no such route here: %s\n", selection.route.c_str());
+        std::fprintf(stderr, "no such route here: %s; there are: %s\n", selection.route.c_str(),
+                     Bench::RouteNames().c_str());
         return EXIT_FAILURE;
     }
-    benchmark::AddCustomContext("route", Bench::CurrentRoute());
+    benchmark::AddCustomContext("route", Bench::CurrentRouteName());
+    benchmark::AddCustomContext("routes", Bench::RouteNames());
     Bench::RegisterSelected(selection);
     benchmark::Initialize(&argc, argv);
     if (benchmark::ReportUnrecognizedArguments(argc, argv))

@@ -5,12 +5,14 @@
 
 namespace Bench {
 
-// The name of the library's route on this machine: which of several implementations of an operation
-// it has chosen. There is one so far.
-std::string CurrentRoute();
+// The name of the route that the library takes: which vector instructions it uses.
+std::string CurrentRouteName();
 
-// Makes the library take another route for the rest of the process. Returns false when this machine
-// or the library does not have it.
+// The names of those that the process can have it take, from the portable one up.
+std::string RouteNames();
+
+// Has the library take that route for the rest of the process. Returns false for a name that
+// RouteNames does not give.
 bool TakeRoute(const std::string& name);
 
 } // namespace Bench

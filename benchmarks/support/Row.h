@@ -200,13 +200,13 @@ struct RowData {
 std::vector<RowData>& AllRows();
 
 // Adds a row to them.
-template <Purpose purpose, Measure measure>
+template <Purpose Of, Measure By>
 struct AnyRow {
     AnyRow(std::string operation, std::vector<Size> sizes, std::vector<std::string> peers,
            Body body) {
         peers.insert(peers.begin(), "ours");
         AllRows().push_back(
-            {purpose, measure, std::move(operation), std::move(sizes), std::move(peers), body});
+            {Of, By, std::move(operation), std::move(sizes), std::move(peers), body});
     }
 };
 

@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include <Bases/Impl/Route/Route.h>
 #include <support/Row.h>
 
 namespace Bench {
@@ -27,6 +28,14 @@ const Row PerItem("per item", {Count(1000)}, {"each"}, [](Run& run) {
     run.Peer([&] { return Work(run.Size()); });
 });
 
+const Row Routed("slower on the portable route", {Count(1000)}, {"never slower"}, [](Run& run) {
+    run.Ours([&] {
+        const bool isPortable = Vorn::CurrentRoute() == Vorn::Route::Portable;
+        return Work(isPortable ? 20 * run.Size() : run.Size());
+    });
+    run.Peer([&] { return Work(run.Size()); });
+});
+
 const Row Different("differ at once", {One()}, {"other"}, [](Run& run) {
     run.Ours([] { return 1; });
     run.Peer([] { return 2; });
@@ -46,11 +55,11 @@ const FreshRow ChildDifferent("differ in children", {One()}, {"other"}, [](Run& 
 const Row Missing("a contender less", {One()}, {"named but not entered"},
                   [](Run& run) { run.Ours([] { return 1; }); });
 
-int* volatile Kept = nullptr;
+int* volatile g_kept = nullptr;
 
 const HeapCurve Heap("heap", {Count(1'000'000)}, {"nothing"}, [](Run& run) {
     run.Ours([&] {
-        Kept = new int[run.Size()];
+        g_kept = new int[run.Size()];
         return true;
     });
     run.Peer([] { return true; });

@@ -30,7 +30,7 @@ def arguments():
     parser.add_argument("--quick", action="store_true",
                         help="every row with less time for each, and no curves")
     parser.add_argument("--row", metavar="TEXT", help="only rows with the text in their names")
-    parser.add_argument("--route", metavar="NAME", help="make the library take that route")
+    parser.add_argument("--route", metavar="NAME", help="have the library take that route")
     parser.add_argument("--page", action="store_true", help="put the figures into the docs")
     parser.add_argument("--small", action="store_true", help="only the rows marked in goals.txt")
     parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
@@ -54,11 +54,23 @@ def measure_table(options, goals):
     entries = []
     rows = selected(options, "row", goals)
     for number, row in enumerate(rows, 1):
-        found = measure.compare(row, route=options.route, **(QUICK if options.quick else FULL))
-        say(f"[{number}/{len(rows)}] {row.name}: "
-            + ", ".join(f"{table.ratio_text(e['ratio'])} {e['peer']}" for e in found))
-        entries += found
+        for route in routes(row, options, goals):
+            found = measure.compare(row, route=route, **(QUICK if options.quick else FULL))
+            say(f"[{number}/{len(rows)}] {row.name}, {found[0]['route']}: "
+                + ", ".join(f"{table.ratio_text(e['ratio'])} {e['peer']}" for e in found))
+            entries += found
     return entries
+
+
+def routes(row, options, goals):
+    """The route asked for; else the machine's best, and those that have goals of their own."""
+    if options.route:
+        return [options.route]
+    wanted = goals.routes(row.name)
+    if not wanted:
+        return [None]
+    *lower, _ = measure.routes_of(row)
+    return [None] + [route for route in reversed(lower) if route in wanted]
 
 
 def measure_all(options, goals):

@@ -51,6 +51,12 @@ class Harness(unittest.TestCase):
             found, _ = measure.samples(row, repetitions=1, seconds=0.001, contender=contender)
             self.assertTrue(least <= found[contender][0]["bytes"] <= most)
 
+    def test_a_route_that_is_chosen_is_taken(self):
+        row = self_test("slower on the portable route")
+        (entry,) = measure.compare(row, route="portable", **SHORT)
+        self.assertEqual(entry["route"], "portable")
+        self.assertLess(entry["ratio"], 0.2)
+
     def test_a_route_that_is_not_there_is_refused(self):
         with self.assertRaisesRegex(measure.Failure, "no such route"):
             measure.compare(self_test("per item"), route="none such", **SHORT)
@@ -68,8 +74,12 @@ class Tools(unittest.TestCase):
         entry = {"family": "crypto", "operation": "SEED encipher", "size": "4 KiB",
                  "peer": "OpenSSL", "route": "avx2"}
         self.assertEqual(goals.of(entry), 6.2)
-        self.assertIsNone(goals.of(dict(entry, route="none such")))
+        self.assertEqual(goals.of(dict(entry, route="sse4")), 3)
         self.assertEqual(goals.of(dict(entry, size="64 B")), 2.8)
+        self.assertIsNone(goals.of(dict(entry, size="none such")))
+        self.assertEqual(goals.routes("crypto/SEED encipher/4 KiB"),
+                         ["portable", "avx2", "avx512", "avx512gfni"])
+        self.assertEqual(goals.routes("crypto/SEED encipher/64 B"), [])
 
     def test_only_more_than_ten_percent_is_slower(self):
         before = [100 + i % 7 for i in range(18)]

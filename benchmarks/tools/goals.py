@@ -3,6 +3,7 @@
 from pathlib import Path
 
 FILE = Path(__file__).parent.parent / "goals.txt"
+ROUTES = ["portable", "neon", "sse4", "avx2", "avx512", "avx512gfni"]
 
 
 class Goals:
@@ -15,9 +16,9 @@ class Goals:
 
     def _add(self, name, peer, goals, mark=""):
         by_route = {}
-        for goal in filter(None, goals.split(",")):
-            ratio, route = goal.split()
-            by_route[route] = float(ratio)
+        for goal in goals.split(","):
+            ratio, route = (goal.split() + ["portable"])[:2]
+            by_route[ROUTES.index(route)] = float(ratio)
         self._goals[name, peer] = by_route
         if mark == "*":
             self.guarded.add(name)
@@ -28,13 +29,18 @@ class Goals:
     def of(self, entry):
         """The ratio that is wanted of the entry's route, or None."""
         goals = self._all(entry)
-        return goals.get(entry["route"], goals.get("any"))
+        route = max((r for r in goals if r <= ROUTES.index(entry["route"])), default=None)
+        return goals.get(route)
+
+    def routes(self, name):
+        """The routes that the row has a goal of its own for, if there is more than one goal."""
+        routes = {route for (row, _), goals in self._goals.items() if row == name
+                  for route in goals if len(goals) > 1}
+        return [ROUTES[route] for route in sorted(routes)]
 
     def text(self, entry):
-        """All goals of the entry's row."""
-        goals = self._all(entry)
-        return ", ".join(f"{ratio:g}" + (f" {route}" if route != "any" else "")
-                         for route, ratio in goals.items())
+        goal = self.of(entry)
+        return "" if goal is None else f"{goal:g}"
 
     def _all(self, entry):
         name = f"{entry['family']}/{entry['operation']}/{entry['size']}"

@@ -31,6 +31,11 @@ class Row:
         return self.program.name.removeprefix("bench_")
 
     @property
+    def routed_program(self):
+        """The one that has the library in itself and can choose its route."""
+        return self.program.with_name(f"routed_{self.family}")
+
+    @property
     def name(self):
         return f"{self.family}/{self.operation}/{self.size}"
 
@@ -52,7 +57,7 @@ def rows_of(program, purpose):
 def samples(row, *, repetitions, seconds, route=None, contender=None, library=None, timeout=None):
     """Returns each contender's entries of Google Benchmark, in the order of the repetitions."""
     with tempfile.NamedTemporaryFile(suffix=".json") as out:
-        command = [row.program, f"--row={row.purpose}/{row.operation}/{row.size}",
+        command = [row.program if route is None else row.routed_program, f"--row={row.purpose}/{row.operation}/{row.size}",
                    f"--benchmark_repetitions={repetitions}", f"--benchmark_min_time={seconds}",
                    "--benchmark_enable_random_interleaving=true",
                    f"--benchmark_out={out.name}", "--benchmark_out_format=json"]
@@ -66,7 +71,13 @@ def samples(row, *, repetitions, seconds, route=None, contender=None, library=No
         if entry.get("error_occurred"):
             raise Failure(f"{row.name}: {entry['error_message']}")
         found.setdefault(entry["run_name"].split("/")[3], []).append(entry)
-    return found, report["context"]["route"]
+    return found, report["context"]
+
+
+def routes_of(row):
+    """The routes that the row can be measured on here, from the portable one up."""
+    _, context = samples(row, repetitions=1, seconds=0.001, route="portable", contender="ours")
+    return context["routes"].split()
 
 
 def nanoseconds(entry):
@@ -77,10 +88,10 @@ def nanoseconds(entry):
 
 def compare(row, **options):
     """Measures a row; returns an entry of the report for each peer."""
-    found, route = samples(row, **options)
+    found, context = samples(row, **options)
     times = {name: [nanoseconds(e) for e in entries] for name, entries in found.items()}
     ours = times.pop("ours")
-    return [_entry(row, route, ours, peer, times[peer]) for peer in row.contenders[1:]]
+    return [_entry(row, context["route"], ours, peer, times[peer]) for peer in row.contenders[1:]]
 
 
 def _entry(row, route, ours, peer, theirs):

@@ -4,10 +4,11 @@ import matplotlib
 
 matplotlib.use("svg")
 import matplotlib.pyplot as plt  # noqa: E402 (the backend comes first)
+from matplotlib.ticker import LogLocator, NullLocator  # noqa: E402
 
 # Read on white as on black: nothing behind, and lines and letters in a grey between the two.
 INK = "#7a7a7a"
-AHEAD, BEHIND, THEIRS = "#2a9d8f", "#e07a3f", "#8f86d6"
+AHEAD, BEHIND, THEIRS, GOAL = "#2a9d8f", "#e07a3f", "#8f86d6", "#d1495b"
 plt.rcParams.update({
     "svg.fonttype": "none", "svg.hashsalt": "Vorn", "font.family": "sans-serif", "font.size": 9,
     "text.color": INK, "axes.labelcolor": INK, "axes.edgecolor": INK, "xtick.color": INK,
@@ -29,22 +30,27 @@ def draw_all(report, goals, directory):
 
 def _bars(entries, goals):
     figure, axes = plt.subplots(figsize=(8, 0.8 + 0.24 * len(entries)))
-    labels = [f"{e['operation']}, {e['size']} : {e['peer']}" for e in entries]
+    best = entries[0]["route"]
+    labels = [f"{e['operation']}, {e['size']}" + (f", {e['route']}" if e["route"] != best else "")
+              + f" : {e['peer']}" for e in entries]
     places = range(len(entries))
     ratios = [e["ratio"] for e in entries]
     axes.barh(places, [ratio - 1 for ratio in ratios], left=1, height=0.7,
               color=[AHEAD if ratio >= 1 else BEHIND for ratio in ratios])
     wanted = [(place, goals.of(e)) for place, e in zip(places, entries) if goals.of(e)]
-    axes.plot([goal for _, goal in wanted], [place for place, _ in wanted], "|", color=INK,
+    axes.plot([goal for _, goal in wanted], [place for place, _ in wanted], "|", color=GOAL,
               markersize=9, markeredgewidth=2)
     for place, ratio in zip(places, ratios):
-        axes.annotate(f"{ratio:.2g}", (max(ratio, 1), place), (4, 0), va="center",
-                      textcoords="offset points")
+        axes.annotate(f"{ratio:.2g}", (ratio, place), (4 if ratio >= 1 else -4, 0), va="center",
+                      ha="left" if ratio >= 1 else "right", textcoords="offset points")
     axes.axvline(1, color=INK, linewidth=1)
     axes.set_xscale("log")
     axes.set_yticks(list(places), labels)
     axes.invert_yaxis()
+    axes.set_xlim(min(ratios + [1]) / 2, max(ratios + [goal for _, goal in wanted] + [1]) * 2)
+    axes.xaxis.set_major_locator(LogLocator(subs=(1, 2, 5)))
     axes.xaxis.set_major_formatter(lambda value, _: f"{value:g}")
+    axes.xaxis.set_minor_locator(NullLocator())
     axes.set_xlabel("the peer's time / ours; right of 1 ours is faster; | is the goal")
     return figure
 

@@ -2,25 +2,25 @@
 
 
 def as_text(entries, goals):
-    lines = [f"{'row':<54} {'peer':<34} {'ours':>9} {'peer':>9} {'ratio':>7} {'':2}goal"]
+    lines = [f"{'row':<54} {'route':<11} {'peer':<34} {'ours':>9} {'peer':>9} {'ratio':>7} {'':2}goal"]
     for entry in entries:
         name = f"{entry['operation']}, {entry['size']}"
-        lines.append(f"{name:<54} {entry['peer']:<34} {time_text(entry['ours_ns']):>9} "
+        lines.append(f"{name:<54} {entry['route']:<11} {entry['peer']:<34} {time_text(entry['ours_ns']):>9} "
                      f"{time_text(entry['peer_ns']):>9} {ratio_text(entry['ratio']):>7} "
                      f"{_mark(entry, goals):2}{goals.text(entry)}")
     reached, wanted = count(entries, goals)
-    lines.append(f"{reached} of {wanted} goals of this route reached")
+    lines.append(f"{reached} of {wanted} goals reached")
     return "\n".join(lines)
 
 
 def as_markdown(entries, goals):
     lines = []
     for family in dict.fromkeys(entry["family"] for entry in entries):
-        lines += [f"### {family.capitalize()}", "", "| Operation | Size | Peer | Ours | Peer's | Ratio | Goal |",
-                  "|---|---|---|---:|---:|---:|---|"]
+        lines += [f"### {family.capitalize()}", "", "| Operation | Size | Route | Peer | Ours | Peer's | Ratio | Goal |",
+                  "|---|---|---|---|---:|---:|---:|---|"]
         for entry in [e for e in entries if e["family"] == family]:
             lines.append("| " + " | ".join([
-                entry["operation"], entry["size"], entry["peer"], time_text(entry["ours_ns"]),
+                entry["operation"], entry["size"], entry["route"], entry["peer"], time_text(entry["ours_ns"]),
                 time_text(entry["peer_ns"]), ratio_text(entry["ratio"]),
                 (_mark(entry, goals) + " " + goals.text(entry)).strip()]) + " |")
         lines.append("")
@@ -40,7 +40,7 @@ def curves_as_markdown(curves, unit):
 
 
 def count(entries, goals):
-    """How many of the goals are reached, and how many there are for the measured route."""
+    """How many of the goals are reached, and how many there are."""
     wanted = [e for e in entries if goals.of(e) is not None]
     return sum(e["ratio"] >= goals.of(e) for e in wanted), len(wanted)
 
