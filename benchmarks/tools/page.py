@@ -28,6 +28,8 @@ def replace(text, name, content):
 
 def _machine(report):
     machine = report["machine"]
+    busy = ["- The machine had other work to do: these figures are provisional, and those by the "
+            "clock say little."]
     return "\n".join([
         f"- Measured {report['date']}, revision `{report['revision']}`, route "
         f"`{report['rows'][0]['route']}`, {report['repetitions']} repetitions.",
@@ -36,6 +38,7 @@ def _machine(report):
         f"{machine['load']} at the start and {report['load_at_end']} at the end.",
         f"- {report['compiler']}, `{report['flags']}`.",
         "- " + ", ".join(f"{name} {version}" for name, version in report["peers"].items()) + ".",
+        *(busy if machine["load"] > 0.5 else []),
     ])
 
 
