@@ -19,15 +19,18 @@
 
 #include <gtest/gtest.h>
 
-#include "support/FailingNewArray.h"
+#include "Container/FilledArrays.h"
+#include "support/NoMemory.h"
 #include "support/RandomSteps.h"
 #include "support/Slot.h"
 
 namespace {
 
 using Vorn::SerialBuffer;
-using VornTest::FailingNewArray;
+using VornTest::ArrayNew;
+using VornTest::LastArraySize;
 using VornTest::NoMemory;
+using VornTest::Unwritten;
 
 static_assert(std::has_virtual_destructor_v<SerialBuffer>);
 static_assert(!std::is_copy_constructible_v<SerialBuffer>);
@@ -82,7 +85,7 @@ TEST(SerialBufferMake, HasTheRoomAskedForAndNoBytes) {
     SerialBuffer buffer(20);
     EXPECT_NE(nullptr, buffer.GetBuffer());
     EXPECT_EQ(20UL, buffer.GetMaxSize());
-    EXPECT_EQ(20UL, FailingNewArray::lastSize);
+    EXPECT_EQ(20UL, LastArraySize());
     EXPECT_EQ(0UL, buffer.GetSize());
 }
 
@@ -154,7 +157,7 @@ TEST(SerialBufferRoom, NeverShrinks) {
     SerialBuffer buffer(16);
     Add(buffer, "abc");
     const unsigned char* array = buffer.GetBuffer();
-    const int allocations = FailingNewArray::count;
+    const std::size_t allocations = ArrayNew.Count();
     for (const int keep : {0, 1}) {
         for (const unsigned long size : {0UL, 2UL, 8UL, 16UL})
             EXPECT_EQ(1, buffer.SetMaxSize(size, keep));
@@ -162,7 +165,7 @@ TEST(SerialBufferRoom, NeverShrinks) {
     EXPECT_EQ(array, buffer.GetBuffer());
     EXPECT_EQ(16UL, buffer.GetMaxSize());
     EXPECT_EQ("abc", TextOf(buffer));
-    EXPECT_EQ(allocations, FailingNewArray::count);
+    EXPECT_EQ(allocations, ArrayNew.Count());
 }
 
 TEST(SerialBufferRoom, GrowsToExactlyTheSizeAndKeepsTheBytes) {
@@ -170,7 +173,7 @@ TEST(SerialBufferRoom, GrowsToExactlyTheSizeAndKeepsTheBytes) {
         SerialBuffer buffer;
         Add(buffer, "abc");
         EXPECT_EQ(1, buffer.SetMaxSize(17, keep));
-        EXPECT_EQ(17UL, FailingNewArray::lastSize);
+        EXPECT_EQ(17UL, LastArraySize());
         EXPECT_EQ(17UL, buffer.GetMaxSize());
         EXPECT_EQ("abc", TextOf(buffer));
     }
@@ -184,8 +187,7 @@ TEST(SerialBufferRoom, KeepsTheSizeWhenItDropsTheBytes) {
     EXPECT_NE(array, buffer.GetBuffer());
     EXPECT_EQ(17UL, buffer.GetMaxSize());
     EXPECT_EQ(3UL, buffer.GetSize());
-    EXPECT_EQ(std::string(3, static_cast<char>(FailingNewArray::Unwritten)), TextOf(buffer))
-        << "nothing was copied";
+    EXPECT_EQ(std::string(3, static_cast<char>(Unwritten)), TextOf(buffer)) << "nothing was copied";
     std::memcpy(buffer.GetBuffer(), "xyz", 3);
     EXPECT_EQ(1, Add(buffer, "!"));
     EXPECT_EQ("xyz!", TextOf(buffer));
@@ -223,7 +225,7 @@ TEST(SerialBufferAdd, GrowsToExactlyTheBytesNeeded) {
         EXPECT_EQ(4UL, buffer.GetMaxSize()) << "there is room";
         EXPECT_EQ(1, Add(buffer, "defg", grow));
         EXPECT_EQ(7UL, buffer.GetMaxSize());
-        EXPECT_EQ(7UL, FailingNewArray::lastSize);
+        EXPECT_EQ(7UL, LastArraySize());
         EXPECT_EQ(1, Add(buffer, "h", grow));
         EXPECT_EQ(8UL, buffer.GetMaxSize());
         EXPECT_EQ("abcdefgh", TextOf(buffer));
@@ -489,7 +491,7 @@ TEST(SerialBufferMemory, FailsEveryGrowthAndLeavesTheBufferAsItWas) {
     Add(buffer, "abc");
     unsigned char* array = buffer.GetBuffer();
     {
-        const NoMemory none;
+        const NoMemory none(ArrayNew);
         EXPECT_EQ(0, buffer.SetMaxSize(4, 1));
         EXPECT_EQ(0, buffer.SetMaxSize(4, 0));
         EXPECT_EQ(0, Add(buffer, "d"));

@@ -6,7 +6,7 @@
 #include <Bases/Crypto.h>
 
 #include <array>
-#include <atomic>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <memory>
@@ -20,11 +20,13 @@
 
 #include <Bases/Impl/CreatedCrypto.h>
 
+#include "fault/Platform.h"
 #include "support/CryptoSlots.h"
-#include "support/FailingNew.h"
 #include "support/SeedTest.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::CreateCrypto;
 using Vorn::Created;
@@ -34,14 +36,17 @@ using Vorn::CryptoHashMd5;
 using Vorn::DestroyCrypto;
 using VornTest::RoundKeys;
 
-std::atomic<const void*> g_watched = nullptr; // storage that waits to be freed
-std::atomic<int> g_freed = 0;                 // how often that happened
+int g_freed = 0; // how often the watched storage was freed
 
 bool g_spoilsSeed = false; // whether a new cipher has round keys that Create has to clear
 
 void Watch(const void* storage) {
-    g_watched = storage;
     g_freed = 0;
+    Platform::operator_delete.Do([storage](void* block) {
+        if (block == storage)
+            ++g_freed;
+        Platform::operator_delete.Real(block);
+    });
 }
 
 // Writes down what happens to it: C for Create, D for Destroy, ~ for the destructor, and F behind
@@ -97,9 +102,9 @@ std::string Message(std::size_t length) {
 TEST(CryptoCreate, GivesNullAtOnceForATypeThatDoesNotExist) {
     for (const int value : {0, 3, -1, 4, 256 + 1, INT_MAX, INT_MIN}) {
         const Crypto::Type type = static_cast<Crypto::Type>(value);
-        VornTest::FailingNew::failFrom = 1; // and takes no memory for it
+        Platform::operator_new.Fail(ENOMEM); // and takes no memory for it
         const Crypto* const crypto = CreateCrypto(type);
-        VornTest::FailingNew::failFrom = 0;
+        Platform::operator_new.Reset();
         EXPECT_EQ(nullptr, crypto) << value;
     }
 }
@@ -164,14 +169,14 @@ TEST(CryptoCreate, GivesANewObjectEachTime) {
 
 TEST(CryptoCreate, LetsTheAllocatorsExceptionPass) {
     for (const Crypto::Type type : {Crypto::HashMd5, Crypto::BlockCipherSeed}) {
-        VornTest::FailingNew::failFrom = 1;
+        Platform::operator_new.Fail(ENOMEM);
         bool thrown = false;
         try {
             CreateCrypto(type);
         } catch (const std::bad_alloc&) {
             thrown = true;
         }
-        VornTest::FailingNew::failFrom = 0;
+        Platform::operator_new.Reset();
         EXPECT_TRUE(thrown) << type;
         Crypto* crypto = CreateCrypto(type);
         EXPECT_NE(nullptr, crypto) << type;
@@ -300,15 +305,7 @@ static_assert(std::is_convertible_v<Crypto::Type, int>); // not scoped
 
 extern "C" {
 
-void __real__ZdlPv(void* storage);
-
-void __wrap__ZdlPv(void* storage) {
-    if (storage != nullptr && storage == g_watched)
-        ++g_freed;
-    __real__ZdlPv(storage);
-}
-
-// The constructor of CryptoBlockCipherSeed.
+// The constructor of CryptoBlockCipherSeed. Nothing of the platform shows that Create was called.
 void __real__ZN4Vorn21CryptoBlockCipherSeedC1Ev(CryptoBlockCipherSeed* self);
 
 void __wrap__ZN4Vorn21CryptoBlockCipherSeedC1Ev(CryptoBlockCipherSeed* self) {

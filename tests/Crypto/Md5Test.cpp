@@ -25,9 +25,12 @@
 
 #include <Bases/Impl/Md5Count.h>
 
+#include "fault/Platform.h"
 #include "support/CryptoSlots.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::Crypto;
 using Vorn::CryptoHashMd5;
@@ -37,8 +40,6 @@ using Context = char[88];
 constexpr unsigned int Seed = 19920401;
 constexpr char Guard = '\x5A';
 constexpr std::size_t BlockSize = 64;
-
-std::size_t g_failingArray = 0; // the size of array new that fails; 0: none
 
 std::string WordBytes(std::uint32_t word) {
     std::string bytes;
@@ -559,9 +560,11 @@ TEST(Md5Encrypt, ThrowsWithoutMemoryBeforeItHandsAnythingOut) {
     unsigned char* output = text;
     unsigned long processedSize = 4711;
     unsigned long outputSize = 4712;
-    g_failingArray = 16;
+    Platform::operator_new_array.Record();
+    Platform::operator_new_array.Fail(ENOMEM);
     EXPECT_THROW(md5.Encrypt(text, sizeof text, processedSize, output, outputSize), std::bad_alloc);
-    g_failingArray = 0;
+    EXPECT_EQ(std::vector<std::size_t>{16}, Platform::operator_new_array.Calls());
+    Platform::operator_new_array.Reset();
     EXPECT_EQ(text, output);
     EXPECT_EQ(4712u, outputSize);
     EXPECT_EQ(3u, processedSize);
@@ -659,14 +662,3 @@ TEST(Md5Layout, TheFunctionsNeedNoObject) {
 }
 
 } // namespace
-
-extern "C" {
-
-void* __real__Znam(std::size_t size);
-
-void* __wrap__Znam(std::size_t size) {
-    if (g_failingArray != 0 && size == g_failingArray)
-        throw std::bad_alloc();
-    return __real__Znam(size);
-}
-}

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <atomic>
 #include <climits>
 #include <cstdint>
 #include <cstring>
@@ -21,10 +20,14 @@
 
 #include <gtest/gtest.h>
 
+#include "fault/Platform.h"
 #include "support/CryptoSlots.h"
+#include "support/NoMemory.h"
 #include "support/SeedTest.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::Crypto;
 using Vorn::CryptoBlockCipherSeed;
@@ -33,6 +36,7 @@ using VornTest::Decrypt;
 using VornTest::Enciphered;
 using VornTest::Encrypt;
 using VornTest::Exactly;
+using VornTest::NoMemory;
 using VornTest::RandomBytes;
 using VornTest::RoundKeys;
 using VornTest::Schedule;
@@ -44,11 +48,6 @@ using VornTest::WordsReversed;
 constexpr unsigned int Seed = 20051201;
 constexpr char Guard = '\x5A';
 constexpr RoundKeys ZeroRoundKeys{};
-
-std::atomic<std::size_t> g_failFrom = 0;  // array new of this size and above fails; 0: none
-std::atomic<std::size_t> g_lastArray = 0; // what array new was last asked for
-std::atomic<unsigned int> g_arrays = 0;   // how often
-std::atomic<unsigned int> g_others = 0;   // how often other memory was asked for
 
 std::string FromHex(const std::string& digits) {
     std::string bytes;
@@ -498,12 +497,11 @@ std::unique_ptr<unsigned char[]> ExpectOneArray(VornTest::Transform transform, u
     unsigned char* output = nullptr;
     unsigned long processedSize = 0;
     unsigned long outputSize = 0;
-    g_arrays = 0;
-    g_others = 0;
+    Platform::RecordAll();
     EXPECT_TRUE((cipher.*transform)(input, inputSize, processedSize, output, outputSize));
-    EXPECT_EQ(0U, g_others);
-    EXPECT_EQ(1U, g_arrays);
-    EXPECT_EQ(size, g_lastArray);
+    EXPECT_EQ(std::vector<std::string>{"operator new[]"}, Platform::Order());
+    EXPECT_EQ(std::vector<std::size_t>{size}, Platform::operator_new_array.Calls());
+    Platform::Reset();
     return std::unique_ptr<unsigned char[]>(output);
 }
 
@@ -537,9 +535,10 @@ void ExpectRefusal(VornTest::Transform transform, unsigned char* input, unsigned
         unsigned char* output = before;
         unsigned long processedSize = 4711;
         unsigned long outputSize = 4712;
-        g_arrays = 0;
+        Platform::operator_new_array.Record();
         EXPECT_FALSE((cipher.*transform)(input, inputSize, processedSize, output, outputSize));
-        EXPECT_EQ(0U, g_arrays);
+        EXPECT_EQ(0U, Platform::operator_new_array.Count());
+        Platform::operator_new_array.Reset();
         EXPECT_EQ(before, output);
         EXPECT_EQ(4711UL, processedSize);
         EXPECT_EQ(4712UL, outputSize);
@@ -575,10 +574,11 @@ void ExpectNoMemory(VornTest::Transform transform, unsigned long inputSize, std:
     unsigned char* output = &old;
     unsigned long processedSize = 4711;
     unsigned long outputSize = 4712;
-    g_failFrom = failFrom;
-    EXPECT_THROW((cipher.*transform)(input.Get(), inputSize, processedSize, output, outputSize),
-                 std::bad_alloc);
-    g_failFrom = 0;
+    {
+        const NoMemory none(Platform::operator_new_array, failFrom);
+        EXPECT_THROW((cipher.*transform)(input.Get(), inputSize, processedSize, output, outputSize),
+                     std::bad_alloc);
+    }
     EXPECT_EQ(&old, output);
     EXPECT_EQ(4711UL, processedSize);
     EXPECT_EQ(0UL, outputSize);
@@ -629,30 +629,3 @@ static_assert(std::is_same_v<decltype(&SeedEncrypt), decltype(&VornSeedEncrypt)>
 static_assert(std::is_same_v<decltype(&SeedDecrypt), decltype(&VornSeedDecrypt)>);
 
 } // namespace
-
-extern "C" {
-
-void* __real__Znam(std::size_t size);
-
-void* __wrap__Znam(std::size_t size) {
-    ++g_arrays;
-    g_lastArray = size;
-    if (g_failFrom != 0 && size >= g_failFrom)
-        throw std::bad_alloc();
-    return __real__Znam(size);
-}
-
-void* __real__Znwm(std::size_t size);
-
-void* __wrap__Znwm(std::size_t size) {
-    ++g_others;
-    return __real__Znwm(size);
-}
-
-void* __real_malloc(std::size_t size);
-
-void* __wrap_malloc(std::size_t size) {
-    ++g_others;
-    return __real_malloc(size);
-}
-}

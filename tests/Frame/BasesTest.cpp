@@ -12,9 +12,9 @@
 #include <ctime>
 #include <filesystem>
 #include <locale>
-#include <optional>
 #include <sstream>
 #include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -24,6 +24,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fault/Xml.h"
 #include "support/Locale.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
@@ -31,6 +32,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+namespace Platform = VornTest::Platform;
 
 using testing::Each;
 using testing::ElementsAre;
@@ -43,71 +45,23 @@ std::vector<std::string> g_steps;
 
 void AddStep(const std::string& step) { g_steps.push_back(step + " in " + std::locale().name()); }
 
-// The error number that kill reports instead of being called (0: success), and its last arguments.
-struct KillScript {
-    std::optional<int> error;
-    pid_t pid = 0;
-    int signal = -1;
-};
-
-KillScript g_kill;
-
-// What the link to the running program pretends to hold.
-std::optional<std::string> g_link;
-
-} // namespace
-
-extern "C" {
-
-std::tm* __real_gmtime_r(const std::time_t* time, std::tm* fields);
-void __real_xmlInitParser();
-void __real_xmlCleanupParser();
-int __real_kill(pid_t pid, int signal);
-ssize_t __real_readlink(const char* path, char* buffer, std::size_t size);
-
-std::tm* __wrap_gmtime_r(const std::time_t* time, std::tm* fields) {
-    AddStep("gmtime_r " + std::to_string(*time));
-    return __real_gmtime_r(time, fields);
-}
-
-void __wrap_xmlInitParser() {
-    AddStep("xmlInitParser");
-    __real_xmlInitParser();
-}
-
-void __wrap_xmlCleanupParser() {
-    AddStep("xmlCleanupParser");
-    __real_xmlCleanupParser();
-}
-
-int __wrap_kill(pid_t pid, int signal) {
-    g_kill.pid = pid;
-    g_kill.signal = signal;
-    if (!g_kill.error)
-        return __real_kill(pid, signal);
-    errno = *g_kill.error;
-    return errno == 0 ? 0 : -1;
-}
-
-ssize_t __wrap_readlink(const char* path, char* buffer, std::size_t size) {
-    if (!g_link)
-        return __real_readlink(path, buffer, size);
-    if (g_link->empty()) {
-        errno = ENAMETOOLONG;
-        return -1;
-    }
-    const std::size_t length = std::min(size, g_link->size());
-    std::copy_n(g_link->data(), length, buffer);
-    return static_cast<ssize_t>(length);
-}
-
-} // extern "C"
-
-namespace {
-
 class Setup : public VornTest::LocaleTest {
 protected:
-    Setup() { g_steps.clear(); }
+    Setup() {
+        g_steps.clear();
+        Platform::gmtime_r.Do([](const std::time_t* time, std::tm* fields) {
+            AddStep("gmtime_r " + std::to_string(*time));
+            return gmtime_r(time, fields);
+        });
+        Platform::xmlInitParser.Do([] {
+            AddStep("xmlInitParser");
+            xmlInitParser();
+        });
+        Platform::xmlCleanupParser.Do([] {
+            AddStep("xmlCleanupParser");
+            xmlCleanupParser();
+        });
+    }
 };
 
 // The fixture of one more test, made within a test.
@@ -261,11 +215,7 @@ int InChild(Body body) {
     return WEXITSTATUS(status);
 }
 
-class Process : public testing::Test {
-protected:
-    void SetUp() override { g_kill = {}; }
-    void TearDown() override { g_kill = {}; }
-};
+using Process = testing::Test;
 
 // Concerns: the system's identifier; the probe delivers no signal; only "no such process" means
 // absence, also for zombies and threads; errno stays as the system set it.
@@ -282,9 +232,9 @@ TEST_F(Process, ExistsWhenItIsTheCallingOne) {
 }
 
 TEST_F(Process, IsProbedWithoutASignal) {
+    Platform::kill.Record();
     EXPECT_EQ(1, Vorn::IsExistProcess(Vorn::GetProcessId()));
-    EXPECT_EQ(getpid(), g_kill.pid);
-    EXPECT_EQ(0, g_kill.signal);
+    EXPECT_THAT(Platform::kill.Calls(), ElementsAre(std::tuple(getpid(), 0)));
 }
 
 TEST_F(Process, ExistsUntilItsEndHasBeenTakenNoteOf) {
@@ -322,36 +272,40 @@ TEST_F(Process, ExistsWhenItBelongsToAnotherUser) {
 }
 
 TEST_F(Process, IsAbsentOnlyWhenTheSystemKnowsNoSuchProcess) {
-    for (const int error : {0, EPERM, EINVAL, EAGAIN, ENOSYS}) {
-        g_kill.error = error;
+    Platform::kill.Answer(0);
+    EXPECT_EQ(1, Vorn::IsExistProcess(12345));
+    for (const int error : {EPERM, EINVAL, EAGAIN, ENOSYS}) {
+        Platform::kill.Fail(error);
         EXPECT_EQ(1, Vorn::IsExistProcess(12345)) << error;
     }
-    g_kill.error = ESRCH;
+    Platform::kill.Record();
+    Platform::kill.Fail(ESRCH);
     EXPECT_EQ(0, Vorn::IsExistProcess(12345));
-    EXPECT_EQ(12345, g_kill.pid);
+    EXPECT_THAT(Platform::kill.Calls(), ElementsAre(std::tuple(12345, 0)));
 }
 
 TEST_F(Process, IsProbedWithTheIdentifierAsItStands) {
     const std::pair<unsigned int, pid_t> probes[] = {
         {0U, 0}, {0x7FFFFFFFU, INT_MAX}, {0xFFFFFFFFU, -1}, {0xFFFFFFFBU, -5}};
-    g_kill.error = ESRCH;
+    Platform::kill.Fail(ESRCH);
+    Platform::kill.Record();
     for (const auto& [identifier, pid] : probes) {
-        g_kill.pid = 12345;
         EXPECT_EQ(0, Vorn::IsExistProcess(identifier)) << identifier;
-        EXPECT_EQ(pid, g_kill.pid) << identifier;
+        EXPECT_THAT(Platform::kill.Calls(), ElementsAre(std::tuple(pid, 0))) << identifier;
+        Platform::kill.Forget();
     }
 }
 
 TEST_F(Process, LeavesTheErrorOfTheSystem) {
     for (const int error : {ESRCH, EPERM}) {
-        g_kill.error = error;
+        Platform::kill.Fail(error);
         Vorn::IsExistProcess(12345);
         EXPECT_EQ(error, errno);
     }
 }
 
 TEST_F(Process, QueriesPrintNothing) {
-    g_kill.error = ESRCH;
+    Platform::kill.Fail(ESRCH);
     EXPECT_EQ("", VornTest::StdoutOf([] {
                   Vorn::IsExistProcess(12345);
                   Vorn::GetProcessId();
@@ -370,7 +324,12 @@ constexpr StringForm StringForms[] = {&Vorn::GetModulePath, &Vorn::GetModuleDir}
 // Pretends that the program lies in other directories.
 class Module : public testing::Test {
 protected:
-    void TearDown() override { g_link.reset(); }
+    /// Lets the link to the running program hold this.
+    static void LinkTo(const std::string& program) {
+        Platform::readlink.Do([program](const char*, char* buffer, std::size_t size) {
+            return static_cast<ssize_t>(program.copy(buffer, size));
+        });
+    }
 
     /// Returns a directory name of that length, slashes included.
     static std::string DirectoryOfLength(std::size_t length) {
@@ -437,7 +396,7 @@ TEST_F(Module, RefusesASizeOfZeroAndANullBuffer) {
 }
 
 TEST_F(Module, IsASlashForAProgramInTheRoot) {
-    g_link = "/prog";
+    LinkTo("/prog");
     ExpectWritten("/", 100);
     ExpectWritten("/", 2);
     ExpectRefused(1);
@@ -445,15 +404,15 @@ TEST_F(Module, IsASlashForAProgramInTheRoot) {
 }
 
 TEST_F(Module, HasNoTrailingSeparatorAndNoFileName) {
-    g_link = "/opt/engine/bin/prog";
+    LinkTo("/opt/engine/bin/prog");
     ExpectWritten("/opt/engine/bin", 100);
     ExpectText("/opt/engine/bin");
-    g_link = "/o/prog";
+    LinkTo("/o/prog");
     ExpectText("/o");
 }
 
 TEST_F(Module, IsTheSameForBothNamesAtEverySize) {
-    g_link = "/opt/engine/bin/prog";
+    LinkTo("/opt/engine/bin/prog");
     for (unsigned long size = 0; size < 40; ++size) {
         char path[64] = {};
         char directory[64] = {};
@@ -464,21 +423,23 @@ TEST_F(Module, IsTheSameForBothNamesAtEverySize) {
 
 TEST_F(Module, FitsIntoTheStringUpTo1024Bytes) {
     const std::string fits = DirectoryOfLength(1023);
-    g_link = fits + "/prog";
+    LinkTo(fits + "/prog");
     ExpectText(fits);
-    g_link = DirectoryOfLength(1024) + "/prog";
+    LinkTo(DirectoryOfLength(1024) + "/prog");
     ExpectText("");
     ExpectWritten(DirectoryOfLength(1024), 1025);
-    g_link = DirectoryOfLength(4000) + "/prog";
+    LinkTo(DirectoryOfLength(4000) + "/prog");
     ExpectText("");
     ExpectWritten(DirectoryOfLength(4000), 4001);
     ExpectRefused(1024);
 }
 
 TEST_F(Module, IsUnknownWhenTheSystemDoesNotTell) {
-    for (const std::string& link :
-         {std::string(), std::string("prog"), std::string(PATH_MAX, '/')}) {
-        g_link = link;
+    Platform::readlink.Fail(ENAMETOOLONG);
+    ExpectRefused(8192);
+    ExpectText("");
+    for (const std::string& link : {std::string("prog"), std::string(PATH_MAX, '/')}) {
+        LinkTo(link);
         ExpectRefused(8192);
         ExpectText("");
     }

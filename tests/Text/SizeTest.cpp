@@ -3,6 +3,7 @@
 // buffer of any size holds afterwards, behind the text and behind the buffer; the string forms.
 #include <Bases/Text.h>
 
+#include <cerrno>
 #include <cfloat>
 #include <climits>
 #include <cmath>
@@ -16,54 +17,18 @@
 
 #include <gtest/gtest.h>
 
+#include "fault/Platform.h"
 #include "support/Locale.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::GetSizeFormat;
 using Vorn::GetSizeUnit;
 
 constexpr unsigned int Seed = 20240611;
 constexpr double Infinity = std::numeric_limits<double>::infinity();
-
-// What the C library prints instead, when not null. A failure prints nothing.
-const char* g_printed = nullptr;
-const char* const PrintFailure = "";
-
-int PrintInstead(char* buffer) {
-    if (g_printed == PrintFailure)
-        return -1;
-    std::memcpy(buffer, g_printed, std::strlen(g_printed) + 1);
-    return static_cast<int>(std::strlen(g_printed));
-}
-
-} // namespace
-
-// A build with fortified functions calls the second one.
-extern "C" {
-int __wrap_snprintf(char* buffer, std::size_t size, const char* format, ...) {
-    if (g_printed != nullptr)
-        return PrintInstead(buffer);
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int result = std::vsnprintf(buffer, size, format, arguments);
-    va_end(arguments);
-    return result;
-}
-
-int __wrap___snprintf_chk(char* buffer, std::size_t size, int, std::size_t, const char* format,
-                          ...) {
-    if (g_printed != nullptr)
-        return PrintInstead(buffer);
-    std::va_list arguments;
-    va_start(arguments, format);
-    const int result = std::vsnprintf(buffer, size, format, arguments);
-    va_end(arguments);
-    return result;
-}
-}
-
-namespace {
 
 // The rule step by step: count down from the "." or the last character, and insert at three.
 std::string Separated(std::string s) {
@@ -99,19 +64,14 @@ std::string Format(double value, int precision) {
     return out;
 }
 
-// Makes the C library print `text` for as long as the object lives.
-class PrintedInstead {
-public:
-    explicit PrintedInstead(const char* text) { g_printed = text; }
-    ~PrintedInstead() { g_printed = nullptr; }
-    PrintedInstead(const PrintedInstead&) = delete;
-    PrintedInstead& operator=(const PrintedInstead&) = delete;
-};
-
+// What is made of a text that the C library prints.
 std::string FormatOfText(const char* text) {
-    const PrintedInstead printed(text);
+    Platform::snprintf.Do([text](char* buffer, std::size_t size, const char*, std::va_list*) {
+        return snprintf(buffer, size, "%s", text);
+    });
     std::string out = "old";
     GetSizeFormat(out, 1.0, 0);
+    Platform::snprintf.Reset();
     return out;
 }
 
@@ -338,15 +298,15 @@ TEST(SizeFormat, FollowsTheRuleForEveryShortText) {
 }
 
 TEST(SizeFormat, LeavesAnEmptyTextWithoutSeparator) {
-    EXPECT_EQ("", FormatOfText(PrintFailure));
+    Platform::snprintf.Fail(ENOMEM);
+    std::string out = "old";
+    GetSizeFormat(out, 1.0, 0);
+    EXPECT_EQ("", out);
     for (const std::size_t size : {1U, 2U, 40U}) {
         GuardedBuffer integer(size);
         GuardedBuffer floating(size);
-        {
-            const PrintedInstead printed(PrintFailure);
-            EXPECT_EQ(1, GetSizeFormat(integer.Data(), size, 1234));
-            EXPECT_EQ(1, GetSizeFormat(floating.Data(), size, 1234.5, 0));
-        }
+        EXPECT_EQ(1, GetSizeFormat(integer.Data(), size, 1234));
+        EXPECT_EQ(1, GetSizeFormat(floating.Data(), size, 1234.5, 0));
         EXPECT_TRUE(integer.HoldsOnly(""));
         EXPECT_TRUE(floating.HoldsOnly(""));
     }

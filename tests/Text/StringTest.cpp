@@ -8,13 +8,20 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fault/Platform.h"
 #include "support/Locale.h"
 #include "support/Thrown.h"
 
 namespace {
 
+namespace Platform = VornTest::Platform;
+
+using testing::_;
 using testing::ElementsAre;
+using testing::FieldsAre;
 using testing::IsEmpty;
+using testing::IsNull;
+using testing::NotNull;
 using VornTest::KoreanLocale;
 using VornTest::Latin1Locale;
 using VornTest::Thrown;
@@ -29,47 +36,6 @@ constexpr char BadWideForUtf8[] = "runtime_error: Invalid wide string sequence."
 constexpr char NoCharacters[] = "runtime_error: Error in conversion.";
 constexpr char CountsDiffer[] = "runtime_error: Unknown Error";
 constexpr char Convertible[] = "logic_error: basic_string: construction from null is not valid";
-
-// What the library asked of the C library's converters (whether only to count, and the limit), and
-// the answer to give instead of theirs to the next calls.
-using ConverterCall = std::pair<bool, std::size_t>;
-
-struct ConverterSpy {
-    std::vector<ConverterCall> calls;
-    std::vector<std::size_t> answers;
-
-    template <typename Real>
-    std::size_t Call(bool counting, std::size_t limit, Real real) {
-        calls.emplace_back(counting, limit);
-        if (answers.empty())
-            return real();
-        const std::size_t answer = answers.front();
-        answers.erase(answers.begin());
-        return answer;
-    }
-};
-
-thread_local ConverterSpy g_toWide;
-thread_local ConverterSpy g_toNarrow;
-
-} // namespace
-
-extern "C" {
-
-std::size_t __real_mbstowcs(wchar_t* to, const char* from, std::size_t limit);
-std::size_t __real_wcstombs(char* to, const wchar_t* from, std::size_t limit);
-
-std::size_t __wrap_mbstowcs(wchar_t* to, const char* from, std::size_t limit) {
-    return g_toWide.Call(to == nullptr, limit, [&] { return __real_mbstowcs(to, from, limit); });
-}
-
-std::size_t __wrap_wcstombs(char* to, const wchar_t* from, std::size_t limit) {
-    return g_toNarrow.Call(to == nullptr, limit, [&] { return __real_wcstombs(to, from, limit); });
-}
-
-} // extern "C"
-
-namespace {
 
 // The UTF-8 form of a code point, written down from its definition.
 std::string Utf8Of(unsigned int c) {
@@ -404,15 +370,17 @@ TEST_F(Utf8ToWide, EndsAtAnEmbeddedZeroWhateverFollows) {
 
 TEST_F(Utf8ToWide, CountsFirstAndThenConvertsIntoTheRoomThereIs) {
     SetCLocale(Utf8Locale);
-    g_toWide = {};
+    Platform::mbstowcs.Record();
     Vorn::utf8_to_wcs("\u00E9\u20AC!");
-    EXPECT_THAT(g_toWide.calls, ElementsAre(ConverterCall{true, 0}, ConverterCall{false, 4}));
+    EXPECT_THAT(Platform::mbstowcs.Calls(),
+                ElementsAre(FieldsAre(IsNull(), _, 0U), FieldsAre(NotNull(), _, 4U)));
 }
 
 TEST_F(Utf8ToWide, ThrowsWhenTheSecondCountDiffers) {
     for (const std::size_t second :
          {std::size_t{0}, std::size_t{2}, std::size_t{4}, ~std::size_t{}}) {
-        g_toWide.answers = {3, second};
+        Platform::mbstowcs.At(1).Answer(3);
+        Platform::mbstowcs.At(2).Answer(second);
         EXPECT_EQ(CountsDiffer, Thrown([] { Vorn::utf8_to_wcs("abc"); })) << second;
     }
     EXPECT_EQ(L"abc", Vorn::utf8_to_wcs("abc"));
@@ -458,15 +426,17 @@ TEST_F(WideToUtf8, RefusesAnEmptyString) {
 
 TEST_F(WideToUtf8, CountsTwiceAndWritesNothing) {
     SetCLocale(Utf8Locale);
-    g_toNarrow = {};
+    Platform::wcstombs.Record();
     Thrown([] { Vorn::wcs_to_utf8(L"\u00E9\u20AC"); });
-    EXPECT_THAT(g_toNarrow.calls, ElementsAre(ConverterCall{true, 0}, ConverterCall{true, 5}));
+    EXPECT_THAT(Platform::wcstombs.Calls(),
+                ElementsAre(FieldsAre(IsNull(), _, 0U), FieldsAre(IsNull(), _, 5U)));
 }
 
 TEST_F(WideToUtf8, ThrowsWhenTheSecondCountDiffers) {
     for (const std::size_t second :
          {std::size_t{0}, std::size_t{2}, std::size_t{4}, ~std::size_t{}}) {
-        g_toNarrow.answers = {3, second};
+        Platform::wcstombs.At(1).Answer(3);
+        Platform::wcstombs.At(2).Answer(second);
         EXPECT_EQ(CountsDiffer, Thrown([] { Vorn::wcs_to_utf8(L"abc"); })) << second;
     }
 }

@@ -17,11 +17,13 @@
 
 #include <gtest/gtest.h>
 
-#include "support/FailingNew.h"
+#include "fault/Platform.h"
 #include "support/Slot.h"
 #include "support/Thrown.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::Command;
 using Vorn::MacroCommand;
@@ -255,14 +257,14 @@ TEST(MacroAdd, LeavesTheCommandToTheCallerWhenMemoryIsShort) {
         MacroCommand macro;
         macro.Add(new Noted(log, "a"));
         auto refused = std::make_unique<Noted>(log, "refused");
-        VornTest::FailingNew::failFrom = 1;
+        Platform::operator_new.Fail(ENOMEM);
         bool thrown = false;
         try {
             macro.Add(refused.get());
         } catch (const std::bad_alloc&) {
             thrown = true;
         }
-        VornTest::FailingNew::failFrom = 0;
+        Platform::operator_new.Reset();
         EXPECT_TRUE(thrown);
         macro.Execute();
         EXPECT_EQ(Log{"a"}, log);

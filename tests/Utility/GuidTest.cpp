@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
-#include <deque>
+#include <memory>
 #include <mutex>
 #include <new>
 #include <random>
@@ -22,9 +22,12 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include "fault/Platform.h"
 #include "support/Thrown.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using testing::Each;
 using testing::ElementsAre;
@@ -58,49 +61,32 @@ Bytes BytesOf(const Guid& guid) {
     return bytes;
 }
 
-// The system's random source: answers from the script while there is one, then from the system. An
-// answer is the number of bytes given, or the negative error number.
-struct RandomScript {
-    std::vector<std::size_t> requests;
-    std::deque<ssize_t> answers;
-    unsigned char next = 0;
+// Gives the bytes that ExpectedFromScript knows, as many as asked for.
+class ScriptedBytes {
+public:
+    ssize_t operator()(void* buffer, std::size_t size, unsigned int /*flags*/) {
+        std::generate_n(static_cast<unsigned char*>(buffer), size, [this] { return m_next += 37; });
+        return static_cast<ssize_t>(size);
+    }
+
+private:
+    unsigned char m_next = 0;
 };
 
-thread_local RandomScript g_random;
-thread_local bool g_outOfMemory = false;
-
-} // namespace
-
-extern "C" {
-
-ssize_t __real_getrandom(void* buffer, std::size_t size, unsigned int flags);
-void* __real__Znwm(std::size_t size);
-
-ssize_t __wrap_getrandom(void* buffer, std::size_t size, unsigned int flags) {
-    g_random.requests.push_back(size);
-    if (g_random.answers.empty())
-        return __real_getrandom(buffer, size, flags);
-    const ssize_t answer = g_random.answers.front();
-    g_random.answers.pop_front();
-    if (answer < 0) {
-        errno = static_cast<int>(-answer);
-        return -1;
+// Lets the system's random source answer so, one call after the other; an answer is a number of
+// bytes, or the negative error number.
+void AnswerInTurn(const std::vector<ssize_t>& answers) {
+    const auto bytes = std::make_shared<ScriptedBytes>();
+    for (std::size_t n = 0; n < answers.size(); ++n) {
+        const ssize_t answer = answers[n];
+        if (answer < 0)
+            Platform::getrandom.At(n + 1).Fail(static_cast<int>(-answer));
+        else
+            Platform::getrandom.At(n + 1).Do([bytes, answer](void* buffer, std::size_t, unsigned) {
+                return (*bytes)(buffer, static_cast<std::size_t>(answer), 0);
+            });
     }
-    auto* bytes = static_cast<unsigned char*>(buffer);
-    std::generate_n(bytes, answer, [] { return g_random.next += 37; });
-    return answer;
 }
-
-// operator new
-void* __wrap__Znwm(std::size_t size) {
-    if (g_outOfMemory)
-        throw std::bad_alloc();
-    return __real__Znwm(size);
-}
-
-} // extern "C"
-
-namespace {
 
 constexpr ssize_t WholeSeed = 2496; // 624 words of 32 bits
 
@@ -123,7 +109,15 @@ Bytes ExpectedFromScript() {
 
 class GuidGenerate : public testing::Test {
 protected:
-    GuidGenerate() { g_random = {}; }
+    GuidGenerate() { Platform::getrandom.Record(); }
+
+    // How many bytes were asked for, call by call.
+    static std::vector<std::size_t> Requests() {
+        std::vector<std::size_t> requests;
+        for (const auto& [buffer, size, flags] : Platform::getrandom.Calls())
+            requests.push_back(size);
+        return requests;
+    }
 };
 
 // Concerns: a complete fresh seed from the system on each call and nothing kept; version and
@@ -165,11 +159,11 @@ TEST_F(GuidGenerate, AsksTheSystemOnceForACompleteState) {
     Guid guid;
     ASSERT_TRUE(guid.Generate());
     ASSERT_TRUE(guid.Generate());
-    EXPECT_THAT(g_random.requests, ElementsAre(WholeSeed, WholeSeed));
+    EXPECT_THAT(Requests(), ElementsAre(WholeSeed, WholeSeed));
 }
 
 TEST_F(GuidGenerate, IsAMersenneTwisterSeededWithTheBytesOfTheSystem) {
-    g_random.answers = {WholeSeed};
+    AnswerInTurn({WholeSeed});
     Guid guid;
     ASSERT_TRUE(guid.Generate());
     EXPECT_EQ(ExpectedFromScript(), BytesOf(guid));
@@ -178,52 +172,51 @@ TEST_F(GuidGenerate, IsAMersenneTwisterSeededWithTheBytesOfTheSystem) {
 TEST_F(GuidGenerate, KeepsNothingForTheNextCall) {
     Guid guid;
     ASSERT_TRUE(guid.Generate());
-    g_random.answers = {WholeSeed};
+    AnswerInTurn({WholeSeed});
     ASSERT_TRUE(guid.Generate());
     EXPECT_EQ(ExpectedFromScript(), BytesOf(guid));
-    g_random.answers = {WholeSeed};
-    g_random.next = 0;
+    AnswerInTurn({WholeSeed});
     ASSERT_TRUE(guid.Generate());
     EXPECT_EQ(ExpectedFromScript(), BytesOf(guid));
 }
 
 TEST_F(GuidGenerate, GoesOnAfterASignalOrAShortRead) {
-    g_random.answers = {-EINTR, 256, -EINTR, 1, WholeSeed - 257};
+    AnswerInTurn({-EINTR, 256, -EINTR, 1, WholeSeed - 257});
     Guid guid;
     ASSERT_TRUE(guid.Generate());
     EXPECT_EQ(ExpectedFromScript(), BytesOf(guid));
-    EXPECT_THAT(g_random.requests, ElementsAre(WholeSeed, WholeSeed, WholeSeed - 256,
-                                               WholeSeed - 256, WholeSeed - 257));
+    EXPECT_THAT(Requests(), ElementsAre(WholeSeed, WholeSeed, WholeSeed - 256, WholeSeed - 256,
+                                        WholeSeed - 257));
 }
 
 TEST_F(GuidGenerate, FailsAndKeepsItsValueWhenTheSystemHasNoRandomBytes) {
-    const std::vector<std::deque<ssize_t>> failures = {
+    const std::vector<std::vector<ssize_t>> failures = {
         {-ENOSYS}, {-EAGAIN}, {0}, {1000, -EIO}, {WholeSeed - 1, 0}};
     for (const auto& failure : failures) {
-        g_random.answers = failure;
+        Platform::getrandom.Forget();
+        AnswerInTurn(failure);
         Guid guid = GuidOf(Sample);
         bool result = true;
         EXPECT_EQ("nothing", Thrown([&] { result = guid.Generate(); }));
         EXPECT_FALSE(result);
         EXPECT_EQ(Sample, BytesOf(guid));
-        EXPECT_THAT(g_random.answers, IsEmpty());
+        EXPECT_EQ(failure.size(), Requests().size());
         EXPECT_TRUE(guid.Generate());
     }
 }
 
 // An optimising compiler may do without the allocation, and then there is no failure.
 TEST_F(GuidGenerate, SucceedsOrFailsWithItsValueKeptWithoutMemory) {
-    g_random.requests.reserve(1); // the script itself must not run out of memory
     Guid guid = GuidOf(Sample);
     bool result = false;
     bool threw = false;
-    g_outOfMemory = true;
+    Platform::operator_new.Fail(ENOMEM);
     try {
         result = guid.Generate();
     } catch (...) {
         threw = true;
     }
-    g_outOfMemory = false;
+    Platform::operator_new.Reset();
     EXPECT_FALSE(threw);
     EXPECT_EQ(result, BytesOf(guid) != Sample);
 }

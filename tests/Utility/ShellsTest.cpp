@@ -12,35 +12,20 @@
 #include <type_traits>
 #include <typeinfo>
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "fault/Platform.h"
 #include "support/Slot.h"
 
 namespace {
 
-int g_allocations = 0;
+namespace Platform = VornTest::Platform;
+
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+
 void* volatile g_sink = nullptr; // what goes here cannot be optimised away
-
-} // namespace
-
-extern "C" {
-
-void* __real_malloc(std::size_t size);
-void* __real__Znwm(std::size_t size);
-
-void* __wrap_malloc(std::size_t size) {
-    ++g_allocations;
-    return __real_malloc(size);
-}
-
-// operator new
-void* __wrap__Znwm(std::size_t size) {
-    ++g_allocations;
-    return __real__Znwm(size);
-}
-}
-
-namespace {
 
 template <typename Shell>
 class ReservedClass : public testing::Test {};
@@ -83,19 +68,21 @@ TYPED_TEST(ReservedClass, CanBeMadeFromNothingAndCopied) {
 }
 
 TYPED_TEST(ReservedClass, AllocatesNothingWhateverTheNumberOfObjects) {
-    g_allocations = 0;
+    Platform::RecordAll();
     g_sink = new char;
     ::operator delete(g_sink);
     g_sink = std::malloc(1);
     std::free(g_sink);
-    ASSERT_LE(2, g_allocations) << "the count does not see what it is there to see";
+    ASSERT_THAT(Platform::Order(), IsSupersetOf({"operator new", "malloc"}))
+        << "the record does not see what it is there to see";
 
-    g_allocations = 0;
+    for (Platform::Call* const call : Platform::All())
+        call->Forget();
     for (int round = 0; round < 100; ++round) {
         std::array<TypeParam, 100> objects;
         g_sink = &objects;
     }
-    EXPECT_EQ(0, g_allocations);
+    EXPECT_THAT(Platform::Order(), IsEmpty());
 }
 
 TYPED_TEST(ReservedClass, TouchesNothingOutsideOfItself) {

@@ -237,6 +237,9 @@ public:
     /// The system's own function.
     R Real(Args... args) const { return m_real(args...); }
 
+    /// Fails as the function does: returns what tells of it, or throws.
+    R Failure(int error) const { return m_failing(error); }
+
     Script At(std::size_t n) { return Script(*this).At(n); }
     Script From(std::size_t n) { return Script(*this).From(n); }
     Script OnAnyThread() { return Script(*this).OnAnyThread(); }

@@ -1,0 +1,43 @@
+#ifndef VORN_BASES_TESTS_CONTAINER_FILLEDARRAYS_H
+#define VORN_BASES_TESTS_CONTAINER_FILLEDARRAYS_H
+
+// The arrays that the containers allocate: recorded, and filled so that it shows where they were
+// not written to, in every test of a program that includes this.
+
+#include <cstddef>
+#include <cstring>
+
+#include <gtest/gtest.h>
+
+#include "fault/Platform.h"
+
+namespace VornTest {
+
+/// What the containers' arrays are allocated with.
+inline auto& ArrayNew = Platform::operator_new_array_nothrow;
+
+inline constexpr unsigned char Unwritten = 0xD7;
+
+class FilledArrays : public testing::EmptyTestEventListener {
+    void OnTestStart(const testing::TestInfo& /*test*/) override {
+        ArrayNew.Record(true);
+        ArrayNew.OnAnyThread().Do([](std::size_t size) {
+            void* const array = ArrayNew.Real(size);
+            if (array != nullptr)
+                std::memset(array, Unwritten, size);
+            return array;
+        });
+    }
+};
+
+[[maybe_unused]] inline const bool g_filledArraysAreSet = [] {
+    testing::UnitTest::GetInstance()->listeners().Append(new FilledArrays);
+    return true;
+}();
+
+/// How many bytes the last array was asked to have.
+inline std::size_t LastArraySize() { return ArrayNew.Calls().back(); }
+
+} // namespace VornTest
+
+#endif
