@@ -7,6 +7,8 @@
 
 #include <libxml/parser.h>
 
+#include <Bases/Impl/XmlTextWriter.h>
+
 namespace Vorn {
 
 int BasesInit() {
@@ -21,6 +23,10 @@ int BasesInit() {
     return 1;
 }
 
-void BasesRelease() { xmlCleanupParser(); }
+// Documents that are still being written would otherwise go on with what the clean-up frees.
+void BasesRelease() {
+    XmlTextWriter::TakeAllAway();
+    xmlCleanupParser();
+}
 
 } // namespace Vorn

@@ -32,7 +32,7 @@ namespace Vorn {
 VORN_BASES_API int BasesInit();
 
 /// Frees the XML parser's process-wide state; every further call does so again. Note: the global
-/// locale stays as BasesInit set it.
+/// locale stays as BasesInit set it. Note: a document that an XmlWriter is still writing is lost.
 VORN_BASES_API void BasesRelease();
 
 /// Returns the calling process's identifier.

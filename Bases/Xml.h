@@ -193,6 +193,14 @@ private:
 /// cost the rest of the document. A text must fit in three bytes for each of its own and its
 /// terminator, so in UTF-32 hardly any does.
 ///
+/// Memory that runs out is a failure of the operation that needs it. Inside libxml2 it may cost
+/// part of the document, which EndDocument then reports; the other operations go on.
+///
+/// Note: BasesRelease ends every document that is being written, because libxml2 frees what such
+/// a document needs. What was written can still be fetched and saved, but operations that write
+/// and EndDocument return false, also after a new BasesInit. EndDocument or the destructor is
+/// still due; after it a new document can begin.
+///
 /// Note: names and comments are written as given. A name with a space, a comment with "--", a
 /// duplicate attribute or a second root element makes a document that no parser accepts.
 class VORN_BASES_API XmlWriter {
@@ -214,8 +222,8 @@ public:
     /// not know the encoding. Unless there was no memory to begin with, it then calls Close (the
     /// overriding one, if there is one).
     ///
-    /// Note: after an unknown encoding the writer is stuck: every further BeginDocument returns
-    /// false until EndDocument has been called.
+    /// Note: after an unknown encoding, or without memory for the declaration, the writer is stuck:
+    /// every further BeginDocument returns false until EndDocument has been called.
     virtual bool BeginDocument(const std::string& encoding);
 
     /// Opens the element `name` inside the current one. Returns true on success; false when no
@@ -293,7 +301,8 @@ public:
 
     /// Closes the elements still open and finishes the document, which can then be fetched and
     /// saved until Close or the next BeginDocument. Returns true on success; false when no document
-    /// is being written or libxml2 refuses. Either way no document is being written afterwards.
+    /// is being written, when libxml2 refuses, and when memory ran out inside libxml2 at any time
+    /// since BeginDocument. Either way no document is being written afterwards.
     virtual bool EndDocument();
 
     /// Returns the bytes of the finished document and stores their number in `size`. They belong to

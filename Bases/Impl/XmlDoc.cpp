@@ -15,6 +15,7 @@
 #include <Bases/Impl/XmlOwners.h>
 #include <Bases/Impl/XmlParser.h>
 #include <Bases/Impl/XmlSilence.h>
+#include <Bases/Impl/XmlTextWriter.h>
 #include <Bases/Text.h>
 #include <Bases/Utility.h>
 
@@ -149,8 +150,6 @@ bool XmlReader::PrivateData::OpenDecoder() {
 }
 
 bool XmlReader::PrivateData::ConvertDecoding(const xmlChar* text, std::string& out) {
-    if (!converter)
-        return false;
     const char* input = text == nullptr ? "" : reinterpret_cast<const char*>(text);
     const auto length = static_cast<std::size_t>(xmlStrlen(text));
     const std::size_t room = length + DecodingSlack;
@@ -301,7 +300,9 @@ struct XmlWriter::PrivateData {
     XmlTextWriter writer;
     Converter converter;
 
+    bool RenewBuffer();
     bool StartDocument(const std::string& encoding);
+    bool EndElement();
     bool EndDocument();
     void Close();
 
@@ -313,27 +314,63 @@ struct XmlWriter::PrivateData {
 
 private:
     XmlText ConvertEncoding(const std::string& text);
+
+    template <typename Call>
+    bool Succeeds(Call call);
+
+    bool m_bLoss = false; // something is missing in the document for want of memory
 };
 
+// Returns whether a call of libxml2 neither fails nor loses anything.
+template <typename Call>
+bool XmlWriter::PrivateData::Succeeds(Call call) {
+    const XmlSilence silence;
+    const bool result = call() >= 0;
+    m_bLoss = m_bLoss || silence.HasLoss();
+    return result && !silence.HasLoss();
+}
+
+// The buffer of an earlier document goes first, so that memory never holds two.
+bool XmlWriter::PrivateData::RenewBuffer() {
+    const XmlSilence silence;
+    buffer.reset();
+    buffer.reset(xmlBufferCreate());
+    return buffer != nullptr;
+}
+
 bool XmlWriter::PrivateData::StartDocument(const std::string& encoding) {
-    writer.reset(xmlNewTextWriterMemory(buffer.get(), 0));
-    if (!writer || xmlTextWriterStartDocument(writer.get(), nullptr, encoding.c_str(), nullptr) < 0)
-        return false;
-    converter = OpenConverter(encoding.c_str(), LocaleEncoding);
+    m_bLoss = false;
+    const bool started = Succeeds([&] {
+        if (!writer.Open(buffer.get()))
+            return -1;
+        return xmlTextWriterStartDocument(writer.Get(), nullptr, encoding.c_str(), nullptr);
+    });
+    if (started)
+        converter = OpenConverter(encoding.c_str(), LocaleEncoding);
     return converter != nullptr;
 }
 
+bool XmlWriter::PrivateData::EndElement() {
+    return writer.Get() != nullptr &&
+           Succeeds([this] { return xmlTextWriterEndElement(writer.Get()); });
+}
+
+// A loss of an earlier operation counts as well: not every caller looks at all results, and
+// WriteElementEntity itself ignores one.
 bool XmlWriter::PrivateData::EndDocument() {
-    const bool result = writer && xmlTextWriterEndDocument(writer.get()) >= 0;
-    writer.reset();
+    const bool ended = Succeeds([this] {
+        const int result = writer.Get() == nullptr ? -1 : xmlTextWriterEndDocument(writer.Get());
+        writer.Close();
+        return result;
+    });
     hiddenBuffer.reset();
     converter.reset();
-    return result;
+    return ended && !m_bLoss;
 }
 
 // The writer stays, and so must the bytes that it points at; they are just not handed out any more.
 void XmlWriter::PrivateData::Close() {
-    if (writer && buffer)
+    if (writer.Get() != nullptr && buffer)
         hiddenBuffer = std::move(buffer);
     buffer.reset();
     converter.reset();
@@ -359,22 +396,21 @@ XmlText XmlWriter::PrivateData::ConvertEncoding(const std::string& text) {
 // libxml2 is not called with a text that could not be converted: it would leave half an element or
 // an open comment behind instead of refusing.
 bool XmlWriter::PrivateData::Write(OneTextCall pfnCall, const std::string& text) {
-    if (!writer)
+    if (writer.Get() == nullptr)
         return false;
-    const XmlSilence silence;
     const XmlText converted = ConvertEncoding(text);
-    return converted && pfnCall(writer.get(), converted.get()) >= 0;
+    return converted && Succeeds([&] { return pfnCall(writer.Get(), converted.get()); });
 }
 
 bool XmlWriter::PrivateData::Write(TwoTextCall pfnCall, const std::string& name,
                                    const std::string& text) {
-    if (!writer)
+    if (writer.Get() == nullptr)
         return false;
-    const XmlSilence silence;
     const XmlText convertedName = ConvertEncoding(name);
     const XmlText convertedText = ConvertEncoding(text);
-    return convertedName && convertedText &&
-           pfnCall(writer.get(), convertedName.get(), convertedText.get()) >= 0;
+    return convertedName && convertedText && Succeeds([&] {
+               return pfnCall(writer.Get(), convertedName.get(), convertedText.get());
+           });
 }
 
 XmlWriter::XmlWriter() : m_pPrivateData(new (std::nothrow) PrivateData) {
@@ -387,17 +423,12 @@ XmlWriter::~XmlWriter() {
 }
 
 bool XmlWriter::BeginDocument(const std::string& encoding) {
-    if (!m_pPrivateData || m_pPrivateData->writer || m_pPrivateData->converter)
+    if (!m_pPrivateData || m_pPrivateData->writer.IsOpen())
         return false;
-    {
-        const XmlSilence silence;
-        m_pPrivateData->buffer.reset(); // of an earlier document
-        m_pPrivateData->buffer.reset(xmlBufferCreate());
-        if (!m_pPrivateData->buffer)
-            return false;
-        if (m_pPrivateData->StartDocument(encoding))
-            return true;
-    }
+    if (!m_pPrivateData->RenewBuffer())
+        return false;
+    if (m_pPrivateData->StartDocument(encoding))
+        return true;
     Close(); // which may be a host's own, and is not silenced
     return false;
 }
@@ -406,12 +437,7 @@ bool XmlWriter::BeginElement(const std::string& name) {
     return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterStartElement, name);
 }
 
-bool XmlWriter::EndElement() {
-    if (!m_pPrivateData || !m_pPrivateData->writer)
-        return false;
-    const XmlSilence silence;
-    return xmlTextWriterEndElement(m_pPrivateData->writer.get()) >= 0;
-}
+bool XmlWriter::EndElement() { return m_pPrivateData && m_pPrivateData->EndElement(); }
 
 bool XmlWriter::WriteElement(const std::string& name, const std::string& content) {
     return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteElement, name, content);
@@ -511,12 +537,7 @@ bool XmlWriter::WriteElementEntity(const std::string& name, const Guid& value, i
     return WriteElementEntity(name, value.ToString(form));
 }
 
-bool XmlWriter::EndDocument() {
-    if (!m_pPrivateData)
-        return false;
-    const XmlSilence silence;
-    return m_pPrivateData->EndDocument();
-}
+bool XmlWriter::EndDocument() { return m_pPrivateData && m_pPrivateData->EndDocument(); }
 
 unsigned char* XmlWriter::GetXmlBuffer(unsigned long& size) {
     size = 0;

@@ -6,21 +6,18 @@
 #include <memory>
 
 #include <libxml/tree.h>
-#include <libxml/xmlwriter.h>
 
 namespace Vorn {
 
 struct XmlDelete {
     void operator()(xmlDoc* document) const { xmlFreeDoc(document); }
     void operator()(xmlBuffer* buffer) const { xmlBufferFree(buffer); }
-    void operator()(xmlTextWriter* writer) const { xmlFreeTextWriter(writer); }
     void operator()(xmlChar* text) const { xmlFree(text); }
     void operator()(char* text) const { xmlFree(text); }
 };
 
 using XmlDocument = std::unique_ptr<xmlDoc, XmlDelete>;
 using XmlBuffer = std::unique_ptr<xmlBuffer, XmlDelete>;
-using XmlTextWriter = std::unique_ptr<xmlTextWriter, XmlDelete>;
 using XmlText = std::unique_ptr<xmlChar, XmlDelete>;
 
 } // namespace Vorn

@@ -19,6 +19,7 @@
 namespace {
 
 using Vorn::XmlReader;
+using Vorn::XmlWriter;
 using VornTest::FailingXmlMemory;
 using VornTest::LoadText;
 using VornTest::NamedText;
@@ -261,5 +262,90 @@ INSTANTIATE_TEST_SUITE_P(
                   "<!DOCTYPE p:r [<!ATTLIST p:r p:a NMTOKENS ' x  y ' xml:lang NMTOKEN 'en' "
                   ": ID #IMPLIED>]><p:r xmlns:p='u' :=' 1 '/>"}),
     VornTest::NameOfText);
+
+// Concerns: one allocation of libxml2 that fails, each in turn, alone or with all after it: an
+// operation is false or has written all of its part; a document that is not whole does not end with
+// true; nothing is lost but what libxml2 itself loses; the next document is whole.
+class XmlWriterMemory : public VornTest::XmlTest {
+protected:
+    // Writes pieces, and returns what the document has to be: of each the text if it succeeded.
+    std::string Write(XmlWriter& writer) {
+        const auto piece = [this](bool result, const std::string& text) {
+            m_all = m_all && result;
+            return result ? text : "";
+        };
+        m_all = writer.BeginDocument("UTF-8") && writer.BeginElement("r");
+        m_ended = false;
+        if (!m_all)
+            return writer.EndDocument() ? "(no root)" : "(none)";
+        std::string tag = "<r";
+        tag += piece(writer.WriteAttribute("a", "1<2" + Euro), " a=\"1&lt;2" + Euro + "\"");
+        tag += piece(writer.WriteAttribute("n", 7), " n=\"7\"");
+        std::string content = piece(writer.WriteEntity("x<y" + Euro), "x&lt;y" + Euro);
+        content += piece(writer.WriteElement("e", Long), "<e>" + Long + "</e>");
+        content += piece(writer.WriteComment("c"), "<!--c-->");
+        content += piece(writer.WriteElementEntity("f", "g"), "<f>g</f>");
+        content += piece(writer.WriteEntity(Long), Long);
+        m_ended = writer.EndDocument();
+        return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + tag +
+               (content.empty() ? "/>\n" : ">" + content + "</r>\n");
+    }
+
+    // The document, without the empty element that a failed WriteElementEntity may leave.
+    static std::string Bytes(XmlWriter& writer) {
+        unsigned long size = 0;
+        const unsigned char* const bytes = writer.GetXmlBuffer(size);
+        std::string document(bytes, bytes + size);
+        const std::size_t empty = document.find("<f/>");
+        return empty == std::string::npos ? document : document.erase(empty, 4);
+    }
+
+    const std::string Euro = "\xE2\x82\xAC";
+    const std::string Long = std::string(9000, 'x');
+    bool m_all = false;   // every operation before the end succeeded
+    bool m_ended = false; // and that
+};
+
+TEST_F(XmlWriterMemory, EndsNoDocumentInWhichASuccessfulPieceIsMissing) {
+    XmlWriter reference;
+    const std::string expected = Write(reference);
+    ASSERT_TRUE(m_all && m_ended);
+    ASSERT_EQ(expected, Bytes(reference));
+    SweepXmlMemory([&](FailingXmlMemory& memory) {
+        {
+            XmlWriter writer;
+            const std::string written = Write(writer);
+            memory.Recover();
+            EXPECT_TRUE(!m_ended || written == Bytes(writer)) << Bytes(writer);
+            EXPECT_NE(m_all && m_ended, memory.HasFailed());
+            EXPECT_EQ(expected, Write(writer));
+            EXPECT_TRUE(m_all && m_ended);
+            EXPECT_EQ(expected, Bytes(writer));
+        }
+        EXPECT_GE(2u, memory.Lost()) << "libxml2 itself loses an element and its name";
+    });
+}
+
+TEST_F(XmlWriterMemory, FailsTheOperationInWhichItRunsOut) {
+    SweepXmlMemory([&](FailingXmlMemory& memory) {
+        bool known = false;
+        const auto check = [&](bool result) {
+            EXPECT_TRUE(known || result != memory.HasFailed());
+            known = memory.HasFailed();
+        };
+        XmlWriter writer;
+        check(writer.BeginDocument("UTF-8"));
+        check(writer.BeginElement("r"));
+        check(writer.WriteAttribute("a", "1<2" + Euro));
+        check(writer.WriteAttribute("n", 7));
+        check(writer.WriteEntity("x<y" + Euro));
+        check(writer.WriteElement("e", Long));
+        check(writer.WriteComment("c"));
+        check(writer.WriteEntity(Long));
+        check(writer.BeginElement("f"));
+        check(writer.EndElement());
+        check(writer.EndDocument());
+    });
+}
 
 } // namespace
