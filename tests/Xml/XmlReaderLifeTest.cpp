@@ -1,0 +1,173 @@
+#include <Bases/Xml.h>
+
+#include <thread>
+#include <type_traits>
+#include <vector>
+
+#include <libxml/catalog.h>
+#include <libxml/globals.h>
+#include <libxml/parser.h>
+
+#include <gtest/gtest.h>
+
+#include "Xml/Reader.h"
+#include "support/FailingNew.h"
+#include "support/IconvSpy.h"
+#include "support/TempDir.h"
+#include "support/XmlTest.h"
+
+namespace {
+
+using Vorn::XmlReader;
+using VornTest::Declared;
+using VornTest::ExpectEmpty;
+using VornTest::FailingNew;
+using VornTest::HostErrors;
+using VornTest::IconvSpy;
+using VornTest::LoadText;
+using VornTest::NameOf;
+using VornTest::StderrOf;
+using VornTest::Utf8;
+using VornTest::XmlReaderTest;
+
+// Concerns: nothing reaches standard error or the host's error functions, whatever happens; the
+// host's functions, or none, stand afterwards; threads do not disturb each other.
+using XmlReaderSilence = XmlReaderTest;
+
+TEST_F(XmlReaderSilence, LeavesTheHostsErrorFunctionsUncalledAndInPlace) {
+    HostErrors host;
+    XmlReader reader;
+    EXPECT_FALSE(LoadText(reader, Utf8 + "<a>&undefined;</b>"));
+    EXPECT_TRUE(host.Stand());
+    EXPECT_FALSE(LoadText(reader, Declared("no-such-encoding") + "<a/>"));
+    EXPECT_FALSE(reader.Load(m_dir.File("missing.xml")));
+    EXPECT_FALSE(reader.Load("-"));
+    EXPECT_TRUE(host.Stand());
+    // Well-formed, and still worth a report to libxml2: an undeclared prefix.
+    EXPECT_TRUE(LoadText(reader, Utf8 + "<p:a/>"));
+    EXPECT_TRUE(host.Stand());
+    reader.Close();
+    EXPECT_TRUE(host.Stand());
+    EXPECT_EQ(0, host.Count());
+
+    VornTest::ProvokeReport();
+    EXPECT_LT(0, host.Count()) << "the host does see what is not ours";
+}
+
+TEST_F(XmlReaderSilence, RestoresTheAbsenceOfErrorFunctions) {
+    ASSERT_EQ(nullptr, xmlStructuredError);
+    const xmlGenericErrorFunc generic = xmlGenericError;
+    XmlReader reader;
+    EXPECT_FALSE(LoadText(reader, "<a"));
+    EXPECT_EQ(nullptr, xmlStructuredError);
+    EXPECT_EQ(nullptr, xmlStructuredErrorContext);
+    EXPECT_EQ(generic, xmlGenericError);
+    EXPECT_EQ(nullptr, xmlGenericErrorContext);
+    EXPECT_NE("", StderrOf([] { VornTest::ProvokeReport(); }));
+}
+
+// What libxml2 says about its catalogs goes past the structured function.
+TEST_F(XmlReaderSilence, CoversUnstructuredReports) {
+    HostErrors host;
+    xmlCatalogSetDebug(1);
+    XmlReader reader;
+    EXPECT_FALSE(reader.Load(m_dir.File("missing.xml")));
+    EXPECT_EQ(0, host.Count());
+    xmlFreeDoc(xmlReadFile(m_dir.File("missing.xml").c_str(), nullptr, 0));
+    EXPECT_LT(1, host.Count()) << "the host does see what is not ours";
+    xmlCatalogSetDebug(0);
+}
+
+TEST_F(XmlReaderSilence, HoldsOnEveryThreadByItself) {
+    const auto work = [this] {
+        HostErrors host;
+        for (int i = 0; i < 50; ++i) {
+            XmlReader reader;
+            EXPECT_FALSE(LoadText(reader, Utf8 + "<a>"));
+            EXPECT_FALSE(reader.Load(m_dir.File("missing.xml")));
+            EXPECT_EQ(0, host.Count());
+            EXPECT_TRUE(host.Stand());
+        }
+        VornTest::ProvokeReport();
+        EXPECT_LT(0, host.Count());
+    };
+    std::vector<std::thread> threads;
+    threads.reserve(4);
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(work);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
+// Concerns: the states empty and loaded, with every operation in each; what is released when; a
+// constructor without memory.
+using XmlReaderLife = XmlReaderTest;
+
+TEST_F(XmlReaderLife, StartsEmpty) {
+    XmlReader reader;
+    ExpectEmpty(reader);
+    reader.Close();
+    ExpectEmpty(reader);
+}
+
+TEST_F(XmlReaderLife, IsEmptyAfterCloseAndLoadsAgain) {
+    XmlReader reader;
+    ASSERT_TRUE(LoadText(reader, Utf8 + "<r a='1'>text</r>"));
+    XmlReader::Element* const stale = reader.GetRootElement();
+    XmlReader::Attribute* const staleAttribute = reader.GetFirstAttribute(stale);
+    reader.Close();
+    EXPECT_EQ(0, IconvSpy::live);
+    ExpectEmpty(reader);
+    EXPECT_EQ(nullptr, reader.ChildElement(stale, nullptr));
+    EXPECT_EQ(nullptr, reader.NextAttribute(staleAttribute));
+    reader.Close();
+    ASSERT_TRUE(LoadText(reader, Utf8 + "<again/>"));
+    EXPECT_EQ("again", NameOf(reader, reader.GetRootElement()));
+}
+
+TEST_F(XmlReaderLife, TheDestructorReleasesTheConverter) {
+    {
+        XmlReader reader;
+        ASSERT_TRUE(LoadText(reader, Utf8 + "<r/>"));
+        EXPECT_EQ(1, IconvSpy::live);
+    }
+    EXPECT_EQ(0, IconvSpy::live);
+}
+
+TEST_F(XmlReaderLife, CannotBeCopied) {
+    EXPECT_FALSE(std::is_copy_constructible_v<XmlReader>);
+    EXPECT_FALSE(std::is_copy_assignable_v<XmlReader>);
+}
+
+TEST_F(XmlReaderLife, WithoutMemoryForItsDataStopsAtTheAssertion) {
+    for (const int failing : {1, 2}) {
+#ifndef NDEBUG
+        EXPECT_DEATH(
+            {
+                FailingNew::nothrowUntilFailure = failing;
+                const XmlReader reader;
+            },
+            R"(Bases/Impl/XmlDoc\.cpp.*XmlReader.*m_pPrivateData != __null)");
+#else
+        FailingNew::nothrowUntilFailure = failing;
+        XmlReader reader;
+        EXPECT_FALSE(LoadText(reader, Utf8 + "<r/>"));
+        EXPECT_FALSE(reader.Load("missing.xml"));
+        ExpectEmpty(reader);
+        reader.Close();
+#endif
+    }
+    FailingNew::nothrowUntilFailure = 0;
+}
+
+TEST_F(XmlReaderLife, LoadWithoutMemoryForTheScratchArrayFailsAndEndsEmpty) {
+    XmlReader reader;
+    FailingNew::failFrom = 4096;
+    EXPECT_FALSE(LoadText(reader, Utf8 + "<r/>"));
+    FailingNew::failFrom = 0;
+    ExpectEmpty(reader);
+    EXPECT_EQ(0, IconvSpy::live);
+    EXPECT_TRUE(LoadText(reader, Utf8 + "<r/>"));
+}
+
+} // namespace
