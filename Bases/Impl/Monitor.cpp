@@ -81,13 +81,13 @@ private:
 namespace {
 
 timespec DeadlineIn(unsigned int seconds, unsigned int nanoseconds) {
-    constexpr long nanosecondsPerSecond = 1000000000;
+    constexpr long NanosecondsPerSecond = 1000000000;
     timespec deadline{};
     clock_gettime(CLOCK_MONOTONIC, &deadline);
     deadline.tv_sec += seconds;
     deadline.tv_nsec += nanoseconds;
-    if (deadline.tv_nsec >= nanosecondsPerSecond) {
-        deadline.tv_nsec -= nanosecondsPerSecond;
+    if (deadline.tv_nsec >= NanosecondsPerSecond) {
+        deadline.tv_nsec -= NanosecondsPerSecond;
         ++deadline.tv_sec;
     }
     return deadline;

@@ -1,5 +1,5 @@
-#ifndef VORN_BENCHMARKS_INPUTS_H
-#define VORN_BENCHMARKS_INPUTS_H
+#ifndef VORN_BASES_BENCHMARKS_SUPPORT_INPUTS_H
+#define VORN_BASES_BENCHMARKS_SUPPORT_INPUTS_H
 
 // Inputs of the rows: random, and the same in every run.
 

@@ -1,5 +1,5 @@
-#ifndef VORN_BENCHMARKS_ROW_H
-#define VORN_BENCHMARKS_ROW_H
+#ifndef VORN_BASES_BENCHMARKS_SUPPORT_ROW_H
+#define VORN_BASES_BENCHMARKS_SUPPORT_ROW_H
 
 // A row of the table: an operation of the library beside what a program could use instead.
 //

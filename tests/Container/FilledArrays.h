@@ -1,5 +1,5 @@
-#ifndef VORN_BASES_TESTS_CONTAINER_FILLEDARRAYS_H
-#define VORN_BASES_TESTS_CONTAINER_FILLEDARRAYS_H
+#ifndef VORN_BASES_TESTS_CONTAINER_FILLED_ARRAYS_H
+#define VORN_BASES_TESTS_CONTAINER_FILLED_ARRAYS_H
 
 // The arrays that the containers allocate: recorded, and filled so that it shows where they were
 // not written to, in every test of a program that includes this.

@@ -1,5 +1,5 @@
-#ifndef VORN_BASES_TESTS_FILE_FILESYSTEST_H
-#define VORN_BASES_TESTS_FILE_FILESYSTEST_H
+#ifndef VORN_BASES_TESTS_FILE_FILE_SYS_TEST_H
+#define VORN_BASES_TESTS_FILE_FILE_SYS_TEST_H
 
 // What the tests of the file-system functions have in common.
 

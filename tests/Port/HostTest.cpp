@@ -36,7 +36,7 @@ TEST(FileTimes, AreThoseOfTheStatus) {
 }
 
 TEST(RandomSource, FillsExactlyTheBytesAskedFor) {
-    for (const std::size_t size : {0, 1, 16, 300}) {
+    for (const std::size_t size : {0UL, 1UL, 16UL, 300UL}) {
         // A byte that happens to be drawn as it was is not drawn so every time.
         std::vector<unsigned char> changed(size + 1);
         for (int round = 0; round < 20; ++round) {

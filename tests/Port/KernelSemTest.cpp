@@ -116,6 +116,8 @@ TEST_F(HostWaits, ThatAreCancelledHoldTheLockWhileTheStackIsUnwound) {
             }).Join();
             m_held = !taken;
         }
+
+    private:
         Lock& m_lock;
         bool& m_held;
     };

@@ -1,5 +1,5 @@
-#ifndef VORN_BASES_TESTS_TIME_TIMETEST_H
-#define VORN_BASES_TESTS_TIME_TIMETEST_H
+#ifndef VORN_BASES_TESTS_TIME_TIME_TEST_H
+#define VORN_BASES_TESTS_TIME_TIME_TEST_H
 
 // What the tests of Time.h have in common: other calendars, outputs that show whether they were
 // written to, and a clock that stands still.

@@ -79,8 +79,8 @@ protected:
     // As a watcher or a run does that is killed at the wrong moment.
     void TakeLock();
 
-    // What another process does just before the library opens a segment, and what is to be seen just
-    // before a segment that has a name is removed.
+    // What another process does just before the library opens a segment, and what is to be seen
+    // just before a segment that has a name is removed.
     static void BeforeOpening(const std::function<void()>& act);
     static void BeforeRemoving(const std::function<void(const shmid_ds&)>& look);
 
