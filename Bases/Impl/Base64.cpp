@@ -1,3 +1,5 @@
+// Base64: encoding, decoding, and the bit reader and writer.
+
 #include <Bases/Text.h>
 
 #include <array>

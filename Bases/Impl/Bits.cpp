@@ -1,3 +1,5 @@
+// Bits: the set of bits and its operators.
+
 #include <Bases/Container.h>
 
 #include <algorithm>
@@ -11,18 +13,17 @@ namespace {
 
 using Array = std::unique_ptr<unsigned char[]>;
 
-// A new array of `room` bytes that starts with `count` bytes of `source` and goes on with zeros.
-// Null when there is no memory.
-Array CopyOf(const unsigned char* source, unsigned long count, unsigned long room) {
-    Array copy(new (std::nothrow) unsigned char[room]);
+// A new array of `length` bytes: `count` bytes of `source`, then zeros. Null if memory runs out.
+Array CopyOf(const unsigned char* source, unsigned long count, unsigned long length) {
+    Array copy(new (std::nothrow) unsigned char[length]);
     if (copy != nullptr)
-        std::fill(std::copy_n(source, count, copy.get()), copy.get() + room, 0);
+        std::fill(std::copy_n(source, count, copy.get()), copy.get() + length, 0);
     return copy;
 }
 
 unsigned char MaskOf(unsigned long pos) { return static_cast<unsigned char>(1U << pos % 8); }
 
-// Clears the bits of the last byte behind the last one of `size` bits.
+// Clears the unused bits in the last byte of a set of `size` bits.
 void ClearUnused(unsigned char* data, unsigned long size) {
     if (size % 8 != 0)
         data[size / 8] &= static_cast<unsigned char>(MaskOf(size) - 1);
@@ -33,8 +34,8 @@ struct Operand {
     unsigned long size;
 };
 
-// Combines as many bytes as both operands have. `result` may be an operand. Only for operands of
-// equally many bytes are the bits of the last byte cleared that lie behind `size`.
+// Combines the bytes that both operands have. `result` may be an operand. Clears the unused bits,
+// those beyond `size`, only for operands of equally many bytes.
 template <typename Operation>
 void Combine(unsigned char* result, unsigned long size, Operand left, Operand right,
              Operation operation) {
@@ -46,8 +47,8 @@ void Combine(unsigned char* result, unsigned long size, Operand left, Operand ri
         ClearUnused(result, size);
 }
 
-// A set of `size` bits for the result. The left operand's size says which bits of the last byte
-// are cleared, whichever operand's size the result has; see
+// A new set of `size` bits. Which bits of the last byte are cleared depends on the size of the left
+// operand, even if the result has that of the right one; see
 // BitsCombined.KeepsTheBitsWithinTheLeftSizeOnly.
 template <typename Operation>
 Bits Combined(unsigned long size, Operand left, Operand right, Operation operation) {
@@ -89,15 +90,15 @@ int Bits::SetSize(unsigned long size, int /*flag*/) {
         return 0;
     const unsigned long bytes = SizeToBytes(size);
     if (SizeToBytes(m_capacity) < bytes) {
-        // After SetData there may be more bytes in use than the capacity says.
+        // After SetData more bytes may be in use than the capacity says.
         Array data = CopyOf(m_data.get(), std::min(GetBytes(), bytes), bytes);
         if (data == nullptr)
             return 0;
         m_data = std::move(data);
         m_capacity = bytes * 8;
     }
-    // Nothing is cleared, so that what a set held before it shrank is there when it grows again;
-    // see BitsSize.BringsBackOldBitsWhenItGrowsWithinTheRoom.
+    // Nothing is cleared: the bits that a set had before it shrank come back when it grows; see
+    // BitsSize.BringsBackOldBitsWhenItGrowsWithinTheRoom.
     m_size = size;
     return 1;
 }
@@ -105,7 +106,7 @@ int Bits::SetSize(unsigned long size, int /*flag*/) {
 int Bits::SetData(unsigned char* data, unsigned long sizeInBits) {
     if (data == nullptr || sizeInBits == 0)
         return 0;
-    // The capacity stays, and SetSize trusts it: the array must not be shorter than it says.
+    // The capacity stays, and SetSize trusts it, so the array must not be shorter.
     const unsigned long bytes = SizeToBytes(sizeInBits);
     Array copy = CopyOf(data, bytes, std::max(bytes, SizeToBytes(m_capacity)));
     if (copy == nullptr)
@@ -180,8 +181,8 @@ Bits& Bits::operator&=(const Bits& other) {
     return *this;
 }
 
-// What this set has to combine are the bytes that were in use before it takes the other size. Its
-// array may be another one then, and so is the other set's when both are the same.
+// SetSize may reallocate (the other's array too, if it is this set): remember the old size, which
+// says what to combine, and read both pointers afterwards.
 Bits& Bits::operator|=(const Bits& other) {
     const unsigned long size = m_size;
     SetSize(other.m_size, 1);
@@ -198,7 +199,7 @@ Bits& Bits::operator^=(const Bits& other) {
     return *this;
 }
 
-// Callers count on the size of each result: the left one for &, the right one for | and ^; see
+// Callers rely on the size of each result, the left one for & and the right one for | and ^; see
 // BitsCombined.HasTheLeftSizeForAndButTheRightSizeForOrAndXor.
 Bits Bits::operator&(const Bits& other) const {
     return Combined(m_size, {m_data.get(), m_size}, {other.m_data.get(), other.m_size},
@@ -223,7 +224,7 @@ int Bits::operator==(const Bits& other) const {
 }
 
 int Bits::operator!=(const Bits& other) const {
-    // Sets of different sizes are not comparable: callers ask for the size first; see
+    // Sets of different sizes are not comparable; callers compare the sizes first. See
     // BitsComparison.IsNeitherEqualNorUnequalForDifferentSizes.
     if (m_size != other.m_size)
         return 0;
@@ -253,8 +254,8 @@ void Bits::FromString(const std::string& text) {
     Clear();
     const std::size_t other = text.find_last_not_of("01");
     const std::size_t first = other == std::string::npos ? 0 : other + 1;
-    // Room for all at once; growing bit by bit ends with the same room. When there is not enough
-    // memory, it is the growing bit by bit that keeps what fits.
+    // Allocates once; growing bit by bit ends with the same capacity. If memory does not suffice
+    // for all, growing bit by bit keeps what fits.
     SetSize(text.size() - first, 1);
     for (std::size_t pos = 0; pos < text.size() - first; ++pos) {
         SetSize(PosToSize(pos), 1);
@@ -266,9 +267,9 @@ void Bits::FromString(const std::string& text) {
 }
 
 void Bits::Clone(const Bits& other) {
-    // When the size could not be taken there may be fewer bytes than in `other`, or more; see
+    // If the size cannot be taken, this set may have fewer bytes than `other`, or more; see
     // BitsMemory.ClonesTheBytesThatBothHaveWhenThereIsNone.
-    SetSize(other.m_size, 1); // for the set itself, too: after SetData it makes new room
+    SetSize(other.m_size, 1); // for the set itself, too: after SetData it reallocates
     if (&other == this)
         return;
     std::copy_n(other.m_data.get(), std::min(GetBytes(), SizeToBytes(other.m_size)), m_data.get());

@@ -1,3 +1,5 @@
+// SerialBuffer: an array of bytes that grows at its end and shrinks at its front.
+
 #include <Bases/Container.h>
 
 #include <algorithm>
@@ -12,9 +14,9 @@ namespace {
 
 using Array = std::unique_ptr<unsigned char[]>;
 
-// Replaces `array` by one of `length` bytes that starts with `count` bytes of it. Returns the old
-// one through `old`, for the caller may still need what lies in it. The rest of the new array is
-// not written. Returns false, with nothing changed, when there is no memory.
+// Replaces `array` with one of `length` bytes that starts with its first `count` bytes; the rest is
+// not written. Moves the old array to `old`, as the caller may still need its content. Returns
+// false, with nothing changed, if memory runs out.
 bool Replace(Array& array, unsigned long count, unsigned long length, Array& old) {
     Array longer(new (std::nothrow) unsigned char[length]);
     if (longer == nullptr)
@@ -24,7 +26,7 @@ bool Replace(Array& array, unsigned long count, unsigned long length, Array& old
     return true;
 }
 
-// How many of the bytes in use there really are: SetBuffer takes over any numbers.
+// The number of bytes in use that exist: SetBuffer accepts any numbers.
 unsigned long Present(const Array& array, unsigned long size, unsigned long maxSize) {
     return array == nullptr ? 0 : std::min(size, maxSize);
 }
@@ -48,8 +50,8 @@ void SerialBuffer::SetSize(unsigned long size) { m_size = std::min(size, m_maxSi
 int SerialBuffer::SetMaxSize(unsigned long size, int keep) {
     if (m_maxSize >= size)
         return 1;
-    // The size stays as it is also when the bytes are not kept: callers that are about to write all
-    // of them again do without the copy; see SerialBufferRoom.KeepsTheSizeWhenItDropsTheBytes.
+    // The size stays even if the bytes are not kept: callers that will overwrite all of them save
+    // the copy; see SerialBufferRoom.KeepsTheSizeWhenItDropsTheBytes.
     const unsigned long kept = keep != 0 ? Present(m_buffer, m_size, m_maxSize) : 0;
     Array old;
     if (!Replace(m_buffer, kept, size, old))

@@ -1,12 +1,14 @@
 #ifndef VORN_BASES_IMPL_CREATED_CRYPTO_H
 #define VORN_BASES_IMPL_CREATED_CRYPTO_H
 
+// The step of CreateCrypto that can be tested with objects of a test's own.
+
 #include <Bases/Crypto.h>
 
 namespace Vorn {
 
-/// Calls Create on what `new` made and returns it. When Create refuses, frees the storage, without
-/// a destructor, and returns null. Null stays null.
+/// Calls Create on an object from `new` and returns it. If Create fails, frees the storage without
+/// running the destructor and returns null. Null stays null.
 Crypto* Created(Crypto* crypto);
 
 } // namespace Vorn

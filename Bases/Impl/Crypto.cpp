@@ -1,3 +1,5 @@
+// The factory of ciphers and digests.
+
 #include <Bases/Impl/CreatedCrypto.h>
 
 #include <new>
@@ -16,8 +18,8 @@ Crypto* Make(const Crypto::Type& type) {
     return nullptr;
 }
 
-// The storage alone: the interface cannot reach the destructor, and deleting the pointer would be
-// undefined. Callers know that nothing of a destructor happens here.
+// Frees the storage only: Crypto has no virtual destructor, so deleting the pointer would be
+// undefined. Callers rely on no destructor running here.
 void Free(Crypto* crypto) { ::operator delete(static_cast<void*>(crypto)); }
 
 } // namespace

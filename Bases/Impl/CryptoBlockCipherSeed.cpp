@@ -1,4 +1,4 @@
-// The SEED block cipher of RFC 4269.
+// The SEED block cipher (RFC 4269): its tables, the key schedule, the rounds, and the class.
 
 #include <Bases/Crypto.h>
 
@@ -22,7 +22,7 @@ using Words = std::array<Word, 256>;
 
 constexpr unsigned long BlockSize = CryptoSize::SeedBlock;
 
-// A box spread to words: of each entry every byte of a word keeps the bits that `mask` has there.
+// The extended S-box: each entry repeated in all four bytes of a word, masked.
 constexpr Words Extended(const SeedField::Bytes& box, Word mask) {
     Words words{};
     for (std::size_t i = 0; i < words.size(); ++i)
@@ -38,8 +38,8 @@ constexpr Words SS3 = Extended(SeedField::S2, 0xCFF3FC3F);
 static_assert(SS0[0] == 0x2989A1A8 && SS0[1] == 0x05858184 && SS0[2] == 0x16C6D2D4);
 static_assert(SS1[0] == 0x38380830 && SS2[0] == 0xA1A82989 && SS3[0] == 0x08303838);
 
-// Words have their lowest byte first on every host, so that data can be enciphered on one and
-// deciphered on another. RFC 4269 has the highest byte first; see
+// Words are little-endian on every host, so that one host can decipher what another enciphered. RFC
+// 4269 has them big-endian; see
 // SeedStandard.MatchesThePublishedVectorsWithTheBytesOfEachWordReversed.
 Word Load(const unsigned char* bytes) {
     return Word{bytes[0]} | Word{bytes[1]} << 8 | Word{bytes[2]} << 16 | Word{bytes[3]} << 24;
@@ -124,20 +124,20 @@ SeedKeys EncryptionKeys(const Word* roundKeys) { return {roundKeys, 2}; }
 
 SeedKeys DecryptionKeys(const Word* roundKeys) { return {roundKeys + 30, -2}; }
 
-// Turns eight bytes, the first word's and then the second's, to the right by one byte.
-inline void TurnRight(Half& half) {
+// Rotates the eight bytes of a key half, the first word above the second, right by one byte.
+inline void RotateRight(Half& half) {
     const Word first = half.first;
     half.first = first >> 8 | half.second << 24;
     half.second = half.second >> 8 | first << 24;
 }
 
-inline void TurnLeft(Half& half) {
+inline void RotateLeft(Half& half) {
     const Word first = half.first;
     half.first = first << 8 | half.second >> 24;
     half.second = half.second << 8 | first >> 24;
 }
 
-// The largest size of all stands for what is larger still: the allocator refuses it.
+// Rounds up to whole blocks. What would wrap becomes the largest size, which the allocator refuses.
 unsigned long Padded(unsigned long size) {
     constexpr unsigned long Largest = std::numeric_limits<unsigned long>::max();
     const unsigned long missing = (BlockSize - size % BlockSize) % BlockSize;
@@ -204,8 +204,8 @@ bool CryptoBlockCipherSeed::Decrypt(unsigned char* input, unsigned long inputSiz
 
 } // namespace Vorn
 
-// The words of both halves of the key are turned in turns: those of the left half after each odd
-// round, those of the right half after each even one.
+// The key halves rotate alternately: the left one right by a byte after odd rounds, the right one
+// left by a byte after even ones.
 void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {
     using namespace Vorn;
     constexpr int RoundCount = 16;
@@ -217,9 +217,9 @@ void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {
         *roundKeys++ = G(left.first + right.first - constant);
         *roundKeys++ = G(left.second - right.second + constant);
         if (round % 2 == 0)
-            TurnRight(left);
+            RotateRight(left);
         else
-            TurnLeft(right);
+            RotateLeft(right);
     }
 }
 

@@ -1,3 +1,5 @@
+// The MD5 digest (RFC 1321): the compression function, the context functions and the class.
+
 #include <Bases/Impl/Md5Count.h>
 
 #include <bit>
@@ -17,8 +19,8 @@ using Digest = CryptoHashMd5::MD5Digest_struct;
 
 static_assert(sizeof(Digest) == CryptoSize::Md5Digest && sizeof(CryptoHashMd5) == sizeof(void*));
 
-// Where the parts of a context stand: the chaining words come first, then the number of bits, then
-// the block that is not full.
+// Offsets in a context: first the chaining words, then the number of bits, then the incomplete
+// block.
 constexpr std::size_t CountLow = 16;
 constexpr std::size_t CountHigh = 20;
 constexpr std::size_t Buffer = 24;
@@ -27,9 +29,9 @@ constexpr std::size_t BlockSize = 64;
 constexpr std::size_t CountSize = 8;
 static_assert(Buffer + BlockSize == sizeof(Context));
 
-// Words have their lowest byte first on every host, so that a context and the bytes of a digest
-// mean the same everywhere. Byte by byte no address needs an alignment; compilers make one load or
-// store of it where the host allows that.
+// Words are little-endian on every host, so that a context and a digest mean the same everywhere.
+// Byte by byte, no address needs alignment; compilers make one load or store of it where the host
+// allows that.
 inline Word Load(const char* bytes) {
     const auto byte = [bytes](int i) { return Word{static_cast<unsigned char>(bytes[i])}; };
     return byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;
@@ -68,19 +70,19 @@ inline void StoreChain(char* bytes, const Chain& chain) {
     Store(bytes + 12, chain.d);
 }
 
-// One step of each of the four rounds. `b` is what the step before has only just made, and every
-// step waits for it: so all that does without it is put together first.
+// One step of each of the four rounds. Every step depends on b, the result of the step before, so
+// all terms without b are added first to shorten the chain.
 
 inline void StepF(Word& a, Word b, Word c, Word d, Word message, int shift, Word constant) {
     a += message + constant;
-    a += d ^ (b & (c ^ d)); // the bits of c where b has ones, those of d where it has zeros
+    a += d ^ (b & (c ^ d)); // selects bits of c where b is 1, of d where it is 0
     a = std::rotl(a, shift) + b;
 }
 
 inline void StepG(Word& a, Word b, Word c, Word d, Word message, int shift, Word constant) {
     a += message + constant;
-    a += ~d & c; // the bits of b where d has ones, those of c where it has zeros; as no bit
-    a += d & b;  // is in both, they can be added one after the other
+    a += ~d & c; // selects bits of b where d is 1, of c where it is 0; the two terms share
+    a += d & b;  // no bit, so that adding both is the same as adding their union
     a = std::rotl(a, shift) + b;
 }
 
@@ -176,8 +178,8 @@ inline void RoundI(Chain& chain, const Message& m) {
     StepI(b, c, d, a, m[9], 21, 0xEB86D391);
 }
 
-// Takes `count` blocks into the chaining words at the beginning of the context.
-void TakeBlocks(Context& context, const char* blocks, std::size_t count) {
+// Compresses `count` blocks into the chaining words at the beginning of the context.
+void Compress(Context& context, const char* blocks, std::size_t count) {
     Chain chain = LoadChain(context);
     for (; count > 0; --count, blocks += BlockSize) {
         const Chain before = chain;
@@ -255,18 +257,18 @@ void CryptoHashMd5::MD5Update(char (*ctx)[88], const void* data, unsigned long l
     CountMd5Bits(*ctx, length);
 
     if (buffered > 0) {
-        const std::size_t room = BlockSize - buffered;
-        if (length < room) {
+        const std::size_t missing = BlockSize - buffered;
+        if (length < missing) {
             std::memcpy(buffer + buffered, bytes, length);
             return;
         }
-        std::memcpy(buffer + buffered, bytes, room);
-        TakeBlocks(*ctx, buffer, 1);
-        bytes += room;
-        length -= room;
+        std::memcpy(buffer + buffered, bytes, missing);
+        Compress(*ctx, buffer, 1);
+        bytes += missing;
+        length -= missing;
     }
     const std::size_t rest = length % BlockSize;
-    TakeBlocks(*ctx, bytes, length / BlockSize);
+    Compress(*ctx, bytes, length / BlockSize);
     std::memcpy(buffer, bytes + (length - rest), rest);
 }
 
@@ -276,14 +278,14 @@ void CryptoHashMd5::MD5Final(MD5Digest_struct* digest, char (*ctx)[88]) {
     buffer[filled++] = '\x80';
     if (BlockSize - filled < CountSize) {
         std::memset(buffer + filled, 0, BlockSize - filled);
-        TakeBlocks(*ctx, buffer, 1);
+        Compress(*ctx, buffer, 1);
         filled = 0;
     }
     std::memset(buffer + filled, 0, BlockSize - CountSize - filled);
     std::memcpy(buffer + BlockSize - CountSize, *ctx + CountLow, CountSize);
-    TakeBlocks(*ctx, buffer, 1);
+    Compress(*ctx, buffer, 1);
     std::memcpy(digest->bytes, *ctx, sizeof digest->bytes);
-    // Not the whole context: programs find the count and the last block in a finished one. See
+    // Not the whole context: programs read the count and the last block from a finished one; see
     // Md5Final.ClearsOnlyTheFirstTwoChainingWords.
     std::memset(*ctx, 0, 8);
 }

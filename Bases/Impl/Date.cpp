@@ -1,3 +1,5 @@
+// Calendar arithmetic.
+
 #include <Bases/Time.h>
 
 namespace Vorn {
@@ -23,8 +25,8 @@ constexpr unsigned long GetLeapYearsUpTo(unsigned long year) {
     return year / 4 - year / 100 + year / 400;
 }
 
-// 1980-01-01 is day 1; dates outside the count are day 0. The day is held against 31 only, so that
-// the 31st of a shorter month runs into the next one.
+// 1980-01-01 is day 1; dates outside the count are day 0. The day is checked against 31 only, so
+// the 31st of a shorter month counts into the next one.
 unsigned long GetDaysSince1980(unsigned long year, unsigned long month, unsigned long day) {
     if (year < FirstYear || !IsMonth(month) || day < 1 || day > 31)
         return 0;
@@ -127,7 +129,7 @@ bool GetPrevDay(unsigned long& year, unsigned long& month, unsigned long& day) {
     return true;
 }
 
-// Year 0 is no obstacle here, so the step into the next month is not by GetNextMonth.
+// Unlike GetNextMonth this also steps in year 0.
 bool GetNextDay(unsigned long& year, unsigned long& month, unsigned long& day) {
     if (!IsDayOfMonth(year, month, day))
         return false;

@@ -1,3 +1,5 @@
+// Byte order: asking for the machine's, and converting from and to it.
+
 #include <Bases/Utility.h>
 
 #include <cstring>
@@ -6,7 +8,7 @@ namespace Vorn::Endian {
 
 namespace {
 
-// Memory itself tells; no macro of a compiler has to be known or trusted for it.
+// Asks memory itself, so that no compiler's macro has to be known or trusted.
 unsigned char FirstByteOfOne() {
     const unsigned long long one = 1;
     unsigned char first = 0;
@@ -41,7 +43,7 @@ int IsBigEndian() { return FirstByteOfOne() == 1 ? 0 : 1; }
 
 unsigned short Swap16(unsigned short value) { return __builtin_bswap16(value); }
 
-// Callers on little-endian machines rely on the upper half of the argument being dropped.
+// Callers on little-endian machines rely on bits 32-63 being dropped.
 unsigned long Swap32(unsigned long value) {
     return __builtin_bswap32(static_cast<unsigned int>(value));
 }

@@ -1,3 +1,5 @@
+// Guid: random generation, text and order of identifiers, on top of Boost.Uuid.
+
 #include <Bases/Utility.h>
 
 #include <algorithm>
@@ -30,8 +32,8 @@ using EngineState = std::array<std::uint32_t, Engine::state_size>;
 
 constexpr unsigned char GuidNone[16] = {};
 
-// Hands the engine a complete state that was drawn beforehand, so that the system is asked once for
-// all of it and a failure of the system is seen before there is an engine.
+// Seeds an engine with a complete state drawn beforehand: the system is asked once for all of it,
+// and a failure shows before there is an engine.
 class CompleteSeed {
 public:
     explicit CompleteSeed(const EngineState& state) : m_state(state) {}
@@ -44,16 +46,16 @@ private:
     const EngineState& m_state;
 };
 
-// Every value that comes from outside passes here: none is never taken over.
-bool TakeOver(const boost::uuids::uuid& source, unsigned char (&bytes)[16]) {
+// Every value from outside passes here: nil is refused.
+bool Adopt(const boost::uuids::uuid& source, unsigned char (&bytes)[16]) {
     if (source.is_nil())
         return false;
     std::copy(source.begin(), source.end(), bytes);
     return true;
 }
 
-// The generator refuses a text that goes on behind the identifier; callers hand over such texts, so
-// it gets the identifier alone. A text that is too short is cut nowhere and refused there.
+// Callers pass texts that continue after the identifier, which Boost's parser refuses, so it gets
+// the identifier alone. A text that is too short goes to it uncut and is refused there.
 std::string_view IdentifierAt(std::string_view text) {
     const std::size_t brace = text.substr(0, 1) == "{" ? 1 : 0;
     const bool dashed = text.size() > brace + 8 && text[brace + 8] == '-';
@@ -64,12 +66,12 @@ boost::uuids::uuid Parse(std::string_view identifier) {
     try {
         return boost::uuids::string_generator()(identifier.begin(), identifier.end());
     } catch (const std::runtime_error&) {
-        // The words are part of the interface, and Boost's own differ between its versions.
+        // The message is part of the interface, and Boost's differs between versions.
         throw std::runtime_error("invalid uuid string");
     }
 }
 
-// The difference of two unsigned integers at the same place in host byte order, as -1, 0 or 1.
+// Compares two unsigned integers in host byte order: -1, 0 or 1.
 template <typename Word>
 int CompareWords(const unsigned char* left, const unsigned char* right) {
     Word leftWord;
@@ -88,12 +90,12 @@ bool Guid::Generate() {
     if (!FillRandom(state.data(), sizeof state))
         return false;
     try {
-        // The engine is made here, not by the default constructor of Boost's generator: that one
-        // loses its engine when the system fails while seeding it, and asks once for every word.
+        // Not the default constructor of Boost's generator: it asks the system once per word, and
+        // leaks its engine if the system fails while seeding.
         CompleteSeed seed(state);
         Engine engine(seed);
         boost::uuids::basic_random_generator<Engine> generator(engine);
-        return TakeOver(generator(), m_bytes);
+        return Adopt(generator(), m_bytes);
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -102,7 +104,7 @@ bool Guid::Generate() {
 bool Guid::FromString(const char* text) {
     if (text == nullptr)
         return false;
-    return TakeOver(Parse(IdentifierAt(text)), m_bytes);
+    return Adopt(Parse(IdentifierAt(text)), m_bytes);
 }
 
 bool Guid::FromString(const std::string& text) {
@@ -117,9 +119,9 @@ bool Guid::ToString(std::string& out, int form) const {
     boost::uuids::uuid value;
     std::copy(std::begin(m_bytes), std::end(m_bytes), value.begin());
     out = boost::uuids::to_string(value);
-    // Callers store and compare the short text as it is; see
+    // Callers store and compare the clipped text; see
     // GuidText.DropsTheFirstAndLastDigitWithFormZero.
-    if (form == 0)
+    if (form == GuidForm::Clipped)
         out = out.substr(1, out.size() - 2);
     return true;
 }

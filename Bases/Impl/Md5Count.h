@@ -1,10 +1,12 @@
 #ifndef VORN_BASES_IMPL_MD5_COUNT_H
 #define VORN_BASES_IMPL_MD5_COUNT_H
 
+// The count of bits in an MD5 context.
+
 namespace Vorn {
 
-/// Adds the bits of `length` bytes to the count in an MD5 context, modulo 2^64. A step of its own,
-/// so that lengths can be tried that no test has the memory for.
+/// Adds the bits of `length` bytes to the count, modulo 2^64. A function of its own so that tests
+/// can pass lengths that they have no memory for.
 void CountMd5Bits(char (&context)[88], unsigned long length);
 
 } // namespace Vorn

@@ -1,3 +1,5 @@
+// MemPool: a reserved name.
+
 #include <Bases/Utility.h>
 
 namespace Vorn {

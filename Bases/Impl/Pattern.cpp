@@ -1,3 +1,5 @@
+// The command pattern: Command and MacroCommand.
+
 #include <Bases/Utility.h>
 
 namespace Vorn {

@@ -1,3 +1,5 @@
+// Random: a reserved name.
+
 #include <Bases/Utility.h>
 
 namespace Vorn {

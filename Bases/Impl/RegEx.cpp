@@ -1,3 +1,5 @@
+// RegEx: a reserved name.
+
 #include <Bases/Utility.h>
 
 namespace Vorn {

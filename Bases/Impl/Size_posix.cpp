@@ -1,3 +1,5 @@
+// Sizes as text: units of powers of 1024, and numbers with one separator.
+
 #include <Bases/Text.h>
 
 #include <algorithm>
@@ -8,10 +10,10 @@ namespace Vorn {
 
 namespace {
 
-constexpr std::size_t TextRoom = 255;
+constexpr std::size_t TextSize = 255;
 
-// The one separator is all that hosts expect: their displays are laid out for it. The text before
-// it is not looked at, so that a sign or a letter counts like a digit.
+// Hosts lay out their displays for exactly one separator. It goes into the finished text, where a
+// sign or a letter counts like a digit.
 void InsertSeperator(const char* text, char* buffer, unsigned long size) {
     std::string s(text);
     const std::size_t point = s.find('.');
@@ -38,7 +40,7 @@ int GetSizeUnit(long long bytes, double& scaled) {
 int GetSizeFormat(char* buffer, unsigned long size, long long value) {
     if (buffer == nullptr || size == 0)
         return 0;
-    char text[TextRoom] = {};
+    char text[TextSize] = {};
     std::snprintf(text, sizeof text, "%lld", value);
     InsertSeperator(text, buffer, size);
     return 1;
@@ -47,26 +49,26 @@ int GetSizeFormat(char* buffer, unsigned long size, long long value) {
 int GetSizeFormat(char* buffer, unsigned long size, double value, int precision) {
     if (buffer == nullptr || size == 0)
         return 0;
-    // Hosts pass the precision that they would like and get six decimals. Only a negative one goes
-    // into the format, and what comes out is left to the C library.
+    // Hosts pass the precision that they would like and expect six decimals all the same. Only a
+    // negative one goes into the format; the rest is up to the C library.
     char format[32] = "%f";
     if (precision < 0)
         std::snprintf(format, sizeof format, "%%.%df", precision);
-    char text[TextRoom] = {};
+    char text[TextSize] = {};
     std::snprintf(text, sizeof text, format, value);
     InsertSeperator(text, buffer, size);
     return 1;
 }
 
 int GetSizeFormat(std::string& out, long long value) {
-    char buffer[TextRoom] = {};
+    char buffer[TextSize] = {};
     GetSizeFormat(buffer, sizeof buffer, value);
     out = buffer;
     return 1;
 }
 
 int GetSizeFormat(std::string& out, double value, int precision) {
-    char buffer[TextRoom] = {};
+    char buffer[TextSize] = {};
     GetSizeFormat(buffer, sizeof buffer, value, precision);
     out = buffer;
     return 1;

@@ -1,3 +1,5 @@
+// Conversions between the character sets of a locale, of the C library and of wide strings.
+
 #include <Bases/Text.h>
 
 #include <cstdlib>
@@ -12,7 +14,7 @@ using Codecvt = std::codecvt<wchar_t, char, std::mbstate_t>;
 
 constexpr auto Impossible = static_cast<std::size_t>(-1);
 
-// A facet may have filled all of its room, so the end of the string is looked for, too.
+// A facet may have filled the whole buffer, so there may be no zero.
 template <typename String>
 void CutAtFirstZero(String& text) {
     const std::size_t zero = text.find(typename String::value_type());
@@ -20,7 +22,7 @@ void CutAtFirstZero(String& text) {
         text.resize(zero);
 }
 
-// What both counting passes over the C library's locale have in common.
+// Throws what a first count of the C library means: no conversion, or nothing to convert.
 void CheckCount(std::size_t count, const char* impossibleMessage) {
     if (count == Impossible)
         throw std::runtime_error(impossibleMessage);
@@ -28,8 +30,8 @@ void CheckCount(std::size_t count, const char* impossibleMessage) {
         throw std::runtime_error("Error in conversion.");
 }
 
-// The bytes that a string would take, never written: with a null destination the C library only
-// counts and ignores the limit, which the compiler's check of the two does not know.
+// With a null destination the C library only counts and ignores the limit; the compiler's check of
+// the two does not know that.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnonnull"
 std::size_t CountBytes(const std::wstring& w, std::size_t limit) {
@@ -76,7 +78,7 @@ std::wstring utf8_to_wcs(const std::string& s) {
     const std::size_t count = std::mbstowcs(nullptr, s.c_str(), 0);
     CheckCount(count, "Invalid UTF-8 sequence.");
 
-    // The string's own terminator is the element that the C library's terminating zero goes to.
+    // The C library's terminating zero goes to the string's own terminator.
     std::wstring buffer(count, L'\0');
     CheckSecondCount(std::mbstowcs(buffer.data(), s.c_str(), count + 1), count);
     return buffer;
@@ -87,8 +89,8 @@ std::string wcs_to_utf8(const std::wstring& w) {
     CheckCount(count, "Invalid wide string sequence.");
     CheckSecondCount(CountBytes(w, count), count);
 
-    // Callers know a convertible string by this exception, the one that a string made from a null
-    // pointer throws; see WideToUtf8.EndsInALogicErrorForEveryConvertibleString.
+    // Callers recognise a convertible string by this exception, that of a string made from a null
+    // pointer; see WideToUtf8.EndsInALogicErrorForEveryConvertibleString.
     throw std::logic_error("basic_string: construction from null is not valid");
 }
 

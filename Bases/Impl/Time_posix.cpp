@@ -1,3 +1,5 @@
+// Times: conversions, the system clock, days of clock changes, and date-time text.
+
 #include <Bases/Time.h>
 
 #include <cstdio>
@@ -23,7 +25,7 @@ Moment Split(Time time) {
     return {seconds, static_cast<long>(time - seconds * 1000)};
 }
 
-// The sum can leave 64 bits after a shift by the zone's offset.
+// After a shift by the zone's offset the sum may exceed 64 bits.
 bool Join(const Moment& moment, Time& time) {
     Time sum = 0;
     if (__builtin_mul_overflow(moment.seconds, 1000, &sum) ||
@@ -45,9 +47,9 @@ void SysTimeFromTm(const std::tm& tm, long milliseconds, SysTime& sysTime) {
     sysTime.reserved = -1;
 }
 
-// The year and the month go over raw, without taking off 1900 and 1: programs rely on the values
-// that come out (pinned by SysTimeToTime.TakesTheYearAndTheMonthRaw). Fields that a SysTime does
-// not have, the daylight-saving flag among them, are 0.
+// The year and the month are passed raw, not less 1900 and 1: programs rely on the resulting values
+// (SysTimeToTime.TakesTheYearAndTheMonthRaw). Fields that a SysTime does not have, the
+// daylight-saving flag among them, are 0.
 void TmFromSysTime(const SysTime& sysTime, std::tm& tm) {
     tm = {};
     tm.tm_year = sysTime.year;
@@ -73,7 +75,7 @@ bool ReadAsLocal(const SysTime& sysTime, std::time_t& seconds) {
     return ReadAsLocal(tm, seconds);
 }
 
-bool ReadUniversalAsLocal(std::time_t& seconds) {
+bool ReadUtcAsLocal(std::time_t& seconds) {
     std::tm tm;
     return gmtime_r(&seconds, &tm) != nullptr && ReadAsLocal(tm, seconds);
 }
@@ -99,11 +101,11 @@ bool IsChangeDay(const SysTime& date, const TimeZone& timeZone, const SysTime& r
         return false;
 
     const auto day = static_cast<unsigned long>(date.day);
-    if (rule.day == 5)
+    if (rule.day == LastOccurrence)
         return GetLastWeekOfMonth(static_cast<unsigned long>(date.year),
                                   static_cast<unsigned long>(date.month), day);
-    // By the day's own weekday, not that of the first of the month: for weekdays other than Sunday
-    // the count is shifted, and callers' rules allow for that
+    // With the day's own weekday, not that of the first of the month: for weekdays other than
+    // Sunday the count is shifted, and callers' rules allow for it
     // (DstDay.CountsAFirstMondayOnTheSeventhAsTheSecond).
     return GetWeekOfMonth(day, static_cast<unsigned long>(date.dayOfWeek)) ==
            static_cast<unsigned long>(rule.day);
@@ -111,7 +113,7 @@ bool IsChangeDay(const SysTime& date, const TimeZone& timeZone, const SysTime& r
 
 struct NumberToken {
     std::string_view text;
-    int digits; // at least so many, sign included
+    int digits; // minimum width, sign included
     bool skipsZero;
     int (*getValue)(const SysTime& sysTime);
 };
@@ -127,7 +129,7 @@ int GetMilliseconds(const SysTime& sysTime) { return sysTime.milliseconds; }
 int GetHundredths(const SysTime& sysTime) { return sysTime.milliseconds / 10; }
 int GetTenths(const SysTime& sysTime) { return sysTime.milliseconds / 100; }
 
-// Midnight stays 0: only the hours after noon are counted anew.
+// Midnight stays 0: only hours above 12 are reduced.
 int GetHourOfHalfDay(const SysTime& sysTime) {
     return sysTime.hour > 12 ? sysTime.hour - 12 : sysTime.hour;
 }
@@ -184,8 +186,8 @@ void DateTimeFormatToString(std::string_view token, const SysTime& sysTime, std:
         out += token;
 }
 
-// Cleared first: a time that cannot be converted prints as zeros.
-SysTime GetUniversalFields(const Time& time) {
+// Cleared first, so that a time that cannot be converted prints as zeros.
+SysTime GetUtcFields(const Time& time) {
     SysTime sysTime{};
     TimeToSysTime(time, sysTime);
     return sysTime;
@@ -197,8 +199,8 @@ SysTime GetLocalFields(const Time& time) {
     return sysTime;
 }
 
-// Asked before anything is converted or formatted for a buffer that could not take it.
-bool HasRoom(const char* buffer, unsigned long size) { return buffer != nullptr && size != 0; }
+// Checked before anything is converted or formatted.
+bool HasCapacity(const char* buffer, unsigned long size) { return buffer != nullptr && size != 0; }
 
 } // namespace
 
@@ -234,7 +236,7 @@ bool TimeToLocalTime(const Time& time, Time& localTime) {
 
 bool LocalTimeToTime(const Time& localTime, Time& time) {
     Moment moment = Split(localTime);
-    return ReadUniversalAsLocal(moment.seconds) && Join(moment, time);
+    return ReadUtcAsLocal(moment.seconds) && Join(moment, time);
 }
 
 bool GetCurLocalTime(Time& localTime) {
@@ -250,7 +252,7 @@ Time GetCurLocalTime() {
 
 bool GetCurTime(Time& time) {
     Moment now{};
-    return ReadClock(now) && ReadUniversalAsLocal(now.seconds) && Join(now, time);
+    return ReadClock(now) && ReadUtcAsLocal(now.seconds) && Join(now, time);
 }
 
 Time GetCurTime() {
@@ -285,8 +287,8 @@ bool SetCurLocalTime(const SysTime& sysTime) { return SetCurTime(sysTime); }
 
 bool SetCurLocalTime(const Time& localTime) {
     const Moment moment = Split(localTime);
-    // A million, not a thousand: the platform refuses any value that is not a whole second, and
-    // callers count on that refusal (SetLocalClock.HandsOverAMillionMicrosecondsPerMillisecond).
+    // A million, not a thousand: the platform then refuses everything but whole seconds, and
+    // callers rely on that (SetLocalClock.HandsOverAMillionMicrosecondsPerMillisecond).
     return SetClock(moment.seconds, moment.milliseconds * 1000000);
 }
 
@@ -299,11 +301,11 @@ bool IsDstEndDay(const SysTime& sysTime, const TimeZone& timeZone) {
 }
 
 bool IsDstStartDay(const Time& time, const TimeZone& timeZone) {
-    return IsDstStartDay(GetUniversalFields(time), timeZone);
+    return IsDstStartDay(GetUtcFields(time), timeZone);
 }
 
 bool IsDstEndDay(const Time& time, const TimeZone& timeZone) {
-    return IsDstEndDay(GetUniversalFields(time), timeZone);
+    return IsDstEndDay(GetUtcFields(time), timeZone);
 }
 
 bool GetTimeZoneList(std::deque<TimeZone*>&) { return false; }
@@ -331,7 +333,7 @@ bool TimeToSysTime(const Time&, SysTime&, const TimeZone&) { return false; }
 bool SysTimeToTime(const SysTime&, Time&, const TimeZone&) { return false; }
 
 bool GetDateTimeFormat(std::string& out, const std::string& pattern, const SysTime& sysTime) {
-    out.clear(); // before the pattern is looked at, which may be the same string
+    out.clear(); // first, because the pattern may be the same string
     const std::string_view text = pattern;
     std::size_t tokenBegin = 0;
     for (std::size_t i = 0; i < text.size(); ++i) {
@@ -347,7 +349,7 @@ bool GetDateTimeFormat(std::string& out, const std::string& pattern, const SysTi
 
 bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
                        const SysTime& sysTime) {
-    if (!HasRoom(buffer, size))
+    if (!HasCapacity(buffer, size))
         return false;
     std::string text;
     if (!GetDateTimeFormat(text, pattern, sysTime) || text.size() >= size)
@@ -366,12 +368,12 @@ bool GetDateTimeFormat(std::string& out, const std::string& pattern, const Time&
     return GetDateTimeFormat(out, pattern, GetLocalFields(time));
 }
 
-// Universal time, unlike the forms that fill a string; each has callers that rely on it
+// UTC, unlike the forms that fill a string; both have callers that rely on it
 // (DateTimeFormatOfATime.IsLocalInAStringAndUniversalInABuffer).
 bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
                        const Time& time) {
-    return HasRoom(buffer, size) &&
-           GetDateTimeFormat(buffer, size, pattern, GetUniversalFields(time));
+    return HasCapacity(buffer, size) &&
+           GetDateTimeFormat(buffer, size, pattern, GetUtcFields(time));
 }
 
 std::string GetDateTimeFormat(const std::string& pattern, const Time& time) {
@@ -384,7 +386,8 @@ bool GetLocalDateTimeFormat(std::string& out, const std::string& pattern, const 
 
 bool GetLocalDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
                             const Time& time) {
-    return HasRoom(buffer, size) && GetDateTimeFormat(buffer, size, pattern, GetLocalFields(time));
+    return HasCapacity(buffer, size) &&
+           GetDateTimeFormat(buffer, size, pattern, GetLocalFields(time));
 }
 
 std::string GetLocalDateTimeFormat(const std::string& pattern, const Time& time) {

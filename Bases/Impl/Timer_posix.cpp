@@ -1,3 +1,5 @@
+// Counters of the system clock.
+
 #include <Bases/Time.h>
 
 #include <sys/time.h>
@@ -6,7 +8,7 @@ namespace Vorn {
 
 namespace {
 
-// Zero, which every counter answers on failure, when the clock cannot be read.
+// Zero if the clock cannot be read, which every counter then returns.
 timeval ReadClock() {
     timeval now;
     return gettimeofday(&now, nullptr) < 0 ? timeval{} : now;

@@ -1,3 +1,5 @@
+// Integers as narrow and wide text in any radix.
+
 #include <Bases/Text.h>
 
 #include <array>
@@ -16,7 +18,7 @@ using Magnitude = unsigned long long;
 
 // --- Any radix -----------------------------------------------------------------------------------
 
-// One digit for each bit in radix 2. A sign takes no room beyond that: it comes in radix 10 only.
+// One digit for each bit in radix 2, and the terminating zero. The sign fits: only radix 10 has one.
 constexpr std::size_t WorkSize = std::numeric_limits<Magnitude>::digits + 1;
 
 template <typename Char>
@@ -83,7 +85,7 @@ int CountDecimalDigits(Magnitude magnitude) {
 
 void WritePair(char* text, Magnitude pair) { std::memcpy(text, Pairs[pair].data(), 2); }
 
-// Writes the digits, from the last one on, and the terminating zero behind them.
+// Writes the digits, from the last one on, and the terminating zero after them.
 void WriteDecimal(Magnitude magnitude, char* text) {
     char* end = text + CountDecimalDigits(magnitude);
     *end = '\0';
@@ -158,7 +160,7 @@ char* WriteUnsigned(Magnitude magnitude, char* buffer, int radix) {
     return buffer;
 }
 
-// A negative value keeps its sign in radix 10 alone; every other radix shows its bit pattern.
+// Only radix 10 has a sign; every other radix shows the bit pattern.
 char* WriteSigned(long long value, char* buffer, int radix) {
     const auto pattern = static_cast<Magnitude>(value);
     if (value >= 0 || radix != 10)
@@ -168,7 +170,7 @@ char* WriteSigned(long long value, char* buffer, int radix) {
     return buffer;
 }
 
-// The wide forms look at the buffer only when the text is ready.
+// The wide forms check the buffer only after the conversion.
 wchar_t* WriteUnlessNull(Magnitude magnitude, bool negative, wchar_t* buffer, int radix) {
     const IntegerText<wchar_t> text(magnitude, negative, radix);
     return buffer == nullptr ? nullptr : text.CopyTo(buffer);
@@ -187,7 +189,7 @@ char* _itoa(int value, char* buffer, int radix) { return _ltoa(value, buffer, ra
 char* _ltoa(long value, char* buffer, int radix) { return WriteSigned(value, buffer, radix); }
 
 char* _ultoa(unsigned long value, char* buffer, int radix) {
-    // The one narrow form that answers a null buffer, and it does so before looking at the radix.
+    // The only narrow form that checks its buffer, and before it uses the radix.
     if (buffer == nullptr)
         return nullptr;
     return WriteUnsigned(value, buffer, radix);
