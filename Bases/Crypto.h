@@ -11,8 +11,7 @@
 
 #include <Bases/Export.h>
 
-// Crypto has no virtual destructor, which is meant; programs that include this are not warned of
-// it.
+// Crypto has no virtual destructor on purpose: programs that include this get no warning.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wnon-virtual-dtor"
 

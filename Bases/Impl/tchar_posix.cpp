@@ -18,7 +18,8 @@ using Magnitude = unsigned long long;
 
 // --- Any radix -----------------------------------------------------------------------------------
 
-// One digit for each bit in radix 2, and the terminating zero. The sign fits: only radix 10 has one.
+// One digit for each bit in radix 2, and the terminating zero. The sign fits: only radix 10 has
+// one.
 constexpr std::size_t WorkSize = std::numeric_limits<Magnitude>::digits + 1;
 
 template <typename Char>
