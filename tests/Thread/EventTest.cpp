@@ -60,17 +60,6 @@ TEST(Event, SetBeforeCreateIsRememberedAndEveryWaitPasses) {
     EXPECT_TRUE(event.Wait(0));
 }
 
-TEST(Event, ManualResetCreatedSetPassesUntilReset) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
-    EXPECT_TRUE(event.IsOpened());
-    for (const unsigned int timeoutMs : {0U, 5U, WaitForever, 0U})
-        EXPECT_TRUE(event.Wait(timeoutMs));
-    EXPECT_TRUE(event.Reset());
-    EXPECT_FALSE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(5));
-}
-
 TEST(Event, ManualResetWaitsPassFromTheFlagWithoutTouchingTheSemaphore) {
     VornEvent event;
     ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
@@ -79,45 +68,6 @@ TEST(Event, ManualResetWaitsPassFromTheFlagWithoutTouchingTheSemaphore) {
     EXPECT_EQ(1, ReportedCount(event));
     EXPECT_TRUE(event.Reset());
     EXPECT_EQ(0, ReportedCount(event)); // one stated try took the initial count
-}
-
-TEST(Event, AutoResetCreatedSetPassesOnce) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 1, nullptr));
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(5));
-}
-
-TEST(Event, AutoResetPassesOncePerSet) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
-    EXPECT_FALSE(event.Wait(0));
-    for (int i = 0; i < 3; ++i) {
-        EXPECT_TRUE(event.Set());
-        EXPECT_TRUE(event.Wait(i == 1 ? WaitForever : 0));
-        EXPECT_FALSE(event.Wait(0));
-    }
-}
-
-TEST(Event, AnyNonZeroKindIsManualResetAndAnyNonZeroStateIsSet) {
-    Event event;
-    ASSERT_TRUE(event.Create(-7, 42, nullptr));
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_TRUE(event.Wait(0));
-}
-
-TEST(Event, SetThenResetThenWaitFails) {
-    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
-        Event event;
-        ASSERT_TRUE(event.Create(kind, 0, nullptr));
-        for (int i = 0; i < 3; ++i) {
-            EXPECT_TRUE(event.Set());
-            EXPECT_TRUE(event.Reset());
-            EXPECT_FALSE(event.Wait(0));
-            EXPECT_FALSE(event.Wait(1));
-        }
-    }
 }
 
 // Every sequence of up to seven operations against a model of one flag.
@@ -181,80 +131,6 @@ TEST(Event, EveryBlockedWaitHasLoweredTheReportedCount) {
     event.Set();
 }
 
-TEST(Event, SecondCreateFailsAndChangesNothing) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
-    EXPECT_FALSE(event.Create(EventKind::AutoReset, 0, nullptr));
-    EXPECT_FALSE(event.Open(nullptr));
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_TRUE(event.Wait(0)); // still manual-reset and set
-}
-
-TEST(Event, FailedCreateCountsAsOpenedUntilClosed) {
-    testing::internal::CaptureStdout();
-    Event event;
-    {
-        const VornTest::WaitsRefused refused;
-        EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
-    }
-    EXPECT_TRUE(event.IsOpened());
-    EXPECT_FALSE(event.Create(EventKind::AutoReset, 1, nullptr));
-    EXPECT_FALSE(event.Wait(0));      // neither flag was taken over
-    EXPECT_FALSE(event.Wait(600000)); // and there is nothing to wait on
-    EXPECT_FALSE(event.Wait(WaitForever));
-    EXPECT_FALSE(event.Reset());
-    EXPECT_TRUE(event.Set());
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_TRUE(event.Wait(0)); // manual-reset, as before it is created
-    event.Close();
-    EXPECT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
-    EXPECT_FALSE(event.Wait(0));
-    EXPECT_EQ("", testing::internal::GetCapturedStdout());
-}
-
-TEST(Event, OpenWithoutANameMakesAnAutoResetEventWithOneWaitFree) {
-    Event event;
-    ASSERT_TRUE(event.Open(nullptr));
-    EXPECT_TRUE(event.IsOpened());
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(0));
-    EXPECT_TRUE(event.Set());
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(0));
-}
-
-TEST(Event, ClosedWhileSetGoesOnPassing) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 1, nullptr));
-    event.Close();
-    EXPECT_FALSE(event.IsOpened());
-    EXPECT_TRUE(event.Wait(0));
-    EXPECT_TRUE(event.Wait(0)); // a closed event counts as manual-reset
-    EXPECT_FALSE(event.Reset());
-    EXPECT_TRUE(event.Wait(0));
-    event.Close();
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
-    EXPECT_FALSE(event.Wait(0));
-}
-
-TEST(Event, ClosedWhileNotSetFails) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
-    event.Close();
-    EXPECT_FALSE(event.Wait(0));
-    EXPECT_FALSE(event.Wait(WaitForever));
-}
-
-TEST(Event, TimedWaitLastsItsTime) {
-    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
-        Event event;
-        ASSERT_TRUE(event.Create(kind, 0, nullptr));
-        const auto start = std::chrono::steady_clock::now();
-        EXPECT_FALSE(event.Wait(120));
-        EXPECT_GE(std::chrono::steady_clock::now() - start, 120ms);
-    }
-}
-
 TEST(Event, OneSetReleasesEightBlockedThreads) {
     for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
         Event event;
@@ -315,22 +191,6 @@ TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
     EXPECT_FALSE(late.Join());
     EXPECT_TRUE(latePassed);
     EXPECT_FALSE(event.Wait(0));
-}
-
-TEST(Event, WaitInterruptedByASignalHandlerGoesOnWaiting) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
-    for (const unsigned int timeoutMs : {WaitForever, 600000U}) {
-        bool passed = false;
-        VornTest::PosixThread waiter([&] { passed = event.Wait(timeoutMs); });
-        VornTest::WaitUntilBlocked({&waiter});
-        waiter.Interrupt();
-        VornTest::WaitUntilBlocked({&waiter});
-        event.Set();
-        EXPECT_FALSE(waiter.Join());
-        EXPECT_TRUE(passed);
-        EXPECT_FALSE(event.Wait(0)); // the wait that went on has reset the event
-    }
 }
 
 TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
@@ -402,23 +262,6 @@ TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(returned);
     sem_destroy(&finish);
-}
-
-TEST(Event, IsUsableAfterAThreadWasCancelledInItsWait) {
-    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset})
-        for (const unsigned int timeoutMs : {WaitForever, 600000U}) {
-            Event event;
-            ASSERT_TRUE(event.Create(kind, 0, nullptr));
-            VornTest::PosixThread waiter([&] { event.Wait(timeoutMs); });
-            VornTest::WaitUntilBlocked({&waiter});
-            waiter.Cancel();
-            EXPECT_TRUE(waiter.Join());
-            EXPECT_FALSE(event.Wait(0));
-            EXPECT_TRUE(event.Set());
-            EXPECT_TRUE(event.Wait(0));
-            EXPECT_TRUE(event.Reset());
-            EXPECT_FALSE(event.Wait(0));
-        }
 }
 
 TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {

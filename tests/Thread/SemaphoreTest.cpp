@@ -62,15 +62,6 @@ TEST_F(UnnamedSemaphore, PostBeforeCreateLeavesNothing) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-TEST_F(UnnamedSemaphore, MadeFreeIsTakenOnceAndThenReportsMinusOne) {
-    Make(VornSemaphore::SemFree);
-    EXPECT_EQ(1, Count());
-    EXPECT_TRUE(m_sem.Wait(0));
-    EXPECT_EQ(0, Count());
-    EXPECT_FALSE(m_sem.Wait(0));
-    EXPECT_EQ(-1, Count());
-}
-
 TEST_F(UnnamedSemaphore, CountFallsWithEveryAttemptOfEveryKind) {
     Make(VornSemaphore::SemLocked);
     EXPECT_FALSE(m_sem.Wait(0));
@@ -104,70 +95,6 @@ TEST_F(UnnamedSemaphore, PostReportsZeroWhateverTheCountWas) {
     EXPECT_EQ(-3, Count());
     m_sem.Post();
     EXPECT_EQ(0, Count());
-}
-
-TEST_F(UnnamedSemaphore, PostsWithoutWaitersLeaveOneWaitFree) {
-    Make(VornSemaphore::SemLocked);
-    m_sem.Post();
-    m_sem.Post();
-    m_sem.Post();
-    EXPECT_TRUE(m_sem.Wait(0));
-    EXPECT_FALSE(m_sem.Wait(0));
-}
-
-TEST_F(UnnamedSemaphore, DiscardTakesTheFreeWaitBackAndKeepsTheCount) {
-    Make(VornSemaphore::SemLocked);
-    m_sem.Post();
-    m_sem.DiscardFree();
-    EXPECT_EQ(0, Count());
-    EXPECT_FALSE(m_sem.Wait(0));
-}
-
-TEST_F(UnnamedSemaphore, SecondCreateFailsUntilDestroyed) {
-    Make(VornSemaphore::SemFree);
-    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemLocked, nullptr, 1));
-    EXPECT_TRUE(m_sem.Wait(0));
-    EXPECT_TRUE(m_sem.Destroy());
-    EXPECT_FALSE(m_sem.IsCreated());
-    Make(VornSemaphore::SemFree);
-    EXPECT_TRUE(m_sem.Wait(0));
-}
-
-TEST_F(UnnamedSemaphore, CountsAsCreatedAfterThePlatformRefused) {
-    {
-        const VornTest::WaitsRefused refused;
-        EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
-    }
-
-    int count = 77;
-    EXPECT_TRUE(m_sem.IsCreated());
-    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 1));
-    EXPECT_FALSE(m_sem.Wait(0));
-    EXPECT_FALSE(m_sem.Wait(20));
-    EXPECT_FALSE(m_sem.Wait(WaitForever));
-    EXPECT_FALSE(m_sem.GetSemCounts(count));
-    EXPECT_EQ(77, count);
-    m_sem.Post();
-    m_sem.DiscardFree();
-
-    EXPECT_TRUE(m_sem.Destroy());
-    Make(VornSemaphore::SemFree);
-    EXPECT_TRUE(m_sem.Wait(0));
-}
-
-TEST_F(UnnamedSemaphore, TimedWaitLastsSecondsAndMilliseconds) {
-    Make(VornSemaphore::SemLocked);
-    const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(m_sem.Wait(1500));
-    EXPECT_GE(std::chrono::steady_clock::now() - start, 1500ms);
-}
-
-TEST_F(UnnamedSemaphore, WaitOfZeroNeverBlocks) {
-    Make(VornSemaphore::SemLocked);
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 0; i < 1000; ++i)
-        EXPECT_FALSE(m_sem.Wait(0));
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
 }
 
 TEST_F(UnnamedSemaphore, OnePostReleasesEveryBlockedThreadAndLeavesNothingFree) {
@@ -205,20 +132,6 @@ TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(passed);
     EXPECT_FALSE(m_sem.Wait(0));
-}
-
-TEST_F(UnnamedSemaphore, IsUsableAfterAThreadWasCancelledInItsWait) {
-    Make(VornSemaphore::SemLocked);
-    for (const unsigned int timeoutMs : {WaitForever, 600000U}) {
-        VornTest::PosixThread waiter([&] { m_sem.Wait(timeoutMs); });
-        VornTest::WaitUntilBlocked({&waiter});
-        waiter.Cancel();
-        EXPECT_TRUE(waiter.Join());
-        EXPECT_FALSE(m_sem.Wait(0));
-        m_sem.Post();
-        EXPECT_TRUE(m_sem.Wait(0));
-        EXPECT_FALSE(m_sem.Wait(0));
-    }
 }
 
 // Threads that wait in the order in which they were added.

@@ -2,7 +2,7 @@
 # Checks that the tests named in the last column of a page of surprises exist.
 #
 # surprises.sh PAGE TESTS: every row of a table in PAGE names at least one test, as `Suite.Name`,
-# and each is a TEST, TEST_F or TEST_P of a .cpp file below the directory TESTS.
+# and each is a TEST, TEST_F, TEST_P or TYPED_TEST of a .cpp file below the directory TESTS.
 set -eu
 
 page=$1
@@ -11,7 +11,7 @@ tests=$2
 # Prints "Suite.Name" for each test; a long one has its name on the line below.
 list_tests() {
     find "$tests" -name '*.cpp' -exec awk '
-        /^TEST(_F|_P)?\(/ { head = "" ; open = 1 }
+        /^(TYPED_)?TEST(_F|_P)?\(/ { head = "" ; open = 1 }
         open {
             head = head $0
             if (head ~ /\)/) {
