@@ -6,7 +6,6 @@
 #include <chrono>
 
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <sched.h>
 
 #include <Bases/Impl/Sem_mac.h>
@@ -175,8 +174,8 @@ TYPED_TEST(EventKinds, LimitedWaitLastsItsTimeOrIsASingleTry) {
     }
 }
 
-// Waiters of a manual-reset event whom the Set has not released stay blocked: their look at the flag
-// is over.
+// Waiters of a manual-reset event whom the Set has not released stay blocked: their look at the
+// flag is over.
 TYPED_TEST(EventKinds, SetReleasesEveryBlockedThreadOrOne) {
     this->Make(EventKind::ManualReset, 0);
     std::atomic<int> passed{0};

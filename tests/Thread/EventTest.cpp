@@ -6,11 +6,9 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <functional>
 #include <memory>
 #include <new>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -31,7 +29,6 @@ namespace EventKind = Vorn::EventKind;
 using Vorn::VornEvent;
 using Vorn::WaitForever;
 namespace Platform = VornTest::Platform;
-using namespace std::chrono_literals;
 
 int ReportedCount(const VornEvent& event) {
     int count = 12345;

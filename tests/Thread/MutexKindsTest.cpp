@@ -9,8 +9,6 @@
 
 #include <gtest/gtest.h>
 
-#include <Bases/Impl/Sem_mac.h>
-
 #include "Thread/Naming.h"
 #include "support/BlockedThreads.h"
 

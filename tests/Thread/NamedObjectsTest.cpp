@@ -3,19 +3,12 @@
 // is a single try. The second process of these tests is a real one.
 #include <Bases/Thread.h>
 
-#include <array>
-#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <cstdarg>
-#include <cstdio>
-#include <memory>
 #include <string>
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
-#include <sched.h>
 #include <semaphore.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -36,7 +29,6 @@ using Vorn::VornSemaphore;
 using Vorn::WaitForever;
 namespace Platform = VornTest::Platform;
 using VornTest::Peer;
-using namespace std::chrono_literals;
 
 // What sem_open was asked last.
 struct OpenCall {

@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_TESTS_THREAD_NAMING_H
 #define VORN_BASES_TESTS_THREAD_NAMING_H
 
-// The two kinds of every lock and event, without and with a name, for suites that run the same cases
-// on both. How they differ is the table here, and nowhere else.
+// The two kinds of every lock and event, without and with a name, for suites that run the same
+// cases on both. How they differ is the table here, and nowhere else.
 
 #include <string>
 #include <vector>

@@ -1,5 +1,5 @@
-// Concerns: what a semaphore without a name and one with a name have in common, and exactly how they
-// differ: see Naming.h.
+// Concerns: what a semaphore without a name and one with a name have in common, and exactly how
+// they differ: see Naming.h.
 #include <Bases/Impl/Sem_mac.h>
 #include <Bases/Thread.h>
 

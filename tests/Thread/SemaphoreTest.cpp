@@ -5,7 +5,6 @@
 #include <Bases/Thread.h>
 
 #include <atomic>
-#include <cerrno>
 #include <chrono>
 #include <climits>
 #include <memory>
@@ -27,7 +26,6 @@ using VornTest::Gate;
 using VornTest::OnWake;
 using VornTest::SetGate;
 using VornTest::SetOnWake;
-using namespace std::chrono_literals;
 
 constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
 

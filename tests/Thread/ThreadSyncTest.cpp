@@ -2,11 +2,8 @@
 // failed to open; the exact messages and when there is none.
 #include <Bases/Thread.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
-#include <memory>
-#include <string>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -25,7 +22,6 @@ using Vorn::CsLocker;
 using Vorn::Mutex;
 using Vorn::MutexLocker;
 using Vorn::WaitForever;
-using namespace std::chrono_literals;
 
 bool TryFromAnotherThread(const Cs& cs) {
     bool taken = false;

@@ -1,0 +1,391 @@
+// Concerns: which tasks a stop, a restart and the destruction drop; that no lock is held while they
+// are destroyed; tasks that are empty, throw or are cancelled.
+#include <Bases/Thread.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <stdexcept>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <pthread.h>
+#include <sched.h>
+#include <unistd.h>
+
+#include "Thread/ThreadPoolTest.h"
+#include "support/BlockedThreads.h"
+
+namespace {
+
+using namespace VornTest;
+
+TEST(TaskPoolStop, FinishesTheRunningTaskAndDropsTheQueuedOnesUnrun) {
+    Copies copies;
+    std::atomic<int> nRuns{0};
+    std::atomic<bool> finished{false};
+    ManualEvent entered;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post([&] {
+        entered.Set();
+        finished = pool.IsStopThread(WaitForever);
+    });
+    for (int i = 0; i < 3; ++i)
+        pool.Post(Counted(copies, [&] { ++nRuns; }));
+    EXPECT_TRUE(entered.Wait(Patience));
+    EXPECT_EQ(3, copies.alive);
+    pool.StopThread(WaitForever, 0);
+    EXPECT_TRUE(finished);
+    EXPECT_FALSE(pool.IsThreadRunning());
+    EXPECT_EQ(0, copies.alive);
+    EXPECT_EQ(0, nRuns);
+
+    EXPECT_TRUE(pool.StartThread(0));
+    Drain(pool);
+    EXPECT_EQ(0, nRuns);
+}
+
+TEST(TaskPoolStop, DropsTheTasksOfAPoolThatWasNeverStarted) {
+    Copies copies;
+    ThreadTaskPool pool;
+    pool.Post(Counted(copies));
+    EXPECT_EQ(1, copies.alive);
+    pool.StopThread(0, 0);
+    EXPECT_EQ(0, copies.alive);
+}
+
+TEST(TaskPoolStop, NotForcedDropsTheQueuedTasksOfAWorkerThatGoesOn) {
+    Copies copies;
+    std::atomic<int> nRuns{0};
+    DeafTask deaf;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(deaf.Task());
+    EXPECT_TRUE(deaf.entered.Wait(Patience));
+    for (int i = 0; i < 3; ++i)
+        pool.Post(Counted(copies, [&] { ++nRuns; }));
+    pool.StopThread(0, 0);
+    EXPECT_TRUE(pool.IsThreadRunning());
+    EXPECT_EQ(0, copies.alive);
+
+    deaf.release.Set();
+    pool.StopThread(WaitForever, 0);
+    EXPECT_FALSE(pool.IsThreadRunning());
+    EXPECT_EQ(0, nRuns);
+}
+
+TEST(TaskPoolStop, NotForcedIsSafeAgainstAWorkerThatIsTakingTasks) {
+    ThreadTaskPool pool;
+    for (int round = 0; round < 100; ++round) {
+        for (int i = 0; i < 20; ++i)
+            pool.Post(Nothing);
+        ASSERT_TRUE(pool.StartThread(0));
+        for (int i = 0; i < 20; ++i)
+            pool.Post(Nothing);
+        pool.StopThread(0, 0);
+        pool.StopThread(WaitForever, 0);
+    }
+}
+
+TEST(TaskPoolStop, ForcedCancelsTheRunningTaskAndDestroysIt) {
+    Copies copies;
+    DeafTask deaf;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(Counted(copies, deaf.Task()));
+    pool.Post(Counted(copies));
+    EXPECT_TRUE(deaf.entered.Wait(Patience));
+    pool.StopThread(0, 1);
+    EXPECT_FALSE(pool.IsThreadRunning());
+    EXPECT_EQ(0, copies.alive);
+
+    EXPECT_TRUE(pool.StartThread(0));
+    Drain(pool);
+}
+
+TEST(TaskPoolStop, ForcedCancelsATaskThatSleeps) {
+    Copies copies;
+    ManualEvent entered;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(Counted(copies, [&] {
+        entered.Set();
+        pool.SleepThread(4000000);
+    }));
+    EXPECT_TRUE(entered.Wait(Patience));
+    pool.StopThread(0, 1);
+    EXPECT_FALSE(pool.IsThreadRunning());
+    EXPECT_EQ(0, copies.alive);
+}
+
+TEST(TaskPoolStop, ForcedAtAnyMomentLeavesThePoolUsable) {
+    Copies copies;
+    ThreadTaskPool pool;
+    for (int round = 0; round < 200; ++round) {
+        for (int i = 0; i < round % 7; ++i)
+            pool.Post(Counted(copies, [] { pthread_testcancel(); }));
+        ASSERT_TRUE(pool.StartThread(0));
+        pool.StopThread(0, 1);
+        ASSERT_FALSE(pool.IsThreadRunning());
+        ASSERT_EQ(0, copies.alive);
+    }
+    EXPECT_TRUE(pool.StartThread(0));
+    Drain(pool);
+}
+
+// A task whose destruction in the worker reaches a cancellation point, as one that closes a file
+// does, when the worker has just been cancelled.
+class CancelledInDestruction {
+public:
+    struct State {
+        ManualEvent entered;
+        std::atomic<int> nDestructions{0};
+        int nth = 1; // the destruction in question
+        pthread_t maker = pthread_self();
+    };
+
+    explicit CancelledInDestruction(State& state) : m_state(state) {}
+    CancelledInDestruction(const CancelledInDestruction&) = default;
+    CancelledInDestruction& operator=(const CancelledInDestruction&) = delete;
+    ~CancelledInDestruction() {
+        if (pthread_equal(m_state.maker, pthread_self()) != 0)
+            return;
+        if (++m_state.nDestructions != m_state.nth)
+            return;
+        m_state.entered.Set();
+        while (Platform::pthread_cancel.Results().empty())
+            sched_yield();
+        pthread_testcancel();
+    }
+    void operator()() const {}
+
+private:
+    State& m_state;
+    [[maybe_unused]] std::array<char, 128> m_room{};
+};
+
+class TaskPoolStopAtDestruction : public testing::TestWithParam<int> {};
+
+TEST_P(TaskPoolStopAtDestruction, DoesNotEndTheProcess) {
+    CancelledInDestruction::State state;
+    state.nth = GetParam();
+    Platform::pthread_cancel.Record(true);
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(CancelledInDestruction(state));
+    ASSERT_TRUE(state.entered.Wait(Patience));
+    pool.StopThread(0, 1);
+    EXPECT_FALSE(pool.IsThreadRunning());
+    EXPECT_GE(state.nDestructions, state.nth);
+}
+
+INSTANTIATE_TEST_SUITE_P(OfTheQueuedAndOfTheRunCopy, TaskPoolStopAtDestruction,
+                         testing::Values(1, 2));
+
+// Copies wait for ever on any thread but the one that made the first.
+class DeafToCopies {
+public:
+    explicit DeafToCopies(DeafTask& deaf) : m_deaf(deaf), m_maker(pthread_self()) {}
+    DeafToCopies(const DeafToCopies& other) : m_deaf(other.m_deaf), m_maker(other.m_maker) {
+        if (pthread_equal(m_maker, pthread_self()) == 0)
+            m_deaf.Task()();
+    }
+    ~DeafToCopies() = default;
+    DeafToCopies& operator=(const DeafToCopies&) = delete;
+    void operator()() const {}
+
+private:
+    DeafTask& m_deaf;
+    pthread_t m_maker;
+};
+
+TEST(TaskPoolStop, ForcedWhileATaskIsCopiedOutLeavesTheQueueUnlocked) {
+    DeafTask deaf;
+    PostElsewhere postElsewhere;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(DeafToCopies(deaf));
+    EXPECT_TRUE(deaf.entered.Wait(Patience));
+    // The queue's lock is held by the copying worker, so only the base class can stop it.
+    pool.Thread::StopThread(0, 1);
+    EXPECT_FALSE(pool.IsThreadRunning());
+    EXPECT_TRUE(postElsewhere(pool, Nothing));
+    pool.StopThread(0, 0);
+    EXPECT_TRUE(pool.StartThread(0));
+    Drain(pool);
+}
+
+TEST(TaskPoolStop, DroppedTasksAreDestroyedWithNoLockHeld) {
+    PostElsewhere postElsewhere;
+    std::atomic<bool> posted{false};
+    std::atomic<bool> ran{false};
+    ThreadTaskPool pool;
+    pool.Post(AtDestruction([&] { posted = postElsewhere(pool, [&] { ran = true; }); }));
+    pool.StopThread(0, 0);
+    EXPECT_TRUE(posted);
+
+    EXPECT_TRUE(pool.StartThread(0)); // what the destruction has posted belongs to the next start
+    Drain(pool);
+    EXPECT_TRUE(ran);
+}
+
+TEST(TaskPoolStop, PutsACancellationOfTheOwnerOffWhileItDestroysTheDroppedTasks) {
+    std::atomic<bool> destroyed{false};
+    std::atomic<bool> stopped{false};
+    ThreadTaskPool pool;
+    pool.Post(AtDestruction([&] {
+        pthread_testcancel(); // leaving a destructor here would end the process
+        destroyed = true;
+    }));
+    VornTest::PosixThread owner([&] {
+        pthread_cancel(pthread_self());
+        pool.StopThread(0, 0);
+        stopped = true;
+        pthread_testcancel();
+    });
+    EXPECT_TRUE(owner.Join()); // put off only
+    EXPECT_TRUE(destroyed);
+    EXPECT_TRUE(stopped);
+}
+
+TEST(TaskPoolStop, TakenTaskIsDestroyedInTheQueueWithNoLockHeld) {
+    // Destroyed once in the queue and once behind the run; a copy counts itself.
+    class PostsWhenDestroyed {
+    public:
+        PostsWhenDestroyed(ThreadTaskPool& pool, PostElsewhere& postElsewhere,
+                           std::atomic<int>& posted)
+            : m_pool(pool), m_postElsewhere(postElsewhere), m_posted(posted),
+              m_maker(pthread_self()) {}
+        PostsWhenDestroyed(const PostsWhenDestroyed&) = default;
+        PostsWhenDestroyed& operator=(const PostsWhenDestroyed&) = delete;
+        ~PostsWhenDestroyed() {
+            if (pthread_equal(m_maker, pthread_self()) == 0 && m_postElsewhere(m_pool, Nothing))
+                ++m_posted;
+        }
+        void operator()() const {}
+
+    private:
+        ThreadTaskPool& m_pool;
+        PostElsewhere& m_postElsewhere;
+        std::atomic<int>& m_posted;
+        pthread_t m_maker;
+        [[maybe_unused]] std::array<char, 128> m_room{};
+    };
+    std::atomic<int> posted{0};
+    PostElsewhere postElsewhere;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(PostsWhenDestroyed(pool, postElsewhere, posted));
+    Drain(pool);
+    pool.StopThread(WaitForever, 0);
+    EXPECT_EQ(2, posted);
+}
+
+TEST(TaskPoolRestart, DropsTheTasksQueuedAtThatMoment) {
+    Copies copies;
+    std::atomic<int> nRuns{0};
+    ManualEvent entered;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post([&] {
+        entered.Set();
+        pool.IsStopThread(WaitForever);
+    });
+    for (int i = 0; i < 3; ++i)
+        pool.Post(Counted(copies, [&] { ++nRuns; }));
+    EXPECT_TRUE(entered.Wait(Patience));
+    EXPECT_TRUE(pool.StartThread(0));
+    EXPECT_EQ(0, copies.alive);
+    Drain(pool);
+    EXPECT_EQ(0, nRuns);
+}
+
+TEST(TaskPoolDestruction, StopsTheWorkerAndDropsTheQueuedTasks) {
+    Copies copies;
+    std::atomic<int> nRuns{0};
+    std::atomic<bool> finished{false};
+    ManualEvent entered;
+    {
+        ThreadTaskPool pool;
+        EXPECT_TRUE(pool.StartThread(0));
+        pool.Post([&] {
+            entered.Set();
+            pool.IsStopThread(WaitForever);
+            pool.Post(Counted(copies, [&] { ++nRuns; }));
+            finished = true;
+        });
+        pool.Post(Counted(copies, [&] { ++nRuns; }));
+        EXPECT_TRUE(entered.Wait(Patience));
+    }
+    EXPECT_TRUE(finished);
+    EXPECT_EQ(0, copies.alive);
+    EXPECT_EQ(0, nRuns);
+}
+
+TEST(TaskPoolDestruction, DestroysTasksThatWereNeverStarted) {
+    Copies copies;
+    {
+        ThreadTaskPool pool;
+        pool.Post(Counted(copies));
+        EXPECT_EQ(1, copies.alive);
+    }
+    EXPECT_EQ(0, copies.alive);
+}
+
+TEST(TaskPoolDestruction, AlsoDropsWhatTheDroppedTasksPost) {
+    Copies copies;
+    {
+        ThreadTaskPool pool;
+        pool.Post(AtDestruction([&] {
+            pool.Post(AtDestruction([&] { pool.Post(Counted(copies)); }));
+            pool.Post(Counted(copies));
+        }));
+    }
+    EXPECT_GT(copies.made, 0);
+    EXPECT_EQ(0, copies.alive);
+}
+
+TEST(TaskPoolDestruction, FinishesAlsoWhenTheOwnerIsCancelledMeanwhile) {
+    DeafTask deaf;
+    ManualEvent destroying;
+    std::atomic<bool> destroyed{false};
+    VornTest::PosixThread owner([&] {
+        {
+            ThreadTaskPool pool;
+            EXPECT_TRUE(pool.StartThread(0));
+            pool.Post(deaf.Task());
+            EXPECT_TRUE(deaf.entered.Wait(Patience));
+            destroying.Set();
+        }
+        destroyed = true;
+    });
+    EXPECT_TRUE(destroying.Wait(Patience));
+    VornTest::WaitUntilBlocked({&owner});
+    owner.Cancel();
+    deaf.release.Set();
+    owner.Join();
+    EXPECT_TRUE(destroyed);
+}
+
+void RunInPool(const boost::function<void()>& task) {
+    ThreadTaskPool pool;
+    pool.Post(task); // accepted, whatever it is
+    std::fputs("accepted, ", stderr);
+    pool.StartThread(0);
+    Drain(pool);
+    _exit(0);
+}
+
+TEST(TaskPoolDeathTest, EmptyTaskIsAcceptedAndEndsTheProcessWhenItsTurnComes) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(RunInPool({}), testing::KilledBySignal(SIGABRT), "accepted, .*bad_function_call");
+}
+
+TEST(TaskPoolDeathTest, ExceptionThatLeavesATaskEndsTheProcess) {
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(RunInPool([] { throw std::runtime_error("left the task"); }),
+                testing::KilledBySignal(SIGABRT), "left the task");
+}
+
+} // namespace

@@ -1,0 +1,171 @@
+#ifndef VORN_BASES_TESTS_THREAD_THREAD_POOL_TEST_H
+#define VORN_BASES_TESTS_THREAD_THREAD_POOL_TEST_H
+
+// Tasks that tell what becomes of them, and ways to watch the worker.
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <ctime>
+#include <functional>
+#include <future>
+#include <memory>
+#include <numeric>
+#include <utility>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <pthread.h>
+
+#include <Bases/Thread.h>
+
+#include "fault/Platform.h"
+
+namespace VornTest {
+
+using Vorn::Event;
+using Vorn::Thread;
+using Vorn::ThreadTaskPool;
+using Vorn::WaitForever;
+
+inline constexpr unsigned int Patience = 30000; // a wait that fails only when the test has failed
+
+/// Calls this with the deadline of each limited wait of any thread, until Platform::Reset.
+inline void WatchWaits(std::function<void(const timespec&)> onWait) {
+    Platform::pthread_cond_timedwait.OnAnyThread().Do(
+        [onWait = std::move(onWait)](pthread_cond_t* posted, pthread_mutex_t* lock,
+                                     const timespec* deadline) {
+            onWait(*deadline);
+            return Platform::pthread_cond_timedwait.Real(posted, lock, deadline);
+        });
+}
+
+/// Run once by this thread after it has next unlocked the lock.
+struct UnlockHook {
+    std::function<void(pthread_mutex_t*)> run;
+    pthread_mutex_t* pLock = nullptr; // null: the one that this thread locks next
+};
+
+inline thread_local UnlockHook g_unlockHook;
+
+/// Lets every thread's hook be run.
+inline void HookUnlocks() {
+    g_unlockHook = {};
+    Platform::pthread_mutex_lock.OnAnyThread().Do([](pthread_mutex_t* lock) {
+        if (g_unlockHook.run && g_unlockHook.pLock == nullptr)
+            g_unlockHook.pLock = lock;
+        return Platform::pthread_mutex_lock.Real(lock);
+    });
+    Platform::pthread_mutex_unlock.OnAnyThread().Do([](pthread_mutex_t* lock) {
+        const int status = Platform::pthread_mutex_unlock.Real(lock);
+        if (g_unlockHook.run && g_unlockHook.pLock == lock)
+            std::exchange(g_unlockHook, {}).run(lock);
+        return status;
+    });
+}
+
+class ManualEvent : public Event {
+public:
+    ManualEvent() { EXPECT_TRUE(Create(1, 0, nullptr)); }
+};
+
+// How often a task's function object was copied, and how many of them live.
+struct Copies {
+    std::atomic<int> made{0};
+    std::atomic<int> alive{0};
+};
+
+// A function object that counts its copies. It is too large for the room that boost::function has
+// inside, so that a swap of two task objects copies nothing.
+class Counted {
+public:
+    explicit Counted(Copies& copies, std::function<void()> run = {})
+        : m_copies(copies), m_run(std::move(run)) {
+        ++m_copies.alive;
+    }
+    Counted(const Counted& other) : m_copies(other.m_copies), m_run(other.m_run) {
+        ++m_copies.made;
+        ++m_copies.alive;
+    }
+    ~Counted() { --m_copies.alive; }
+    Counted& operator=(const Counted&) = delete;
+
+    void operator()() const {
+        if (m_run)
+            m_run();
+    }
+
+private:
+    Copies& m_copies;
+    std::function<void()> m_run;
+    [[maybe_unused]] std::array<char, 128> m_room{};
+};
+
+// Runs something when the last of its copies is destroyed.
+class AtDestruction {
+public:
+    explicit AtDestruction(std::function<void()> action)
+        : m_pAction(new std::function<void()>(std::move(action)), [](std::function<void()>* p) {
+              (*p)();
+              delete p;
+          }) {}
+    void operator()() const {}
+
+private:
+    std::shared_ptr<std::function<void()>> m_pAction;
+};
+
+// A task that says when it has begun and then waits for its own event, whatever the owner asks.
+class DeafTask {
+public:
+    boost::function<void()> Task() {
+        return [this] {
+            entered.Set();
+            release.Wait(WaitForever);
+        };
+    }
+
+    ManualEvent entered;
+    ManualEvent release;
+};
+
+inline void Nothing() {}
+
+// Waits until everything posted so far has been run.
+inline void Drain(ThreadTaskPool& pool) {
+    ManualEvent done;
+    pool.Post([&done] { done.Set(); });
+    ASSERT_TRUE(done.Wait(Patience));
+}
+
+// Posts on another thread. Returns false when that thread finds the queue's lock held for good.
+class PostElsewhere {
+public:
+    bool operator()(ThreadTaskPool& pool, const boost::function<void()>& task) {
+        m_posted = std::async(std::launch::async, [&pool, task] { pool.Post(task); });
+        return m_posted.wait_for(std::chrono::seconds(10)) == std::future_status::ready;
+    }
+
+private:
+    std::future<void> m_posted; // waits for the thread in the end, after the lock is free again
+};
+
+inline long long Nanoseconds(const timespec& time) {
+    return time.tv_sec * 1000000000LL + time.tv_nsec;
+}
+
+inline long long Now() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return Nanoseconds(now);
+}
+
+inline std::vector<int> Numbers(int count) {
+    std::vector<int> numbers(static_cast<std::size_t>(count));
+    std::iota(numbers.begin(), numbers.end(), 0);
+    return numbers;
+}
+
+} // namespace VornTest
+
+#endif
