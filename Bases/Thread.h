@@ -60,7 +60,7 @@ inline constexpr unsigned int WaitForever = 0xFFFFFFFF;
 /// A critical section: a recursive lock for the threads of one process. The thread that holds it
 /// may lock it again and must unlock it as often. All operations are const, so that const methods
 /// can lock a member; any thread may call them.
-class VORN_BASES_API Cs {
+class VORN_BASES_API VORN_BASES_LOCK_MARK(capability("lock")) Cs {
 public:
     Cs();
     ~Cs();
@@ -68,24 +68,24 @@ public:
     Cs& operator=(const Cs&) = delete;
 
     /// Waits until the section is free or held by the calling thread, and takes it.
-    void Lock() const;
+    void Lock() const VORN_BASES_LOCK_MARK(acquire_capability());
 
     /// Takes the section if that needs no waiting. Returns true when it was taken, which includes
     /// that the calling thread already holds it; false when another thread does.
-    bool TryLock() const;
+    bool TryLock() const VORN_BASES_LOCK_MARK(try_acquire_capability(true));
 
     /// Releases the section. The calling thread must hold it.
-    void Unlock() const;
+    void Unlock() const VORN_BASES_LOCK_MARK(release_capability());
 
 private:
     mutable pthread_mutex_t m_mutex;
 };
 
 /// Holds a Cs for the length of a scope.
-class VORN_BASES_API CsLocker {
+class VORN_BASES_API VORN_BASES_LOCK_MARK(scoped_lockable) CsLocker {
 public:
-    explicit CsLocker(const Cs& cs);
-    ~CsLocker();
+    explicit CsLocker(const Cs& cs) VORN_BASES_LOCK_MARK(acquire_capability(cs));
+    ~CsLocker() VORN_BASES_LOCK_MARK(release_capability());
     CsLocker(const CsLocker&) = delete;
     CsLocker& operator=(const CsLocker&) = delete;
 
@@ -523,9 +523,9 @@ private:
     VORN_BASES_LOCAL bool TakeTask(Task& task, TaskList& taken);
     VORN_BASES_LOCAL bool DropTasks();
 
-    std::unique_ptr<TaskList> m_pTasks;
+    std::unique_ptr<TaskList> m_pTasks VORN_BASES_LOCK_MARK(pt_guarded_by(m_csTasks));
     Cs m_csTasks;
-    Event m_evtTasks;
+    Event m_evtTasks; // set while there are tasks; changed with the lock held, waited for without
 };
 
 /// How an object of Shm attaches its segment; any number but ReadWrite counts as ReadOnly.

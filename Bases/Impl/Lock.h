@@ -2,41 +2,34 @@
 #define VORN_BASES_IMPL_LOCK_H
 
 // The lock of this library's own short sections, and marks by which Clang checks its use: a member
-// marked with the lock that guards it cannot be touched without it. The standard library's mutex
-// carries no such marks with GCC's headers.
+// that is marked with the lock which guards it cannot be touched without it. The standard library's
+// mutex carries no such marks with GCC's headers.
 
 #include <pthread.h>
 
-#ifdef __clang__
-#define VORN_CHECKED(attribute) __attribute__((attribute))
-#else
-#define VORN_CHECKED(attribute)
-#endif
+#include <Bases/Export.h>
 
 /// On a member: only with the lock held.
-#define VORN_GUARDED_BY(lock) VORN_CHECKED(guarded_by(lock))
+#define VORN_GUARDED_BY(lock) VORN_BASES_LOCK_MARK(guarded_by(lock))
 
 /// On a function: the caller holds the lock, also when it returns.
-#define VORN_REQUIRES(lock) VORN_CHECKED(requires_capability(lock))
+#define VORN_REQUIRES(lock) VORN_BASES_LOCK_MARK(requires_capability(lock))
 
 /// On a function that Clang cannot follow; say why.
-#define VORN_UNCHECKED VORN_CHECKED(no_thread_safety_analysis)
+#define VORN_UNCHECKED VORN_BASES_LOCK_MARK(no_thread_safety_analysis)
 
 namespace Vorn {
 
 /// Never held while its thread sleeps, other than by the means of Monitor.
-class VORN_CHECKED(capability("lock")) Lock {
+class VORN_BASES_LOCK_MARK(capability("lock")) Lock {
 public:
     Lock() = default;
     ~Lock() { pthread_mutex_destroy(&m_mutex); }
     Lock(const Lock&) = delete;
     Lock& operator=(const Lock&) = delete;
 
-    void Acquire() VORN_CHECKED(acquire_capability()) { pthread_mutex_lock(&m_mutex); }
-    void Release() VORN_CHECKED(release_capability()) { pthread_mutex_unlock(&m_mutex); }
-
-    /// Tells Clang what it cannot see by itself: that the caller holds it. Checks nothing.
-    void AssertHeld() const VORN_CHECKED(assert_capability(this)) {}
+    void Acquire() VORN_BASES_LOCK_MARK(acquire_capability()) { pthread_mutex_lock(&m_mutex); }
+    void Release() VORN_BASES_LOCK_MARK(release_capability()) { pthread_mutex_unlock(&m_mutex); }
 
     /// For waits that unlock it while they last.
     pthread_mutex_t& Native() { return m_mutex; }
@@ -46,12 +39,12 @@ private:
 };
 
 /// Holds a Lock for the length of a scope, with pauses.
-class VORN_CHECKED(scoped_lockable) Locker {
+class VORN_BASES_LOCK_MARK(scoped_lockable) Locker {
 public:
-    explicit Locker(Lock& lock) VORN_CHECKED(acquire_capability(lock)) : m_lock(lock) {
+    explicit Locker(Lock& lock) VORN_BASES_LOCK_MARK(acquire_capability(lock)) : m_lock(lock) {
         m_lock.Acquire();
     }
-    ~Locker() VORN_CHECKED(release_capability()) {
+    ~Locker() VORN_BASES_LOCK_MARK(release_capability()) {
         if (m_bHeld)
             m_lock.Release();
     }

@@ -20,7 +20,6 @@ public:
     }
 
     ~Waiter() {
-        m_monitor.m_lock.AssertHeld();
         const bool wasLast = m_pNext == this;
         LeaveRing();
         if (!m_bChosen || m_bPassed)

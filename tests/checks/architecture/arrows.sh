@@ -67,7 +67,7 @@ find Bases examples -type f \( -name '*.h' -o -name '*.cpp' \) | sort | xargs aw
         if (included ~ /^Bases\//) {
             included = name_of(included)
             if (included == "Export.h")
-                return FILENAME ~ /^Bases\/[A-Za-z]*\.h$/
+                return FILENAME ~ /^Bases\/[A-Za-z]*\.h$/ || names(family, included)
             if (is_example)
                 return included ~ /\.h$/ && included in owner
             return names(family, included)
