@@ -14,7 +14,7 @@ namespace Vorn {
 namespace {
 
 // More than a directory's name can need, however large the caller's buffer is said to be.
-constexpr unsigned long MaxScratch = 64 * 1024;
+constexpr unsigned long MaxScratch = 64UL * 1024;
 
 } // namespace
 

@@ -22,6 +22,9 @@ namespace {
 
 constexpr mach_port_t Task = 0x103;
 
+// A sleep of this length that ends by time is not the end of a wait of the library, which goes on.
+constexpr std::chrono::milliseconds WholeSleep(100);
+
 struct Semaphore {
     explicit Semaphore(int value) : count(value) {}
 
@@ -183,14 +186,17 @@ kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore) {
 kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t wait_time) {
     if (wait_time.tv_nsec < 0 || wait_time.tv_nsec >= 1'000'000'000)
         return KERN_INVALID_VALUE;
+    const auto limit =
+        std::chrono::seconds(wait_time.tv_sec) + std::chrono::nanoseconds(wait_time.tv_nsec);
     kern_return_t status = KERN_SUCCESS;
     {
         const Vorn::CancelShield shield;
         if (g_beforeWait)
             std::exchange(g_beforeWait, nullptr)();
-        status = Wait(semaphore, std::chrono::seconds(wait_time.tv_sec) +
-                                     std::chrono::nanoseconds(wait_time.tv_nsec));
+        status = Wait(semaphore, limit);
     }
+    if (status == KERN_OPERATION_TIMED_OUT && limit == WholeSleep)
+        return status;
     if (Wake())
         status = KERN_OPERATION_TIMED_OUT;
     if (status == KERN_OPERATION_TIMED_OUT)
