@@ -16,8 +16,8 @@
 
 namespace Vorn {
 
-/// A resizable set of bits, addressed by position from 0 to the size less 1. Position p is bit p %
-/// 8, counted from the least significant, of byte p / 8.
+/// A resizable set of bits, addressed by position from 0 to the size less 1. Position p is in byte
+/// p / 8, at bit p % 8 counted from the least significant.
 ///
 ///     Vorn::Bits bits(3);
 ///     bits.Set(0);
@@ -32,7 +32,7 @@ namespace Vorn {
 /// set before are set again when it grows within the capacity. Clear and FromString release the
 /// capacity.
 ///
-/// Note: the last byte may hold unused bits, behind the last position. None, Any, operator== and
+/// Note: the last byte may hold unused bits, beyond the last position. None, Any, operator== and
 /// operator!= look at whole bytes and so at these: Any may be 1 with a GetSetCount of 0, and sets
 /// with the same text may differ. SetAll, ResetAll, operator~ and, for operands of equally many
 /// bytes, the in-place logic operators and operator& clear the unused bits; operator|, operator^,

@@ -243,8 +243,8 @@ public:
 
 extern "C" {
 
-/// Makes the 32 round-key words of SEED at `roundKeys` from the 16 bytes at `key`: words 2i and 2i
-/// + 1 are those of round i + 1. The byte order is that of CryptoBlockCipherSeed.
+/// Makes the 32 round-key words of SEED at `roundKeys` from the 16 bytes at `key`: words 2i and
+/// 2i+1 are those of round i+1. The byte order is that of CryptoBlockCipherSeed.
 ///
 /// Here and below a null pointer is the caller's error, and the arguments need no alignment beyond
 /// that of their type. All may run on several threads at once.
