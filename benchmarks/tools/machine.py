@@ -7,7 +7,7 @@ import subprocess
 
 PEERS = ["libssl3", "libboost-dev", "libfmt9", "libpocofoundation80", "libglib2.0-0", "libuuid1",
          "libpugixml1v5", "libxml2", "libc6", "libstdc++6", "libbenchmark1debian"]
-EXTENSIONS = ["ssse3", "sse4_1", "popcnt", "aes", "avx2", "vaes", "gfni", "avx512f", "avx512_vbmi"]
+EXTENSIONS = ["ssse3", "sse4_1", "popcnt", "aes", "avx2", "vaes", "gfni", "avx512f", "avx512vbmi"]
 
 
 def describe(build_directory, source_directory):

@@ -68,10 +68,10 @@ def _panels(curves, unit, label):
 
 
 def _panel(axes, curves, unit):
-    for curve in curves:
+    for curve, line in zip(curves, ["o-", "o--", "o:"]):
         is_ours = curve["contender"] == "ours"
         axes.plot([p["items"] for p in curve["points"]], [p[unit] for p in curve["points"]],
-                  "o-" if is_ours else "o--", color=AHEAD if is_ours else THEIRS, markersize=3,
+                  line, color=AHEAD if is_ours else THEIRS, markersize=3,
                   label=curve["contender"] + (", stopped" if curve["stopped"] else ""))
     axes.set_xscale("log")
     axes.set_yscale("log")
