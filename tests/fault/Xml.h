@@ -6,6 +6,9 @@
 
 #include <cstddef>
 
+#include <libxml/tree.h>
+#include <libxml/xmlwriter.h>
+
 #include "fault/Platform.h"
 
 namespace VornTest::Platform {
@@ -19,6 +22,13 @@ extern Function<void(void* block)> xml_free;
 // Set-up and tear-down
 extern Function<void()> xmlInitParser;
 extern Function<void()> xmlCleanupParser;
+
+// Writing
+extern Function<xmlBufferPtr()> xmlBufferCreate;
+extern Function<void(xmlBufferPtr buffer)> xmlBufferFree;
+extern Function<xmlTextWriterPtr(xmlBufferPtr buffer, int compression)> xmlNewTextWriterMemory;
+extern Function<int(xmlTextWriterPtr writer)> xmlTextWriterEndElement;
+extern Function<int(xmlTextWriterPtr writer)> xmlTextWriterEndDocument;
 
 } // namespace VornTest::Platform
 
