@@ -88,8 +88,8 @@ inline void ExpectNothingWrites(Vorn::XmlWriter& writer) {
 
 class XmlWriterTest : public XmlTest {
 public:
-    XmlWriterTest() = default;
-    ~XmlWriterTest() override { EXPECT_EQ(0, WriterSpy::buffers) << "buffers left behind"; }
+    XmlWriterTest() { WriterSpy::Watch(); }
+    ~XmlWriterTest() override { EXPECT_EQ(0, WriterSpy::Buffers()) << "buffers left behind"; }
     XmlWriterTest(const XmlWriterTest&) = delete;
     XmlWriterTest& operator=(const XmlWriterTest&) = delete;
 };

@@ -1,20 +1,28 @@
 #ifndef VORN_BASES_TESTS_XML_WRITER_SPY_H
 #define VORN_BASES_TESTS_XML_WRITER_SPY_H
 
-#include <atomic>
+#include <algorithm>
+#include <cstddef>
+
+#include "fault/Xml.h"
 
 namespace VornTest {
 
-/// Looks at what XmlWriter asks of libxml2, and makes the next call of a function fail.
+/// Watches what XmlWriter asks of libxml2, from Watch to the end of the test.
 struct WriterSpy {
-    static inline std::atomic<bool> failBufferCreate = false;
-    static inline std::atomic<bool> failNewWriter = false;
-    static inline std::atomic<bool> failEndElement = false;
-    static inline std::atomic<bool> failEndDocument = false;
+    static void Watch() {
+        Platform::xmlBufferCreate.Record(true);
+        Platform::xmlBufferFree.Record(true);
+        Platform::xmlNewTextWriterMemory.Record(true);
+    }
 
-    static inline std::atomic<int> compression = -1; // that was asked for
-    static inline std::atomic<int> buffers = 0;      // that exist
-    static inline std::atomic<int> buffersBeforeCreation = 0;
+    /// How many buffers exist.
+    static std::ptrdiff_t Buffers() {
+        const auto made = Platform::xmlBufferCreate.Results();
+        return static_cast<std::ptrdiff_t>(made.size()) -
+               std::count(made.begin(), made.end(), nullptr) -
+               static_cast<std::ptrdiff_t>(Platform::xmlBufferFree.Count());
+    }
 };
 
 } // namespace VornTest

@@ -1,26 +1,30 @@
 #include <Bases/Xml.h>
 
+#include <optional>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
 
 #include "Xml/Reader.h"
-#include "support/FailingNew.h"
+#include "fault/Xml.h"
 #include "support/IconvSpy.h"
+#include "support/NoMemory.h"
 #include "support/XmlTest.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::XmlReader;
 using VornTest::Declared;
 using VornTest::EAcute;
 using VornTest::Euro;
-using VornTest::FailingNew;
 using VornTest::IconvCall;
 using VornTest::IconvSpy;
 using VornTest::LoadText;
 using VornTest::NameOf;
+using VornTest::NoMemory;
 using VornTest::Repeat;
 using VornTest::TextOf;
 using VornTest::Utf8;
@@ -207,19 +211,19 @@ TEST_F(XmlReaderScratch, GrowsForALongTextAndStaysAtThatSizeUntilClose) {
     EXPECT_EQ(first, IconvSpy::calls.front().output) << "4096 bytes are there from the start";
     EXPECT_EQ(4096u, IconvSpy::calls.front().room);
 
-    FailingNew::failFrom = 4097;
+    std::optional<NoMemory> none(std::in_place, Platform::operator_new, 4097U);
     EXPECT_EQ("(fails)", ValueOf(reader)) << "one byte more has to be fetched";
     EXPECT_EQ(4086u, TextOf(reader, reader.GetRootElement()).size());
-    FailingNew::failFrom = 0;
+    none.reset();
     EXPECT_EQ(4087u, ValueOf(reader).size());
     char* const grown = IconvSpy::calls.back().output;
     NameOf(reader, reader.GetRootElement());
     EXPECT_EQ(grown, IconvSpy::calls.back().output);
 
     reader.Close();
-    FailingNew::failFrom = 4096;
+    none.emplace(Platform::operator_new, 4096U);
     EXPECT_TRUE(LoadText(reader, Utf8 + "<r/>")) << "Close keeps the room";
-    FailingNew::failFrom = 0;
+    none.reset();
 }
 
 } // namespace

@@ -1,5 +1,6 @@
 #include <Bases/Xml.h>
 
+#include <cerrno>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -11,21 +12,24 @@
 #include <gtest/gtest.h>
 
 #include "Xml/Reader.h"
-#include "support/FailingNew.h"
+#include "fault/Xml.h"
 #include "support/IconvSpy.h"
+#include "support/NoMemory.h"
 #include "support/TempDir.h"
 #include "support/XmlTest.h"
 
 namespace {
 
+namespace Platform = VornTest::Platform;
+
 using Vorn::XmlReader;
 using VornTest::Declared;
 using VornTest::ExpectEmpty;
-using VornTest::FailingNew;
 using VornTest::HostErrors;
 using VornTest::IconvSpy;
 using VornTest::LoadText;
 using VornTest::NameOf;
+using VornTest::NoMemory;
 using VornTest::StderrOf;
 using VornTest::Utf8;
 using VornTest::XmlReaderTest;
@@ -140,16 +144,16 @@ TEST_F(XmlReaderLife, CannotBeCopied) {
 }
 
 TEST_F(XmlReaderLife, WithoutMemoryForItsDataStopsAtTheAssertion) {
-    for (const int failing : {1, 2}) {
+    for (const std::size_t failing : {1U, 2U}) {
 #ifndef NDEBUG
         EXPECT_DEATH(
             {
-                FailingNew::nothrowUntilFailure = failing;
+                Platform::operator_new_nothrow.At(failing).Fail(ENOMEM);
                 const XmlReader reader;
             },
             R"(Bases/Impl/XmlDoc\.cpp.*XmlReader.*m_pPrivateData != __null)");
 #else
-        FailingNew::nothrowUntilFailure = failing;
+        Platform::operator_new_nothrow.At(failing).Fail(ENOMEM);
         XmlReader reader;
         EXPECT_FALSE(LoadText(reader, Utf8 + "<r/>"));
         EXPECT_FALSE(reader.Load("missing.xml"));
@@ -157,14 +161,15 @@ TEST_F(XmlReaderLife, WithoutMemoryForItsDataStopsAtTheAssertion) {
         reader.Close();
 #endif
     }
-    FailingNew::nothrowUntilFailure = 0;
+    Platform::operator_new_nothrow.Reset();
 }
 
 TEST_F(XmlReaderLife, LoadWithoutMemoryForTheScratchArrayFailsAndEndsEmpty) {
     XmlReader reader;
-    FailingNew::failFrom = 4096;
-    EXPECT_FALSE(LoadText(reader, Utf8 + "<r/>"));
-    FailingNew::failFrom = 0;
+    {
+        const NoMemory none(Platform::operator_new, 4096);
+        EXPECT_FALSE(LoadText(reader, Utf8 + "<r/>"));
+    }
     ExpectEmpty(reader);
     EXPECT_EQ(0, IconvSpy::live);
     EXPECT_TRUE(LoadText(reader, Utf8 + "<r/>"));

@@ -1,10 +1,12 @@
 #include <Bases/Xml.h>
 
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <cstdio>
 #include <limits>
 #include <string>
+#include <tuple>
 
 #include <libxml/tree.h>
 
@@ -15,6 +17,8 @@
 #include "Xml/Writer.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::Guid;
 using Vorn::XmlReader;
@@ -45,7 +49,7 @@ TEST_F(XmlWriterContent, IsTheDeclarationAndTheElementsWithoutAnyAddedSpace) {
     EXPECT_TRUE(writer.EndElement());
     EXPECT_TRUE(writer.EndDocument());
     EXPECT_EQ(Utf8 + "<a n=\"5\">x&lt;y</a>\n", Bytes(writer));
-    EXPECT_EQ(0, WriterSpy::compression);
+    EXPECT_EQ(0, std::get<1>(Platform::xmlNewTextWriterMemory.Calls().back()));
 }
 
 TEST_F(XmlWriterContent, NestsElementsAndClosesTheInnermostFirst) {
@@ -87,9 +91,9 @@ TEST_F(XmlWriterContent, WriteElementEntityWritesAWholeElement) {
 
 TEST_F(XmlWriterContent, WriteElementEntityDoesNotAskHowTheElementEnded) {
     EXPECT_EQ("<a><b>t</b></a>", Element([](XmlWriter& writer) {
-                  WriterSpy::failEndElement = true;
+                  Platform::xmlTextWriterEndElement.At(1).Fail(ENOMEM);
                   EXPECT_TRUE(writer.WriteElementEntity("b", "t"));
-                  EXPECT_FALSE(WriterSpy::failEndElement);
+                  EXPECT_EQ(1U, Platform::xmlTextWriterEndElement.Scripted());
               }));
 }
 

@@ -6,15 +6,16 @@
 #include <utility>
 #include <vector>
 
-#include <libxml/xmlmemory.h>
-
 #include <gtest/gtest.h>
 
 #include "Xml/Writer.h"
+#include "fault/Xml.h"
 #include "support/IconvSpy.h"
 #include "support/XmlTest.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::XmlWriter;
 using VornTest::Bytes;
@@ -145,9 +146,9 @@ struct ZMemory {
         return memory == nullptr ? nullptr : std::memset(memory, 'Z', size);
     }
 
-    ZMemory() { xmlMemSetup(std::free, Fill, std::realloc, strdup); }
+    ZMemory() { Platform::xml_malloc.Do(Fill); }
     ~ZMemory() {
-        xmlMemSetup(std::free, std::malloc, std::realloc, strdup);
+        Platform::xml_malloc.Reset();
         refused = 0;
     }
     ZMemory(const ZMemory&) = delete;

@@ -1,5 +1,6 @@
 #include <Bases/Xml.h>
 
+#include <cerrno>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -14,7 +15,7 @@
 #include <gtest/gtest.h>
 
 #include "Xml/Writer.h"
-#include "support/FailingNew.h"
+#include "fault/Xml.h"
 #include "support/IconvSpy.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
@@ -22,12 +23,13 @@
 
 namespace {
 
+namespace Platform = VornTest::Platform;
+
 using Vorn::XmlWriter;
 using VornTest::Bytes;
 using VornTest::CountingWriter;
 using VornTest::EAcute;
 using VornTest::ExpectNothingWrites;
-using VornTest::FailingNew;
 using VornTest::Finish;
 using VornTest::Hangul;
 using VornTest::HostErrors;
@@ -88,9 +90,13 @@ TEST_F(XmlWriterLife, ANewDocumentTakesThePlaceOfTheFinishedOne) {
     ASSERT_TRUE(writer.BeginDocument("UTF-8"));
     ASSERT_TRUE(writer.WriteElement("old", "1"));
     ASSERT_TRUE(writer.EndDocument());
-    EXPECT_EQ(1, WriterSpy::buffers);
+    EXPECT_EQ(1, WriterSpy::Buffers());
     ASSERT_TRUE(writer.BeginDocument("UTF-8"));
-    EXPECT_EQ(0, WriterSpy::buffersBeforeCreation) << "the old one goes first";
+    EXPECT_EQ(
+        (std::vector<std::string>{"xmlBufferCreate", "xmlNewTextWriterMemory", "xmlBufferFree",
+                                  "xmlBufferCreate", "xmlNewTextWriterMemory"}),
+        Platform::Order())
+        << "the old one goes first";
     EXPECT_EQ(std::string::npos, Bytes(writer).find("old"));
     ASSERT_TRUE(writer.WriteElement("new", "2"));
     EXPECT_EQ(Utf8 + "<new>2</new>\n", Finish(writer));
@@ -100,7 +106,7 @@ TEST_F(XmlWriterLife, AFailedEndStillEndsTheWriting) {
     XmlWriter writer;
     ASSERT_TRUE(writer.BeginDocument("UTF-8"));
     ASSERT_TRUE(writer.WriteElement("a", "1"));
-    WriterSpy::failEndDocument = true;
+    Platform::xmlTextWriterEndDocument.At(1).Fail(ENOMEM);
     EXPECT_FALSE(writer.EndDocument());
     EXPECT_EQ(0, IconvSpy::live);
     EXPECT_EQ(Utf8 + "<a>1</a>", Bytes(writer)) << "what was written is flushed";
@@ -109,7 +115,7 @@ TEST_F(XmlWriterLife, AFailedEndStillEndsTheWriting) {
 
 TEST_F(XmlWriterLife, WithoutABufferBeginFailsAndDoesNotClose) {
     CountingWriter writer;
-    WriterSpy::failBufferCreate = true;
+    Platform::xmlBufferCreate.At(1).Fail(ENOMEM);
     EXPECT_FALSE(writer.BeginDocument("UTF-8"));
     EXPECT_EQ(0, writer.m_closed);
     EXPECT_EQ("(none)", Bytes(writer));
@@ -118,7 +124,7 @@ TEST_F(XmlWriterLife, WithoutABufferBeginFailsAndDoesNotClose) {
 
 TEST_F(XmlWriterLife, WithoutAWriterBeginFailsAndClosesAndCanBeRepeated) {
     CountingWriter writer;
-    WriterSpy::failNewWriter = true;
+    Platform::xmlNewTextWriterMemory.At(1).Fail(ENOMEM);
     EXPECT_FALSE(writer.BeginDocument("UTF-8"));
     EXPECT_EQ(1, writer.m_closed);
     EXPECT_EQ("(none)", Bytes(writer));
@@ -130,7 +136,7 @@ TEST_F(XmlWriterLife, AFailedBeginHasDroppedTheFinishedDocument) {
     XmlWriter writer;
     ASSERT_TRUE(writer.BeginDocument("UTF-8"));
     ASSERT_TRUE(writer.EndDocument());
-    WriterSpy::failBufferCreate = true;
+    Platform::xmlBufferCreate.At(1).Fail(ENOMEM);
     EXPECT_FALSE(writer.BeginDocument("UTF-8"));
     EXPECT_EQ("(none)", Bytes(writer));
 }
@@ -154,9 +160,9 @@ TEST_P(XmlWriterStuck, BeginsNoDocumentUntilTheEndAndThenAgain) {
     m_writer.Close();
     EXPECT_FALSE(m_writer.BeginDocument("UTF-8"));
     EXPECT_EQ(2, m_writer.m_closed) << "the failed attempts end before Close";
-    EXPECT_EQ(1, WriterSpy::buffers) << "the writer still points at it";
+    EXPECT_EQ(1, WriterSpy::Buffers()) << "the writer still points at it";
     EXPECT_TRUE(m_writer.EndDocument());
-    EXPECT_EQ(0, WriterSpy::buffers);
+    EXPECT_EQ(0, WriterSpy::Buffers());
     EXPECT_EQ("(none)", Bytes(m_writer));
     EXPECT_FALSE(m_writer.EndDocument());
     ASSERT_TRUE(m_writer.BeginDocument("UTF-8"));
@@ -284,12 +290,12 @@ TEST_F(XmlWriterLife, WithoutMemoryForItsDataStopsAtTheAssertion) {
 #ifndef NDEBUG
     EXPECT_DEATH(
         {
-            FailingNew::nothrowUntilFailure = 1;
+            Platform::operator_new_nothrow.At(1).Fail(ENOMEM);
             const XmlWriter writer;
         },
         R"(Bases/Impl/XmlDoc\.cpp.*XmlWriter.*m_pPrivateData != __null)");
 #else
-    FailingNew::nothrowUntilFailure = 1;
+    Platform::operator_new_nothrow.At(1).Fail(ENOMEM);
     XmlWriter writer;
     EXPECT_FALSE(writer.BeginDocument("UTF-8"));
     ExpectNothingWrites(writer);

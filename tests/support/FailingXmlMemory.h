@@ -8,9 +8,10 @@
 #include <string>
 
 #include <libxml/xmlerror.h>
-#include <libxml/xmlmemory.h>
 
 #include <gtest/gtest.h>
+
+#include "fault/Xml.h"
 
 namespace VornTest {
 
@@ -26,14 +27,19 @@ public:
         s_left = number;
         s_mode = mode;
         s_failed = false;
-        xmlMemGet(&m_free, &m_allocate, &m_reallocate, &m_duplicate);
-        xmlMemSetup(Free, Allocate, Reallocate, Duplicate);
+        Platform::xml_free.OnAnyThread().Do(Free);
+        Platform::xml_malloc.OnAnyThread().Do(Allocate);
+        Platform::xml_realloc.OnAnyThread().Do(Reallocate);
+        Platform::xml_strdup.OnAnyThread().Do(Duplicate);
     }
 
     /// Frees what libxml2 itself has lost.
     ~FailingXmlMemory() {
         Lost();
-        xmlMemSetup(m_free, m_allocate, m_reallocate, m_duplicate);
+        for (Platform::Call* const call :
+             std::initializer_list<Platform::Call*>{&Platform::xml_free, &Platform::xml_malloc,
+                                                    &Platform::xml_realloc, &Platform::xml_strdup})
+            call->Reset();
         for (void* const block : s_blocks)
             std::free(block);
         s_blocks.clear();
@@ -91,11 +97,6 @@ private:
         s_blocks.erase(block);
         std::free(block);
     }
-
-    xmlFreeFunc m_free = nullptr;
-    xmlMallocFunc m_allocate = nullptr;
-    xmlReallocFunc m_reallocate = nullptr;
-    xmlStrdupFunc m_duplicate = nullptr;
 
     static inline int s_left = 0; // until the next failure, itself included; 0: none
     static inline Mode s_mode = Once;

@@ -2,9 +2,15 @@
 #define VORN_BASES_TESTS_SUPPORT_ICONV_SPY_H
 
 #include <cstddef>
+#include <cstring>
 #include <mutex>
 #include <string>
 #include <vector>
+
+#include <iconv.h>
+#include <langinfo.h>
+
+#include "fault/Platform.h"
 
 namespace VornTest {
 
@@ -18,9 +24,8 @@ struct IconvCall {
     }
 };
 
-/// Looks at the conversions that the library asks of iconv. A program that uses this adds
-/// IconvSpy.cpp to its sources and wraps iconv, iconv_open and iconv_close. Conversions may run on
-/// several threads; look at the records when they are done.
+/// Watches the conversions that the library asks of iconv, from Reset to the end of the test.
+/// Conversions may run on several threads; look at the records when they are done.
 struct IconvSpy {
     static inline std::mutex lock;
     static inline std::vector<std::string> opened; // "FROM to TO", refused ones included
@@ -33,6 +38,38 @@ struct IconvSpy {
         calls.clear();
         live = 0;
         platformKnowsChar = false;
+        Platform::iconv_open.OnAnyThread().Do(Open);
+        Platform::iconv.OnAnyThread().Do(Convert);
+        Platform::iconv_close.OnAnyThread().Do(Close);
+    }
+
+private:
+    static const char* Translate(const char* name) {
+        return platformKnowsChar && std::strcmp(name, "char") == 0 ? nl_langinfo(CODESET) : name;
+    }
+
+    static iconv_t Open(const char* to, const char* from) {
+        const std::lock_guard locker(lock);
+        opened.push_back(std::string(from) + " to " + to);
+        const iconv_t converter = iconv_open(Translate(to), Translate(from));
+        if (reinterpret_cast<std::ptrdiff_t>(converter) != -1)
+            ++live;
+        return converter;
+    }
+
+    static std::size_t Convert(iconv_t converter, char** input, std::size_t* inputLeft,
+                               char** output, std::size_t* room) {
+        if (input != nullptr) { // otherwise it only resets the converter
+            const std::lock_guard locker(lock);
+            calls.push_back({*inputLeft, *room, *output});
+        }
+        return iconv(converter, input, inputLeft, output, room);
+    }
+
+    static int Close(iconv_t converter) {
+        const std::lock_guard locker(lock);
+        --live;
+        return iconv_close(converter);
     }
 };
 
