@@ -1,5 +1,5 @@
-// Concerns: every allocation of libxml2 can be scripted and recorded, and its blocks still come from
-// malloc.
+// Concerns: every allocation of libxml2 can be scripted and recorded, and its blocks still come
+// from malloc.
 #include "fault/Xml.h"
 
 #include <cstdlib>
