@@ -59,6 +59,8 @@ protected:
         sem_unlink(m_name.c_str()); // what a killed run with the same number may have left
     }
     ~OfOneKind() override { sem_unlink(m_name.c_str()); }
+    OfOneKind(const OfOneKind&) = delete;
+    OfOneKind& operator=(const OfOneKind&) = delete;
 
     const char* Name() const { return Naming::HasName ? m_name.c_str() : nullptr; }
 

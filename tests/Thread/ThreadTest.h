@@ -74,6 +74,8 @@ protected:
         });
     }
     ~ThreadTest() override { Platform::Reset(); }
+    ThreadTest(const ThreadTest&) = delete;
+    ThreadTest& operator=(const ThreadTest&) = delete;
 
     std::vector<std::string> TakeCalls() { return m_calls.Take(); }
 

@@ -183,11 +183,11 @@ kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore) {
 }
 
 // No cancellation point.
-kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t wait_time) {
-    if (wait_time.tv_nsec < 0 || wait_time.tv_nsec >= 1'000'000'000)
+kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t waitTime) {
+    if (waitTime.tv_nsec < 0 || waitTime.tv_nsec >= 1'000'000'000)
         return KERN_INVALID_VALUE;
     const auto limit =
-        std::chrono::seconds(wait_time.tv_sec) + std::chrono::nanoseconds(wait_time.tv_nsec);
+        std::chrono::seconds(waitTime.tv_sec) + std::chrono::nanoseconds(waitTime.tv_nsec);
     kern_return_t status = KERN_SUCCESS;
     {
         const Vorn::CancelShield shield;

@@ -29,7 +29,7 @@ extern "C" {
 mach_port_t mach_task_self(void);
 kern_return_t semaphore_create(task_t task, semaphore_t* semaphore, int policy, int value);
 kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore);
-kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t wait_time);
+kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t waitTime);
 kern_return_t semaphore_signal_all(semaphore_t semaphore);
 }
 
