@@ -288,7 +288,8 @@ const Curve WriteCurve("XML write, per element", Decades(6), {"libxml2"}, [](Run
     run.Peer([&] { return LibxmlWrite(run.Size()) != nullptr; });
 });
 
-// Elements without anything in them: with texts, ten million would take all memory of many machines.
+// Elements without anything in them: with texts, ten million would take all memory of many
+// machines.
 std::string EmptyElements(std::size_t count) {
     std::string text = R"(<?xml version="1.0" encoding="UTF-8"?><r>)";
     text.reserve(text.size() + 4 * count + 4);

@@ -11,11 +11,11 @@
 //
 // The body prepares the input and enters the contenders: ours first, then the peers in the order of
 // their names. It runs again for every repetition, and each time one contender is measured. Before
-// that, once per process, the contenders' results are compared, call by call; a row whose contenders
-// disagree gives an error and no figure.
+// that, once per process, the contenders' results are compared, call by call; a row whose
+// contenders disagree gives an error and no figure.
 //
-// What the work returns is its result. Where that is not what is to be compared, or there is nothing,
-// a second function gives the result of the latest call; it is never timed.
+// What the work returns is its result. Where that is not what is to be compared, or there is
+// nothing, a second function gives the result of the latest call; it is never timed.
 
 #include <chrono>
 #include <cstddef>

@@ -370,20 +370,20 @@ TEST(EventStress, HandOversAcrossProcessorsLoseNothing) { HandOver(100000); }
 TEST(EventStress, NoSetIsSwallowedByTheResetOfAFailedWait) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
-    constexpr int rounds = 20000;
+    constexpr int Rounds = 20000;
     std::atomic<int> seen{0};
     std::thread waiter([&] {
-        for (unsigned int i = 0; seen < rounds; ++i)
+        for (unsigned int i = 0; seen < Rounds; ++i)
             if (event.Wait(i % 64 == 0 ? 1 : 0))
                 ++seen;
     });
-    for (int i = 0; i < rounds; ++i) {
+    for (int i = 0; i < Rounds; ++i) {
         event.Set();
         while (seen <= i)
             sched_yield();
     }
     waiter.join();
-    EXPECT_EQ(rounds, seen);
+    EXPECT_EQ(Rounds, seen);
 }
 
 TEST(EventStress, SetsAndResetsOfManyThreadsKeepTheEventWhole) {

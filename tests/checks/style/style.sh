@@ -8,33 +8,18 @@
 #   and so may a line that has no space to break it at.
 # - Files of tests have fewer than 800 lines.
 #
-# style.sh ROOT [PATH...]: prints what breaks a rule. Files below ROOT whose paths begin with one of
-# the PATHs are excepted, until somebody mends them.
+# style.sh ROOT: prints what breaks a rule below ROOT.
 set -eu
 
 cd "$1"
-shift
 export LC_ALL=C
 
 # shellcheck disable=SC2016 # the program is awk's
 find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name '*.cpp' \
     -o -name '*.md' -o -name '*.sh' -o -name '*.awk' -o -name '*.cmake' -o -name CMakeLists.txt \
     -o -name '*.map' -o -name '.clang-*' -o -path ./dev -o -path ./.ci/run \) -print | sort |
-    xargs awk -v exceptions="$*" '
-    BEGIN {
-        count = split(exceptions, excepted, " ")
-    }
-
-    function is_excepted(    i) {
-        for (i = 1; i <= count; ++i)
-            if (index(file, "./" excepted[i]) == 1)
-                return 1
-        return 0
-    }
-
+    xargs awk '
     function complain(line, text) {
-        if (is_excepted())
-            return
         print substr(file, 3) ":" line ": " text
         wrong = 1
     }
