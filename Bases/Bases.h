@@ -32,7 +32,8 @@ namespace Vorn {
 VORN_BASES_API int BasesInit();
 
 /// Frees the XML parser's process-wide state; every further call does so again. Note: the global
-/// locale stays as BasesInit set it. Note: a document that an XmlWriter is still writing is lost.
+/// locale stays as BasesInit set it. Note: a document that an XmlWriter is still writing cannot be
+/// continued; what was written can still be fetched.
 VORN_BASES_API void BasesRelease();
 
 /// Returns the calling process's identifier.

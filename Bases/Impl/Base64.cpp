@@ -82,15 +82,14 @@ void EncodeBytes(const unsigned char* bytes, std::size_t size, char* text) {
 // waiting again.
 class Decoder {
 public:
-    Decoder(const char* text, std::size_t length, unsigned char* bytes)
-        : m_text(text), m_end(text + length), m_bytes(bytes), m_begin(bytes) {}
+    Decoder(const char* text, std::size_t length, unsigned char* bytes, Base64DecodeKernel kernel)
+        : m_text(text), m_end(text + length), m_bytes(bytes), m_begin(bytes), m_kernel(kernel) {}
 
     /// Returns false at a character that is neither of the alphabet nor "=".
     bool Run() {
-        const Base64DecodeKernel kernel = FindBase64Kernels(CurrentRoute()).decode;
         while (m_text != m_end) {
             if (m_waiting == 0)
-                TakeGroups(kernel);
+                TakeGroups();
             if (m_text != m_end && !TakeCharacter())
                 return false;
         }
@@ -100,10 +99,10 @@ public:
     std::size_t Written() const { return static_cast<std::size_t>(m_bytes - m_begin); }
 
 private:
-    void TakeGroups(Base64DecodeKernel kernel) {
-        if (kernel != nullptr) {
+    void TakeGroups() {
+        if (m_kernel != nullptr) {
             const std::size_t taken =
-                kernel(m_text, static_cast<std::size_t>(m_end - m_text), m_bytes);
+                m_kernel(m_text, static_cast<std::size_t>(m_end - m_text), m_bytes);
             m_text += taken;
             m_bytes += taken / 4 * 3;
         }
@@ -145,6 +144,7 @@ private:
     const char* m_end;
     unsigned char* m_bytes;
     unsigned char* m_begin;
+    Base64DecodeKernel m_kernel; // may be null
     std::uint32_t m_bits = 0;
     unsigned m_waiting = 0; // bits that make no byte yet
 };
@@ -189,12 +189,14 @@ unsigned long Base64::Decode(const char* pszEnc, char* pDecData) {
     if (n == 0)
         return 0;
 
-    // The buffer is cleared before anything is read: a text that lies in it is lost. Otherwise it
-    // is enough to clear what decoding has not filled.
-    if (Overlap(pszEnc, pDecData, n + 1))
-        std::memset(pDecData, 0, n + 1);
+    // The buffer is cleared before anything is read, which a text that overlaps it shows: that one is
+    // cleared as a whole and decoded without a kernel, which may write behind its result. Otherwise
+    // it is enough to clear what decoding has not filled.
     auto* const bytes = reinterpret_cast<unsigned char*>(pDecData);
-    Decoder decoder(pszEnc, n, bytes);
+    const bool overlap = Overlap(pszEnc, pDecData, n + 1);
+    if (overlap)
+        std::memset(bytes, 0, n + 1);
+    Decoder decoder(pszEnc, n, bytes, overlap ? nullptr : FindBase64Kernels(CurrentRoute()).decode);
     const bool valid = decoder.Run();
     const std::size_t written = decoder.Written();
     std::memset(bytes + written, 0, n + 1 - written);

@@ -85,19 +85,23 @@ inline void Round(Half& changed, const Half& other, const Word* key) {
     changed.second ^= d;
 }
 
-constexpr int RoundPairs = 8;
-
 // Takes blocks through all sixteen rounds together: a block is one long chain of dependent steps,
 // so the processor works on the others while it waits for the tables of the first.
 template <std::size_t... I>
 inline void CipherTogether(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     Block blocks[] = {Block(bytes + I * BlockSize)...};
-    for (int pair = 0; pair < RoundPairs; ++pair) {
-        (Round(blocks[I].left, blocks[I].right, keys.key), ...);
-        keys.key += keys.step;
-        (Round(blocks[I].right, blocks[I].left, keys.key), ...);
-        keys.key += keys.step;
-    }
+    const auto twoRounds = [&](std::ptrdiff_t round) {
+        (Round(blocks[I].left, blocks[I].right, keys.key + round * keys.step), ...);
+        (Round(blocks[I].right, blocks[I].left, keys.key + (round + 1) * keys.step), ...);
+    };
+    twoRounds(0);
+    twoRounds(2);
+    twoRounds(4);
+    twoRounds(6);
+    twoRounds(8);
+    twoRounds(10);
+    twoRounds(12);
+    twoRounds(14);
     (blocks[I].StoreTo(bytes + I * BlockSize), ...);
 }
 

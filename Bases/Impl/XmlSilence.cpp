@@ -1,5 +1,7 @@
 #include <Bases/Impl/XmlSilence.h>
 
+#include <algorithm>
+#include <cstring>
 #include <string_view>
 
 #include <libxml/globals.h>
@@ -15,18 +17,31 @@ void HearGeneric(void* silence, const char* message, ...) {
         static_cast<XmlSilence*>(silence)->NoteLoss();
 }
 
-// The characters before the closing quote of a value that is made empty by trimming.
-constexpr std::string_view Trimmed = "; \t\r\n";
+// Whether nothing of the value that ends before `quote` is left when it is trimmed: blanks and
+// references, back to the quote that opens it or to the base of the parser's buffer.
+bool IsEmptyWhenTrimmed(const xmlChar* base, const xmlChar* quote) {
+    const xmlChar* begin = quote;
+    while (begin != base && begin[-1] != *quote)
+        --begin;
+    while (begin != quote) {
+        if (*begin == '&')
+            begin = std::find(begin, quote, static_cast<xmlChar>(';'));
+        else if (std::strchr(" \t\r\n", *begin) == nullptr)
+            return false;
+        if (begin != quote)
+            ++begin;
+    }
+    return true;
+}
 
 // A namespace for which there is no memory is reported as an empty one, and the document goes on
-// without it. The parser then stands after the declaration; one that is empty indeed has two quotes
-// there, or spaces or a reference to one before the quote.
+// without it. The parser then stands after the declaration; one that is empty indeed has nothing but
+// what trimming takes away between its quotes.
 bool IsLostNamespace(const xmlError& error) {
     if (error.code != XML_NS_ERR_XML_NAMESPACE || error.str1 == nullptr || error.ctxt == nullptr)
         return false;
-    const xmlChar* const end = static_cast<const xmlParserCtxt*>(error.ctxt)->input->cur;
-    const auto last = static_cast<char>(end[-2]);
-    return last != static_cast<char>(end[-1]) && Trimmed.find(last) == Trimmed.npos;
+    const xmlParserInput& input = *static_cast<const xmlParserCtxt*>(error.ctxt)->input;
+    return !IsEmptyWhenTrimmed(input.base, input.cur - 1);
 }
 
 // Releases of libxml2 differ in whether the record is const, so the parameter is left open.

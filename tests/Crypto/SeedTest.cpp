@@ -499,7 +499,8 @@ std::unique_ptr<unsigned char[]> ExpectOneArray(VornTest::Transform transform, u
     unsigned long outputSize = 0;
     Platform::RecordAll();
     EXPECT_TRUE((cipher.*transform)(input, inputSize, processedSize, output, outputSize));
-    EXPECT_EQ(std::vector<std::string>{"operator new[]"}, Platform::Order());
+    const std::vector<std::string> order = Platform::Order();
+    EXPECT_EQ(std::vector<std::string>{"operator new[]"}, order);
     EXPECT_EQ(std::vector<std::size_t>{size}, Platform::operator_new_array.Calls());
     Platform::Reset();
     return std::unique_ptr<unsigned char[]>(output);

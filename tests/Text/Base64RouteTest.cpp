@@ -88,6 +88,24 @@ std::string EncodedByTheLibrary(const Bytes& bytes) {
     return text;
 }
 
+// Decodes the `length` characters at the begin of the area to a buffer that begins `distance` bytes
+// behind it.
+unsigned long DecodeInPlaceByBits(Bytes& area, std::size_t length, std::size_t distance) {
+    std::fill(area.begin() + static_cast<std::ptrdiff_t>(distance), area.end(), 0);
+    unsigned long pos = 0;
+    int waiting = 0;
+    unsigned long acc = 0;
+    for (std::size_t i = 0; i < length; ++i) {
+        const char character = static_cast<char>(area[i] & 127U);
+        const char* const place = std::strchr(Vorn::Base64Alphabet, character);
+        if (character == '\0' || place == nullptr)
+            return 0;
+        Base64::WriteBits(static_cast<unsigned int>(place - Vorn::Base64Alphabet), 6,
+                          reinterpret_cast<char*>(area.data() + distance), pos, waiting, acc);
+    }
+    return pos;
+}
+
 class Base64Route : public VornTest::RouteTest {
 protected:
     Bytes RandomBytes(std::size_t size) {
@@ -151,35 +169,23 @@ TEST_P(Base64Route, DecodesDamagedTextsAsTheBitsDo) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Every, Base64Route, VornTest::AllRoutes(), VornTest::RouteNameOf);
-
-// The buffer is cleared before the first character is read, wherever the two lie.
-TEST(Base64Overlap, DecodesWhatIsLeftOfATextInItsOwnBuffer) {
-    for (std::size_t distance = 1; distance <= 70; ++distance) {
-        const std::string text = EncodedByBits(Bytes(60, 0x5A));
+// The buffer is cleared before the first character is read, wherever the two lie. Characters that are
+// decoded to ones of the alphabet are read again where the buffer lies in the text.
+TEST_P(Base64Route, DecodesATextThatOverlapsItsBufferAsTheBitsDo) {
+    const std::string text = EncodedByBits(Bytes(150, 'Z')) + std::string(100, 'A');
+    for (std::size_t distance = 1; distance <= text.size(); ++distance) {
         Bytes area(distance + text.size() + 1);
         std::copy(text.begin(), text.end(), area.begin());
         Bytes expected = area;
-        std::fill(expected.begin() + static_cast<std::ptrdiff_t>(distance), expected.end(), 0);
-        unsigned long pos = 0;
-        int waiting = 0;
-        unsigned long acc = 0;
-        unsigned long result = 0;
-        for (std::size_t i = 0; i < text.size(); ++i) {
-            const char* const place =
-                expected[i] == 0 ? nullptr : std::strchr(Vorn::Base64Alphabet, expected[i] & 127);
-            if (place == nullptr)
-                break;
-            Base64::WriteBits(static_cast<unsigned int>(place - Vorn::Base64Alphabet), 6,
-                              reinterpret_cast<char*>(expected.data() + distance), pos, waiting,
-                              acc);
-            result = i + 1 == text.size() ? pos : 0;
-        }
+        const unsigned long result = DecodeInPlaceByBits(expected, text.size(), distance);
         Base64 base64;
-        EXPECT_EQ(result, base64.Decode(reinterpret_cast<const char*>(area.data()),
-                                        reinterpret_cast<char*>(area.data() + distance)));
-        EXPECT_EQ(expected, area) << distance;
+        ASSERT_EQ(result, base64.Decode(reinterpret_cast<const char*>(area.data()),
+                                        reinterpret_cast<char*>(area.data() + distance)))
+            << distance;
+        ASSERT_EQ(expected, area) << distance;
     }
 }
+
+INSTANTIATE_TEST_SUITE_P(Every, Base64Route, VornTest::AllRoutes(), VornTest::RouteNameOf);
 
 } // namespace

@@ -148,6 +148,12 @@ std::string Namespaces() {
     return document + "</r>";
 }
 
+// Longer than what libxml2 keeps a place for, and ending in what is trimmed from an empty one.
+std::string LongNamespaces() {
+    const std::string uri = "urn:" + std::string(3000, 'y');
+    return Utf8 + "<p:r xmlns:p='" + uri + ";' p:a='1'><q:e xmlns:q='" + uri + " '/></p:r>";
+}
+
 std::string UndeclaredPrefixes() {
     std::string document = Utf8 + "<r>";
     for (int i = 0; i < 30; ++i) {
@@ -162,6 +168,7 @@ INSTANTIATE_TEST_SUITE_P(
     testing::Values(
         NamedText{"OfTwentyElements", TwentyElements()},
         NamedText{"OfDeepElements", DeepElements()}, NamedText{"WithNamespaces", Namespaces()},
+        NamedText{"WithLongNamespaces", LongNamespaces()},
         NamedText{"WithUndeclaredPrefixes", UndeclaredPrefixes()},
         NamedText{"WithPiecesOfAllKinds",
                   Utf8 + "<!--c--><?pi x?><r a='1&lt;2'>t&#65;u<!--c--><![CDATA[d]]><?pi x?>"

@@ -136,6 +136,15 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
 
 void operator delete(void* block) noexcept { Platform::operator_delete(block); }
 
+// Clang calls these when a constructor throws after an allocation that does not.
+void operator delete(void* block, const std::nothrow_t& /*tag*/) noexcept {
+    Platform::operator_delete(block);
+}
+
+void operator delete[](void* block, const std::nothrow_t& /*tag*/) noexcept {
+    Platform::operator_delete_array(block);
+}
+
 void operator delete(void* block, std::size_t size) noexcept {
     Platform::operator_delete_sized(block, size);
 }

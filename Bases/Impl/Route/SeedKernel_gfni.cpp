@@ -118,16 +118,14 @@ inline void Store(Blocks blocks, unsigned char* bytes) {
 
 constexpr std::size_t BlocksInASet = 16;
 constexpr std::size_t SetSize = BlocksInASet * CryptoSize::SeedBlock;
-constexpr int RoundPairs = 8;
+constexpr std::ptrdiff_t RoundCount = 16;
 
 template <std::size_t... I>
 inline void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     Blocks sets[] = {Load(bytes + I * SetSize)...};
-    for (int pair = 0; pair < RoundPairs; ++pair) {
-        (Round(sets[I].left, sets[I].right, keys.key), ...);
-        keys.key += keys.step;
-        (Round(sets[I].right, sets[I].left, keys.key), ...);
-        keys.key += keys.step;
+    for (std::ptrdiff_t round = 0; round < RoundCount; round += 2) {
+        (Round(sets[I].left, sets[I].right, keys.key + round * keys.step), ...);
+        (Round(sets[I].right, sets[I].left, keys.key + (round + 1) * keys.step), ...);
     }
     (Store(sets[I], bytes + I * SetSize), ...);
 }

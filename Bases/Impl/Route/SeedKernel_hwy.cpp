@@ -187,7 +187,7 @@ HWY_INLINE void Store(Blocks blocks, unsigned char* bytes) {
     StoreWords(blocks.left.second, bytes + 3 * size);
 }
 
-constexpr int RoundPairs = 8;
+constexpr std::ptrdiff_t RoundCount = 16;
 
 // How many sets of blocks are under way together: one alone would leave the processor waiting for
 // its own results, and more than these would not stay in the registers.
@@ -197,11 +197,9 @@ template <std::size_t... I>
 HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     const std::size_t setSize = 4 * hn::Lanes(InOctets);
     Blocks sets[] = {Load(bytes + I * setSize)...};
-    for (int pair = 0; pair < RoundPairs; ++pair) {
-        (Round(sets[I].left, sets[I].right, keys.key), ...);
-        keys.key += keys.step;
-        (Round(sets[I].right, sets[I].left, keys.key), ...);
-        keys.key += keys.step;
+    for (std::ptrdiff_t round = 0; round < RoundCount; round += 2) {
+        (Round(sets[I].left, sets[I].right, keys.key + round * keys.step), ...);
+        (Round(sets[I].right, sets[I].left, keys.key + (round + 1) * keys.step), ...);
     }
     (Store(sets[I], bytes + I * setSize), ...);
 }

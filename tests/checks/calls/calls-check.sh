@@ -12,6 +12,7 @@ failures=0
 
 cat >"$dir/library.cpp" <<'END'
 #include <cstdlib>
+#include <new>
 #include <unistd.h>
 extern "C" void ours(int* number);
 int main(int count, char**) {
@@ -19,7 +20,7 @@ int main(int count, char**) {
     int* number = new int(std::rand());
     ours(number);
     const int result = *number + getpid();
-    delete number;
+    ::operator delete(number);
     return result;
 }
 END
@@ -58,7 +59,7 @@ expect 1 'neither scripted nor listed: srand' platform rand
 expect 1 'neither scripted nor listed: rand
 neither scripted nor listed: srand' platform ran sran 'rand.*'
 expect 1 'scripted and listed: getpid' platform rand srand getpid
-expect 1 'neither scripted nor listed: _ZdlPvm
+expect 1 'neither scripted nor listed: _ZdlPv
 neither scripted nor listed: _Znwm
 neither scripted nor listed: getpid' other rand srand
 exit "$failures"
