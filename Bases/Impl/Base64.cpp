@@ -189,9 +189,9 @@ unsigned long Base64::Decode(const char* pszEnc, char* pDecData) {
     if (n == 0)
         return 0;
 
-    // The buffer is cleared before anything is read, which a text that overlaps it shows: that one is
-    // cleared as a whole and decoded without a kernel, which may write behind its result. Otherwise
-    // it is enough to clear what decoding has not filled.
+    // The buffer is cleared before anything is read, which a text that overlaps it shows: then it
+    // is cleared as a whole, and no kernel decodes, since one may write behind its result.
+    // Otherwise it is enough to clear what decoding has not filled.
     auto* const bytes = reinterpret_cast<unsigned char*>(pDecData);
     const bool overlap = Overlap(pszEnc, pDecData, n + 1);
     if (overlap)

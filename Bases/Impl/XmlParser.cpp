@@ -37,7 +37,7 @@ void StartElement(void* context, const xmlChar* name, const xmlChar* prefix, con
                   int defaultedCount, const xmlChar** attributes) {
     const auto& parser = *static_cast<const xmlParserCtxt*>(context);
     KeepWholeName(parser, prefix, name, uri);
-    for (int i = 0; i < attributeCount; ++i) {
+    for (std::ptrdiff_t i = 0; i < attributeCount; ++i) {
         const xmlChar** const attribute = attributes + 5 * i;
         KeepWholeName(parser, attribute[1], attribute[0], attribute[2]);
     }

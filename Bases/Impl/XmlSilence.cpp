@@ -1,7 +1,6 @@
 #include <Bases/Impl/XmlSilence.h>
 
 #include <algorithm>
-#include <cstring>
 #include <string_view>
 
 #include <libxml/globals.h>
@@ -17,6 +16,8 @@ void HearGeneric(void* silence, const char* message, ...) {
         static_cast<XmlSilence*>(silence)->NoteLoss();
 }
 
+constexpr std::string_view Blanks = " \t\r\n";
+
 // Whether nothing of the value that ends before `quote` is left when it is trimmed: blanks and
 // references, back to the quote that opens it or to the base of the parser's buffer.
 bool IsEmptyWhenTrimmed(const xmlChar* base, const xmlChar* quote) {
@@ -26,7 +27,7 @@ bool IsEmptyWhenTrimmed(const xmlChar* base, const xmlChar* quote) {
     while (begin != quote) {
         if (*begin == '&')
             begin = std::find(begin, quote, static_cast<xmlChar>(';'));
-        else if (std::strchr(" \t\r\n", *begin) == nullptr)
+        else if (Blanks.find(static_cast<char>(*begin)) == Blanks.npos)
             return false;
         if (begin != quote)
             ++begin;
@@ -35,8 +36,8 @@ bool IsEmptyWhenTrimmed(const xmlChar* base, const xmlChar* quote) {
 }
 
 // A namespace for which there is no memory is reported as an empty one, and the document goes on
-// without it. The parser then stands after the declaration; one that is empty indeed has nothing but
-// what trimming takes away between its quotes.
+// without it. The parser then stands after the declaration; one that is empty indeed has nothing
+// but what trimming takes away between its quotes.
 bool IsLostNamespace(const xmlError& error) {
     if (error.code != XML_NS_ERR_XML_NAMESPACE || error.str1 == nullptr || error.ctxt == nullptr)
         return false;

@@ -169,8 +169,8 @@ TEST_P(Base64Route, DecodesDamagedTextsAsTheBitsDo) {
     }
 }
 
-// The buffer is cleared before the first character is read, wherever the two lie. Characters that are
-// decoded to ones of the alphabet are read again where the buffer lies in the text.
+// The buffer is cleared before the first character is read, wherever the two lie. Characters that
+// are decoded to ones of the alphabet are read again where the buffer lies in the text.
 TEST_P(Base64Route, DecodesATextThatOverlapsItsBufferAsTheBitsDo) {
     const std::string text = EncodedByBits(Bytes(150, 'Z')) + std::string(100, 'A');
     for (std::size_t distance = 1; distance <= text.size(); ++distance) {
