@@ -24,12 +24,12 @@ namespace {
 
 using testing::ElementsAre;
 using Vorn::Bits;
-using VornTest::ArrayNew;
 using VornTest::BytesOf;
 using VornTest::CapacityOf;
 using VornTest::Fields;
 using VornTest::FieldsOf;
 using VornTest::FromText;
+using VornTest::g_arrayNew;
 using VornTest::LastArraySize;
 using VornTest::NoMemory;
 using VornTest::Ones;
@@ -166,14 +166,14 @@ TEST(BitsSize, TreatsTheBitsAlikeWhateverTheFlag) {
 TEST(BitsSize, KeepsTheArrayWhileItsRoomIsEnough) {
     Bits bits(24);
     const unsigned char* data = bits.GetData();
-    const std::size_t allocations = ArrayNew.Count();
+    const std::size_t allocations = g_arrayNew.Count();
     for (const unsigned long size : {1UL, 24UL, 8UL, 17UL, 9UL}) {
         EXPECT_EQ(1, bits.SetSize(size));
         EXPECT_EQ(size, bits.GetSize());
         EXPECT_EQ(data, bits.GetData());
         EXPECT_EQ(24UL, CapacityOf(bits));
     }
-    EXPECT_EQ(allocations, ArrayNew.Count());
+    EXPECT_EQ(allocations, g_arrayNew.Count());
 }
 
 TEST(BitsSize, BringsBackOldBitsWhenItGrowsWithinTheRoom) {
@@ -238,9 +238,9 @@ TEST(BitsData, GrowsWithinTheOldRoomOverZeros) {
     unsigned char source[] = {0x5A};
     Bits bits = Ones(32);
     bits.SetData(source, 8);
-    const std::size_t allocations = ArrayNew.Count();
+    const std::size_t allocations = g_arrayNew.Count();
     EXPECT_EQ(1, bits.SetSize(32));
-    EXPECT_EQ(allocations, ArrayNew.Count());
+    EXPECT_EQ(allocations, g_arrayNew.Count());
     EXPECT_THAT(BytesOf(bits), ElementsAre(0x5A, 0, 0, 0));
 }
 
@@ -518,10 +518,10 @@ TEST(BitsText, OfEverySizeIsReadBackWithExactRoom) {
 
 TEST(BitsText, IsReadWithOneAllocation) {
     const std::string text(100000, '1');
-    const std::size_t allocations = ArrayNew.Count();
+    const std::size_t allocations = g_arrayNew.Count();
     Bits bits;
     bits.FromString(text);
-    EXPECT_EQ(allocations + 1, ArrayNew.Count());
+    EXPECT_EQ(allocations + 1, g_arrayNew.Count());
     EXPECT_EQ(100000UL, bits.GetSetCount());
 }
 
@@ -592,7 +592,7 @@ TEST(BitsMemory, FailsEveryGrowthAndLeavesTheSetAsItWas) {
     unsigned char source[] = {1, 2, 3};
     Bits bits = FromText("10110");
     {
-        const NoMemory none(ArrayNew);
+        const NoMemory none(g_arrayNew);
         EXPECT_EQ(0, bits.SetSize(9));
         EXPECT_EQ(0, bits.SetData(source, 24));
         EXPECT_EQ(0, bits.SetData(source, 1));
@@ -608,7 +608,7 @@ TEST(BitsMemory, FailsEveryGrowthAndLeavesTheSetAsItWas) {
 TEST(BitsMemory, LeavesNewSetsEmpty) {
     const Bits source = Ones(20);
     const Bits other = Ones(9);
-    const NoMemory none(ArrayNew);
+    const NoMemory none(g_arrayNew);
     EXPECT_EQ(0UL, Bits(10).GetSize());
     EXPECT_EQ(0UL, Bits(source).GetSize());
     EXPECT_EQ(nullptr, Bits(source).GetData());
@@ -621,7 +621,7 @@ TEST(BitsMemory, CombinesInPlaceWithTheOldSizeWhenThereIsNone) {
     Bits ored = FromText("00110011");
     Bits xored = FromText("00110011");
     const Bits other = Ones(16);
-    const NoMemory none(ArrayNew);
+    const NoMemory none(g_arrayNew);
     ored |= other;
     EXPECT_EQ("11111111", ored.ToString());
     xored ^= other;
@@ -637,7 +637,7 @@ TEST(BitsMemory, ClonesTheBytesThatBothHaveWhenThereIsNone) {
     Bits empty;
     const Bits other = Ones(100);
     const Bits nine = Ones(9);
-    const NoMemory none(ArrayNew);
+    const NoMemory none(g_arrayNew);
     shorter.Clone(other);
     EXPECT_EQ(5UL, shorter.GetSize());
     EXPECT_THAT(BytesOf(shorter), ElementsAre(0xFF)) << "whole";
@@ -657,12 +657,12 @@ TEST(BitsMemory, KeepsTheLowPositionsOfATextThatThereIsMemoryFor) {
     const std::string text = "101100111000111100001111100000";
     Bits bits;
     {
-        const NoMemory none(ArrayNew, 3);
+        const NoMemory none(g_arrayNew, 3);
         bits.FromString(text);
     }
     EXPECT_EQ(text.substr(text.size() - 16), bits.ToString());
     {
-        const NoMemory none(ArrayNew);
+        const NoMemory none(g_arrayNew);
         bits.FromString(text);
     }
     EXPECT_EQ(0UL, bits.GetSize());

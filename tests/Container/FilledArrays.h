@@ -14,15 +14,15 @@
 namespace VornTest {
 
 /// What the containers' arrays are allocated with.
-inline auto& ArrayNew = Platform::operator_new_array_nothrow;
+inline auto& g_arrayNew = Platform::operator_new_array_nothrow;
 
 inline constexpr unsigned char Unwritten = 0xD7;
 
 class FilledArrays : public testing::EmptyTestEventListener {
     void OnTestStart(const testing::TestInfo& /*test*/) override {
-        ArrayNew.Record(true);
-        ArrayNew.OnAnyThread().Do([](std::size_t size) {
-            void* const array = ArrayNew.Real(size);
+        g_arrayNew.Record(true);
+        g_arrayNew.OnAnyThread().Do([](std::size_t size) {
+            void* const array = g_arrayNew.Real(size);
             if (array != nullptr)
                 std::memset(array, Unwritten, size);
             return array;
@@ -36,7 +36,7 @@ class FilledArrays : public testing::EmptyTestEventListener {
 }();
 
 /// How many bytes the last array was asked to have.
-inline std::size_t LastArraySize() { return ArrayNew.Calls().back(); }
+inline std::size_t LastArraySize() { return g_arrayNew.Calls().back(); }
 
 } // namespace VornTest
 

@@ -27,7 +27,7 @@
 namespace {
 
 using Vorn::SerialBuffer;
-using VornTest::ArrayNew;
+using VornTest::g_arrayNew;
 using VornTest::LastArraySize;
 using VornTest::NoMemory;
 using VornTest::Unwritten;
@@ -157,7 +157,7 @@ TEST(SerialBufferRoom, NeverShrinks) {
     SerialBuffer buffer(16);
     Add(buffer, "abc");
     const unsigned char* array = buffer.GetBuffer();
-    const std::size_t allocations = ArrayNew.Count();
+    const std::size_t allocations = g_arrayNew.Count();
     for (const int keep : {0, 1}) {
         for (const unsigned long size : {0UL, 2UL, 8UL, 16UL})
             EXPECT_EQ(1, buffer.SetMaxSize(size, keep));
@@ -165,7 +165,7 @@ TEST(SerialBufferRoom, NeverShrinks) {
     EXPECT_EQ(array, buffer.GetBuffer());
     EXPECT_EQ(16UL, buffer.GetMaxSize());
     EXPECT_EQ("abc", TextOf(buffer));
-    EXPECT_EQ(allocations, ArrayNew.Count());
+    EXPECT_EQ(allocations, g_arrayNew.Count());
 }
 
 TEST(SerialBufferRoom, GrowsToExactlyTheSizeAndKeepsTheBytes) {
@@ -491,7 +491,7 @@ TEST(SerialBufferMemory, FailsEveryGrowthAndLeavesTheBufferAsItWas) {
     Add(buffer, "abc");
     unsigned char* array = buffer.GetBuffer();
     {
-        const NoMemory none(ArrayNew);
+        const NoMemory none(g_arrayNew);
         EXPECT_EQ(0, buffer.SetMaxSize(4, 1));
         EXPECT_EQ(0, buffer.SetMaxSize(4, 0));
         EXPECT_EQ(0, Add(buffer, "d"));

@@ -116,6 +116,8 @@ TEST_F(HostWaits, ThatAreCancelledHoldTheLockWhileTheStackIsUnwound) {
             }).Join();
             m_held = !taken;
         }
+        HeldCheck(const HeldCheck&) = delete;
+        HeldCheck& operator=(const HeldCheck&) = delete;
 
     private:
         Lock& m_lock;

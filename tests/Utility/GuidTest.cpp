@@ -31,7 +31,6 @@ namespace Platform = VornTest::Platform;
 
 using testing::Each;
 using testing::ElementsAre;
-using testing::IsEmpty;
 using Vorn::Guid;
 using VornTest::Thrown;
 

@@ -98,10 +98,10 @@ public:
 class CountingWriter : public Vorn::XmlWriter {
 public:
     void Close() override {
-        ++m_closed;
+        ++closed;
         Vorn::XmlWriter::Close();
     }
-    int m_closed = 0;
+    int closed = 0;
 };
 
 } // namespace VornTest

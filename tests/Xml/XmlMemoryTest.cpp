@@ -60,7 +60,7 @@ std::string Dump(xmlNode* element) {
         return "(none)";
     xmlBuffer* const buffer = xmlBufferCreate();
     xmlNodeDump(buffer, element->doc, element, 0, 0);
-    const std::string dumped = reinterpret_cast<const char*>(xmlBufferContent(buffer));
+    std::string dumped = reinterpret_cast<const char*>(xmlBufferContent(buffer));
     xmlBufferFree(buffer);
     return dumped;
 }
@@ -286,13 +286,13 @@ protected:
         if (!m_all)
             return writer.EndDocument() ? "(no root)" : "(none)";
         std::string tag = "<r";
-        tag += piece(writer.WriteAttribute("a", "1<2" + Euro), " a=\"1&lt;2" + Euro + "\"");
+        tag += piece(writer.WriteAttribute("a", "1<2" + m_euro), " a=\"1&lt;2" + m_euro + "\"");
         tag += piece(writer.WriteAttribute("n", 7), " n=\"7\"");
-        std::string content = piece(writer.WriteEntity("x<y" + Euro), "x&lt;y" + Euro);
-        content += piece(writer.WriteElement("e", Long), "<e>" + Long + "</e>");
+        std::string content = piece(writer.WriteEntity("x<y" + m_euro), "x&lt;y" + m_euro);
+        content += piece(writer.WriteElement("e", m_long), "<e>" + m_long + "</e>");
         content += piece(writer.WriteComment("c"), "<!--c-->");
         content += piece(writer.WriteElementEntity("f", "g"), "<f>g</f>");
-        content += piece(writer.WriteEntity(Long), Long);
+        content += piece(writer.WriteEntity(m_long), m_long);
         m_ended = writer.EndDocument();
         return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n" + tag +
                (content.empty() ? "/>\n" : ">" + content + "</r>\n");
@@ -307,8 +307,8 @@ protected:
         return empty == std::string::npos ? document : document.erase(empty, 4);
     }
 
-    const std::string Euro = "\xE2\x82\xAC";
-    const std::string Long = std::string(9000, 'x');
+    const std::string m_euro = "\xE2\x82\xAC";
+    const std::string m_long = std::string(9000, 'x');
     bool m_all = false;   // every operation before the end succeeded
     bool m_ended = false; // and that
 };
@@ -343,12 +343,12 @@ TEST_F(XmlWriterMemory, FailsTheOperationInWhichItRunsOut) {
         XmlWriter writer;
         check(writer.BeginDocument("UTF-8"));
         check(writer.BeginElement("r"));
-        check(writer.WriteAttribute("a", "1<2" + Euro));
+        check(writer.WriteAttribute("a", "1<2" + m_euro));
         check(writer.WriteAttribute("n", 7));
-        check(writer.WriteEntity("x<y" + Euro));
-        check(writer.WriteElement("e", Long));
+        check(writer.WriteEntity("x<y" + m_euro));
+        check(writer.WriteElement("e", m_long));
         check(writer.WriteComment("c"));
-        check(writer.WriteEntity(Long));
+        check(writer.WriteEntity(m_long));
         check(writer.BeginElement("f"));
         check(writer.EndElement());
         check(writer.EndDocument());

@@ -129,8 +129,8 @@ TEST_F(XmlReaderWalk, DropsPrefixesAndCountsNamespacesAsNoAttributes) {
 // Hosts put a different root under the operations of their own.
 class FixedRoot : public XmlReader {
 public:
-    Element* GetRootElement() override { return m_pRoot; }
-    Element* m_pRoot = nullptr;
+    Element* GetRootElement() override { return root; }
+    Element* root = nullptr;
 };
 
 TEST_F(XmlReaderWalk, TheRootAndTheDestructorCanBeOverridden) {
@@ -138,7 +138,7 @@ TEST_F(XmlReaderWalk, TheRootAndTheDestructorCanBeOverridden) {
     auto reader = std::make_unique<FixedRoot>();
     ASSERT_TRUE(LoadText(*reader, Utf8 + "<r><a/></r>"));
     EXPECT_EQ(nullptr, static_cast<XmlReader&>(*reader).GetRootElement());
-    reader->m_pRoot = reader->ChildElement(reader->XmlReader::GetRootElement());
+    reader->root = reader->ChildElement(reader->XmlReader::GetRootElement());
     const std::unique_ptr<XmlReader> base = std::move(reader);
     EXPECT_EQ("a", NameOf(*base, base->GetRootElement()));
 }

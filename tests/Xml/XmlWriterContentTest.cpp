@@ -33,7 +33,6 @@ using VornTest::Hangul;
 using VornTest::Parse;
 using VornTest::TextOf;
 using VornTest::Utf8;
-using VornTest::WriterSpy;
 using VornTest::XmlWriterTest;
 
 // Concerns: the exact bytes of a document; each operation's own part of it; what is escaped;

@@ -66,7 +66,7 @@ TEST_F(XmlWriterLife, ASecondBeginFailsAndTheDocumentGoesOn) {
     EXPECT_FALSE(writer.BeginDocument("UTF-8"));
     EXPECT_FALSE(writer.BeginDocument("no-such-encoding"));
     EXPECT_TRUE(writer.WriteAttribute("x", 1));
-    EXPECT_EQ(0, writer.m_closed);
+    EXPECT_EQ(0, writer.closed);
     EXPECT_EQ(Utf8 + "<a x=\"1\"/>\n", Finish(writer));
 }
 
@@ -117,7 +117,7 @@ TEST_F(XmlWriterLife, WithoutABufferBeginFailsAndDoesNotClose) {
     CountingWriter writer;
     Platform::xmlBufferCreate.At(1).Fail(ENOMEM);
     EXPECT_FALSE(writer.BeginDocument("UTF-8"));
-    EXPECT_EQ(0, writer.m_closed);
+    EXPECT_EQ(0, writer.closed);
     EXPECT_EQ("(none)", Bytes(writer));
     EXPECT_TRUE(writer.BeginDocument("UTF-8"));
 }
@@ -126,7 +126,7 @@ TEST_F(XmlWriterLife, WithoutAWriterBeginFailsAndClosesAndCanBeRepeated) {
     CountingWriter writer;
     Platform::xmlNewTextWriterMemory.At(1).Fail(ENOMEM);
     EXPECT_FALSE(writer.BeginDocument("UTF-8"));
-    EXPECT_EQ(1, writer.m_closed);
+    EXPECT_EQ(1, writer.closed);
     EXPECT_EQ("(none)", Bytes(writer));
     EXPECT_FALSE(writer.EndDocument());
     EXPECT_TRUE(writer.BeginDocument("UTF-8"));
@@ -147,7 +147,7 @@ protected:
     void SetUp() override {
         ASSERT_EQ(0, xmlAddEncodingAlias("UTF-8", "HOUSE-ENCODING"));
         EXPECT_FALSE(m_writer.BeginDocument(GetParam().text));
-        EXPECT_EQ(1, m_writer.m_closed);
+        EXPECT_EQ(1, m_writer.closed);
     }
     void TearDown() override { xmlDelEncodingAlias("HOUSE-ENCODING"); }
 
@@ -159,7 +159,7 @@ TEST_P(XmlWriterStuck, BeginsNoDocumentUntilTheEndAndThenAgain) {
     EXPECT_FALSE(m_writer.BeginDocument(GetParam().text));
     m_writer.Close();
     EXPECT_FALSE(m_writer.BeginDocument("UTF-8"));
-    EXPECT_EQ(2, m_writer.m_closed) << "the failed attempts end before Close";
+    EXPECT_EQ(2, m_writer.closed) << "the failed attempts end before Close";
     EXPECT_EQ(1, WriterSpy::Buffers()) << "the writer still points at it";
     EXPECT_TRUE(m_writer.EndDocument());
     EXPECT_EQ(0, WriterSpy::Buffers());
