@@ -1,6 +1,6 @@
 #include <Bases/Xml.h>
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -211,7 +211,7 @@ TEST_F(XmlReaderScratch, GrowsForALongTextAndStaysAtThatSizeUntilClose) {
     EXPECT_EQ(first, IconvSpy::calls.front().output) << "4096 bytes are there from the start";
     EXPECT_EQ(4096u, IconvSpy::calls.front().room);
 
-    std::optional<NoMemory> none(std::in_place, Platform::operator_new, 4097U);
+    auto none = std::make_unique<NoMemory>(Platform::operator_new, 4097U);
     EXPECT_EQ("(fails)", ValueOf(reader)) << "one byte more has to be fetched";
     EXPECT_EQ(4086u, TextOf(reader, reader.GetRootElement()).size());
     none.reset();
@@ -221,7 +221,7 @@ TEST_F(XmlReaderScratch, GrowsForALongTextAndStaysAtThatSizeUntilClose) {
     EXPECT_EQ(grown, IconvSpy::calls.back().output);
 
     reader.Close();
-    none.emplace(Platform::operator_new, 4096U);
+    none = std::make_unique<NoMemory>(Platform::operator_new, 4096U);
     EXPECT_TRUE(LoadText(reader, Utf8 + "<r/>")) << "Close keeps the room";
     none.reset();
 }
