@@ -83,6 +83,8 @@ void RunAfterUnlock(std::function<void()> action) {
     });
 }
 
+bool IsWakeToCome() { return g_pGate != nullptr || g_onWake != OnWake::Nothing; }
+
 bool IsTimeOutToCome() { return g_afterTimeOut != nullptr; }
 
 bool IsUnlockToCome() { return g_afterUnlock != nullptr; }

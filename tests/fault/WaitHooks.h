@@ -29,6 +29,9 @@ void RunAfterTimeOut(std::function<void()> action);
 /// Run once by this thread after its next unlock.
 void RunAfterUnlock(std::function<void()> action);
 
+/// Whether this thread has a gate or something to do when it wakes.
+bool IsWakeToCome();
+
 /// Whether an action is still to come.
 bool IsTimeOutToCome();
 bool IsUnlockToCome();

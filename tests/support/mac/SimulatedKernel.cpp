@@ -25,12 +25,16 @@ constexpr mach_port_t Task = 0x103;
 // A sleep of this length that ends by time is not the end of a wait of the library, which goes on.
 constexpr std::chrono::milliseconds WholeSleep(100);
 
+// A thread whose wake a test has scripted is to be met asleep by the next post, and not between two
+// sleeps.
+constexpr std::chrono::hours UntilWoken(1);
+
 struct Semaphore {
     explicit Semaphore(int value) : count(value) {}
 
     int count;
     int waiting = 0;
-    int released = 0; // of those that wait: how many may go
+    unsigned long signals = 0; // how often all that waited were released
     std::condition_variable signalled;
 };
 
@@ -87,12 +91,13 @@ kern_return_t Wait(semaphore_t name, std::chrono::nanoseconds limit) {
         --pSemaphore->count;
         return KERN_SUCCESS;
     }
+    // A signal is for those who wait by then: one who comes later must not take it from a thread
+    // that has not got to run yet.
     ++pSemaphore->waiting;
     const bool passed = pSemaphore->signalled.wait_until(
-        lock.Guard(), end, [pSemaphore] { return pSemaphore->released > 0; });
-    if (passed)
-        --pSemaphore->released;
-    else
+        lock.Guard(), end,
+        [pSemaphore, before = pSemaphore->signals] { return pSemaphore->signals != before; });
+    if (!passed)
         --pSemaphore->waiting;
     return passed ? KERN_SUCCESS : KERN_OPERATION_TIMED_OUT;
 }
@@ -186,14 +191,14 @@ kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore) {
 kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t waitTime) {
     if (waitTime.tv_nsec < 0 || waitTime.tv_nsec >= 1'000'000'000)
         return KERN_INVALID_VALUE;
-    const auto limit =
+    const std::chrono::nanoseconds limit =
         std::chrono::seconds(waitTime.tv_sec) + std::chrono::nanoseconds(waitTime.tv_nsec);
     kern_return_t status = KERN_SUCCESS;
     {
         const Vorn::CancelShield shield;
         if (g_beforeWait)
             std::exchange(g_beforeWait, nullptr)();
-        status = Wait(semaphore, limit);
+        status = Wait(semaphore, IsWakeToCome() && limit == WholeSleep ? UntilWoken : limit);
     }
     if (status == KERN_OPERATION_TIMED_OUT && limit == WholeSleep)
         return status;
@@ -213,7 +218,8 @@ kern_return_t semaphore_signal_all(semaphore_t semaphore) {
         SignalNobody(*pSemaphore);
         return KERN_SUCCESS;
     }
-    pSemaphore->released += std::exchange(pSemaphore->waiting, 0);
+    pSemaphore->waiting = 0;
+    ++pSemaphore->signals;
     pSemaphore->signalled.notify_all();
     return KERN_SUCCESS;
 }
