@@ -1,3 +1,5 @@
+// Opening iconv and converting one text with it.
+
 #include <Bases/Impl/Converter.h>
 
 #include <cstring>

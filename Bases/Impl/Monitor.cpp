@@ -1,3 +1,5 @@
+// The ring of waiting threads, and what a post, a time-out and a cancellation do to it.
+
 #include <Bases/Impl/Monitor.h>
 
 #include <ctime>

@@ -1,3 +1,6 @@
+// VornSemaphore with its two implementations, unnamed over Monitor and named over POSIX semaphores,
+// and VornEvent.
+
 #include <Bases/Impl/Sem_mac.h>
 
 #include <atomic>

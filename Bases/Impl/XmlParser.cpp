@@ -1,3 +1,5 @@
+// Parsing with checks for everything that libxml2 drops without a report when memory runs out.
+
 #include <Bases/Impl/XmlParser.h>
 
 #include <memory>

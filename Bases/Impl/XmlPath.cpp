@@ -1,3 +1,5 @@
+// Which paths libxml2 would read from anywhere but a file.
+
 #include <Bases/Impl/XmlPath.h>
 
 #include <cstring>

@@ -1,3 +1,6 @@
+// Handlers in place of the host's that report nothing and recognise what libxml2 lost for want of
+// memory.
+
 #include <Bases/Impl/XmlSilence.h>
 
 #include <algorithm>

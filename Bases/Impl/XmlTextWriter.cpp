@@ -1,3 +1,5 @@
+// The list of open writers, so that BasesRelease finds them.
+
 #include <Bases/Impl/XmlTextWriter.h>
 
 #include <cstddef>

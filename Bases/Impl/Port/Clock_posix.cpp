@@ -1,3 +1,5 @@
+// Setting the clock by settimeofday, on every host.
+
 #include <Bases/Impl/Port/Clock.h>
 
 #include <sys/time.h>

@@ -1,3 +1,5 @@
+// Linux: the codeset of the locale, because not every iconv there knows "char".
+
 #include <Bases/Impl/Port/ConverterName.h>
 
 #include <langinfo.h>

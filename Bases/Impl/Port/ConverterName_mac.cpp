@@ -1,4 +1,5 @@
-// Built on macOS, and in the tests over a simulation of what it calls.
+// macOS: iconv knows "char" as the encoding of the locale.
+
 #include <Bases/Impl/Port/ConverterName.h>
 
 namespace Vorn {

@@ -1,3 +1,5 @@
+// Linux: the members have the names that POSIX gives them.
+
 #include <Bases/Impl/Port/FileTimes.h>
 
 namespace Vorn {

@@ -1,4 +1,5 @@
-// Built on macOS, and in the tests over a simulation of what it calls.
+// macOS: the members have names of its own. The tests build this over stand-ins for its headers.
+
 #include <Bases/Impl/Port/FileTimes.h>
 
 namespace Vorn {

@@ -1,11 +1,11 @@
-// A condition variable stands in for the kernel's semaphore, which Linux does not have: it joins
-// the waiters and unlocks the lock in one step, so that no post is missed, and never gives up.
+// Linux: a condition variable in place of a kernel semaphore, which Linux lacks. It unlocks the
+// lock and falls asleep in one step, so no post is missed, and it never gives up.
+
 #include <Bases/Impl/Port/KernelSem.h>
 
 namespace Vorn {
 
-// Waiting threads are cancelled on it, so it is handled with the plain calls: the standard
-// library's condition variable ends the process when a thread is cancelled in its wait.
+// Plain pthread calls: cancelling a thread inside std::condition_variable::wait ends the process.
 struct KernelSem::State {
     pthread_cond_t posted;
 };

@@ -1,8 +1,9 @@
-// Built on macOS, and in the tests over a simulation of its kernel.
+// macOS: a Mach semaphore. The tests build this over a simulation of the kernel.
 //
-// The kernel has no call that unlocks a lock and joins the waiters in one step, and what becomes of
-// a signal to all that finds nobody waiting is not known here. So each sleep is short: a post that
-// comes between the unlocking and the sleep is seen at its end at the latest.
+// The kernel has no call that unlocks a lock and falls asleep in one step, and whether it keeps a
+// signal to all that finds nobody waiting is unknown. So each sleep is short: a post between the
+// unlocking and the sleep is noticed at the end of that sleep at the latest.
+
 #include <Bases/Impl/Port/KernelSem.h>
 
 #include <mach/mach.h>
@@ -29,8 +30,7 @@ KernelWait Translate(kern_return_t status) {
     }
 }
 
-// The nanoseconds that are left until the deadline, none of them when it has passed, but not more
-// than one sleep may last.
+// The nanoseconds until the deadline, 0 or less when it has passed, but at most LongestSleepNs.
 long SleepUntil(const timespec& deadline) {
     timespec now{};
     clock_gettime(CLOCK_MONOTONIC, &now);

@@ -1,6 +1,8 @@
 #ifndef VORN_BASES_IMPL_PORT_PROGRAM_DIR_H
 #define VORN_BASES_IMPL_PORT_PROGRAM_DIR_H
 
+// The directory of the running program.
+
 namespace Vorn {
 
 /// What a platform supplies for the module queries: writes the running program's directory,

@@ -1,3 +1,5 @@
+// Linux: the directory of the file that /proc/self/exe leads to.
+
 #include <Bases/Impl/Port/ProgramDir.h>
 
 #include <climits>

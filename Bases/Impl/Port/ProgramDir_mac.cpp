@@ -1,4 +1,6 @@
-// Built on macOS, and in the tests over a simulation of what it calls.
+// macOS: the main bundle, which for a plain program is its directory. The tests build this over a
+// simulation of Core Foundation.
+
 #include <Bases/Impl/Port/ProgramDir.h>
 
 #include <algorithm>

@@ -1,6 +1,8 @@
 #ifndef VORN_BASES_IMPL_PORT_RANDOM_SOURCE_H
 #define VORN_BASES_IMPL_PORT_RANDOM_SOURCE_H
 
+// Random bytes of the system, to seed the generator of identifiers.
+
 #include <cstddef>
 
 namespace Vorn {

@@ -1,3 +1,5 @@
+// Linux: getrandom, repeated until all bytes are there.
+
 #include <Bases/Impl/Port/RandomSource.h>
 
 #include <cerrno>

@@ -1,4 +1,5 @@
-// Built on macOS, and in the tests over a simulation of what it calls.
+// macOS: arc4random_buf, which cannot fail. The tests build this over a simulation of it.
+
 #include <Bases/Impl/Port/RandomSource.h>
 
 #include <cstdlib>

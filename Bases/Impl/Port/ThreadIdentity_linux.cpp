@@ -1,8 +1,9 @@
+// Linux: the handle of a thread is a number itself.
+
 #include <Bases/Impl/Port/ThreadIdentity.h>
 
 namespace Vorn {
 
-// The handle is a number itself.
 std::uintptr_t ThreadIdentity(pthread_t thread) { return thread; }
 
 } // namespace Vorn

@@ -25,15 +25,23 @@ expect() {
     fi
 }
 
-guarded() { printf '#ifndef %s\n#define %s\nint a;\n#endif' "$1" "$1"; }
+guarded() { printf '#ifndef %s\n#define %s\n\n// A.\n\nint a;\n#endif' "$1" "$1"; }
 expect '' Bases/Impl/XmlPath.h "$(guarded VORN_BASES_IMPL_XML_PATH_H)"
 expect '' tests/Slot.h "$(guarded VORN_BASES_TESTS_SLOT_H)"
 expect 'tests/Slot.h:1: the include guard is not VORN_BASES_TESTS_SLOT_H' \
     tests/Slot.h "$(guarded VORN_TESTS_SLOT_H)"
-expect 'Bases/A.h:1: the include guard is not VORN_BASES_A_H' Bases/A.h '#pragma once' 'int a;'
+expect 'tests/A.h:1: the include guard is not VORN_BASES_TESTS_A_H' \
+    tests/A.h '#pragma once' 'int a;'
 expect 'Bases/A.h:1: the include guard is not VORN_BASES_A_H' \
     Bases/A.h "$(guarded VORN_BASES_A_H)" 'int b;'
 expect '' Bases/A.h '// This file has no include guard, because it is included several times.' 'int a;'
+
+expect '' Bases/Impl/A.cpp '// A.' '' '#include "A.h"'
+expect 'Bases/Impl/A.cpp:1: does not begin with a comment that says what it holds' \
+    Bases/Impl/A.cpp '#include "A.h"' '' '// A.'
+expect 'Bases/A.h:4: does not begin with a comment that says what it holds' \
+    Bases/A.h '#ifndef VORN_BASES_A_H' '#define VORN_BASES_A_H' '' 'int a;' '#endif'
+expect '' a.cpp 'int a;'
 
 expect '' a.cpp "// $words" "int a = $words\"" '// https://'"$(printf '%0100d' 0)"
 expect '' a.cpp "// $words é"

@@ -4,6 +4,8 @@
 # - Every header has an include guard, made from its path: Bases/Impl/XmlPath.h has
 #   VORN_BASES_IMPL_XML_PATH_H, and tests/support/Slot.h has VORN_BASES_TESTS_SUPPORT_SLOT_H. One
 #   that is included several times says in a comment that it has no include guard.
+# - Every header and unit of the library begins with a comment that says what it holds; in a header
+#   it follows the include guard.
 # - Comments and Markdown end at column 100. Rows of Markdown tables and code blocks may be longer,
 #   and so may a line that has no space to break it at.
 # - Files of tests have fewer than 800 lines.
@@ -47,10 +49,15 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
         file = FILENAME
         guard = guard_of(file)
         first = second = ""
-        inside = many = 0
+        inside = many = begun = 0
     }
 
     { lines = FNR }
+    file ~ /^\.\/Bases\/.*\.(h|cpp)$/ && !begun && NF > 0 && !/^#(ifndef|define) [A-Z0-9_]*_H$/ {
+        begun = 1
+        if (!/^\/\/ /)
+            complain(FNR, "does not begin with a comment that says what it holds")
+    }
     first != "" && second == "" { second = $0 }
     first == "" && /^#ifndef / { first = $0 }
     !/^[ \t]*$/ { last = $0 }
