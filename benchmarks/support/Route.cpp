@@ -1,6 +1,5 @@
 #include <support/Route.h>
 
-#include <utility>
 #include <vector>
 
 #include <Bases/Impl/Route/Route.h>
@@ -9,26 +8,11 @@ namespace Bench {
 
 namespace {
 
-using Vorn::Route;
-
-const std::pair<Route, const char*> Names[] = {
-    {Route::Portable, "portable"}, {Route::Neon, "neon"},     {Route::Sse4, "sse4"},
-    {Route::Avx2, "avx2"},         {Route::Avx512, "avx512"}, {Route::Avx512Gfni, "avx512gfni"},
-};
-
-std::string NameOf(Route wanted) {
-    for (const auto& [route, name] : Names) {
-        if (route == wanted)
-            return name;
-    }
-    return "unknown";
-}
-
 // The routes that the library really takes when it is told to go no higher.
-std::vector<Route> RoutesHere() {
-    const Route before = Vorn::CurrentRoute();
-    std::vector<Route> routes;
-    for (const auto& [route, name] : Names) {
+std::vector<Vorn::Route> RoutesHere() {
+    const Vorn::Route before = Vorn::CurrentRoute();
+    std::vector<Vorn::Route> routes;
+    for (const auto& [route, name] : Vorn::AllRoutes) {
         Vorn::LimitRoute(route);
         const bool isTaken = Vorn::CurrentRoute() == route;
         if (isTaken && (VORN_BENCH_CHOOSES_ROUTE || route == Vorn::BestRoute()))
@@ -40,18 +24,21 @@ std::vector<Route> RoutesHere() {
 
 } // namespace
 
-std::string CurrentRouteName() { return NameOf(Vorn::CurrentRoute()); }
+std::string CurrentRouteName() { return Vorn::NameOf(Vorn::CurrentRoute()); }
 
 std::string RouteNames() {
     std::string names;
-    for (const Route route : RoutesHere())
-        names += (names.empty() ? "" : " ") + NameOf(route);
+    for (const Vorn::Route route : RoutesHere()) {
+        if (!names.empty())
+            names += ' ';
+        names += Vorn::NameOf(route);
+    }
     return names;
 }
 
 bool TakeRoute(const std::string& name) {
-    for (const Route route : RoutesHere()) {
-        if (NameOf(route) != name)
+    for (const Vorn::Route route : RoutesHere()) {
+        if (Vorn::NameOf(route) != name)
             continue;
         Vorn::LimitRoute(route);
         return true;

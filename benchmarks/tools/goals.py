@@ -1,9 +1,11 @@
 """The goals of the table: what ratio to which peer is wanted, by the library's route."""
 
+import re
 from pathlib import Path
 
 FILE = Path(__file__).parent.parent / "goals.txt"
-ROUTES = ["portable", "neon", "sse4", "avx2", "avx512", "avx512gfni"]
+TABLE = Path(__file__).parent.parent.parent / "Bases/Impl/Route/Route.h"
+ROUTES = re.findall(r'\{Route::\w+, "(\w+)"\}', TABLE.read_text(encoding="utf-8"))
 
 
 class Goals:

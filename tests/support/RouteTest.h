@@ -6,38 +6,21 @@
 #include <Bases/Impl/Route/Route.h>
 
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 namespace VornTest {
 
 inline auto AllRoutes() {
-    using Vorn::Route;
-    return testing::Values(Route::Portable, Route::Neon, Route::Sse4, Route::Avx2, Route::Avx512,
-                           Route::Avx512Gfni);
-}
-
-inline std::string RouteName(Vorn::Route route) {
-    using Vorn::Route;
-    switch (route) {
-    case Route::Portable:
-        return "Portable";
-    case Route::Neon:
-        return "Neon";
-    case Route::Sse4:
-        return "Sse4";
-    case Route::Avx2:
-        return "Avx2";
-    case Route::Avx512:
-        return "Avx512";
-    case Route::Avx512Gfni:
-        return "Avx512Gfni";
-    }
-    return "Unknown";
+    std::vector<Vorn::Route> routes;
+    for (const Vorn::NamedRoute& named : Vorn::AllRoutes)
+        routes.push_back(named.route);
+    return testing::ValuesIn(routes);
 }
 
 inline std::string RouteNameOf(const testing::TestParamInfo<Vorn::Route>& info) {
-    return RouteName(info.param);
+    return Vorn::NameOf(info.param);
 }
 
 class RouteTest : public testing::TestWithParam<Vorn::Route> {
@@ -45,9 +28,9 @@ protected:
     void SetUp() override {
         Vorn::LimitRoute(GetParam());
         if (Vorn::CurrentRoute() != GetParam())
-            GTEST_SKIP() << "this machine lacks the instructions of " << RouteName(GetParam());
+            GTEST_SKIP() << "this machine lacks the instructions of " << Vorn::NameOf(GetParam());
     }
-    void TearDown() override { Vorn::LimitRoute(Vorn::Route::Avx512Gfni); }
+    void TearDown() override { Vorn::LimitRoute(Vorn::NoLimit); }
 };
 
 } // namespace VornTest

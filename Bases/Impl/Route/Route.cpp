@@ -17,6 +17,15 @@ namespace Vorn {
 
 namespace {
 
+constexpr bool IsInOrder() {
+    for (std::size_t i = 0; i < std::size(AllRoutes); ++i) {
+        if (AllRoutes[i].route != static_cast<Route>(i))
+            return false;
+    }
+    return true;
+}
+static_assert(IsInOrder(), "a route's place in AllRoutes is its value");
+
 #if defined(__x86_64__)
 
 struct CpuId {
@@ -82,7 +91,7 @@ Route DetectRoute() { return Route::Portable; }
 
 // Relaxed, here and below: the value orders nothing, and every route gives the same results.
 std::atomic<Route>& Limit() {
-    static std::atomic<Route> limit{Route::Avx512Gfni};
+    static std::atomic<Route> limit{NoLimit};
     return limit;
 }
 

@@ -8,6 +8,9 @@
 // and every odd input, goes to the portable code, so that each rule stands once. A family of
 // kernels has a function that chooses among them by CurrentRoute().
 
+#include <cstddef>
+#include <iterator>
+
 namespace Vorn {
 
 /// From the portable code up; a machine that has one also has those before it, of its own kind.
@@ -19,6 +22,24 @@ enum class Route {
     Avx512,     ///< 512 bits, as of Ice Lake and Zen 4: with VAES, VBMI and POPCNT
     Avx512Gfni, ///< the same with GFNI
 };
+
+struct NamedRoute {
+    Route route;
+    const char* name;
+};
+
+/// Every route, in its order, with the name by which tests and benchmarks know it.
+inline constexpr NamedRoute AllRoutes[] = {
+    {Route::Portable, "portable"}, {Route::Neon, "neon"},     {Route::Sse4, "sse4"},
+    {Route::Avx2, "avx2"},         {Route::Avx512, "avx512"}, {Route::Avx512Gfni, "avx512gfni"},
+};
+
+/// The limit that allows every route.
+inline constexpr Route NoLimit = std::end(AllRoutes)[-1].route;
+
+constexpr const char* NameOf(Route route) {
+    return AllRoutes[static_cast<std::size_t>(route)].name;
+}
 
 /// The best route that the machine has and the limit allows. One relaxed load.
 Route CurrentRoute();
