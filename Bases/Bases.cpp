@@ -23,9 +23,9 @@ int BasesInit() {
     return 1;
 }
 
-// Documents that are still being written would otherwise go on with what the clean-up frees.
+// Documents that are still being written would otherwise use what the clean-up frees.
 void BasesRelease() {
-    XmlTextWriter::TakeAllAway();
+    XmlTextWriter::DetachAll();
     xmlCleanupParser();
 }
 

@@ -41,13 +41,13 @@ namespace Vorn {
 /// Note: a const `Bits` cannot call the non-const members; GetSize is one of them.
 class VORN_BASES_API Bits {
 public:
-    /// Makes an empty set: size 0, no data.
+    /// Constructs an empty set: size 0, no data.
     Bits();
 
-    /// Makes a set of `size` bits, all 0; an empty one if `size` is 0 or memory runs out.
+    /// Constructs a set of `size` bits, all 0; an empty one if `size` is 0 or memory runs out.
     explicit Bits(unsigned long size);
 
-    /// Makes a copy of `other`, with no more capacity than its bits take; see Clone.
+    /// Constructs a copy of `other`, with no more capacity than its bits take; see Clone.
     Bits(const Bits& other);
 
     /// Clones `other`; see Clone. Returns this set.
@@ -110,15 +110,15 @@ public:
     void SetAll();
     void ResetAll();
 
-    /// Makes the set empty and releases its capacity.
+    /// Empties the set and releases its capacity.
     void Clear();
 
-    /// Returns the number of bits that are 1, or 0.
+    /// Return the number of bits that are 1 and of those that are 0.
     unsigned long GetSetCount();
     unsigned long GetUnsetCount();
 
-    /// Returns whether any bit is 1, or none. In an empty set none is. Both look at whole bytes,
-    /// unused bits included.
+    /// Return whether any bit is 1 and whether none is; in an empty set none is. Both look at whole
+    /// bytes, unused bits included.
     int Any() const;
     int None() const;
 
@@ -130,8 +130,8 @@ public:
     /// this set.
     ///
     /// Note: operator&= keeps the size, and the bytes that `other` lacks. operator|= and operator^=
-    /// first take the size of `other`, as by SetSize, and so may shrink the set; they keep the size
-    /// if `other` is empty or memory runs out. They do not take over bytes that only `other` has.
+    /// first resize to the size of `other`, as by SetSize, and so may shrink the set; they keep the
+    /// size if `other` is empty or memory runs out. Bytes that only `other` has are not copied.
     Bits& operator&=(const Bits& other);
     Bits& operator|=(const Bits& other);
     Bits& operator^=(const Bits& other);
@@ -147,7 +147,7 @@ public:
     Bits operator|(const Bits& other) const;
     Bits operator^(const Bits& other) const;
 
-    /// Return whether the sets have the same bytes, or different ones, unused bits included.
+    /// Return whether the sets have equal bytes (operator!=: different ones), unused bits included.
     ///
     /// Note: both return 0 for sets of different sizes.
     int operator==(const Bits& other) const;
@@ -170,8 +170,8 @@ public:
     /// an empty set. If memory runs out, as many low positions stay as fit.
     void FromString(const std::string& text);
 
-    /// Takes the size of `other`, as by SetSize, and copies its bytes, whole. `other` may be this
-    /// set.
+    /// Resizes to the size of `other`, as by SetSize, and copies its bytes, whole. `other` may be
+    /// this set.
     ///
     /// Note: an empty `other` changes nothing; Clear makes a set empty.
     /// Note: if memory runs out, this set keeps its size, and the bytes that both have are copied.
@@ -200,11 +200,11 @@ private:
 ///     }
 class VORN_BASES_API SerialBuffer {
 public:
-    /// Makes an empty buffer without an array.
+    /// Constructs an empty buffer without an array.
     SerialBuffer();
 
-    /// Makes an empty buffer with a capacity of `maxSize` bytes; without an array if that is 0 or
-    /// memory runs out.
+    /// Constructs an empty buffer with a capacity of `maxSize` bytes; without an array if that is 0
+    /// or memory runs out.
     explicit SerialBuffer(unsigned long maxSize);
 
     virtual ~SerialBuffer();
@@ -226,8 +226,8 @@ public:
     /// byte.
     void SetSize(unsigned long size);
 
-    /// Makes the capacity at least `size` bytes: if it is less, reallocates to exactly `size` bytes
-    /// that begin with the bytes in use unless `keep` is 0.
+    /// Grows the capacity to at least `size` bytes: if it is less, reallocates to exactly `size`
+    /// bytes that begin with the bytes in use unless `keep` is 0.
     ///
     /// Returns 1 on success. Returns 0, with nothing changed, if memory runs out.
     ///
@@ -244,8 +244,8 @@ public:
     /// array with the claimed capacity is null; see SetBuffer.
     ///
     /// Note: with a null `data` the array still grows, nothing is appended, and the result is 1.
-    /// Note: there is no reserve, so every append that grows copies all bytes in use; call
-    /// SetMaxSize first where the total is known.
+    /// Note: growth adds no spare capacity, so every append that grows copies all bytes in use;
+    /// call SetMaxSize first where the total is known.
     int AddBuffer(unsigned char* data, unsigned long len, int grow);
 
     /// Drops `n` bytes, or all if there are fewer, from the front and moves the rest there. The
@@ -254,14 +254,14 @@ public:
 
     /// Frees the array and adopts the one at `data`, with `size` bytes in use and a capacity of
     /// `maxSize` bytes. It must come from array new; the buffer frees it with array delete unless
-    /// Fetch hands it back. The buffer's own array may be given again, and is kept then.
+    /// Fetch hands it back. Passing the buffer's own array again keeps it.
     ///
     /// Returns 1 on success. Returns 0, with nothing changed and `data` still the caller's, if the
     /// buffer has more bytes in use than its capacity.
     ///
     /// Note: the arguments are not checked. `maxSize` must not exceed the length of the array. A
     /// `size` above `maxSize` is accepted, and makes the next SetBuffer fail unless SetSize, Clear,
-    /// Delete or Fetch, or enough of Shift or growth, has put it right.
+    /// Delete, Fetch, a large enough Shift or growth has corrected it.
     int SetBuffer(unsigned char* data, unsigned long size, unsigned long maxSize);
 
     /// Hands the array over, null if there is none, and leaves the buffer without one, with size

@@ -3,9 +3,9 @@
 
 // One interface for ciphers and digests, the SEED block cipher and the MD5 digest.
 //
-// Both serve existing data and are no choice for a new secure design: SEED is used block by block
-// without chaining, so equal blocks of a message show as equal and changes go unnoticed, and MD5
-// does not protect against forgery.
+// Both are for existing data and unsuitable for new secure designs: SEED is used block by block
+// without chaining, so equal blocks of a message stay recognisable and changes go unnoticed, and
+// MD5 does not protect against forgery.
 
 #include <string>
 
@@ -37,22 +37,22 @@ inline constexpr unsigned long Md5Digest = 16;
 ///
 ///     Vorn::Crypto* cipher = Vorn::CreateCrypto(Vorn::Crypto::BlockCipherSeed);
 ///     if (cipher->SetUserSecretKey(key) && cipher->Encrypt(text, 17, done, output, size)) {
-///         // size is 32, done is 17; whoever deciphers has to know the 17
+///         // size is 32, done is 17; whoever deciphers needs to know the 17
 ///         delete[] output;
 ///     }
 ///     Vorn::DestroyCrypto(cipher); // and not delete; cipher is null now
 ///
-/// Note: there is no virtual destructor. Release what CreateCrypto made with DestroyCrypto;
+/// Note: there is no virtual destructor. Release an object from CreateCrypto with DestroyCrypto;
 /// deleting it through `Crypto*` is undefined.
 class VORN_BASES_API Crypto { // NOLINT(cppcoreguidelines-virtual-class-destructor)
 public:
-    /// What CreateCrypto can make. Any int may be cast to it and asked for.
+    /// The types that CreateCrypto knows. Any int may be cast to it and passed.
     enum Type : int { HashMd5 = 1, BlockCipherSeed = 2 };
 
     Crypto();
 
-    /// Prepares the object. Returns false if it cannot be used. CreateCrypto calls this; for an
-    /// object constructed directly the caller does, first of all.
+    /// Prepares the object. Returns false if it cannot be used. CreateCrypto calls this; on an
+    /// object constructed directly, the caller does so before anything else.
     virtual bool Create() = 0;
 
     /// Releases what Create prepared. DestroyCrypto calls it.
@@ -71,9 +71,8 @@ public:
     ///
     /// Returns true on success. `output` is then an array of `outputSize` bytes that the caller
     /// owns and frees with delete[], and `processedSize` is `inputSize`. The previous value of
-    /// `output` is not freed. When it returns false is up to the implementation; the other
-    /// arguments are then untouched. Throws std::bad_alloc, or what derives from it, if memory runs
-    /// out.
+    /// `output` is not freed. The implementation decides what fails; on failure the other arguments
+    /// are untouched. Throws std::bad_alloc, or an exception derived from it, if memory runs out.
     virtual bool Encrypt(unsigned char* input, unsigned long inputSize,
                          unsigned long& processedSize, unsigned char*& output,
                          unsigned long& outputSize) = 0;
@@ -84,12 +83,12 @@ public:
                          unsigned long& outputSize) = 0;
 };
 
-/// Makes an object of the given type and calls its Create. Returns null for a type that does not
-/// exist and if Create fails. Throws std::bad_alloc if memory runs out. The caller releases the
+/// Constructs an object of the given type and calls its Create. Returns null for a type that does
+/// not exist and if Create fails. Throws std::bad_alloc if memory runs out. The caller releases the
 /// object with DestroyCrypto.
 VORN_BASES_API Crypto* CreateCrypto(const Crypto::Type& type);
 
-/// Releases an object that CreateCrypto made and sets `crypto` to null; does nothing if it is null.
+/// Releases an object from CreateCrypto and sets `crypto` to null; does nothing if it is null.
 ///
 /// Note: Destroy is called but the destructor is not, so the object must hold nothing after
 /// Destroy.
@@ -102,8 +101,7 @@ VORN_BASES_API void DestroyCrypto(Crypto*& crypto);
 /// of each word of key, input and output are reversed.
 class VORN_BASES_API CryptoBlockCipherSeed : public Crypto {
 public:
-    /// Makes an object that needs Create before it is used. A copy has its own copy of the round
-    /// keys.
+    /// Constructs an object that needs Create before use. A copy has round keys of its own.
     CryptoBlockCipherSeed();
     CryptoBlockCipherSeed(const CryptoBlockCipherSeed& other);
     CryptoBlockCipherSeed& operator=(const CryptoBlockCipherSeed& other);
@@ -120,17 +118,17 @@ public:
     /// Returns CryptoSize::SeedKey.
     unsigned long GetUserSecretKeySize() override;
 
-    /// Makes the round keys from the 16 bytes at `key`. Returns true; false, with the round keys
+    /// Derives the round keys from the 16 bytes at `key`. Returns true; false, with the round keys
     /// unchanged, for a null pointer.
     bool SetUserSecretKey(const unsigned char* key) override;
 
     /// Enciphers the `inputSize` bytes at `input`, padded with zeros to a multiple of 16.
     ///
     /// Returns true, with that multiple in `outputSize`. Returns false, with the other arguments
-    /// untouched, if `input` is null or `inputSize` is 0. If memory runs out, as for sizes near the
-    /// largest, it throws with `outputSize` 0 and the others untouched.
+    /// untouched, if `input` is null or `inputSize` is 0. If memory runs out, as it does for the
+    /// largest sizes, throws with `outputSize` 0 and the others untouched.
     ///
-    /// Note: the result does not tell how many zeros were added: keep `processedSize`, to cut them
+    /// Note: the output does not show how many zeros were added: keep `processedSize` to cut them
     /// off later.
     /// Note: without a key all round keys are zero. That is no error, and not the cipher of an
     /// all-zero key.
@@ -176,7 +174,7 @@ public:
         unsigned char bytes[16];
     };
 
-    /// Makes an object that is ready without Create. Copies are independent.
+    /// Constructs an object that needs no Create. Copies are independent.
     CryptoHashMd5();
     CryptoHashMd5(const CryptoHashMd5& other);
     CryptoHashMd5& operator=(const CryptoHashMd5& other);
@@ -196,8 +194,8 @@ public:
     /// Ignores the key, which may be null. Returns true.
     bool SetUserSecretKey(const unsigned char* key) override;
 
-    /// Makes the digest of the `inputSize` bytes at `input`: 16 bytes in `output`. Returns true. If
-    /// memory runs out, throws with `processedSize` already set and the others untouched.
+    /// Computes the digest of the `inputSize` bytes at `input`: 16 bytes in `output`. Returns true.
+    /// If memory runs out, throws with `processedSize` already set and the others untouched.
     ///
     /// Note: nothing is checked; an `inputSize` of 0 gives the digest of the empty message,
     /// whatever `input` is.
@@ -223,7 +221,7 @@ public:
     /// Ends the digest and stores it in `*digest`. Call MD5Init before using the context again.
     ///
     /// Note: only the first 8 bytes of the context are cleared; the other half of the digest and
-    /// the end of the message stay in it. Clear all of it if they must not stay behind.
+    /// the end of the message stay in it. Clear all of it if they must not remain.
     static void MD5Final(MD5Digest_struct* digest, char (*ctx)[88]);
 
     /// Stores the digest of the `length` bytes at `data`, which may be null if `length` is 0, in
@@ -243,8 +241,9 @@ public:
 
 extern "C" {
 
-/// Makes the 32 round-key words of SEED at `roundKeys` from the 16 bytes at `key`: words 2i and
-/// 2i+1 are those of round i+1. The byte order is that of CryptoBlockCipherSeed.
+/// Derives the 32 round-key words of SEED from the 16 bytes at `key` and stores them at
+/// `roundKeys`: words 2i and 2i+1 are those of round i+1. The byte order is that of
+/// CryptoBlockCipherSeed.
 ///
 /// Here and below a null pointer is the caller's error, and the arguments need no alignment beyond
 /// that of their type. All may run on several threads at once.
@@ -256,7 +255,7 @@ VORN_BASES_API void SeedEncrypt(unsigned char* block, const unsigned int* roundK
 /// Deciphers the 16 bytes at `block` in place, with the same round keys.
 VORN_BASES_API void SeedDecrypt(unsigned char* block, const unsigned int* roundKeys);
 
-/// The same three under names that are the library's own.
+/// The same three under names with the library's prefix.
 VORN_BASES_API void VornSeedRoundKey(unsigned int* roundKeys, const unsigned char* key);
 VORN_BASES_API void VornSeedEncrypt(unsigned char* block, const unsigned int* roundKeys);
 VORN_BASES_API void VornSeedDecrypt(unsigned char* block, const unsigned int* roundKeys);

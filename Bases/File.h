@@ -4,7 +4,7 @@
 // Binary files opened by access mask, share mode and creation disposition over POSIX descriptors;
 // directory iteration; operations on files and directories by path.
 //
-// Nothing here throws, short of std::bad_alloc. A failure is a false or a 0 (Seek on a closed
+// Nothing here throws except std::bad_alloc. A failure is a false or a 0 (Seek on a closed
 // handle: -1). FileIo::Open also reports the cause of a failure, and FileIo::Seek an unknown
 // origin, in one line on standard output that ends in a carriage return and a newline. The line is
 // written with puts, is not flushed, and leaves errno alone.
@@ -83,7 +83,7 @@ public:
     /// The descriptor of a closed handle.
     static constexpr int InvalidFileIoHandle = -1;
 
-    /// Makes a closed handle.
+    /// Constructs a closed handle.
     FileIo();
 
     /// Closes the handle.
@@ -202,7 +202,7 @@ public:
     /// false on failure and on a closed handle.
     bool Flush();
 
-    /// Return or assign an empty text; the first one's belongs to this object. Note: the handle
+    /// Return or assign an empty text; the returned one is owned by this object. Note: the handle
     /// does not remember the path that it was opened with.
     const char* GetPath();
     void GetPath(std::string& out);
@@ -260,7 +260,7 @@ public:
     /// The current entry's data; for the implementation only.
     class FileInfo;
 
-    /// Makes an object without a search.
+    /// Constructs an object without a search.
     FileFind();
 
     /// Opens the directory as FindFirst does, then discards the entry found. Note: if that
@@ -328,7 +328,7 @@ private:
     VORN_BASES_LOCAL const FileInfo* Current() const;
 
     std::unique_ptr<Stream> m_pStream; // null when there is no search
-    std::unique_ptr<FileInfo> m_pInfo; // made by the first search and kept for the next ones
+    std::unique_ptr<FileInfo> m_pInfo; // allocated by the first search, kept for later ones
 };
 
 /// Operations on paths. They hold no state, and any thread may call them; two of them on the same

@@ -258,7 +258,7 @@ public:
     /// the end of the data, where zeros at the low end replace the missing bits. 0 in `*pnRead` for
     /// an `nBits` above 0 means that no bits are left.
     ///
-    /// Nothing is checked: other widths, null pointers and a state of the caller's own making are
+    /// Nothing is checked: other widths, null pointers and a state that the caller has changed are
     /// the caller's error.
     static unsigned int ReadBits(int nBits, int* pnRead, const char* pData, unsigned long len,
                                  unsigned long& pos, int& nBitsWaiting, unsigned long& acc);

@@ -109,16 +109,16 @@ private:
 /// uses the object.
 ///
 /// Note: without an owner, a named mutex stays locked when the process that holds it ends; Close
-/// and a new Create make a fresh one under the name.
+/// and another Create replace it by a new one under the name.
 ///
 /// Note: an unnamed Unlock wakes every waiter, so several threads can come out of Lock together.
 /// Use Cs where exactly one thread may pass.
 class VORN_BASES_API Mutex {
 public:
-    /// Makes a mutex that is not opened.
+    /// Constructs a mutex that is not opened.
     Mutex();
 
-    /// Makes a mutex and calls Create(name). Note: the result is dropped, and IsOpened is true
+    /// Constructs a mutex and calls Create(name). Note: the result is lost, and IsOpened is true
     /// either way; where it matters, call Create instead.
     explicit Mutex(const char* name);
 
@@ -148,7 +148,7 @@ public:
     /// Frees the mutex, whoever took it. Does nothing when it is not opened.
     void Unlock();
 
-    /// Closes the mutex, which may then be created or opened anew. A named one loses its name for
+    /// Closes the mutex, which may then be created or opened again. A named one loses its name for
     /// every process; those that have it open keep using the object that they have. Returns true,
     /// even when there was nothing to close.
     bool Close();
@@ -226,7 +226,7 @@ inline constexpr int Set = 1;
 ///     worker.join();
 class VORN_BASES_API Event {
 public:
-    /// Makes an event that is not created.
+    /// Constructs an event that is not created.
     Event();
 
     /// Closes the event. Note: a named one thereby loses its name for every process.
@@ -254,8 +254,8 @@ public:
     /// Sets the event. Returns true, always. Does nothing when this object is set.
     bool Set();
 
-    /// Makes the event not set. Returns true on success; false, with the event unchanged, when it
-    /// has not been created.
+    /// Resets the event. Returns true on success; false, with the event unchanged, when it has not
+    /// been created.
     bool Reset();
 
     /// Waits at most `timeoutMs` milliseconds for the event to be set (a named one: see the table
@@ -371,7 +371,7 @@ public:
     /// limit.
     virtual void StopThread(unsigned int timeoutMs, int bForce);
 
-    /// Called by StartThread before anything is made; 0 refuses the start. Returns the handler's
+    /// Called by StartThread before anything is created; 0 refuses the start. Returns the handler's
     /// answer, or 1 without a handler.
     virtual int OnPreThreadStart();
 
@@ -381,8 +381,8 @@ public:
     /// Sets the handler, which is not owned; null for none.
     void SetThreadHandler(ThreadHandler* pHandler);
 
-    /// Starts the thread; `bSuspended` is one of ThreadStart. Note: it ends with a pause of 100
-    /// microseconds, in which the new thread can begin.
+    /// Starts the thread; `bSuspended` is one of ThreadStart. Note: a start ends with a pause of
+    /// 100 microseconds, in which the new thread can begin.
     ///
     /// An existing thread is first stopped by StopThread(WaitForever, ThreadStop::Cancel). Note: a
     /// wait without limit never runs out, so a body that ignores the request is never cancelled,
@@ -401,11 +401,11 @@ public:
     /// without waiting and leaves no thread. (A platform that reported this by a negative number
     /// would get "[Thread] Create thread failure.\r" and false.)
     ///
-    /// Throws std::bad_alloc when memory is short. No thread exists then, and a further start may
+    /// Throws std::bad_alloc when memory runs out. No thread exists then, and a further start may
     /// succeed.
     bool StartThread(int bSuspended);
 
-    /// The start routine of the new thread; its argument is made by StartThread. Returns null; with
+    /// The start routine of the new thread; StartThread allocates its argument. Returns null; with
     /// a null argument it does nothing else.
     static void* ThreadEntryProc(void* pArgs);
 
@@ -536,7 +536,7 @@ inline constexpr int ReadOnly = 1;
 
 /// What Shm::Create does to the bytes of a new segment; any number but None counts as Zero.
 namespace ShmFill {
-inline constexpr int None = 0; ///< leaves them as the platform made them: zero on Linux
+inline constexpr int None = 0; ///< leaves them as the platform provides them: zero on Linux
 inline constexpr int Zero = 1;
 } // namespace ShmFill
 
@@ -579,8 +579,8 @@ inline constexpr int Zero = 1;
 ///
 /// Note: the first segment created on a machine, or in a container with System V objects of its
 /// own, has the identifier 0, which this class takes for "no segment": Create reports success, Open
-/// failure, IsOpened is false, Map returns null, and Close removes nothing. Hosts that may be that
-/// early first make and remove a segment with the platform's tools (`ipcmk`, `ipcrm`).
+/// failure, IsOpened is false, Map returns null, and Close removes nothing. Hosts that may run that
+/// early first create and remove a segment with the platform's tools (`ipcmk`, `ipcrm`).
 ///
 /// One object belongs to one thread at a time. Access to the memory is not synchronised: processes
 /// that write at the same time agree on a named Mutex. Memory that Map attached outlives Close and
@@ -599,7 +599,7 @@ inline constexpr int Zero = 1;
 ///     }
 class VORN_BASES_API Shm {
 public:
-    /// Makes an object without a segment.
+    /// Constructs an object without a segment.
     Shm();
 
     /// Closes the segment. Note: this removes it for every process, and ends this process if it
@@ -610,8 +610,8 @@ public:
 
     /// Creates the segment `name` of `size` bytes, which must not exist. `bReadOnly` is one of
     /// ShmAccess; the permissions follow from it as above. `bZeroFill` is one of ShmFill: Zero,
-    /// with ReadWrite access, attaches the segment once and sets it to zero. Where it may not be
-    /// attached, it stays as the platform made it. `name` must not be null; this is not checked.
+    /// with ReadWrite access, attaches the segment once and sets it to zero. If it may not be
+    /// attached, it stays as the platform created it. `name` must not be null; this is not checked.
     ///
     /// Returns true on success; prints nothing. Returns false and changes nothing when the object
     /// counts as opened. Returns false when the platform refuses: the name exists, or the size is 0
@@ -642,10 +642,9 @@ public:
     /// when `p` is null or nothing is attached there.
     bool Unmap(unsigned char* p);
 
-    /// Removes the segment for every process, also where this object only opened it, after which
-    /// the object may create or open anew. The name is free for another segment at once; the memory
-    /// stays valid where it is mapped and goes with its last mapping. Does nothing without a
-    /// segment.
+    /// Removes the segment for every process, even if this object only opened it; the object may
+    /// then create or open again. The name is free for another segment at once; the memory stays
+    /// valid where it is mapped and is freed with its last mapping. Does nothing without a segment.
     ///
     /// Note: a segment that cannot be removed ends a process whose library checks assertions, with
     /// the message "::shmctl(m_hShm, 0, __null) == 0"; where assertions are compiled out, the

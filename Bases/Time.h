@@ -5,7 +5,7 @@
 //
 // The functions are free and keep no state. Any thread may call them as long as none changes the
 // environment's TZ meanwhile. Local time is that of the C library's current zone; a program that
-// changes TZ calls tzset() before it goes on.
+// changes TZ must call tzset() afterwards.
 //
 // Results are true for success and false for failure unless stated. On failure every output
 // argument is unchanged, except that the forms of GetDateTimeFormat and GetLocalDateTimeFormat that
@@ -225,9 +225,9 @@ VORN_BASES_API Time GetCurTime();
 VORN_BASES_API bool GetCurLocalTime(SysTime& sysTime);
 VORN_BASES_API bool GetCurTime(SysTime& sysTime);
 
-// Setting the clock takes privilege. The functions return false if the platform refuses, and the
-// clock runs on. SetCurTime, and SetCurLocalTime of a record, also refuse a moment before the
-// epoch; SetCurLocalTime of a time leaves that to the platform.
+// Setting the clock requires privilege. The functions return false, with the clock unchanged, if
+// the platform refuses. SetCurTime, and SetCurLocalTime of a record, also refuse a moment before
+// the epoch; SetCurLocalTime of a time leaves that to the platform.
 
 /// Sets the clock to a count since the epoch, passed through TimeToLocalTime.
 VORN_BASES_API bool SetCurTime(const Time& time);

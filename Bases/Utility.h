@@ -81,7 +81,7 @@ inline constexpr int Full = 1;    ///< all 36 characters
 inline constexpr unsigned long GuidTextSize = 37;
 
 /// A 128-bit identifier (UUID): 16 bytes and nothing else, so it can be copied, stored and sent as
-/// plain bytes. All zero is the nil UUID, which means none.
+/// plain bytes. The nil UUID, all zeros, stands for no identifier.
 ///
 /// Several threads may read one object at the same time; while one changes it, no other may use it.
 /// Different objects are independent, and Generate may run on several threads at once.
@@ -97,7 +97,7 @@ inline constexpr unsigned long GuidTextSize = 37;
 ///     same.FromString(text); // may throw: text from outside needs a try block
 class VORN_BASES_API Guid {
 public:
-    /// Makes a nil value.
+    /// Constructs a nil value.
     Guid();
 
     /// Replaces this value with a new random one (version 4, RFC 4122 variant). Each call seeds a
@@ -116,8 +116,8 @@ public:
     /// char*` text included) or lacks a dash or the closing brace.
     ///
     /// Note: what follows the last digit, or the closing brace, is ignored.
-    /// Note: another character in place of a digit gives what the Boost version that the library
-    /// was built with makes of it. Boost 1.74 throws the same exception; an older one may read it
+    /// Note: how another character in place of a digit is read depends on the version of Boost that
+    /// the library was built with. Boost 1.74 throws the same exception; an older one may read it
     /// as 255, which sets all bits of its half-byte and, in the second half, all bits of the byte.
     bool FromString(const char* text);
     bool FromString(const std::string& text);
@@ -144,11 +144,11 @@ public:
     /// Returns whether all 16 bytes are zero.
     bool None() const;
 
-    /// Makes this a nil value.
+    /// Resets this to the nil value.
     void Clear();
 
     /// Returns a negative number, 0 or a positive number if this value is ordered before, equal to
-    /// or after `other`; only the sign has a meaning.
+    /// or after `other`; only the sign is meaningful.
     ///
     /// Note: bytes 0-3, 4-5 and 6-7 are compared as unsigned integers in the host's byte order,
     /// then bytes 8-15 one by one. On a little-endian host that is not the order of the texts.
@@ -162,9 +162,9 @@ private:
 
 static_assert(sizeof(Guid) == 16, "a Guid is stored and sent as its 16 bytes");
 
-/// A reserved name: a memory pool is to come. Until then an object does nothing and allocates
-/// nothing; it can be made, copied, derived from and deleted through a pointer to this class.
-/// Different objects are independent, on any threads.
+/// A name reserved for a memory pool. Until there is one, an object does nothing and allocates
+/// nothing; it can be constructed, copied, derived from and deleted through a pointer to this
+/// class. Different objects are independent, on any threads.
 class VORN_BASES_API MemPool {
 public:
     MemPool();
@@ -173,7 +173,7 @@ public:
     MemPool& operator=(const MemPool&) = default;
 };
 
-/// A reserved name: a random number generator is to come. Until then all that MemPool says holds.
+/// A name reserved for a random number generator; until there is one, as MemPool.
 class VORN_BASES_API Random {
 public:
     Random();
@@ -182,7 +182,7 @@ public:
     Random& operator=(const Random&) = default;
 };
 
-/// A reserved name: a regular expression is to come. Until then all that MemPool says holds.
+/// A name reserved for a regular expression; until there is one, as MemPool.
 class VORN_BASES_API RegEx {
 public:
     RegEx();
@@ -199,7 +199,7 @@ public:
     Command(const Command&) = default;
     Command& operator=(const Command&) = default;
 
-    /// Does what the command is for. There is no result; only an exception can report a failure.
+    /// Performs the action. There is no result; only an exception can report a failure.
     virtual void Execute() = 0;
 };
 
@@ -223,10 +223,10 @@ public:
 ///     macro.Execute(); // prints "first", then "second"
 class VORN_BASES_API MacroCommand : public Command {
 public:
-    /// Makes a macro without commands.
+    /// Constructs a macro without commands.
     MacroCommand();
 
-    /// Deletes every command, from first to last; a macro among them deletes its own in its turn.
+    /// Deletes every command, from first to last; a macro among them deletes its own in turn.
     ~MacroCommand() override;
     MacroCommand(const MacroCommand&) = delete;
     MacroCommand& operator=(const MacroCommand&) = delete;
@@ -244,8 +244,8 @@ public:
     /// An exception from a command passes to the caller at once; the commands after it are not
     /// executed. The macro is unchanged, and the next Execute starts with the first command.
     ///
-    /// Note: what a command adds to the macro that executes it is executed in the same run, after
-    /// all others.
+    /// Note: commands that a command adds to the macro executing it are executed in the same run,
+    /// after all others.
     void Execute() override;
 
 private:

@@ -4,14 +4,14 @@
 // Reading and writing of XML documents, loaded or built as a whole in memory.
 //
 // Names, texts and values are strings in the multibyte encoding of the C library's current locale
-// (LC_CTYPE), so call BasesInit first: in the C locale every text with other than ASCII characters
-// fails. Load and BeginDocument look the encoding up, once per document. The decimal point of
-// doubles follows the locale too (LC_NUMERIC).
+// (LC_CTYPE), so call BasesInit first: in the C locale every text with a non-ASCII character fails.
+// Load and BeginDocument look up the encoding, once per document. The decimal point of doubles
+// follows the locale too (LC_NUMERIC).
 //
 // An object belongs to one thread at a time; different objects may be used at the same time.
 //
-// Failures are results; only a malformed identifier throws, and a std::string that finds no memory.
-// Nothing is written to standard error, and to standard output only the two lines of
+// Failures are returned; only a malformed identifier throws, and a std::string when memory runs
+// out. Nothing is written to standard error, and to standard output only the two lines of
 // XmlReader::Load. The host's error functions for libxml2 are not called for what happens here, and
 // are back in place when an operation returns; xmlGetLastError still reports libxml2's last error,
 // ours included.
@@ -64,7 +64,7 @@ public:
     class Element;
     class Attribute;
 
-    /// Makes an empty reader. Without memory for it the standard assert stops the process; where
+    /// Constructs an empty reader. If memory runs out, the standard assert stops the process; where
     /// assertions are compiled out, the reader stays empty and every Load returns false.
     XmlReader();
 
@@ -77,7 +77,7 @@ public:
     ///
     /// Returns false and leaves the reader empty when the file cannot be read, is not well-formed
     /// XML, or declares an encoding unknown to libxml2 or iconv, or when memory runs out: a loaded
-    /// document lacks nothing. Also when its declaration names no encoding, with the line
+    /// document is complete. Also when its declaration names no encoding, with the line
     /// "[XmlDoc] Load from file (PATH file is not xml document)" on standard output. Returns false
     /// and changes nothing when a document is already loaded.
     ///
@@ -98,8 +98,8 @@ public:
     /// Returns the root element, or null when the reader is empty.
     virtual Element* GetRootElement();
 
-    /// Returns the first element inside `parent`, skipping texts, comments and the like. Returns
-    /// null when there is none, for a null parent and when the reader is empty.
+    /// Returns the first element inside `parent`, skipping texts, comments and all other nodes.
+    /// Returns null when there is none, for a null parent and when the reader is empty.
     ///
     /// When `name` is not null, it receives the name of the element found. It stays unchanged when
     /// null is returned or the name cannot be converted. Note: `name` is an output, not a filter.
@@ -198,14 +198,14 @@ private:
 ///
 /// Note: BasesRelease ends every document that is being written, because libxml2 frees what such
 /// a document needs. What was written can still be fetched and saved, but operations that write
-/// and EndDocument return false, also after a new BasesInit. EndDocument or the destructor is
-/// still due; after it a new document can begin.
+/// and EndDocument return false, even after another BasesInit. EndDocument must still be called
+/// before the writer can begin a new document.
 ///
 /// Note: names and comments are written as given. A name with a space, a comment with "--", a
 /// duplicate attribute or a second root element makes a document that no parser accepts.
 class VORN_BASES_API XmlWriter {
 public:
-    /// Makes an idle writer. Without memory for it the standard assert stops the process; where
+    /// Constructs an idle writer. If memory runs out, the standard assert stops the process; where
     /// assertions are compiled out, every operation of the writer fails.
     XmlWriter();
 
@@ -218,9 +218,9 @@ public:
     /// and drops an earlier finished one. Returns true on success.
     ///
     /// Returns false and changes nothing while a document is being written or the writer is stuck.
-    /// Returns false, with the earlier document gone, when memory is short or libxml2 or iconv does
-    /// not know the encoding. Unless there was no memory to begin with, it then calls Close (the
-    /// overriding one, if there is one).
+    /// Returns false, with the earlier document gone, when memory runs out or libxml2 or iconv does
+    /// not know the encoding. Unless there was no memory to begin with, it then calls Close, the
+    /// overriding one if there is one.
     ///
     /// Note: after an unknown encoding, or without memory for the declaration, the writer is stuck:
     /// every further BeginDocument returns false until EndDocument has been called.
@@ -309,7 +309,7 @@ public:
     /// the writer and are valid until Close, the next BeginDocument or the destructor. Returns null
     /// and stores 0 when there is no document. Note: before EndDocument an unknown part of the
     /// document is still missing, and the next operation that writes, EndDocument included, may
-    /// move the bytes: fetch them anew.
+    /// move the bytes: fetch them again.
     unsigned char* GetXmlBuffer(unsigned long& size);
 
     /// Writes the bytes that GetXmlBuffer gives to the file `path`, replacing its contents. Returns
@@ -319,9 +319,10 @@ public:
 
     /// Drops the document.
     ///
-    /// Note: a document that is still being written gets stuck: its bytes cannot be fetched any
-    /// more, operations with a text return false, and BeginDocument returns false until EndDocument
-    /// has been called. EndElement and EndDocument go on as if nothing had happened.
+    /// Note: while a document is being written, Close leaves the writer stuck: the bytes can no
+    /// longer be fetched, operations with a text return false, and BeginDocument returns false
+    /// until EndDocument has been called. EndElement and EndDocument work as if nothing had
+    /// happened.
     virtual void Close();
 
 private:

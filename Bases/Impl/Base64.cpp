@@ -27,12 +27,12 @@ constexpr CharacterPairs PairTable() {
 
 constexpr CharacterPairs Pairs = PairTable();
 
-// What a character stands for when it is not one of the values 0 to 63.
+// The table entries of characters without a value: "=" is skipped, all others are invalid.
 constexpr std::uint32_t Skip = 0x40000000;
 constexpr std::uint32_t Invalid = 0x80000000;
 
-// What a character stands for, its highest bit ignored; in its place among the 24 bits of a group
-// of four characters when `shift` says how far its value is from the right end.
+// The value of each character, whatever its high bit, shifted to its position in the 24 bits of a
+// group of four.
 using GroupValues = std::array<std::uint32_t, 256>;
 
 constexpr GroupValues ValueTable(unsigned shift) {
@@ -57,7 +57,7 @@ void EncodeGroup(const unsigned char* bytes, char* text) {
     std::memcpy(text + 2, Pairs[group & 0xFFFU].data(), 2);
 }
 
-// One or two bytes that are left; zero bits fill the last character.
+// Encodes the last one or two bytes; zero bits fill the last character.
 void EncodeRest(const unsigned char* bytes, std::size_t size, char* text) {
     unsigned char group[3] = {};
     std::memcpy(group, bytes, size);
@@ -77,15 +77,14 @@ void EncodeBytes(const unsigned char* bytes, std::size_t size, char* text) {
         EncodeRest(bytes + done, size - done, text);
 }
 
-// Decodes a text from its front on. Where no bits are waiting, whole groups are decoded at once, by
-// a kernel and then by four characters; at anything else, character by character until none are
-// waiting again.
+// Decodes a text from front to back. While no bits are waiting, it decodes whole groups, with a
+// kernel and then four characters at a time; otherwise single characters until none are waiting.
 class Decoder {
 public:
     Decoder(const char* text, std::size_t length, unsigned char* bytes, Base64DecodeKernel kernel)
         : m_text(text), m_end(text + length), m_bytes(bytes), m_begin(bytes), m_kernel(kernel) {}
 
-    /// Returns false at a character that is neither of the alphabet nor "=".
+    /// Returns false at a character that is neither in the alphabet nor "=".
     bool Run() {
         while (m_text != m_end) {
             if (m_waiting == 0)
@@ -146,7 +145,7 @@ private:
     unsigned char* m_begin;
     Base64DecodeKernel m_kernel; // may be null
     std::uint32_t m_bits = 0;
-    unsigned m_waiting = 0; // bits that make no byte yet
+    unsigned m_waiting = 0; // bits in m_bits that do not fill a byte yet
 };
 
 bool Overlap(const char* a, const char* b, std::size_t size) {
@@ -189,9 +188,9 @@ unsigned long Base64::Decode(const char* pszEnc, char* pDecData) {
     if (n == 0)
         return 0;
 
-    // The buffer is cleared before anything is read, which a text that overlaps it shows: then it
-    // is cleared as a whole, and no kernel decodes, since one may write behind its result.
-    // Otherwise it is enough to clear what decoding has not filled.
+    // Callers rely on a buffer that is cleared before decoding begins, which shows if the text
+    // overlaps it; then no kernel decodes, since it may write beyond its result. Otherwise clearing
+    // what decoding has not filled is enough.
     auto* const bytes = reinterpret_cast<unsigned char*>(pDecData);
     const bool overlap = Overlap(pszEnc, pDecData, n + 1);
     if (overlap)

@@ -13,7 +13,7 @@ namespace {
 
 Converter TryOpen(const char* to, const char* from) {
     const iconv_t converter = iconv_open(to, from);
-    // The value for "none" is all ones, not null. NOLINTNEXTLINE(performance-no-int-to-ptr)
+    // iconv_open fails with all ones, not null. NOLINTNEXTLINE(performance-no-int-to-ptr)
     return Converter(converter == reinterpret_cast<iconv_t>(-1) ? nullptr : converter);
 }
 
@@ -29,15 +29,15 @@ Converter OpenConverter(const char* to, const char* from) {
 }
 
 std::optional<std::size_t> Convert(const Converter& converter, const char* text, std::size_t size,
-                                   char* output, std::size_t room) {
+                                   char* output, std::size_t capacity) {
     char* input = const_cast<char*>(text); // iconv only moves the pointer
-    std::size_t left = room;
+    std::size_t left = capacity;
     if (iconv(converter.get(), &input, &size, &output, &left) == static_cast<std::size_t>(-1)) {
-        // What a failed text has shifted must not show in the next one.
+        // The shift state that a failed text leaves must not affect the next one.
         iconv(converter.get(), nullptr, nullptr, nullptr, nullptr);
         return std::nullopt;
     }
-    return room - left;
+    return capacity - left;
 }
 
 } // namespace Vorn

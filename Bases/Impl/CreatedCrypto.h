@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_CREATED_CRYPTO_H
 #define VORN_BASES_IMPL_CREATED_CRYPTO_H
 
-// The step of CreateCrypto that can be tested with objects of a test's own.
+// The step of CreateCrypto that tests exercise with classes of their own.
 
 #include <Bases/Crypto.h>
 

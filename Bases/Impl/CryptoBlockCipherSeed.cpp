@@ -67,7 +67,7 @@ struct Block {
     explicit Block(const unsigned char* bytes)
         : left{Load(bytes), Load(bytes + 4)}, right{Load(bytes + 8), Load(bytes + 12)} {}
 
-    // The halves change places once more at the end.
+    // The halves are swapped once more at the end.
     void StoreTo(unsigned char* bytes) const {
         Store(bytes, right.first);
         Store(bytes + 4, right.second);
@@ -85,8 +85,8 @@ inline void Round(Half& changed, const Half& other, const Word* key) {
     changed.second ^= d;
 }
 
-// Takes blocks through all sixteen rounds together: a block is one long chain of dependent steps,
-// so the processor works on the others while it waits for the tables of the first.
+// Runs several blocks through the sixteen rounds together: a block is one long chain of dependent
+// steps, so the processor works on the others while it waits for the tables of the first.
 template <std::size_t... I>
 inline void CipherTogether(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     Block blocks[] = {Block(bytes + I * BlockSize)...};
@@ -113,7 +113,7 @@ void CipherBlock(unsigned char* bytes, SeedKeys keys) {
     CipherTogether(bytes, keys, std::make_index_sequence<1>());
 }
 
-// Takes whole blocks through the rounds in place, with a kernel as far as there is one.
+// Runs whole blocks through the rounds in place, with a kernel where there is one.
 void CipherBlocks(unsigned char* bytes, unsigned long size, SeedKeys keys) {
     const unsigned char* const end = bytes + size;
     if (const SeedKernel kernel = FindSeedKernel(CurrentRoute()))

@@ -30,8 +30,8 @@ constexpr std::size_t CountSize = 8;
 static_assert(Buffer + BlockSize == sizeof(Context));
 
 // Words are little-endian on every host, so that a context and a digest mean the same everywhere.
-// Byte by byte, no address needs alignment; compilers make one load or store of it where the host
-// allows that.
+// Byte by byte, no address needs alignment; compilers merge the bytes into one load or store where
+// the host allows that.
 inline Word Load(const char* bytes) {
     const auto byte = [bytes](int i) { return Word{static_cast<unsigned char>(bytes[i])}; };
     return byte(0) | byte(1) << 8 | byte(2) << 16 | byte(3) << 24;

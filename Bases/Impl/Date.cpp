@@ -25,8 +25,8 @@ constexpr unsigned long GetLeapYearsUpTo(unsigned long year) {
     return year / 4 - year / 100 + year / 400;
 }
 
-// 1980-01-01 is day 1; dates outside the count are day 0. The day is checked against 31 only, so
-// the 31st of a shorter month counts into the next one.
+// 1980-01-01 is day 1; dates that are not counted are day 0. The day is checked against 31 only, so
+// the 31st of a shorter month falls into the next one.
 unsigned long GetDaysSince1980(unsigned long year, unsigned long month, unsigned long day) {
     if (year < FirstYear || !IsMonth(month) || day < 1 || day > 31)
         return 0;

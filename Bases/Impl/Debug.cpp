@@ -1,1 +1,1 @@
-// Reserved for the engine's diagnostics: a unit of the library's layout without code.
+// Reserved for the engine's diagnostics; holds no code.

@@ -1,4 +1,4 @@
-// Byte order: asking for the machine's, and converting from and to it.
+// The machine's byte order, and conversions from and to it.
 
 #include <Bases/Utility.h>
 
@@ -8,7 +8,7 @@ namespace Vorn::Endian {
 
 namespace {
 
-// Asks memory itself, so that no compiler's macro has to be known or trusted.
+// Looks at memory itself instead of relying on a compiler's macro.
 unsigned char FirstByteOfOne() {
     const unsigned long long one = 1;
     unsigned char first = 0;

@@ -24,8 +24,8 @@ constexpr unsigned int ExclusiveBit = FileDisposition::CreateNew;
 constexpr unsigned int TruncatingBit = FileDisposition::CreateOrEmpty;
 constexpr unsigned int ExistingBit = FileDisposition::OpenExisting;
 
-// Hosts look at errno after a failed operation, so reporting the failure and cleaning up after it
-// must not overwrite the cause.
+// Restores errno: hosts look at it after a failed operation, so reporting the failure and cleaning
+// up after it must not overwrite the cause.
 class ErrnoKeeper {
 public:
     ErrnoKeeper() : m_error(errno) {}
@@ -69,7 +69,7 @@ int AccessMode(unsigned int nDesiredAccess) {
 }
 
 // Descriptor 0 counts as a failed first attempt, as callers expect. It is closed only after the
-// second attempt, which would otherwise be given it again.
+// second attempt, which would otherwise get it again.
 int OpenAgain(const char* path, int flags, unsigned int nShareMode, int first) {
     if (!HasAll(nShareMode, FileShare::ReadWrite))
         flags |= O_EXCL;

@@ -24,7 +24,7 @@ namespace {
 
 constexpr long long MaxFileNameSize = 1024;
 
-// Some file systems store more seconds than a count of milliseconds can hold; these wrap.
+// Some file systems store times beyond the range of 64-bit milliseconds; these wrap.
 Time Milliseconds(time_t seconds, long nanoseconds) {
     const auto wholeSeconds = static_cast<unsigned long long>(seconds);
     return static_cast<Time>(wholeSeconds * 1000 +
@@ -140,8 +140,8 @@ unsigned int FileFind::GetFileType() {
     }
 }
 
-// The creation time joins the second of one stamp to the fraction of another, and the access time
-// is not that of the last access. Hosts compare these values with stored ones, so they stay.
+// The creation time combines the second of one stamp with the fraction of another, and the access
+// time is not that of the last access. Hosts compare these values with stored ones, so they stay.
 Time FileFind::GetFileCreationTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)

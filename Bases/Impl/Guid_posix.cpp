@@ -46,7 +46,7 @@ private:
     const EngineState& m_state;
 };
 
-// Every value from outside passes here: nil is refused.
+// Stores a value from outside; refuses nil.
 bool Adopt(const boost::uuids::uuid& source, unsigned char (&bytes)[16]) {
     if (source.is_nil())
         return false;

@@ -1,18 +1,18 @@
 #ifndef VORN_BASES_IMPL_LOCK_H
 #define VORN_BASES_IMPL_LOCK_H
 
-// The lock of this library's own short sections, and marks by which Clang checks its use: a member
-// that is marked with the lock which guards it cannot be touched without it. The standard library's
-// mutex carries no such marks with GCC's headers.
+// The lock for the library's own short critical sections, with the annotations of Clang's
+// thread-safety analysis, which rejects the use of a guarded member without its lock. GCC's
+// std::mutex has no such annotations.
 
 #include <pthread.h>
 
 #include <Bases/Export.h>
 
-/// On a member: only with the lock held.
+/// On a member: used only with the lock held.
 #define VORN_GUARDED_BY(lock) VORN_BASES_LOCK_MARK(guarded_by(lock))
 
-/// On a function: the caller holds the lock, also when it returns.
+/// On a function: the caller holds the lock, before and after the call.
 #define VORN_REQUIRES(lock) VORN_BASES_LOCK_MARK(requires_capability(lock))
 
 /// On a function that Clang cannot follow; say why.
@@ -20,7 +20,7 @@
 
 namespace Vorn {
 
-/// Never held while its thread sleeps, other than by the means of Monitor.
+/// A mutex that no thread holds while it sleeps; only Monitor waits with it, which unlocks it.
 class VORN_BASES_LOCK_MARK(capability("lock")) Lock {
 public:
     Lock() = default;
@@ -31,14 +31,14 @@ public:
     void Acquire() VORN_BASES_LOCK_MARK(acquire_capability()) { pthread_mutex_lock(&m_mutex); }
     void Release() VORN_BASES_LOCK_MARK(release_capability()) { pthread_mutex_unlock(&m_mutex); }
 
-    /// For waits that unlock it while they last.
+    /// For waits that unlock it meanwhile.
     pthread_mutex_t& Native() { return m_mutex; }
 
 private:
     pthread_mutex_t m_mutex = PTHREAD_MUTEX_INITIALIZER;
 };
 
-/// Holds a Lock for the length of a scope, with pauses.
+/// Holds a Lock for the length of a scope; it can be paused.
 class VORN_BASES_LOCK_MARK(scoped_lockable) Locker {
 public:
     explicit Locker(Lock& lock) VORN_BASES_LOCK_MARK(acquire_capability(lock)) : m_lock(lock) {
@@ -51,13 +51,13 @@ public:
     Locker(const Locker&) = delete;
     Locker& operator=(const Locker&) = delete;
 
-    /// Begins a pause. A thread that is cancelled in it does not hold the lock.
-    void Pause() VORN_UNCHECKED { // callers have it held again when they return
+    /// Releases the lock until Resume. A thread that is cancelled meanwhile does not hold it.
+    void Pause() VORN_UNCHECKED { // callers resume before they return
         m_bHeld = false;
         m_lock.Release();
     }
 
-    /// Ends the pause, if there is one.
+    /// Acquires the lock again, if it is paused.
     void Resume() VORN_UNCHECKED {
         if (!m_bHeld)
             m_lock.Acquire();

@@ -9,9 +9,9 @@
 
 namespace Vorn {
 
-// A thread's place among the waiters, on that thread's stack. It joins when made and leaves when
-// destroyed, both with the monitor locked: a cancelled wait holds the lock again when its stack is
-// unwound. Threads that one post has released stay linked in a ring of their own.
+// A thread's entry among the waiters, on that thread's stack. It joins on construction and leaves
+// on destruction, both with the monitor locked: a cancelled wait holds the lock again when its
+// stack is unwound. Threads that one post has released stay linked in a ring of their own.
 class Monitor::Waiter {
 public:
     explicit Waiter(Monitor& monitor) VORN_REQUIRES(monitor.m_lock) : m_monitor(monitor) {
@@ -26,8 +26,8 @@ public:
         LeaveRing();
         if (!m_bChosen || m_bPassed)
             return;
-        // Cancelled after a post had released this thread. The post must not be lost with it,
-        // unless it has served another thread or was taken back.
+        // Cancelled after a post had released this thread. That post must not be lost, unless
+        // another thread has used it or it was taken back.
         if (wasLast && !m_bServed && m_nDiscards == m_monitor.m_nDiscards)
             m_monitor.Post();
     }
@@ -74,9 +74,9 @@ private:
     Waiter* m_pNext = this;
     Waiter* m_pPrevious = this;
     bool m_bChosen = false;        // a post has released this thread
-    bool m_bPassed = false;        // and it has left with success
+    bool m_bPassed = false;        // and it has returned success
     bool m_bServed = false;        // another thread that the same post released has passed
-    unsigned long m_nDiscards = 0; // the monitor's number when the post came
+    unsigned long m_nDiscards = 0; // the monitor's number at the time of the post
 };
 
 namespace {
@@ -105,7 +105,7 @@ bool Monitor::Create(int initialCount) {
 }
 
 KernelWait Monitor::Wait(Locker* pGuard) {
-    pthread_testcancel(); // a wait that may block is a cancellation point also when it need not
+    pthread_testcancel(); // a wait that may block is a cancellation point even if it does not
     return Await(nullptr, pGuard);
 }
 
@@ -133,9 +133,9 @@ bool Monitor::TakeFree() {
     return std::exchange(m_bFree, false);
 }
 
-// Sleeps until a post has released this thread, at the longest until the deadline (null: without
-// limit). The guard is locked again when the monitor is free: whoever holds that one may be about
-// to post.
+// Sleeps until a post has released this thread, or until the deadline (null: none). The guard is
+// locked again only after the monitor has been unlocked: whoever holds the guard may be about to
+// post.
 KernelWait Monitor::Await(const timespec* pDeadline, Locker* pGuard) {
     KernelWait result = KernelWait::Success;
     {

@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_MONITOR_H
 #define VORN_BASES_IMPL_MONITOR_H
 
-// Who waits on an unnamed semaphore, whom a post releases, and what a post leaves free. One copy
+// Who waits on an unnamed semaphore, whom a post releases, and what a post leaves free. The same
 // for every host; a host only puts threads to sleep and wakes them.
 
 #include <Bases/Impl/Lock.h>
@@ -9,19 +9,19 @@
 
 namespace Vorn {
 
-/// Two decisions are kept apart. A post decides, at once and for good, which threads it releases:
-/// all that have joined the waiters. When each of them gets to run is the scheduler's matter; until
-/// then a time-out no longer changes anything for it.
+/// A post decides, at once and for good, which threads it releases: all that have joined the
+/// waiters. When each of them runs is up to the scheduler; a time-out in between changes nothing
+/// for it.
 class Monitor {
 public:
-    /// Makes the monitor, with one wait free if `initialCount` is above 0. Returns false when the
-    /// platform refuses. Everything else needs a monitor that was made.
+    /// Creates the monitor, with one wait free if `initialCount` is above 0. Returns false when the
+    /// platform refuses. All other operations need a created monitor.
     bool Create(int initialCount);
 
     /// Waits without limit. When `pGuard` is not null and the thread has to block, it joins the
-    /// waiters before it pauses the guard: a post made by whoever locks that next releases it. The
-    /// guard is held again on return. A cancellation point; a thread that is cancelled holds
-    /// neither lock.
+    /// waiters before it pauses the guard: a post by whoever locks that next releases it. The guard
+    /// is held again on return. A cancellation point; a thread that is cancelled holds neither
+    /// lock.
     KernelWait Wait(Locker* pGuard);
 
     /// The same for at most the given time, measured on the monotonic clock. With a time of zero it

@@ -36,8 +36,8 @@ public:
     virtual void Post() = 0;
     virtual bool GetSemCounts(int& count) = 0;
 
-    // What an event needs beside these. A platform semaphore that keeps every post for a later wait
-    // needs no more than the defaults.
+    // What an event needs besides. For a semaphore that keeps every post for a later wait the
+    // defaults suffice.
     virtual bool WaitJoined(unsigned int timeoutMs, Locker& guard) {
         guard.Pause();
         const bool passed = timeoutMs == WaitForever ? Wait() : TimedWait(timeoutMs);
@@ -75,7 +75,7 @@ public:
 
     bool TimedWait(unsigned int timeoutMs) override { return TimedWait(timeoutMs, nullptr); }
 
-    // Wakes every thread that waits, and not one of them: mutexes and events are built on it.
+    // Wakes all waiting threads, not one: mutexes and events rely on it.
     void Post() override {
         if (m_bCreated == 0)
             return;
@@ -112,15 +112,15 @@ private:
         const unsigned int seconds = timeoutMs / 1000;
         const unsigned int nanoseconds = timeoutMs % 1000 * 1000000;
 
-        // A wait that the kernel gave up is tried once more, again with the full time.
+        // A wait that the kernel aborted is tried once more, with the full time again.
         KernelWait result = m_monitor.TimedWait(seconds, nanoseconds, pGuard);
         if (result == KernelWait::Aborted)
             result = m_monitor.TimedWait(seconds, nanoseconds, pGuard);
         return result == KernelWait::Success;
     }
 
-    // The reported count is this class's own record: down with every attempt to wait, 0 with every
-    // post. Relaxed, because it orders nothing; at the smallest int it stays.
+    // The reported count is this class's own record: decremented by every attempt to wait, down to
+    // the smallest int, and set to 0 by every post. Relaxed, because it orders nothing.
     void CountDown() {
         int count = m_nCount.load(std::memory_order_relaxed);
         while (count != std::numeric_limits<int>::min() &&
@@ -140,8 +140,8 @@ public:
     SemNamed(const SemNamed&) = delete;
     SemNamed& operator=(const SemNamed&) = delete;
 
-    // The test is for null and not for the platform's failure value: where that value is another
-    // one, a refused semaphore counts as made, and hosts know that.
+    // Tests for null, not for the platform's failure value: where the two differ, a refused
+    // semaphore counts as created, and hosts rely on it.
     bool Create(SemInitState state) override {
         if (m_strName.empty())
             return false;
@@ -155,8 +155,8 @@ public:
 
     bool TryWait() override { return m_hSem != nullptr && sem_trywait(m_hSem) == 0; }
 
-    // The limit is a time since the epoch although it was meant as one from now, so the loop ends
-    // before its first round: a limited wait is one try. Programs have been tuned to that.
+    // The limit is compared as a time since the epoch, although it counts from now, so the loop
+    // ends before its first round: a limited wait is one try. Programs have been tuned to that.
     bool TimedWait(unsigned int timeoutMs) override {
         if (m_hSem == nullptr)
             return false;
@@ -186,8 +186,8 @@ public:
     }
 
 private:
-    // Removes the name for every process. The semaphore itself is never closed, so a wait that
-    // another thread still has under way does not lose its memory.
+    // Removes the name for every process. The semaphore itself is never closed, so its memory stays
+    // valid for threads that are still waiting.
     void Release() {
         if (m_hSem == nullptr)
             return;
@@ -219,7 +219,7 @@ bool VornSemaphore::Create(SemInitState state, const char* name, int flag) {
     else
         m_pImpl = std::make_unique<SemUnnamed>();
     if (name != nullptr && flag != 0)
-        m_pImpl->Destroy(); // finds nothing to free in a fresh object; part of the start order
+        m_pImpl->Destroy(); // has no effect on a fresh object; kept deliberately
     return m_pImpl->Create(state);
 }
 
@@ -346,7 +346,7 @@ bool VornEvent::ResetLocked() {
         return false;
     for (; count > 0; --count)
         m_pSem->Wait(0);
-    // An unnamed post that found nobody waiting left a wait free that the count does not show.
+    // The count does not show the wait that an unnamed post left free when nobody was waiting.
     m_pSem->DiscardFree();
     m_bSignaled = 0;
     return true;

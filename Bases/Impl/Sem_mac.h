@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_IMPL_SEM_MAC_H
 #define VORN_BASES_IMPL_SEM_MAC_H
 
-// The one semaphore primitive under mutexes and events, and the event itself. One source serves
-// every host; what differs between hosts stands behind Monitor.
+// The semaphore on which mutexes and events are built, and the event itself. One source serves all
+// hosts, whose differences are hidden by Monitor.
 
 #include <memory>
 
@@ -27,8 +27,8 @@ public:
     VornSemaphore(const VornSemaphore&) = delete;
     VornSemaphore& operator=(const VornSemaphore&) = delete;
 
-    /// Makes the platform's semaphore. Returns false when one is there already or the platform
-    /// refuses. Note: an attempt that the platform refused counts as created until Destroy.
+    /// Creates the platform's semaphore. Returns false when there is one already or the platform
+    /// refuses. Note: after a refusal the semaphore counts as created until Destroy.
     bool Create(SemInitState state, const char* name, int flag);
 
     /// Frees the semaphore, if there is one; a named one loses its name. Returns true.
@@ -38,9 +38,8 @@ public:
     /// `timeoutMs` milliseconds. Returns true when a count was taken.
     bool Wait(unsigned int timeoutMs);
 
-    /// The same for a caller that holds `guard`, which is paused while the thread is blocked: the
-    /// thread joins the semaphore's waiters before that, so that no post made under the guard is
-    /// missed.
+    /// The same for a caller that holds `guard`, which is paused while the thread is blocked. The
+    /// thread joins the semaphore's waiters first, so that no post made under the guard is missed.
     bool WaitJoined(unsigned int timeoutMs, Locker& guard);
 
     /// Releases every blocked waiter (unnamed) or one (named).

@@ -15,7 +15,7 @@ namespace Vorn {
 
 namespace {
 
-// The permissions look exchanged and must stay: deployed programs create their segments with these,
+// The permissions look swapped and must stay: deployed programs create their segments with these,
 // and a process that asks for others is refused.
 constexpr int ReadOnlyMode = 0666;
 constexpr int WritableMode = 0555;
@@ -94,8 +94,8 @@ bool Shm::Unmap(unsigned char* p) {
 
 bool Shm::IsOpened() { return m_hShm != 0; }
 
-// Removes the segment for every process, also where this object only opened it, so that no process
-// leaves it behind.
+// Removes the segment for every process, even if this object only opened it, so that none is left
+// when all processes have ended.
 //
 // A segment that cannot be removed stops the program. Hosts compare the message, which names the
 // expression, this file and line 104, wherever the check stands.

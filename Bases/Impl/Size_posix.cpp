@@ -1,4 +1,4 @@
-// Sizes as text: units of powers of 1024, and numbers with one separator.
+// Sizes for display: units of powers of 1024, and numbers with one separator.
 
 #include <Bases/Text.h>
 
@@ -49,8 +49,8 @@ int GetSizeFormat(char* buffer, unsigned long size, long long value) {
 int GetSizeFormat(char* buffer, unsigned long size, double value, int precision) {
     if (buffer == nullptr || size == 0)
         return 0;
-    // Hosts pass the precision that they would like and expect six decimals all the same. Only a
-    // negative one goes into the format; the rest is up to the C library.
+    // Hosts pass a precision and still expect six decimals. Only a negative one goes into the
+    // format; the C library decides what it prints for that.
     char format[32] = "%f";
     if (precision < 0)
         std::snprintf(format, sizeof format, "%%.%df", precision);

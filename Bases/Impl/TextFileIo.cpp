@@ -1,4 +1,4 @@
-// TextFileIo, which is reserved and empty.
+// TextFileIo: a reserved name.
 
 #include <Bases/File.h>
 

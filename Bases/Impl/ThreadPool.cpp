@@ -46,8 +46,8 @@ void ThreadTaskPool::Post(
     m_evtTasks.Set();
 }
 
-// Destroying a task may close files and the like, which are cancellation points, so both copies are
-// destroyed with the worker's cancellation disabled, and the queue's without the lock.
+// Destroying a task may reach a cancellation point, such as the closing of a file, so both copies
+// are destroyed with the worker's cancellation disabled, and the queue's without the lock.
 void ThreadTaskPool::RunNextTask() {
     TaskList taken;
     Task task;

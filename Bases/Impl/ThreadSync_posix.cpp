@@ -43,7 +43,7 @@ bool Mutex::Create(const char* name) {
     return false;
 }
 
-// Creates what does not exist, exactly as Create does, so that it does not matter which of two
+// Creates a mutex that does not exist, as Create does, so that it does not matter which of two
 // processes comes first.
 bool Mutex::Open(const char* name) {
     if (m_pSem->IsCreated())

@@ -29,8 +29,8 @@ bool CreateOrReport(VornEvent& event, const char* failure) {
     return false;
 }
 
-// Sets the exit event when the start routine is left, whichever way: nobody may wait for ever for a
-// body that ends its thread with pthread_exit or is cancelled through the handle.
+// Sets the exit event however the start routine is left: nobody may wait for ever for a body that
+// ends its thread with pthread_exit or is cancelled through the handle.
 //
 // A forced stop no longer waits when it cancels, so the event is not set for it. Nor could it be:
 // from a cancellation inside a blocking call on, the thread sanitizer ignores the thread's locks
@@ -118,7 +118,7 @@ void* Thread::ThreadEntryProc(void* pArgs) {
 
     if (pRecord->pSuspendEvent != nullptr)
         pRecord->pSuspendEvent->Wait(WaitForever);
-    pRecord->exitEvent.Wait(TryOnce); // changes nothing in a fresh event; part of the start order
+    pRecord->exitEvent.Wait(TryOnce); // has no effect on a fresh event; kept deliberately
     pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, nullptr);
     pRecord->thread.OnThreadEntry();
     return nullptr;
@@ -162,8 +162,8 @@ bool Thread::operator==(const Thread& other) const { return m_pThread.get() == o
 
 bool Thread::operator!=(const Thread& other) const { return !(*this == other); }
 
-// Hosts know what a failure leaves open: the event that failed, except the exit event, and after a
-// failed exit event the stop event. Every later start then fails at the event left open.
+// Hosts rely on what a failure leaves open: the event that failed, except the exit event, and after
+// a failed exit event the stop event. Every later start then fails at the event left open.
 bool Thread::CreateEvents() {
     if (!CreateOrReport(*m_pStopEvent, "[Thread] Create stop event failure.\r"))
         return false;
@@ -179,8 +179,8 @@ bool Thread::CreateEvents() {
     return true;
 }
 
-// The platform reports errors as positive numbers, and only a negative one counts as a failure
-// here: callers treat a start that came this far as done. Nothing may then wait for or join the
+// The platform reports errors as positive numbers, and only a negative one counts as a failure:
+// callers rely on a start that came this far succeeding. Nothing may then wait for or join the
 // thread that never existed.
 bool Thread::CreateThread(bool suspended) {
     auto pThread = std::make_unique<pthread_t>();
@@ -218,7 +218,7 @@ bool Thread::JoinThread(unsigned int timeoutMs, bool force) {
         pthread_testcancel();
         return false;
     }
-    // A caller cancelled from here on would leave it unknown whether the thread is joined.
+    // If the caller were cancelled from here on, nobody would know whether the thread is joined.
     const CancelShield shield;
     if (!ended) {
         m_bForced = true;

@@ -186,7 +186,7 @@ void DateTimeFormatToString(std::string_view token, const SysTime& sysTime, std:
         out += token;
 }
 
-// Cleared first, so that a time that cannot be converted prints as zeros.
+// All zeros for a time that cannot be converted.
 SysTime GetUtcFields(const Time& time) {
     SysTime sysTime{};
     TimeToSysTime(time, sysTime);
@@ -199,7 +199,6 @@ SysTime GetLocalFields(const Time& time) {
     return sysTime;
 }
 
-// Checked before anything is converted or formatted.
 bool HasCapacity(const char* buffer, unsigned long size) { return buffer != nullptr && size != 0; }
 
 } // namespace

@@ -44,7 +44,7 @@ xmlNode* FirstElementFrom(xmlNode* node) {
     return node;
 }
 
-// What atoi gives, but defined beyond the range of int too.
+// As atoi, but defined beyond the range of int too.
 int ToInt(const std::string& text) {
     return static_cast<int>(std::strtol(text.c_str(), nullptr, 10));
 }
@@ -109,7 +109,7 @@ private:
     bool GrowScratch(std::size_t size);
 };
 
-// Returns null when memory is short; the constructor checks for it.
+// Returns null when memory runs out; the constructor checks for it.
 std::unique_ptr<XmlReader::PrivateData> XmlReader::PrivateData::Create() {
     std::unique_ptr<PrivateData> data(new (std::nothrow) PrivateData);
     if (!data)
@@ -137,8 +137,8 @@ bool XmlReader::PrivateData::GrowScratch(std::size_t size) {
 
 // Makes the loaded document readable, or empties the reader.
 //
-// libxml2 hands out UTF-8 whatever the document declares, and yet the converter reads the declared
-// encoding, so only documents declared UTF-8 decode exactly. Callers rely on what the others give.
+// libxml2 returns UTF-8 whatever the document declares, and yet the converter reads the declared
+// encoding, so only documents declared UTF-8 decode exactly. Callers rely on the results of others.
 bool XmlReader::PrivateData::OpenDecoder() {
     const auto* encoding = reinterpret_cast<const char*>(document->encoding);
     if (encoding != nullptr)
@@ -152,13 +152,13 @@ bool XmlReader::PrivateData::OpenDecoder() {
 bool XmlReader::PrivateData::ConvertDecoding(const xmlChar* text, std::string& out) {
     const char* input = text == nullptr ? "" : reinterpret_cast<const char*>(text);
     const auto length = static_cast<std::size_t>(xmlStrlen(text));
-    const std::size_t room = length + DecodingSlack;
-    if (scratch->size() < room && !GrowScratch(room))
+    const std::size_t capacity = length + DecodingSlack;
+    if (scratch->size() < capacity && !GrowScratch(capacity))
         return false;
-    if (!Convert(converter, input, length + 1, scratch->data(), room))
+    if (!Convert(converter, input, length + 1, scratch->data(), capacity))
         return false;
     // An encoding of wide units may yield no zero byte. What an earlier text left in the array then
-    // follows, up to the array's end at most.
+    // follows, at most up to the end of the array.
     out.assign(scratch->data(), strnlen(scratch->data(), scratch->size()));
     return true;
 }
@@ -293,9 +293,9 @@ bool XmlReader::GetAttribute(Attribute* attribute, std::string& name, Guid& valu
                         [&value](const std::string& text) { value.FromString(text); });
 }
 
-// The writer flushes into its buffer when it goes, so the buffers are declared first.
+// The writer flushes into its buffer when it is destroyed, so the buffers are declared first.
 struct XmlWriter::PrivateData {
-    XmlBuffer hiddenBuffer; // taken out of sight by Close while the writer still points at it
+    XmlBuffer hiddenBuffer; // after Close: no longer returned, but the writer still points at it
     XmlBuffer buffer;
     XmlTextWriter writer;
     Converter converter;
@@ -318,7 +318,7 @@ private:
     template <typename Call>
     bool Succeeds(Call call);
 
-    bool m_bLoss = false; // something is missing in the document for want of memory
+    bool m_bLoss = false; // part of the document is missing for lack of memory
 };
 
 // Returns whether a call of libxml2 neither fails nor loses anything.
@@ -330,7 +330,7 @@ bool XmlWriter::PrivateData::Succeeds(Call call) {
     return result && !silence.HasLoss();
 }
 
-// The buffer of an earlier document goes first, so that memory never holds two.
+// Frees the buffer of an earlier document first, so that memory never holds two.
 bool XmlWriter::PrivateData::RenewBuffer() {
     const XmlSilence silence;
     buffer.reset();
@@ -355,7 +355,7 @@ bool XmlWriter::PrivateData::EndElement() {
            Succeeds([this] { return xmlTextWriterEndElement(writer.Get()); });
 }
 
-// A loss of an earlier operation counts as well: not every caller looks at all results, and
+// A loss in an earlier operation counts as well: not every caller checks all results, and
 // WriteElementEntity itself ignores one.
 bool XmlWriter::PrivateData::EndDocument() {
     const bool ended = Succeeds([this] {
@@ -368,7 +368,7 @@ bool XmlWriter::PrivateData::EndDocument() {
     return ended && !m_bLoss;
 }
 
-// The writer stays, and so must the bytes that it points at; they are just not handed out any more.
+// The writer stays, and so must the bytes that it points at; they are just no longer returned.
 void XmlWriter::PrivateData::Close() {
     if (writer.Get() != nullptr && buffer)
         hiddenBuffer = std::move(buffer);
@@ -376,25 +376,25 @@ void XmlWriter::PrivateData::Close() {
     converter.reset();
 }
 
-// The room is three bytes for each byte of the text and its terminator. An encoding may turn that
-// terminator into something without a zero byte and fill the room, hence the byte behind it.
+// The capacity is three bytes for each byte of the text and its terminator. An encoding may turn
+// that terminator into something without a zero byte and fill the capacity, hence the extra byte.
 XmlText XmlWriter::PrivateData::ConvertEncoding(const std::string& text) {
     if (!converter)
         return nullptr;
-    const std::size_t room = 3 * (text.size() + 1);
-    XmlText converted(static_cast<xmlChar*>(xmlMalloc(room + 1)));
+    const std::size_t capacity = 3 * (text.size() + 1);
+    XmlText converted(static_cast<xmlChar*>(xmlMalloc(capacity + 1)));
     if (!converted)
         return nullptr;
     const auto written = Convert(converter, text.c_str(), text.size() + 1,
-                                 reinterpret_cast<char*>(converted.get()), room);
+                                 reinterpret_cast<char*>(converted.get()), capacity);
     if (!written)
         return nullptr;
     converted.get()[*written] = 0;
     return converted;
 }
 
-// libxml2 is not called with a text that could not be converted: it would leave half an element or
-// an open comment behind instead of refusing.
+// libxml2 is not called with a text that could not be converted: instead of refusing, it would
+// leave half an element or an open comment.
 bool XmlWriter::PrivateData::Write(OneTextCall pfnCall, const std::string& text) {
     if (writer.Get() == nullptr)
         return false;
@@ -429,7 +429,7 @@ bool XmlWriter::BeginDocument(const std::string& encoding) {
         return false;
     if (m_pPrivateData->StartDocument(encoding))
         return true;
-    Close(); // which may be a host's own, and is not silenced
+    Close(); // an override may belong to the host, so it is called outside the silence
     return false;
 }
 
@@ -544,7 +544,7 @@ unsigned char* XmlWriter::GetXmlBuffer(unsigned long& size) {
     if (!m_pPrivateData || !m_pPrivateData->buffer)
         return nullptr;
     xmlBuffer* const buffer = m_pPrivateData->buffer.get();
-    size = static_cast<unsigned int>(xmlBufferLength(buffer)); // an int that stands for unsigned
+    size = static_cast<unsigned int>(xmlBufferLength(buffer)); // an unsigned int returned as int
     return const_cast<xmlChar*>(xmlBufferContent(buffer));
 }
 

@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_XML_OWNERS_H
 #define VORN_BASES_IMPL_XML_OWNERS_H
 
-// The objects of libxml2 as owners.
+// Owning pointers to objects of libxml2.
 
 #include <memory>
 

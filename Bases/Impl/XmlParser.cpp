@@ -1,4 +1,4 @@
-// Parsing with checks for everything that libxml2 drops without a report when memory runs out.
+// Parsing, with checks for everything that libxml2 drops without a report when memory runs out.
 
 #include <Bases/Impl/XmlParser.h>
 
@@ -25,15 +25,15 @@ XmlSilence& SilenceOf(const xmlParserCtxt& parser) {
     return *static_cast<XmlSilence*>(parser._private);
 }
 
-// A prefix that stands for no namespace is part of the name, and is dropped without a report when
-// there is no memory for both. What the dictionary has already needs none.
+// A prefix without a namespace is part of the name, and is dropped without a report when there is
+// no memory for the two joined. A name that is in the dictionary needs none.
 void KeepWholeName(const xmlParserCtxt& parser, const xmlChar* prefix, const xmlChar* name,
                    const xmlChar* uri) {
     if (prefix != nullptr && uri == nullptr && xmlDictQLookup(parser.dict, prefix, name) == nullptr)
         SilenceOf(parser).NoteLoss();
 }
 
-// `attributes` has five texts for each: name, prefix, URI and both ends of the value.
+// `attributes` has five pointers for each: name, prefix, URI and both ends of the value.
 void StartElement(void* context, const xmlChar* name, const xmlChar* prefix, const xmlChar* uri,
                   int namespaceCount, const xmlChar** namespaces, int attributeCount,
                   int defaultedCount, const xmlChar** attributes) {
@@ -60,14 +60,14 @@ void DeclareEntity(void* context, const xmlChar* name, int type, const xmlChar* 
         SilenceOf(parser).NoteLoss();
 }
 
-// The function takes each prefix before its name, whatever older headers of libxml2 say.
+// xmlHashQLookup2 takes each prefix before its name, even if older headers declare it otherwise.
 bool IsTypeKnown(const xmlParserCtxt& parser, const xmlAttribute& declared) {
     return xmlHashQLookup2(parser.attsSpecial, nullptr, declared.elem, declared.prefix,
                            declared.name) != nullptr;
 }
 
-// The type of a declared attribute is dropped without a report as well. Values of all types but
-// CDATA are trimmed of spaces, which then stay.
+// The type of a declared attribute is dropped without a report as well; the spaces that are trimmed
+// from values of all types but CDATA would then stay.
 bool AreTypesKnown(const xmlParserCtxt& parser, const xmlDoc& document) {
     if (document.intSubset == nullptr)
         return true;
@@ -81,7 +81,6 @@ bool AreTypesKnown(const xmlParserCtxt& parser, const xmlDoc& document) {
     return true;
 }
 
-// Has `read` fill a parser, and looks at what became of it.
 template <typename Read>
 XmlDocument Parse(Read read) {
     XmlSilence silence;
@@ -100,7 +99,7 @@ XmlDocument Parse(Read read) {
 } // namespace
 
 XmlDocument ParseXmlFile(const char* path) {
-    if (IsForeignToFiles(path))
+    if (IsReadElsewhere(path))
         return nullptr;
     return Parse(
         [path](xmlParserCtxt* parser) { return xmlCtxtReadFile(parser, path, nullptr, 0); });

@@ -1,4 +1,4 @@
-// Which paths libxml2 would read from anywhere but a file.
+// Which paths libxml2 would read from elsewhere than a file.
 
 #include <Bases/Impl/XmlPath.h>
 
@@ -19,8 +19,8 @@ namespace Vorn {
 
 namespace {
 
-// libxml2 looks a name that is no file up in the catalogs of the machine, and what they answer may
-// lead anywhere.
+// libxml2 looks up a name that is no file in the machine's XML catalogs, which may redirect it
+// anywhere.
 bool IsRedirected(const char* path) {
     if (xmlCheckFilename(path) != 0)
         return false;
@@ -34,9 +34,9 @@ bool StartsWith(const char* text, std::string_view prefix) {
 
 } // namespace
 
-// libxml2 takes "-" for standard input, and it also tries the path with %-escapes resolved, so
-// "%2D" would get there too.
-bool IsForeignToFiles(const char* path) {
+// libxml2 takes "-" for standard input, and also tries the path with %-escapes resolved, so "%2D"
+// counts too.
+bool IsReadElsewhere(const char* path) {
     if (StartsWith(path, "http://") || StartsWith(path, "ftp://"))
         return true;
     const XmlSilence silence;

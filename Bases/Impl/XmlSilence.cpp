@@ -1,5 +1,5 @@
-// Handlers in place of the host's that report nothing and recognise what libxml2 lost for want of
-// memory.
+// The error functions that replace the host's, which recognise in a report that libxml2 has dropped
+// something for lack of memory.
 
 #include <Bases/Impl/XmlSilence.h>
 
@@ -13,16 +13,16 @@ namespace Vorn {
 
 namespace {
 
-// libxml2's lists report nowhere else, and for nothing but want of memory.
-void HearGeneric(void* silence, const char* message, ...) {
+// The only channel that libxml2's lists report through, and only a lack of memory.
+void OnGenericError(void* silence, const char* message, ...) {
     if (std::string_view(message).find("memory") != std::string_view::npos)
         static_cast<XmlSilence*>(silence)->NoteLoss();
 }
 
 constexpr std::string_view Blanks = " \t\r\n";
 
-// Whether nothing of the value that ends before `quote` is left when it is trimmed: blanks and
-// references, back to the quote that opens it or to the base of the parser's buffer.
+// Whether trimming leaves nothing of the value that ends before `quote`: only blanks and references
+// back to its opening quote, or to the base of the parser's buffer.
 bool IsEmptyWhenTrimmed(const xmlChar* base, const xmlChar* quote) {
     const xmlChar* begin = quote;
     while (begin != base && begin[-1] != *quote)
@@ -38,9 +38,9 @@ bool IsEmptyWhenTrimmed(const xmlChar* base, const xmlChar* quote) {
     return true;
 }
 
-// A namespace for which there is no memory is reported as an empty one, and the document goes on
-// without it. The parser then stands after the declaration; one that is empty indeed has nothing
-// but what trimming takes away between its quotes.
+// A namespace for which there is no memory is reported as an empty one, and the document continues
+// without it. The parser is then just past the declaration; in one that really is empty, trimming
+// leaves nothing between the quotes.
 bool IsLostNamespace(const xmlError& error) {
     if (error.code != XML_NS_ERR_XML_NAMESPACE || error.str1 == nullptr || error.ctxt == nullptr)
         return false;
@@ -48,9 +48,9 @@ bool IsLostNamespace(const xmlError& error) {
     return !IsEmptyWhenTrimmed(input.base, input.cur - 1);
 }
 
-// Releases of libxml2 differ in whether the record is const, so the parameter is left open.
+// Releases of libxml2 differ in whether the record is const, hence the template.
 template <typename Error>
-void HearStructured(void* silence, Error* error) {
+void OnStructuredError(void* silence, Error* error) {
     if (error->code == XML_ERR_NO_MEMORY || IsLostNamespace(*error))
         static_cast<XmlSilence*>(silence)->NoteLoss();
 }
@@ -60,8 +60,8 @@ void HearStructured(void* silence, Error* error) {
 XmlSilence::XmlSilence()
     : m_pGeneric(xmlGenericError), m_pGenericContext(xmlGenericErrorContext),
       m_pStructured(xmlStructuredError), m_pStructuredContext(xmlStructuredErrorContext) {
-    xmlSetGenericErrorFunc(this, HearGeneric);
-    xmlSetStructuredErrorFunc(this, HearStructured);
+    xmlSetGenericErrorFunc(this, OnGenericError);
+    xmlSetStructuredErrorFunc(this, OnStructuredError);
 }
 
 XmlSilence::~XmlSilence() {

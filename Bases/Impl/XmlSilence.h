@@ -1,19 +1,18 @@
 #ifndef VORN_BASES_IMPL_XML_SILENCE_H
 #define VORN_BASES_IMPL_XML_SILENCE_H
 
-// Silence around libxml2, and an ear for what it loses when memory runs out.
+// Suppresses libxml2's error reports, and detects what it silently drops when memory runs out.
 
 #include <libxml/xmlerror.h>
 
 namespace Vorn {
 
-/// Keeps libxml2 from reporting anything for the calling thread while it lives, then puts back the
-/// error functions that stood there before, which belong to the host. May be nested; the innermost
-/// one hears the reports. Calls that only look at the tree or measure a text report nothing and do
-/// without it.
+/// Replaces the error functions of libxml2 for the calling thread while it lives, so that nothing
+/// is reported to the host, then restores them. May be nested; the innermost one receives the
+/// reports. Not needed for calls that only read the tree or measure a text, which report nothing.
 ///
-/// Many calls of libxml2 succeed after an allocation failed, with a part missing, and only report
-/// it: ask HasLoss before believing them.
+/// Many calls of libxml2 succeed after a failed allocation with part of their work missing, and
+/// only report it: check HasLoss before relying on their result.
 class XmlSilence {
 public:
     XmlSilence();
@@ -21,7 +20,7 @@ public:
     XmlSilence(const XmlSilence&) = delete;
     XmlSilence& operator=(const XmlSilence&) = delete;
 
-    /// Returns true when something is missing for want of memory since this object was made.
+    /// Returns true when libxml2 has dropped something for lack of memory since the construction.
     bool HasLoss() const { return m_bLoss; }
     void NoteLoss() { m_bLoss = true; }
 

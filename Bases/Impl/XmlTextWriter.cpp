@@ -55,7 +55,7 @@ void XmlTextWriter::Free() {
     m_pPrevious = m_pNext = nullptr;
 }
 
-void XmlTextWriter::TakeAllAway() {
+void XmlTextWriter::DetachAll() {
     const XmlSilence silence;
     const Locker locker(ListLock());
     while (s_pFirst != nullptr)

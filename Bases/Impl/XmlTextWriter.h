@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_XML_TEXT_WRITER_H
 #define VORN_BASES_IMPL_XML_TEXT_WRITER_H
 
-// libxml2's text writer, made to survive the release of libxml2.
+// A wrapper of libxml2's text writer that survives the release of libxml2.
 
 #include <libxml/tree.h>
 #include <libxml/xmlwriter.h>
@@ -10,8 +10,8 @@ namespace Vorn {
 
 /// Owns a text writer of libxml2 that writes into a buffer.
 ///
-/// BasesRelease frees the encoders that such writers hold, so it takes every writer away first.
-/// The object then is still open, as a begun document is until it is ended, but has no writer.
+/// BasesRelease frees the encoders that such writers hold, so it first frees every writer. The
+/// objects stay open, as a document is until it is ended, but are detached: they have no writer.
 class XmlTextWriter {
 public:
     XmlTextWriter() = default;
@@ -19,20 +19,20 @@ public:
     XmlTextWriter(const XmlTextWriter&) = delete;
     XmlTextWriter& operator=(const XmlTextWriter&) = delete;
 
-    /// Opens the writer, which is not open, over `buffer`, which outlives it. Returns false when
-    /// there is no memory for it.
+    /// Opens the writer, which must not be open, over `buffer`, which must outlive it. Returns
+    /// false when memory runs out.
     bool Open(xmlBuffer* buffer);
 
-    /// Flushes into the buffer and frees the writer, if it is open and was not taken away.
+    /// Flushes into the buffer and frees the writer, if it is open and not detached.
     void Close();
 
     bool IsOpen() const { return m_bOpen; }
 
-    /// Returns the writer, or null when it is not open or was taken away.
+    /// Returns the writer, or null when it is not open or detached.
     xmlTextWriter* Get() const { return m_pWriter; }
 
-    /// Takes the writers of all open objects away, flushed. No other thread may be using one.
-    static void TakeAllAway();
+    /// Flushes and frees the writers of all open objects. No other thread may be using one.
+    static void DetachAll();
 
 private:
     void Free();

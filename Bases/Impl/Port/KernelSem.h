@@ -17,10 +17,9 @@ enum class KernelWait {
     Failed,
 };
 
-/// Puts threads to sleep and wakes them all. Who is released, and whether a wait is free, is for
-/// Monitor to record under its lock, which it looks at after every wait. So a wait may end without
-/// reason, and a post may be missed by a thread that is just about to sleep, if that thread's sleep
-/// is short.
+/// Puts threads to sleep and wakes them all. Monitor records under its lock who is released and
+/// whether a wait is free, and checks that after every wait. So a wait may end without reason, and
+/// a thread that is about to sleep may miss a post, provided that its sleep is short.
 class KernelSem {
 public:
     KernelSem();
@@ -28,8 +27,8 @@ public:
     KernelSem(const KernelSem&) = delete;
     KernelSem& operator=(const KernelSem&) = delete;
 
-    /// Makes the semaphore. Returns false when the platform refuses. `initialCount` is what the
-    /// kernel's own count begins with; nothing relies on it.
+    /// Creates the semaphore. Returns false when the platform refuses. `initialCount` is the
+    /// initial value of the kernel's own count; nothing relies on it.
     bool Create(int initialCount);
 
     /// Frees the semaphore. Returns false when there is none or the platform refuses. Nobody may be
@@ -41,7 +40,7 @@ public:
     /// the lock is unlocked: a thread that is cancelled holds it when its stack is unwound.
     KernelWait Wait(Lock& lock, const timespec* pDeadline) VORN_REQUIRES(lock);
 
-    /// Wakes every thread that sleeps. The caller holds the lock that those threads gave.
+    /// Wakes every thread that sleeps. The caller holds the lock that those threads passed to Wait.
     void PostAll();
 
 private:

@@ -13,7 +13,7 @@ namespace Vorn {
 bool WriteProgramDir(char* buffer, unsigned long size) {
     char link[PATH_MAX];
     const ssize_t length = readlink("/proc/self/exe", link, sizeof link);
-    // A link that fills the room may have been cut, and the directory with it.
+    // A link that fills the buffer may have been truncated, and the directory with it.
     if (length <= 0 || length == static_cast<ssize_t>(sizeof link))
         return false;
 

@@ -15,16 +15,16 @@ namespace Vorn {
 
 namespace {
 
-// More than a directory's name can need, however large the caller's buffer is said to be.
+// More than any directory's name needs, however large the caller claims the buffer to be.
 constexpr unsigned long MaxScratch = 64UL * 1024;
 
 } // namespace
 
 bool WriteProgramDir(char* buffer, unsigned long size) {
-    // The system may write before it finds that the name does not fit; the caller's buffer has to
-    // stay as it was then.
-    const auto room = static_cast<CFIndex>(std::min(size, MaxScratch));
-    const std::unique_ptr<UInt8[]> path(new (std::nothrow) UInt8[static_cast<std::size_t>(room)]);
+    // The system may write before it finds that the name does not fit, and the caller's buffer must
+    // then be untouched.
+    const unsigned long capacity = std::min(size, MaxScratch);
+    const std::unique_ptr<UInt8[]> path(new (std::nothrow) UInt8[capacity]);
     if (path == nullptr)
         return false;
 
@@ -35,7 +35,8 @@ bool WriteProgramDir(char* buffer, unsigned long size) {
     if (url == nullptr)
         return false;
 
-    const bool found = CFURLGetFileSystemRepresentation(url, true, path.get(), room);
+    const bool found =
+        CFURLGetFileSystemRepresentation(url, true, path.get(), static_cast<CFIndex>(capacity));
     CFRelease(url);
     if (!found)
         return false;

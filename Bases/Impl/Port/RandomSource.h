@@ -7,9 +7,8 @@
 
 namespace Vorn {
 
-/// What a platform supplies for seeding: fills the `size` bytes at `buffer` from the system's
-/// random source. Returns false when the source fails; what the buffer then holds is not to be
-/// used.
+/// Fills the `size` bytes at `buffer` from the system's random source. Returns false when the
+/// source fails; the contents of the buffer must then not be used.
 bool FillRandom(void* buffer, std::size_t size);
 
 } // namespace Vorn

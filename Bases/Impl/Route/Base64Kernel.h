@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_ROUTE_BASE64_KERNEL_H
 #define VORN_BASES_IMPL_ROUTE_BASE64_KERNEL_H
 
-// The kernels of Base64: whole vectors of bytes to text and back.
+// The kernels of Base64, which convert whole vectors of bytes to text and back.
 
 #include <cstddef>
 
@@ -13,15 +13,14 @@ namespace Vorn {
 inline constexpr char Base64Alphabet[] =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-/// Writes the text of bytes from the first of the `size` ones at `bytes` on. Returns how many
-/// bytes, a multiple of 3; their text has 4/3 of that, and nothing is written behind it.
+/// Encodes a leading part of the `size` bytes at `bytes`. Returns its length, a multiple of 3; the
+/// text has 4/3 of that, and nothing is written beyond it.
 using Base64EncodeKernel = std::size_t (*)(const unsigned char* bytes, std::size_t size,
                                            char* text);
 
-/// Writes the bytes of characters from the first of the `length` ones at `text` on, as long as each
-/// is of the alphabet, whatever its highest bit. Returns how many characters, a multiple of 4;
-/// their bytes are 3/4 of that. Up to `length` bytes at `bytes` may be written; what is behind the
-/// result means nothing.
+/// Decodes a leading part of the `length` characters at `text`, all of it in the alphabet, ignoring
+/// their high bits. Returns its length, a multiple of 4, for 3/4 as many bytes. May write up to
+/// `length` bytes at `bytes`; those beyond the result are garbage.
 using Base64DecodeKernel = std::size_t (*)(const char* text, std::size_t length,
                                            unsigned char* bytes);
 

@@ -1,8 +1,8 @@
 // The kernels of Base64 for every instruction set of Highway.
 //
 // A group of three bytes and its four characters take one lane of 32 bits. Within a lane the bits
-// are moved by shifts and multiplications; what a character stands for is found by adding an offset
-// that depends on the range of the alphabet it is in, looked up by its upper half.
+// are moved by shifts and multiplications. The value of a character is found by adding an offset
+// for its range of the alphabet, looked up by the upper half of the character.
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "Bases/Impl/Route/Base64Kernel_hwy.cpp"
@@ -61,7 +61,7 @@ constexpr ByteTable OffsetToCharacter() {
 
 // The characters of the alphabet, by the upper half of their codes:
 //     2: + and /     3: 0 to 9     4 and 6: all but 0     5 and 7: 0 to A
-// Each such set of lower halves has a bit of its own; a character is of the alphabet when the bit
+// Each such set of lower halves has a bit of its own; a character is in the alphabet when the bit
 // of its upper half is not among those that exclude its lower half.
 constexpr std::uint8_t SetOfUpperHalf(int upper) {
     switch (upper) {
@@ -120,8 +120,8 @@ constexpr ByteTable UpperHalfSets = SetsByUpperHalf();
 constexpr ByteTable LowerHalfExclusions = ExcludingSetsByLowerHalf();
 constexpr ByteTable ToValue = OffsetToValue();
 
-// Three bytes to a lane: the middle one twice, so that each half of the lane has what two
-// characters are made of; and three bytes out of a lane, highest first.
+// Three bytes to a lane, the middle one twice, so that each half of the lane has the bits of two
+// characters; and three bytes out of a lane, highest first.
 constexpr ByteTable GroupIntoLane{{1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10}};
 constexpr ByteTable GroupOutOfLane{{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 128, 128, 128, 128}};
 

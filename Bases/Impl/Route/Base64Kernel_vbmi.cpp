@@ -1,6 +1,6 @@
-// The kernels of Base64 for AVX-512 with VBMI, whose instructions look bytes up in tables of 64 and
-// 128, move bytes anywhere in a vector and take eight bits from any place of a word. Highway does
-// not know these instructions.
+// The kernels of Base64 for AVX-512 with VBMI, whose instructions look up bytes in tables of 64 and
+// 128, move bytes anywhere in a vector and extract eight bits from any position of a word. Highway
+// lacks these instructions.
 
 #include <Bases/Impl/Route/Base64Kernel.h>
 
@@ -57,7 +57,7 @@ constexpr Table FirstBits() {
 
 constexpr std::uint8_t NoValue = 0x80;
 
-// The values of 64 characters from `first` on; NoValue for what is not of the alphabet.
+// The values of 64 characters from `first` on; NoValue for what is not in the alphabet.
 constexpr Table ValuesFrom(char first) {
     Table table{};
     for (std::uint8_t& byte : table.bytes)

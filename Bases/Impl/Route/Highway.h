@@ -5,9 +5,9 @@
 //     #define HWY_TARGET_INCLUDE "Bases/Impl/Route/Name_hwy.cpp"
 //     #include <Bases/Impl/Route/Highway.h>
 //
-// The kernels stand in namespace Vorn::HWY_NAMESPACE, each time another one; what is to be compiled
-// once, such as the choice among them, stands under #if HWY_ONCE. Only headers of Highway are used:
-// the library does not depend on its shared one.
+// The kernels are in namespace Vorn::HWY_NAMESPACE, another one each time; what is compiled only
+// once, such as the choice among them, is inside #if HWY_ONCE. Only headers of Highway are used:
+// the library does not link its shared library.
 //
 // This file has no include guard, because it has to be included for each instruction set anew.
 

@@ -4,9 +4,9 @@
 // Which vector instructions the kernels may use.
 //
 // A fast route is a kernel: a function that does the same work as the portable code beside it, many
-// items at a time. A kernel takes whole vectors only and says how much it did; whatever is left,
-// and every odd input, goes to the portable code, so that each rule stands once. A family of
-// kernels has a function that chooses among them by CurrentRoute().
+// items at a time. A kernel processes whole vectors only and returns how much it did; the rest, and
+// every unusual input, goes to the portable code, so that each rule is implemented once. A family
+// of kernels has a function that chooses among them by CurrentRoute().
 
 #include <cstddef>
 #include <iterator>

@@ -75,8 +75,8 @@ inline constexpr unsigned MaskNextByte = 0x3FF33FF3;
 inline constexpr unsigned MaskSecondByte = 0xFCCFFCCF;
 inline constexpr unsigned MaskThirdByte = 0xF33FF33F;
 
-/// The element of the AES field that plays the part of x, which carries SEED's field into it: a
-/// root of SEED's polynomial there.
+/// The image of x under the map of SEED's field into that of AES: a root of SEED's polynomial
+/// there.
 constexpr unsigned FindRootInAes() {
     for (unsigned root = 2; root < 256; ++root) {
         const unsigned sum =

@@ -10,15 +10,15 @@
 
 namespace Vorn {
 
-/// The round keys in the order of their use: round i takes key[i * step] and the word behind it.
-/// Deciphering goes through them backwards.
+/// The round keys in the order of their use: round i uses key[i * step] and the word after it. For
+/// deciphering the step is negative.
 struct SeedKeys {
     const std::uint32_t* key;
     std::ptrdiff_t step;
 };
 
-/// Takes blocks of 16 bytes at `blocks`, at any address, through the rounds in place: as many of
-/// the first `count` ones as fill whole vectors. Returns how many.
+/// Runs as many of the `count` blocks of 16 bytes at `blocks` as fill whole vectors through the
+/// rounds, in place, at any alignment. Returns how many.
 using SeedKernel = std::size_t (*)(unsigned char* blocks, std::size_t count, SeedKeys keys);
 
 /// The kernel of a route; null where there is none, in which case the portable code does it all.

@@ -1,6 +1,6 @@
 // The kernel of SEED for AVX-512 with GFNI, whose instructions compute a bit-matrix product of
 // every byte, and one of the inverse of every byte in the field of AES. Otherwise as
-// SeedKernel_hwy.cpp, which explains the rest; Highway does not know these instructions.
+// SeedKernel_hwy.cpp, which explains the rest; Highway lacks these instructions.
 
 #include <Bases/Impl/Route/SeedKernel.h>
 

@@ -4,7 +4,7 @@
 // then those of the portable code with vectors for words. What differs is G: its tables cannot be
 // looked up in many lanes at once, but both boxes of SEED are inversion in a field of 256 elements
 // between two linear maps, and so is the box of AES, for which there are instructions. SeedField.h
-// has the way from one field to the other.
+// maps one field to the other.
 
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "Bases/Impl/Route/SeedKernel_hwy.cpp"
@@ -116,18 +116,18 @@ HWY_INLINE Octets Substitute(Octets x) {
     return hn::IfThenElse(odd, Map(ToS2Tables, box), Map(ToS1Tables, box));
 }
 
-// The bytes of each word turned as `turn` says, less the bits outside of `mask`.
-HWY_INLINE Words Turn(Octets s, const unsigned char (&turn)[16], std::uint32_t mask) {
-    const Octets turned = hn::TableLookupBytes(s, Constant(turn));
-    return hn::And(hn::BitCast(InWords, turned), hn::Set(InWords, mask));
+// Rotates the bytes of each word, as the table says, and keeps the bits of `mask`.
+HWY_INLINE Words Rotate(Octets s, const unsigned char (&table)[16], std::uint32_t mask) {
+    const Octets rotated = hn::TableLookupBytes(s, Constant(table));
+    return hn::And(hn::BitCast(InWords, rotated), hn::Set(InWords, mask));
 }
 
 HWY_INLINE Words G(Words x) {
     const Octets s = Substitute(hn::BitCast(InOctets, x));
     const Words same = hn::And(hn::BitCast(InWords, s), hn::Set(InWords, SeedField::MaskSameByte));
-    const Words next = Turn(s, NextByte, SeedField::MaskNextByte);
-    const Words second = Turn(s, SecondByte, SeedField::MaskSecondByte);
-    const Words third = Turn(s, ThirdByte, SeedField::MaskThirdByte);
+    const Words next = Rotate(s, NextByte, SeedField::MaskNextByte);
+    const Words second = Rotate(s, SecondByte, SeedField::MaskSecondByte);
+    const Words third = Rotate(s, ThirdByte, SeedField::MaskThirdByte);
     return hn::Xor(hn::Xor(same, next), hn::Xor(second, third));
 }
 
@@ -177,7 +177,7 @@ HWY_INLINE Blocks Load(const unsigned char* bytes) {
     return blocks;
 }
 
-// The halves change places once more at the end.
+// The halves are swapped once more at the end.
 HWY_INLINE void Store(Blocks blocks, unsigned char* bytes) {
     const std::size_t size = hn::Lanes(InOctets);
     Transpose(blocks.right.first, blocks.right.second, blocks.left.first, blocks.left.second);
@@ -189,8 +189,8 @@ HWY_INLINE void Store(Blocks blocks, unsigned char* bytes) {
 
 constexpr std::ptrdiff_t RoundCount = 16;
 
-// How many sets of blocks are under way together: one alone would leave the processor waiting for
-// its own results, and more than these would not stay in the registers.
+// How many sets of blocks are processed together: with one alone the processor would wait for its
+// own results, and more would not fit in the registers.
 constexpr std::size_t SetCount = HWY_TARGET == HWY_SSE4 ? 2 : 4;
 
 template <std::size_t... I>
