@@ -12,38 +12,41 @@ set(VORN_TEST_ZONES
   "South=AEST-10AEDT,M10.1.0,M4.1.0/3"
   "HalfHour=IST-5:30")
 
+# Registers the tests of a program, with the program as their label, by which ./dev test chooses
+# them. Further arguments go to gtest_discover_tests; PROPERTIES come last.
+function(vorn_discover_tests name)
+  cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" PROPERTIES)
+  gtest_discover_tests(${name}
+    DISCOVERY_MODE PRE_TEST
+    ${ARG_UNPARSED_ARGUMENTS}
+    PROPERTIES
+      TIMEOUT ${VORN_TEST_TIMEOUT}
+      LABELS ${name}
+      ${ARG_PROPERTIES})
+endfunction()
+
 # Registers every test of a program once for each zone, as Suite.Name@Zone.
 function(vorn_discover_tests_in_zones name)
   foreach(zone IN LISTS VORN_TEST_ZONES)
     string(REGEX MATCH "^([^=]+)=(.+)$" matched "${zone}")
-    gtest_discover_tests(${name}
-      DISCOVERY_MODE PRE_TEST
+    vorn_discover_tests(${name}
       TEST_FILTER "${VORN_TEST_FILTER}"
       TEST_SUFFIX "@${CMAKE_MATCH_1}"
-      PROPERTIES
-        TIMEOUT ${VORN_TEST_TIMEOUT}
-        ENVIRONMENT "TZ=${CMAKE_MATCH_2}")
+      PROPERTIES ENVIRONMENT "TZ=${CMAKE_MATCH_2}")
   endforeach()
 endfunction()
 
-# One test program per unit. WRAP names C functions whose calls from the library's objects are sent
-# to __wrap_NAME in the test, which can make them fail or look at what was asked and hand the call
-# on to __real_NAME. ENVIRONMENT sets variables for every test of the program. IN_ZONES runs the
-# program in each of the zones above instead of once. LARGE is for tests that take seconds in a
-# build of the type Release, which is the only one to run them; nor does an emulated machine.
+# One test program per unit. IN_ZONES runs it in each of the zones above instead of once. LARGE is
+# for tests that take seconds in a build of the type Release, which is the only one to run them; nor
+# does an emulated machine.
 function(vorn_add_test name)
-  cmake_parse_arguments(ARG "IN_ZONES;LARGE" "" "SOURCES;WRAP;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "IN_ZONES;LARGE" "" "SOURCES" ${ARGN})
   if(NOT ARG_SOURCES)
     set(ARG_SOURCES ${name}.cpp)
   endif()
   add_executable(${name} ${ARG_SOURCES})
-  target_link_libraries(${name} PRIVATE VornTestBase VornBasesObjects VornTestSupport)
-  if(NOT ARG_WRAP)
-    target_link_libraries(${name} PRIVATE VornTestPlatform)
-  endif()
-  foreach(function IN LISTS ARG_WRAP)
-    target_link_options(${name} PRIVATE -Wl,--wrap=${function})
-  endforeach()
+  target_link_libraries(${name} PRIVATE
+    VornTestBase VornTestPlatform VornTestSupport VornBasesObjects)
   if(name IN_LIST VORN_PROGRAMS_LEFT_OUT)
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL ON)
     return()
@@ -55,12 +58,7 @@ function(vorn_add_test name)
     vorn_discover_tests_in_zones(${name})
     return()
   endif()
-  gtest_discover_tests(${name}
-    DISCOVERY_MODE PRE_TEST
-    TEST_FILTER "${VORN_TEST_FILTER}"
-    PROPERTIES
-      TIMEOUT ${VORN_TEST_TIMEOUT}
-      ENVIRONMENT "${ARG_ENVIRONMENT}") # may be empty: last
+  vorn_discover_tests(${name} TEST_FILTER "${VORN_TEST_FILTER}")
 endfunction()
 
 # The same program over the library's macOS variants, as NAMEOnMac, and its tests once for each
@@ -73,14 +71,11 @@ function(vorn_add_test_on_mac name)
   target_compile_definitions(${name}OnMac PRIVATE VORN_ON_SIMULATED_MAC)
   foreach(kernel Forgets Keeps Counts)
     string(TOLOWER ${kernel} value)
-    gtest_discover_tests(${name}OnMac
-      DISCOVERY_MODE PRE_TEST
+    vorn_discover_tests(${name}OnMac
       # A simulated kernel takes very long for a million turns.
       TEST_FILTER "${VORN_TEST_FILTER}:*HandOver*"
       TEST_SUFFIX "@Kernel${kernel}"
-      PROPERTIES
-        TIMEOUT ${VORN_TEST_TIMEOUT}
-        ENVIRONMENT "VORN_SIMULATED_KERNEL=${value}")
+      PROPERTIES ENVIRONMENT "VORN_SIMULATED_KERNEL=${value}")
   endforeach()
 endfunction()
 
