@@ -110,7 +110,8 @@ Kind KindOf(const Status& status) {
     }
 }
 
-// The member that tells when a file was written; macOS has another name for it than POSIX.
+// The member that tells when a file was written; macOS has another name for it than POSIX. The
+// library's own functions give the time of what a link leads to, not of the link.
 template <typename S>
 auto WrittenOf(const S& status, int) -> decltype(status.st_mtimespec) {
     return status.st_mtimespec;

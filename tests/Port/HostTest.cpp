@@ -1,6 +1,7 @@
 // Concerns: what the small seams owe on every host, and over the simulated macOS what its variants
 // make of the platform's answers.
 #include <Bases/Impl/Port/ConverterName.h>
+#include <Bases/Impl/Port/CpuFeatures.h>
 #include <Bases/Impl/Port/FileTimes.h>
 #include <Bases/Impl/Port/ProgramDir.h>
 #include <Bases/Impl/Port/RandomSource.h>
@@ -64,6 +65,16 @@ TEST(ThreadIdentity, TellsTheThreadsOfAProcessApart) {
               Vorn::ThreadIdentity(first.native_handle()));
     first.join();
     second.join();
+}
+
+TEST(CpuFeatures, ArmsAesIsAsItsRegisterOfInstructionsSays) {
+#if defined(__aarch64__)
+    std::uint64_t instructions = 0; // hosts let programs read this register, or answer for it
+    __asm__("mrs %0, ID_AA64ISAR0_EL1" : "=r"(instructions));
+    EXPECT_EQ((instructions >> 4 & 0xF) != 0, Vorn::HasArmAes());
+#else
+    EXPECT_FALSE(Vorn::HasArmAes());
+#endif
 }
 
 #ifdef VORN_ON_SIMULATED_MAC

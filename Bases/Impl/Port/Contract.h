@@ -4,9 +4,9 @@
 // What a port to another host must provide. Documentation only: nothing includes this header.
 //
 // The library runs on a POSIX system with threads, named semaphores, System V shared memory and
-// iconv. What such systems do differently is hidden by seven seams. Each is a header of this
+// iconv. What such systems do differently is hidden by these seams. Each is a header of this
 // directory with a source for each variant, NAME_HOST.cpp, or NAME_posix.cpp where all hosts agree
-// so far; Bases/CMakeLists.txt chooses. No other code depends on the host, which a check enforces.
+// so far; cmake/Host.cmake chooses. No other code depends on the host, which a check enforces.
 // tests/Port runs the same cases over every variant; those of macOS run on Linux over a simulation
 // of that system. They have never run on macOS itself.
 //
@@ -82,5 +82,11 @@
 //
 //   Owed     A number that no other thread of the process has while this one has not been joined.
 //   Differs  Whether numbers are reused afterwards, and their size: callers keep 32 bits.
+//
+// CpuFeatures: what the processor can do, as far as only the host can tell
+//
+//   Owed     True only for what both the processor and the host support, since kernels then use it.
+//            False where the host cannot tell: that costs speed only.
+//   Differs  Which processors there are. x86 processors are asked directly, on every host.
 
 #endif

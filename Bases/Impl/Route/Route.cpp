@@ -6,11 +6,10 @@
 #include <atomic>
 #include <cstdint>
 
+#include <Bases/Impl/Port/CpuFeatures.h>
+
 #if defined(__x86_64__)
 #include <cpuid.h>
-#elif defined(__aarch64__)
-#include <asm/hwcap.h>
-#include <sys/auxv.h>
 #endif
 
 namespace Vorn {
@@ -73,19 +72,11 @@ Route DetectRoute() {
     return HasAll(structured.c, bit_GFNI) ? Route::Avx512Gfni : Route::Avx512;
 }
 
-#elif defined(__aarch64__)
+#else
 
 constexpr bool IsOfThisMachine(Route route) { return route == Route::Neon; }
 
-Route DetectRoute() {
-    return (getauxval(AT_HWCAP) & HWCAP_AES) != 0 ? Route::Neon : Route::Portable;
-}
-
-#else
-
-constexpr bool IsOfThisMachine(Route /*route*/) { return false; }
-
-Route DetectRoute() { return Route::Portable; }
+Route DetectRoute() { return HasArmAes() ? Route::Neon : Route::Portable; }
 
 #endif
 

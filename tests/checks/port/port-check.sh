@@ -11,7 +11,7 @@ trap 'rm -rf "$dir"' EXIT
 renew() {
     rm -rf "$dir/tree"
     mkdir -p "$dir/tree/examples"
-    cp -R "$tree/Bases" "$dir/tree/Bases"
+    cp -R "$tree/Bases" "$tree/cmake" "$dir/tree"
 }
 
 accepts() {
@@ -40,6 +40,27 @@ refuses "a header of the wing that asks" "Clock.h"
 echo '#ifdef __linux__' >>"$dir/tree/Bases/Impl/Port/Clock_posix.cpp"
 accepts "a source of the wing that asks"
 
+echo '#include <linux/futex.h>' >>"$dir/tree/Bases/Impl/Sem_mac.cpp"
+refuses "a unit that includes a header of Linux" "Sem_mac.cpp"
+echo ' # include <mach/mach.h>' >>"$dir/tree/Bases/Impl/Port/Clock.h"
+refuses "a header of the wing that includes one of macOS" "Clock.h"
+echo '#include <sys/auxv.h>' >>"$dir/tree/Bases/Impl/Route/Route.cpp"
+refuses "a route that asks the kernel" "Route.cpp"
+echo '#include "CoreFoundation/CoreFoundation.h"' >"$dir/tree/examples/main.cpp"
+refuses "an example that includes a header of macOS" "main.cpp"
+echo '#include <features.h>' >>"$dir/tree/Bases/Text.h"
+refuses "a public header that includes one of the C library's own" "Text.h"
+printf '#include <sys/%s.h>\n' mman ioctl >>"$dir/tree/Bases/Impl/Sem_mac.cpp"
+accepts "a unit that includes headers of POSIX"
+echo '#include <sys/sendfile.h>' >>"$dir/tree/Bases/Impl/Port/Clock_posix.cpp"
+accepts "a source of the wing that includes a header of Linux"
+
+touch "$dir/tree/Bases/Impl/Port/RandomSource_third.cpp"
+refuses "a source for a host that nothing chooses" "chooses no third"
+echo '  set(VORN_BASES_HOST third)' >>"$dir/tree/cmake/Host.cmake"
+refuses "a third host without its sources" "ProgramDir has no source for third"
+: >"$dir/tree/cmake/Host.cmake"
+refuses "a build that chooses no host" "chooses no host"
 rm "$dir/tree/Bases/Impl/Port/RandomSource_mac.cpp"
 refuses "a seam with a host missing" "RandomSource has no source for mac"
 cp "$dir/tree/Bases/Impl/Port/Clock.h" "$dir/tree/Bases/Impl/Port/Door.h"
