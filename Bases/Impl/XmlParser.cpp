@@ -84,6 +84,7 @@ bool AreTypesKnown(const xmlParserCtxt& parser, const xmlDoc& document) {
 template <typename Read>
 XmlDocument Parse(Read read) {
     XmlSilence silence;
+    SetUpCatalogs(); // a document may name one of its own
     const std::unique_ptr<xmlParserCtxt, ParserDelete> parser(xmlNewParserCtxt());
     if (!parser)
         return nullptr;

@@ -2,8 +2,10 @@
 
 #include <Bases/Impl/XmlPath.h>
 
+#include <cstddef>
 #include <cstring>
 #include <memory>
+#include <new>
 #include <string_view>
 
 #include <strings.h>
@@ -12,6 +14,7 @@
 #include <libxml/uri.h>
 #include <libxml/xmlIO.h>
 
+#include <Bases/Impl/Lock.h>
 #include <Bases/Impl/XmlOwners.h>
 #include <Bases/Impl/XmlSilence.h>
 
@@ -19,11 +22,19 @@ namespace Vorn {
 
 namespace {
 
+// Never destroyed: static objects may load documents until the end of the program.
+Lock& CatalogLock() {
+    alignas(Lock) static std::byte place[sizeof(Lock)];
+    static Lock& lock = *new (place) Lock;
+    return lock;
+}
+
 // libxml2 looks up a name that is no file in the machine's XML catalogs, which may redirect it
 // anywhere.
 bool IsRedirected(const char* path) {
     if (xmlCheckFilename(path) != 0)
         return false;
+    SetUpCatalogs();
     const auto* name = reinterpret_cast<const xmlChar*>(path);
     return XmlText(xmlCatalogResolveSystem(name)) || XmlText(xmlCatalogResolveURI(name));
 }
@@ -43,6 +54,12 @@ bool IsReadElsewhere(const char* path) {
     const std::unique_ptr<char, XmlDelete> unescaped(xmlURIUnescapeString(path, 0, nullptr));
     return std::strcmp(path, "-") == 0 || (unescaped && std::strcmp(unescaped.get(), "-") == 0) ||
            IsRedirected(path) || silence.HasLoss();
+}
+
+// Not once for all: BasesRelease frees the catalogs with the rest of libxml2.
+void SetUpCatalogs() {
+    const Locker locker(CatalogLock());
+    xmlInitializeCatalog();
 }
 
 } // namespace Vorn

@@ -9,6 +9,10 @@ namespace Vorn {
 /// or wherever an XML catalog of the machine redirects it; also when memory runs out.
 bool IsReadElsewhere(const char* path);
 
+/// Sets libxml2's catalogs up, unless they are. To be called before anything that may look into
+/// them: libxml2 would do it then, and when two threads meet there, both may wait for ever.
+void SetUpCatalogs();
+
 } // namespace Vorn
 
 #endif

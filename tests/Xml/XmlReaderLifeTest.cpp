@@ -1,6 +1,9 @@
 #include <Bases/Xml.h>
 
+#include <atomic>
 #include <cerrno>
+#include <functional>
+#include <memory>
 #include <thread>
 #include <type_traits>
 #include <vector>
@@ -11,8 +14,12 @@
 
 #include <gtest/gtest.h>
 
+#include <Bases/Bases.h>
+#include <Bases/Thread.h>
+
 #include "Xml/Reader.h"
 #include "fault/Xml.h"
+#include "support/BlockedThreads.h"
 #include "support/IconvSpy.h"
 #include "support/NoMemory.h"
 #include "support/TempDir.h"
@@ -101,6 +108,63 @@ TEST_F(XmlReaderSilence, HoldsOnEveryThreadByItself) {
         threads.emplace_back(work);
     for (std::thread& thread : threads)
         thread.join();
+}
+
+// Concerns: several threads load at once for the first time in the process.
+
+class XmlReaderThreads : public XmlReaderTest {
+protected:
+    // The first thread that sets libxml2's catalogs up is held there until a second one, which
+    // loads the same, can go no further. Returns whether that one has come there, too.
+    static bool MeetInTheCatalogs(const std::function<void(XmlReader&)>& load) {
+        Vorn::Event release;
+        EXPECT_TRUE(
+            release.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr));
+        std::atomic<bool> begun{false};
+        std::atomic<bool> met{false};
+        const auto loadAnew = [&load] {
+            XmlReader reader;
+            load(reader);
+        };
+        std::unique_ptr<VornTest::PosixThread> other;
+        Platform::xmlInitializeCatalog.OnAnyThread().Do([&] {
+            if (begun.exchange(true)) {
+                met = met || !release.Wait(Vorn::TryOnce);
+                release.Wait(Vorn::WaitForever);
+            } else {
+                other = std::make_unique<VornTest::PosixThread>(loadAnew);
+                VornTest::WaitUntilBlocked({other.get()});
+                release.Set();
+            }
+            Platform::xmlInitializeCatalog.Real();
+        });
+        loadAnew();
+        EXPECT_TRUE(begun) << "the catalogs are not set up before they are used";
+        other.reset();
+        Platform::xmlInitializeCatalog.Reset();
+        return met;
+    }
+};
+
+TEST_F(XmlReaderThreads, DoNotMeetInTheCatalogsOverAMissingFile) {
+    EXPECT_FALSE(MeetInTheCatalogs(
+        [this](XmlReader& reader) { EXPECT_FALSE(reader.Load(m_dir.File("missing.xml"))); }));
+}
+
+TEST_F(XmlReaderThreads, DoNotMeetInTheCatalogsOverADocumentThatNamesOne) {
+    EXPECT_FALSE(MeetInTheCatalogs([](XmlReader& reader) {
+        EXPECT_TRUE(LoadText(reader, Utf8 + "<?oasis-xml-catalog catalog='none.xml'?><a/>"));
+    }));
+}
+
+TEST_F(XmlReaderThreads, SetTheCatalogsUpAgainAfterARelease) {
+    XmlReader reader;
+    EXPECT_FALSE(reader.Load(m_dir.File("missing.xml")));
+    Vorn::BasesRelease();
+    Vorn::BasesInit();
+    Platform::xmlInitializeCatalog.Record(true);
+    EXPECT_FALSE(reader.Load(m_dir.File("missing.xml")));
+    EXPECT_LT(0U, Platform::xmlInitializeCatalog.Count());
 }
 
 // Concerns: the states empty and loaded, with every operation in each; what is released when; a

@@ -10,6 +10,7 @@ void* __real_malloc(std::size_t size);
 void* __real_realloc(void* block, std::size_t size);
 void __real_xmlInitParser();
 void __real_xmlCleanupParser();
+void __real_xmlInitializeCatalog();
 xmlBufferPtr __real_xmlBufferCreate();
 void __real_xmlBufferFree(xmlBufferPtr buffer);
 xmlTextWriterPtr __real_xmlNewTextWriterMemory(xmlBufferPtr buffer, int compression);
@@ -26,6 +27,8 @@ constinit Function<char*(const char*)> xml_strdup{"xml strdup", ::strdup, Errors
 constinit Function<void(void*)> xml_free{"xml free", std::free};
 constinit Function<void()> xmlInitParser{"xmlInitParser", __real_xmlInitParser};
 constinit Function<void()> xmlCleanupParser{"xmlCleanupParser", __real_xmlCleanupParser};
+constinit Function<void()> xmlInitializeCatalog{"xmlInitializeCatalog",
+                                                __real_xmlInitializeCatalog};
 constinit Function<xmlBufferPtr()> xmlBufferCreate{"xmlBufferCreate", __real_xmlBufferCreate,
                                                    Errors<ENOMEM>};
 constinit Function<void(xmlBufferPtr)> xmlBufferFree{"xmlBufferFree", __real_xmlBufferFree};
@@ -44,6 +47,7 @@ const Family g_xml{&xml_malloc,
                    &xml_free,
                    &xmlInitParser,
                    &xmlCleanupParser,
+                   &xmlInitializeCatalog,
                    &xmlBufferCreate,
                    &xmlBufferFree,
                    &xmlNewTextWriterMemory,
@@ -63,6 +67,8 @@ extern "C" {
 void __wrap_xmlInitParser() { xmlInitParser(); }
 
 void __wrap_xmlCleanupParser() { xmlCleanupParser(); }
+
+void __wrap_xmlInitializeCatalog() { xmlInitializeCatalog(); }
 
 xmlBufferPtr __wrap_xmlBufferCreate() { return xmlBufferCreate(); }
 

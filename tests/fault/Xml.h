@@ -22,6 +22,7 @@ extern Function<void(void* block)> xml_free;
 // Set-up and tear-down
 extern Function<void()> xmlInitParser;
 extern Function<void()> xmlCleanupParser;
+extern Function<void()> xmlInitializeCatalog;
 
 // Writing
 extern Function<xmlBufferPtr()> xmlBufferCreate;
