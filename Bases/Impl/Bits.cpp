@@ -98,7 +98,7 @@ int Bits::SetSize(unsigned long size, int /*flag*/) {
         m_capacity = bytes * 8;
     }
     // Nothing is cleared: the bits that a set had before it shrank come back when it grows; see
-    // BitsSize.BringsBackOldBitsWhenItGrowsWithinTheRoom.
+    // BitsSize.BringsBackOldBitsWhenItGrowsWithinTheCapacity.
     m_size = size;
     return 1;
 }
@@ -268,7 +268,7 @@ void Bits::FromString(const std::string& text) {
 
 void Bits::Clone(const Bits& other) {
     // If the size cannot be taken, this set may have fewer bytes than `other`, or more; see
-    // BitsMemory.ClonesTheBytesThatBothHaveWhenThereIsNone.
+    // BitsMemory.ClonesTheBytesThatBothHaveWhenItRunsOut.
     SetSize(other.m_size, 1); // for the set itself, too: after SetData it reallocates
     if (&other == this)
         return;

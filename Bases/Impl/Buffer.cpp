@@ -51,7 +51,7 @@ int SerialBuffer::SetMaxSize(unsigned long size, int keep) {
     if (m_maxSize >= size)
         return 1;
     // The size stays even if the bytes are not kept: callers that will overwrite all of them save
-    // the copy; see SerialBufferRoom.KeepsTheSizeWhenItDropsTheBytes.
+    // the copy; see SerialBufferCapacity.KeepsTheSizeWhenItDropsTheBytes.
     const unsigned long kept = keep != 0 ? Present(m_buffer, m_size, m_maxSize) : 0;
     Array old;
     if (!Replace(m_buffer, kept, size, old))

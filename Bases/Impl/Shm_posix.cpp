@@ -99,7 +99,7 @@ bool Shm::IsOpened() { return m_hShm != 0; }
 //
 // A segment that cannot be removed stops the program. Hosts compare the message, which names the
 // expression, this file and line 104, wherever the check stands.
-// (ShmDeathTest.ClosingWhatIsGoneTellsTheLine)
+// (ShmDeathTest.ClosingARemovedSegmentNamesTheLine)
 void Shm::Close() {
     if (m_hShm != 0) {
 #line 104

@@ -287,7 +287,7 @@ bool SetCurLocalTime(const SysTime& sysTime) { return SetCurTime(sysTime); }
 bool SetCurLocalTime(const Time& localTime) {
     const Moment moment = Split(localTime);
     // A million, not a thousand: the platform then refuses everything but whole seconds, and
-    // callers rely on that (SetLocalClock.HandsOverAMillionMicrosecondsPerMillisecond).
+    // callers rely on that (SetLocalClock.PassesAMillionMicrosecondsPerMillisecond).
     return SetClock(moment.seconds, moment.milliseconds * 1000000);
 }
 
@@ -368,7 +368,7 @@ bool GetDateTimeFormat(std::string& out, const std::string& pattern, const Time&
 }
 
 // UTC, unlike the forms that fill a string; both have callers that rely on it
-// (DateTimeFormatOfATime.IsLocalInAStringAndUniversalInABuffer).
+// (DateTimeFormatOfATime.IsLocalInAStringAndUtcInABuffer).
 bool GetDateTimeFormat(char* buffer, unsigned long size, const std::string& pattern,
                        const Time& time) {
     return HasCapacity(buffer, size) &&

@@ -79,7 +79,7 @@ TEST(BitsInPlace, OrAndXorBringBackOldBytesWhenTheyGrow) {
     EXPECT_THAT(BytesOf(xored), ElementsAre(0, 0xFF)) << "not combined: one byte was in use";
 }
 
-TEST(BitsInPlace, ClearsBehindTheNewSizeForEquallyManyBytes) {
+TEST(BitsInPlace, ClearsTheUnusedBitsForEquallyManyBytes) {
     Bits anded = OnesShrunkTo(13, 16);
     anded &= Ones(16);
     EXPECT_THAT(BytesOf(anded), ElementsAre(0xFF, 0x1F));
@@ -188,7 +188,7 @@ TEST(BitsCombined, HasTheLeftSizeForAndButTheRightSizeForOrAndXor) {
     }
 }
 
-TEST(BitsCombined, HasZerosBehindTheBytesOfTheShorterSet) {
+TEST(BitsCombined, HasZerosBeyondTheBytesOfTheShorterSet) {
     const Bits shorter = FromText("11110000");
     const Bits longer = Ones(16);
     EXPECT_THAT(BytesOf(shorter & longer), ElementsAre(0xF0));

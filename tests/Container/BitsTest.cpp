@@ -51,7 +51,7 @@ static_assert(std::is_same_v<unsigned long, decltype(std::declval<Bits&>().GetSe
 
 // Concerns: what the constructors leave, the position helpers at their ends, and the layout.
 
-TEST(BitsMake, IsEmptyWithoutASize) {
+TEST(BitsConstruction, IsEmptyWithoutASize) {
     Bits bits;
     EXPECT_EQ(0UL, bits.GetSize());
     EXPECT_EQ(0UL, bits.GetBytes());
@@ -59,7 +59,7 @@ TEST(BitsMake, IsEmptyWithoutASize) {
     EXPECT_EQ(0UL, CapacityOf(bits));
 }
 
-TEST(BitsMake, HasClearBitsForEverySize) {
+TEST(BitsConstruction, HasClearBitsForEverySize) {
     for (unsigned long size = 0; size <= SmallSizes; ++size) {
         Bits bits(size);
         ASSERT_EQ(size, bits.GetSize());
@@ -70,7 +70,7 @@ TEST(BitsMake, HasClearBitsForEverySize) {
     }
 }
 
-TEST(BitsMake, KeepsItsFieldsInOrderBehindTheTable) {
+TEST(BitsConstruction, KeepsItsFieldsInOrderAfterTheVirtualTable) {
     Bits bits(10);
     const Fields fields = FieldsOf(bits);
     EXPECT_EQ(bits.GetData(), fields.data);
@@ -78,7 +78,7 @@ TEST(BitsMake, KeepsItsFieldsInOrderBehindTheTable) {
     EXPECT_EQ(10UL, fields.size);
 }
 
-TEST(BitsMake, ComputesBytesAndPositionsUpToTheLargest) {
+TEST(BitsConstruction, ComputesBytesAndPositionsUpToTheLargest) {
     EXPECT_EQ(0UL, Bits::PosToBytePos(0));
     EXPECT_EQ(0UL, Bits::PosToBytePos(7));
     EXPECT_EQ(1UL, Bits::PosToBytePos(8));
@@ -94,7 +94,7 @@ TEST(BitsMake, ComputesBytesAndPositionsUpToTheLargest) {
     EXPECT_EQ(ULONG_MAX, Bits::PosToSize(ULONG_MAX - 1));
 }
 
-TEST(BitsMake, CanBeDestroyedThroughItsBase) {
+TEST(BitsConstruction, CanBeDestroyedThroughItsBase) {
     struct Derived : Bits {
         explicit Derived(bool& gone) : m_gone(gone) {}
         Derived(const Derived&) = delete;
@@ -109,9 +109,11 @@ TEST(BitsMake, CanBeDestroyedThroughItsBase) {
     EXPECT_TRUE(gone);
 }
 
-TEST(BitsMake, HasNoVirtualOperationBesideTheDestructor) { EXPECT_EQ(2U, VornTest::Slots<Bits>()); }
+TEST(BitsConstruction, HasNoVirtualOperationBesideTheDestructor) {
+    EXPECT_EQ(2U, VornTest::Slots<Bits>());
+}
 
-TEST(BitsMake, CannotBeAskedForSizeDataOrCountsWhenConst) {
+TEST(BitsConstruction, CannotBeAskedForSizeDataOrCountsWhenConst) {
     EXPECT_FALSE((std::is_invocable_v<decltype(&Bits::GetSize), const Bits&>));
     EXPECT_FALSE((std::is_invocable_v<decltype(&Bits::GetData), const Bits&>));
     EXPECT_FALSE((std::is_invocable_v<decltype(&Bits::GetBytes), const Bits&>));
@@ -132,7 +134,7 @@ TEST(BitsSize, RefusesZeroAndKeepsTheBits) {
     EXPECT_EQ(nullptr, empty.GetData());
 }
 
-TEST(BitsSize, MakesRoomForExactlyTheBytesNeededWhateverTheFlag) {
+TEST(BitsSize, AllocatesExactlyTheBytesNeededWhateverTheFlag) {
     for (const int flag : {0, 1, -1, 77}) {
         Bits bits;
         EXPECT_EQ(1, bits.SetSize(10, flag));
@@ -163,7 +165,7 @@ TEST(BitsSize, TreatsTheBitsAlikeWhateverTheFlag) {
     }
 }
 
-TEST(BitsSize, KeepsTheArrayWhileItsRoomIsEnough) {
+TEST(BitsSize, KeepsTheArrayWhileItsCapacityIsEnough) {
     Bits bits(24);
     const unsigned char* data = bits.GetData();
     const std::size_t allocations = g_arrayNew.Count();
@@ -176,7 +178,7 @@ TEST(BitsSize, KeepsTheArrayWhileItsRoomIsEnough) {
     EXPECT_EQ(allocations, g_arrayNew.Count());
 }
 
-TEST(BitsSize, BringsBackOldBitsWhenItGrowsWithinTheRoom) {
+TEST(BitsSize, BringsBackOldBitsWhenItGrowsWithinTheCapacity) {
     Bits bits = FromText("101100111000111100001");
     bits.SetSize(3);
     EXPECT_EQ("001", bits.ToString());
@@ -184,7 +186,7 @@ TEST(BitsSize, BringsBackOldBitsWhenItGrowsWithinTheRoom) {
     EXPECT_EQ("101100111000111100001", bits.ToString());
 }
 
-TEST(BitsSize, LosesBytesBehindTheSizeWhenItGrowsBeyondTheRoom) {
+TEST(BitsSize, LosesBytesBeyondTheSizeWhenItGrowsBeyondTheCapacity) {
     Bits bits = OnesShrunkTo(3, 24);
     EXPECT_EQ(1, bits.SetSize(25));
     EXPECT_THAT(BytesOf(bits), ElementsAre(0xFF, 0, 0, 0)) << "the last byte in use comes along";
@@ -222,7 +224,7 @@ TEST(BitsData, RefusesNullAndNoBits) {
     EXPECT_EQ(data, bits.GetData());
 }
 
-TEST(BitsData, KeepsCountingWithTheOldRoom) {
+TEST(BitsData, KeepsTheOldCapacity) {
     unsigned char source[] = {1, 2, 3, 4, 5};
     Bits bits;
     bits.SetData(source, 40);
@@ -234,7 +236,7 @@ TEST(BitsData, KeepsCountingWithTheOldRoom) {
     EXPECT_EQ(64UL, CapacityOf(roomy));
 }
 
-TEST(BitsData, GrowsWithinTheOldRoomOverZeros) {
+TEST(BitsData, GrowsWithinTheOldCapacityOverZeros) {
     unsigned char source[] = {0x5A};
     Bits bits = Ones(32);
     bits.SetData(source, 8);
@@ -244,7 +246,7 @@ TEST(BitsData, GrowsWithinTheOldRoomOverZeros) {
     EXPECT_THAT(BytesOf(bits), ElementsAre(0x5A, 0, 0, 0));
 }
 
-TEST(BitsData, MakesNewRoomEvenToShrinkWhenTheOldRoomWasSmaller) {
+TEST(BitsData, ReallocatesEvenToShrinkWhenTheOldCapacityWasSmaller) {
     unsigned char source[] = {1, 2, 3, 4};
     Bits bits(8);
     bits.SetData(source, 32);
@@ -256,7 +258,7 @@ TEST(BitsData, MakesNewRoomEvenToShrinkWhenTheOldRoomWasSmaller) {
     EXPECT_THAT(BytesOf(bits), ElementsAre(1, 2, 0, 0));
 }
 
-TEST(BitsData, ShrinksInPlaceToWhatTheOldRoomHolds) {
+TEST(BitsData, ShrinksInPlaceToWhatTheOldCapacityHolds) {
     unsigned char source[] = {1, 2, 3, 4};
     Bits bits(8);
     bits.SetData(source, 32);
@@ -323,7 +325,7 @@ TEST(BitsAccess, FindsNothingInAnEmptySet) {
 
 // Concerns: all bits at once for every size, the rest of the last byte, the bytes behind it.
 
-TEST(BitsWhole, SetsClearsAndInvertsEverySizeWithZerosBehindTheLastBit) {
+TEST(BitsWhole, SetsClearsAndInvertsEverySizeWithUnusedBitsOfZero) {
     for (unsigned long size = 1; size <= 70; ++size) {
         Bits bits = OnesShrunkTo(size, 80);
         std::vector<int> ones((size + 7) / 8, 0xFF);
@@ -351,7 +353,7 @@ TEST(BitsWhole, InvertsEachBit) {
     EXPECT_EQ("0110001011", bits.ToString()) << "in place";
 }
 
-TEST(BitsWhole, LeavesTheBytesBehindTheLastOneAlone) {
+TEST(BitsWhole, LeavesTheBytesBeyondTheLastOneAlone) {
     Bits bits = OnesShrunkTo(5, 24);
     bits.ResetAll();
     bits.SetSize(24);
@@ -377,7 +379,7 @@ TEST(BitsWhole, DoesNothingToAnEmptySet) {
     EXPECT_EQ(nullptr, bits.GetData());
 }
 
-TEST(BitsWhole, GivesTheRoomBackWhenCleared) {
+TEST(BitsWhole, ReleasesTheCapacityWhenCleared) {
     Bits bits = Ones(100);
     bits.Clear();
     EXPECT_EQ(0UL, bits.GetSize());
@@ -415,7 +417,7 @@ TEST(BitsCount, LooksForAnyBitInWholeBytes) {
 }
 
 // Each of these is a set of three clear bits.
-TEST(BitsCount, LooksAtTheBitsBehindTheLastOneWhereverTheyComeFrom) {
+TEST(BitsCount, LooksAtUnusedBitsWhereverTheyComeFrom) {
     unsigned char source[] = {0xF8};
     const Bits eight = FromText("11111000");
     Bits set;
@@ -485,7 +487,7 @@ TEST(BitsText, IsReadUpToTheFirstOtherCharacterFromTheEnd) {
     }
 }
 
-TEST(BitsText, ReplacesTheBitsEvenByNone) {
+TEST(BitsText, ReplacesTheBitsEvenByAnEmptySet) {
     Bits bits = Ones(40);
     bits.FromString("");
     EXPECT_EQ(0UL, bits.GetSize());
@@ -493,7 +495,7 @@ TEST(BitsText, ReplacesTheBitsEvenByNone) {
     EXPECT_EQ(0UL, CapacityOf(bits));
 }
 
-TEST(BitsText, GivesBackTheRoomAndWhatWasInIt) {
+TEST(BitsText, ReleasesTheCapacityAndItsBytes) {
     Bits bits = Ones(40);
     bits.FromString("010");
     EXPECT_EQ(8UL, CapacityOf(bits));
@@ -502,7 +504,7 @@ TEST(BitsText, GivesBackTheRoomAndWhatWasInIt) {
     EXPECT_THAT(BytesOf(bits), ElementsAre(0x02, 0, 0, 0, 0));
 }
 
-TEST(BitsText, OfEverySizeIsReadBackWithExactRoom) {
+TEST(BitsText, OfEverySizeIsReadBackWithExactCapacity) {
     constexpr unsigned int Seed = 20240701;
     std::mt19937 random(Seed);
     for (unsigned long size = 0; size <= SmallSizes; ++size) {
@@ -549,7 +551,7 @@ TEST(BitsClone, IsWhatCopyingAndAssigningDo) {
     EXPECT_NE(FieldsOf(source).data, FieldsOf(assigned).data);
 }
 
-TEST(BitsClone, KeepsALargerRoomAndWhatIsInIt) {
+TEST(BitsClone, KeepsALargerCapacityAndItsBytes) {
     Bits bits = Ones(24);
     bits = Bits(8);
     EXPECT_EQ(24UL, CapacityOf(bits));
@@ -617,7 +619,7 @@ TEST(BitsMemory, LeavesNewSetsEmpty) {
     EXPECT_EQ(0UL, (source ^ other).GetSize());
 }
 
-TEST(BitsMemory, CombinesInPlaceWithTheOldSizeWhenThereIsNone) {
+TEST(BitsMemory, CombinesInPlaceWithTheOldSizeWhenItRunsOut) {
     Bits ored = FromText("00110011");
     Bits xored = FromText("00110011");
     const Bits other = Ones(16);
@@ -628,7 +630,7 @@ TEST(BitsMemory, CombinesInPlaceWithTheOldSizeWhenThereIsNone) {
     EXPECT_EQ("11001100", xored.ToString());
 }
 
-TEST(BitsMemory, ClonesTheBytesThatBothHaveWhenThereIsNone) {
+TEST(BitsMemory, ClonesTheBytesThatBothHaveWhenItRunsOut) {
     unsigned char source[] = {1, 2, 3};
     Bits shorter = FromText("10110");
     Bits assigned = shorter;
@@ -668,7 +670,7 @@ TEST(BitsMemory, KeepsTheLowPositionsOfATextThatThereIsMemoryFor) {
     EXPECT_EQ(0UL, bits.GetSize());
 }
 
-TEST(BitsMemory, IsNotThereForImpossibleSizes) {
+TEST(BitsMemory, RunsOutForImpossibleSizes) {
     unsigned char source[] = {0xFF};
     Bits bits = FromText("101");
     for (const unsigned long size : {ULONG_MAX, ULONG_MAX - 7, ULONG_MAX - 8, 1UL << 63}) {

@@ -74,14 +74,14 @@ void ExpectNothing(SerialBuffer& buffer) {
 
 // Concerns: what the constructors leave, and the layout.
 
-TEST(SerialBufferMake, HasNoArrayWithoutRoom) {
+TEST(SerialBufferConstruction, HasNoArrayWithoutCapacity) {
     SerialBuffer buffer;
     ExpectNothing(buffer);
     SerialBuffer none(0);
     ExpectNothing(none);
 }
 
-TEST(SerialBufferMake, HasTheRoomAskedForAndNoBytes) {
+TEST(SerialBufferConstruction, HasTheRequestedCapacityAndNoBytes) {
     SerialBuffer buffer(20);
     EXPECT_NE(nullptr, buffer.GetBuffer());
     EXPECT_EQ(20UL, buffer.GetMaxSize());
@@ -89,7 +89,7 @@ TEST(SerialBufferMake, HasTheRoomAskedForAndNoBytes) {
     EXPECT_EQ(0UL, buffer.GetSize());
 }
 
-TEST(SerialBufferMake, KeepsItsFieldsInOrderBehindTheTable) {
+TEST(SerialBufferConstruction, KeepsItsFieldsInOrderAfterTheVirtualTable) {
     SerialBuffer buffer(20);
     buffer.SetSize(3);
     Fields fields;
@@ -99,7 +99,7 @@ TEST(SerialBufferMake, KeepsItsFieldsInOrderBehindTheTable) {
     EXPECT_EQ(3UL, fields.size);
 }
 
-TEST(SerialBufferMake, CanBeDestroyedThroughItsBase) {
+TEST(SerialBufferConstruction, CanBeDestroyedThroughItsBase) {
     struct Derived : SerialBuffer {
         explicit Derived(bool& gone) : m_gone(gone) {}
         Derived(const Derived&) = delete;
@@ -114,11 +114,11 @@ TEST(SerialBufferMake, CanBeDestroyedThroughItsBase) {
     EXPECT_TRUE(gone);
 }
 
-TEST(SerialBufferMake, HasNoVirtualOperationBesideTheDestructor) {
+TEST(SerialBufferConstruction, HasNoVirtualOperationBesideTheDestructor) {
     EXPECT_EQ(2U, VornTest::Slots<SerialBuffer>());
 }
 
-TEST(SerialBufferMake, CannotBeAskedWhenConst) {
+TEST(SerialBufferConstruction, CannotBeAskedWhenConst) {
     EXPECT_FALSE((std::is_invocable_v<decltype(&SerialBuffer::GetBuffer), const SerialBuffer&>));
     EXPECT_FALSE((std::is_invocable_v<decltype(&SerialBuffer::GetSize), const SerialBuffer&>));
     EXPECT_FALSE((std::is_invocable_v<decltype(&SerialBuffer::GetMaxSize), const SerialBuffer&>));
@@ -127,7 +127,7 @@ TEST(SerialBufferMake, CannotBeAskedWhenConst) {
 // Concerns: the limits of the size in use, exact room, what is kept, and what a change of room does
 // not change.
 
-TEST(SerialBufferRoom, LimitsTheSize) {
+TEST(SerialBufferCapacity, LimitsTheSize) {
     SerialBuffer buffer(20);
     buffer.SetSize(19);
     EXPECT_EQ(19UL, buffer.GetSize());
@@ -144,7 +144,7 @@ TEST(SerialBufferRoom, LimitsTheSize) {
     EXPECT_EQ(0UL, empty.GetSize());
 }
 
-TEST(SerialBufferRoom, KeepsTheBytesWhenTheSizeChanges) {
+TEST(SerialBufferCapacity, KeepsTheBytesWhenTheSizeChanges) {
     SerialBuffer buffer;
     Add(buffer, "abcdef");
     buffer.SetSize(2);
@@ -153,7 +153,7 @@ TEST(SerialBufferRoom, KeepsTheBytesWhenTheSizeChanges) {
     EXPECT_EQ("abcdef", TextOf(buffer));
 }
 
-TEST(SerialBufferRoom, NeverShrinks) {
+TEST(SerialBufferCapacity, NeverShrinks) {
     SerialBuffer buffer(16);
     Add(buffer, "abc");
     const unsigned char* array = buffer.GetBuffer();
@@ -168,7 +168,7 @@ TEST(SerialBufferRoom, NeverShrinks) {
     EXPECT_EQ(allocations, g_arrayNew.Count());
 }
 
-TEST(SerialBufferRoom, GrowsToExactlyTheSizeAndKeepsTheBytes) {
+TEST(SerialBufferCapacity, GrowsToExactlyTheSizeAndKeepsTheBytes) {
     for (const int keep : {1, -1, 256}) {
         SerialBuffer buffer;
         Add(buffer, "abc");
@@ -179,7 +179,7 @@ TEST(SerialBufferRoom, GrowsToExactlyTheSizeAndKeepsTheBytes) {
     }
 }
 
-TEST(SerialBufferRoom, KeepsTheSizeWhenItDropsTheBytes) {
+TEST(SerialBufferCapacity, KeepsTheSizeWhenItDropsTheBytes) {
     SerialBuffer buffer;
     Add(buffer, "abc");
     const unsigned char* array = buffer.GetBuffer();
@@ -196,7 +196,7 @@ TEST(SerialBufferRoom, KeepsTheSizeWhenItDropsTheBytes) {
 // Concerns: with and without growth, nothing to append, sums at the edge, and bytes that lie in the
 // buffer's own array.
 
-TEST(SerialBufferAdd, IsRefusedWithoutRoomAndWithoutGrowth) {
+TEST(SerialBufferAdd, IsRefusedWithoutCapacityAndWithoutGrowth) {
     SerialBuffer buffer;
     EXPECT_EQ(0, Add(buffer, "0123456789", 0));
     ExpectNothing(buffer);
@@ -208,7 +208,7 @@ TEST(SerialBufferAdd, IsRefusedWithoutRoomAndWithoutGrowth) {
     EXPECT_EQ(10UL, buffer.GetMaxSize());
 }
 
-TEST(SerialBufferAdd, FillsTheRoomWithoutGrowth) {
+TEST(SerialBufferAdd, FillsTheCapacityWithoutGrowth) {
     SerialBuffer buffer(6);
     const unsigned char* array = buffer.GetBuffer();
     EXPECT_EQ(1, Add(buffer, "abc", 0));
@@ -341,7 +341,7 @@ TEST(SerialBufferShift, ChangesNothingWithoutAnArrayWhateverIsClaimed) {
 
 // Concerns: who owns which array when; numbers that are not checked; the buffer's own array.
 
-TEST(SerialBufferArray, IsTakenOverFromTheCaller) {
+TEST(SerialBufferArray, IsAdoptedFromTheCaller) {
     SerialBuffer buffer(100);
     unsigned char* array = Letters(8).release();
     EXPECT_EQ(1, buffer.SetBuffer(array, 5, 8));
@@ -353,7 +353,7 @@ TEST(SerialBufferArray, IsTakenOverFromTheCaller) {
     EXPECT_EQ("abcdexyz", TextOf(buffer));
 }
 
-TEST(SerialBufferArray, IsHandedToTheCaller) {
+TEST(SerialBufferArray, IsHandedOverToTheCaller) {
     SerialBuffer buffer;
     Add(buffer, "abc");
     const unsigned char* array = buffer.GetBuffer();
@@ -399,7 +399,7 @@ TEST(SerialBufferArray, MayBeNull) {
     ExpectNothing(buffer);
 }
 
-TEST(SerialBufferArray, IsRefusedByABufferThatReportsMoreThanItsRoom) {
+TEST(SerialBufferArray, IsRefusedByABufferThatReportsMoreThanItsCapacity) {
     SerialBuffer buffer;
     EXPECT_EQ(1, buffer.SetBuffer(Letters(4).release(), 9, 4)) << "the arguments are not checked";
     EXPECT_EQ(9UL, buffer.GetSize());
@@ -417,7 +417,7 @@ TEST(SerialBufferArray, IsRefusedByABufferThatReportsMoreThanItsRoom) {
     EXPECT_EQ("abc", TextOf(buffer));
 }
 
-TEST(SerialBufferArray, IsAcceptedAgainOnceTheSizeIsWithinTheRoom) {
+TEST(SerialBufferArray, IsAcceptedAgainOnceTheSizeIsWithinTheCapacity) {
     using Repair = void (*)(SerialBuffer&);
     const std::pair<const char*, Repair> repairs[] = {
         {"SetSize", [](SerialBuffer& buffer) { buffer.SetSize(9); }},
@@ -446,7 +446,7 @@ TEST(SerialBufferArray, IsRefusedUntilThereWasEnoughOfShiftOrGrowth) {
     EXPECT_EQ(1, buffer.SetBuffer(nullptr, 0, 0));
 }
 
-TEST(SerialBufferArray, IsNeverReadBeyondItsRoomWhenMoreIsReported) {
+TEST(SerialBufferArray, IsNeverReadBeyondItsCapacityWhenMoreIsReported) {
     SerialBuffer buffer;
     buffer.SetBuffer(Letters(4).release(), 9, 4);
     EXPECT_EQ(1, buffer.Shift(1));
@@ -464,7 +464,7 @@ TEST(SerialBufferArray, IsNeverReadBeyondItsRoomWhenMoreIsReported) {
     EXPECT_EQ(0, std::memcmp("xy", buffer.GetBuffer() + 8, 2));
 }
 
-TEST(SerialBufferArray, IsNeverWrittenWhereRoomIsOnlyClaimed) {
+TEST(SerialBufferArray, IsNeverWrittenWhereCapacityIsOnlyClaimed) {
     SerialBuffer buffer;
     EXPECT_EQ(1, buffer.SetBuffer(nullptr, 5, 10));
     EXPECT_EQ(0, Add(buffer, "abc", 0));
@@ -507,7 +507,7 @@ TEST(SerialBufferMemory, FailsEveryGrowthAndLeavesTheBufferAsItWas) {
     EXPECT_EQ("abcd", TextOf(buffer));
 }
 
-TEST(SerialBufferMemory, IsNotThereForImpossibleSizes) {
+TEST(SerialBufferMemory, RunsOutForImpossibleSizes) {
     SerialBuffer buffer;
     Add(buffer, "abc");
     for (const unsigned long size : {ULONG_MAX, ULONG_MAX / 2 + 1, ULONG_MAX / 2, 1UL << 61}) {

@@ -184,7 +184,7 @@ TEST(CryptoCreate, LetsTheAllocatorsExceptionPass) {
     }
 }
 
-TEST(CryptoCreated, HandsOutWhatCreateAccepted) {
+TEST(CryptoCreated, ReturnsAnObjectWhoseCreateSucceeded) {
     std::string log;
     Probe* const probe = NewProbe(log, true);
     EXPECT_EQ(probe, Created(probe));
@@ -194,7 +194,7 @@ TEST(CryptoCreated, HandsOutWhatCreateAccepted) {
     EXPECT_EQ("C~", log);
 }
 
-TEST(CryptoCreated, FreesWhatCreateRefusedWithoutDestroyAndDestructor) {
+TEST(CryptoCreated, FreesAnObjectWhoseCreateFailedWithoutDestroyAndDestructor) {
     std::string log;
     EXPECT_EQ(nullptr, Created(NewProbe(log, false)));
     EXPECT_EQ("C", log);
@@ -228,7 +228,7 @@ TEST(CryptoDestroy, DoesNothingASecondTime) {
     EXPECT_EQ(1, g_freed);
 }
 
-TEST(CryptoDestroy, FreesWhatCreateCryptoMade) {
+TEST(CryptoDestroy, FreesAnObjectFromCreateCrypto) {
     for (const Crypto::Type type : {Crypto::HashMd5, Crypto::BlockCipherSeed}) {
         Crypto* crypto = CreateCrypto(type);
         Watch(crypto);

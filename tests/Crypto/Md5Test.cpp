@@ -283,7 +283,7 @@ TEST(Md5Init, WritesTheStartOfTheContextAndNothingElse) {
     EXPECT_EQ(std::string(64, Guard), Bytes(context, 24));
 }
 
-TEST(Md5Init, BeginsAfreshWhateverTheContextHolds) {
+TEST(Md5Init, BeginsADigestWhateverTheContextHolds) {
     Context context;
     Begin(context);
     Update(context, Message(100));
@@ -554,7 +554,7 @@ TEST(Md5Encrypt, IsTheSameWhateverWasEncryptedBefore) {
     EXPECT_EQ(expected, Encrypt(md5, text, sizeof text).output);
 }
 
-TEST(Md5Encrypt, ThrowsWithoutMemoryBeforeItHandsAnythingOut) {
+TEST(Md5Encrypt, ThrowsWithoutMemoryBeforeItReturnsAnything) {
     CryptoHashMd5 md5;
     unsigned char text[] = {'a', 'b', 'c'};
     unsigned char* output = text;

@@ -197,7 +197,7 @@ TEST(SeedBlock, IsTransformedInPlaceAtAnyAddressAndNothingAroundIt) {
     EXPECT_EQ(Schedule(Key()), roundKeys);
 }
 
-TEST(SeedBlock, DependsOnEachWordOfTheRoundKeysAndOnNoneAroundThem) {
+TEST(SeedBlock, DependsOnEachWordOfTheRoundKeysAndOnNothingAroundThem) {
     const RoundKeys roundKeys = Schedule(Key());
     const std::string plain = Message(16);
     const std::string cipher = Enciphered(plain, roundKeys);
@@ -334,7 +334,7 @@ TEST(SeedKey, IsReadAtAnyAddressAndLeftAlone) {
     }
 }
 
-TEST(SeedKey, WhereThereIsNoneAllRoundKeysAreZero) {
+TEST(SeedKey, ThatIsMissingMeansRoundKeysOfZero) {
     const std::string message = Message(64);
     CryptoBlockCipherSeed cipher = Cipher("");
     const Transformed encrypted = Encrypt(cipher, message);
@@ -344,7 +344,7 @@ TEST(SeedKey, WhereThereIsNoneAllRoundKeysAreZero) {
     EXPECT_NE(Model(message, Schedule(std::string(16, '\0'))), encrypted.output);
 }
 
-TEST(SeedKey, IsNoneBeforeCreateEither) {
+TEST(SeedKey, IsMissingBeforeCreateToo) {
     alignas(CryptoBlockCipherSeed) unsigned char storage[sizeof(CryptoBlockCipherSeed)];
     std::memset(storage, Guard, sizeof storage);
     auto* const cipher = new (storage) CryptoBlockCipherSeed;

@@ -190,7 +190,7 @@ private:
 // Concerns: that no directory is made on disk but below a root that a test has named, whatever way
 // a path takes there.
 
-class MakingOnDisk : public InOwnDirectory {
+class CreationOnDisk : public InOwnDirectory {
 protected:
     static void ExpectDenied(const std::string& path) {
         bool made = true;
@@ -206,13 +206,13 @@ protected:
     }
 };
 
-TEST_F(MakingOnDisk, IsDeniedWithoutARoot) {
+TEST_F(CreationOnDisk, IsDeniedWithoutARoot) {
     ExpectDenied(dir.File("x"));
     ExpectDenied("x/");
     EXPECT_TRUE(fs::is_empty(dir.Path()));
 }
 
-TEST_F(MakingOnDisk, IsDeniedOutsideOfTheRootWhateverTheWayThere) {
+TEST_F(CreationOnDisk, IsDeniedOutsideOfTheRootWhateverTheWayThere) {
     const std::string inner = dir.File("inner");
     fs::create_directory(inner);
     fs::create_directory_symlink(dir.Path(), inner + "/out");
@@ -251,13 +251,13 @@ TEST_F(DirectoryChain, OfAnEmptyPathFails) {
     EXPECT_THAT(log, IsEmpty());
 }
 
-TEST_F(DirectoryChain, TakesTheFirstTwoDirectoriesOfAnAbsolutePathToExist) {
+TEST_F(DirectoryChain, AssumesTheFirstTwoDirectoriesOfAnAbsolutePathToExist) {
     EXPECT_TRUE(CreateDirLevel("/a/b/c/d/", 0, 0));
     EXPECT_THAT(log, ElementsAre("look /a/b/c/", "make /a/b/c/", "look /a/b/c/d/", "make /a/b/c/d/",
                                  "kind /a/b/c/d/"));
 }
 
-TEST_F(DirectoryChain, OfAnAbsolutePathWithFewerDirectoriesIsTrueWithoutALook) {
+TEST_F(DirectoryChain, OfAnAbsolutePathWithFewerDirectoriesIsTrueUnchecked) {
     for (const char* path : {"/", "/x", "//", "///", "/x/", "/x/y", "//x", "//x/y", "/ab/cd"}) {
         EXPECT_TRUE(CreateDirLevel(path, 0, 1)) << path;
         EXPECT_TRUE(CreateDirLevel(path, 0, 0)) << path;
@@ -286,7 +286,7 @@ TEST_F(DirectoryChain, OfARelativePathBeginsAtItsFirstCharacter) {
                                  "kind one/two/"));
 }
 
-TEST_F(DirectoryChain, NeverMakesAPartOfTwoCharacters) {
+TEST_F(DirectoryChain, NeverCreatesAPartOfTwoCharacters) {
     EXPECT_TRUE(CreateDirLevel("a/b/", 0, 0));
     EXPECT_THAT(log, ElementsAre("look a/b/", "make a/b/", "kind a/b/"));
     log.clear();
@@ -300,7 +300,7 @@ TEST_F(DirectoryChain, NeverMakesAPartOfTwoCharacters) {
     EXPECT_THAT(log, ElementsAre("kind //x"));
 }
 
-TEST_F(DirectoryChain, MakesTheFirstOfOneCharacterWhereItIsAskedFor) {
+TEST_F(DirectoryChain, CreatesTheFirstOfOneCharacterWhenAskedTo) {
     EXPECT_FALSE(CreateDirLevel("/x/y", 1, 0));
     EXPECT_THAT(log, ElementsAre("look /x/", "make /x/", "kind /x/y"));
 }
@@ -335,7 +335,7 @@ TEST_F(DirectoryChain, TakesALevelBeyondTheTextForZero) {
     EXPECT_THAT(log, ElementsAre("kind one/three"));
 }
 
-TEST_F(DirectoryChain, MakesTheLastOneOnlyWhenAskedTo) {
+TEST_F(DirectoryChain, CreatesTheLastOneOnlyWhenAskedTo) {
     existing = {"one/"};
     EXPECT_FALSE(CreateDirLevel("one/two", 0, 0));
     EXPECT_THAT(log, ElementsAre("look one/", "kind one/two"));
@@ -350,7 +350,7 @@ TEST_F(DirectoryChain, MakesTheLastOneOnlyWhenAskedTo) {
     EXPECT_THAT(log, ElementsAre("look one/", "look one/two", "kind one/two"));
 }
 
-TEST_F(DirectoryChain, MakesThePathItselfWhereTheSamePartIsNotMade) {
+TEST_F(DirectoryChain, CreatesThePathItselfWhereTheSamePartIsNotCreated) {
     for (const std::string path : {"/x/y/", "q/", "./"}) {
         log.clear();
         EXPECT_FALSE(CreateDirLevel(path, 0, 0));
@@ -372,7 +372,7 @@ TEST_F(DirectoryChain, EndsAtTheFirstFailureButTriesTheLastOneAllTheSame) {
     EXPECT_EQ(1U, existing.count("one/two/three/four"));
 }
 
-TEST_F(DirectoryChain, FailsWhenTheLastOneCannotBeMade) {
+TEST_F(DirectoryChain, FailsWhenTheLastOneCannotBeCreated) {
     existing = {"one/"};
     refused = {"one/two"};
     EXPECT_FALSE(CreateDirLevel("one/two", 0, 1));
@@ -411,7 +411,7 @@ private:
     std::optional<Unprivileged> m_unprivileged;
 };
 
-TEST_F(DirectoryChainOnDisk, IsMadeFromTheFirstMissingDirectoryOn) {
+TEST_F(DirectoryChainOnDisk, IsCreatedFromTheFirstMissingDirectoryOn) {
     EXPECT_FALSE(CreateDirLevel(dir.File("b/c"), 0, 0));
     EXPECT_TRUE(fs::is_directory(dir.File("b")));
     EXPECT_FALSE(fs::exists(dir.File("b/c")));
@@ -431,7 +431,7 @@ TEST_F(DirectoryChainOnDisk, PrintsNothing) {
     EXPECT_TRUE(fs::is_directory(dir.File("made/below")));
 }
 
-TEST_F(DirectoryChainOnDisk, IsNoChainThroughAFile) {
+TEST_F(DirectoryChainOnDisk, DoesNotPassThroughAFile) {
     MakeFile(dir.File("file"));
     EXPECT_FALSE(CreateDirLevel(dir.File("file"), 0, 1));
     EXPECT_FALSE(CreateDirLevel(dir.File("file/below/"), 0, 0));
@@ -666,7 +666,7 @@ private:
     Tree m_tree;
 };
 
-TEST_F(DirectoryChainOnDisk, IsWhatTheModelMakesOfRandomPaths) {
+TEST_F(DirectoryChainOnDisk, AgreesWithTheModelForRandomPaths) {
     for (unsigned int seed = 1; seed <= 10; ++seed) {
         const std::string root = dir.File(std::to_string(seed));
         ChainRound round(root);
@@ -701,7 +701,7 @@ private:
     Tree m_tree;
 };
 
-TEST_F(DirectoryChain, IsWhatTheModelMakesOfRandomPaths) {
+TEST_F(DirectoryChain, AgreesWithTheModelForRandomPaths) {
     for (unsigned int seed = 11; seed <= 100; ++seed) {
         ChainRound round(dir.Path());
         const PretendedTree pretendedTree(round.Model());

@@ -152,7 +152,7 @@ TEST_F(Copying, GivesTheSpecialPermissionsThatTheSystemLeaves) {
     }
 }
 
-TEST_F(Copying, HandsTheWholeModeOverWhenTheTargetIsMade) {
+TEST_F(Copying, PassesTheWholeModeWhenItCreatesTheTarget) {
     WriteFile(from, "text");
     ASSERT_EQ(0, chmod(from.c_str(), 04751));
     std::vector<std::pair<int, mode_t>> opens;
@@ -165,7 +165,7 @@ TEST_F(Copying, HandsTheWholeModeOverWhenTheTargetIsMade) {
                                    std::pair(O_WRONLY | O_CREAT, unsigned{S_IFREG | 04751})));
 }
 
-TEST_F(Copying, GivesTheOwnerAwayAfterTheBytes) {
+TEST_F(Copying, SetsTheOwnerAfterTheBytes) {
     WriteFile(from, "text");
     Platform::fstat.Do([](int descriptor, struct stat* status) {
         const int result = fstat(descriptor, status);
@@ -184,7 +184,7 @@ TEST_F(Copying, GivesTheOwnerAwayAfterTheBytes) {
     EXPECT_THAT(Platform::fchown.Calls(), ElementsAre(FieldsAre(_, 12345U, 54321U)));
 }
 
-TEST_F(Copying, GivesTheOwnerWhereTheProcessMay) {
+TEST_F(Copying, SetsTheOwnerWhereTheProcessMay) {
     WriteFile(from, "text");
     if (chown(from.c_str(), 12345, 54321) != 0)
         GTEST_SKIP() << "this process may not give files away";
@@ -193,7 +193,7 @@ TEST_F(Copying, GivesTheOwnerWhereTheProcessMay) {
     EXPECT_EQ(54321U, StatusOf(to).st_gid);
 }
 
-TEST_F(Copying, KeepsTheCopyWhereTheProcessMayNotGiveItAway) {
+TEST_F(Copying, KeepsTheCopyWhenTheProcessMayNotSetTheOwner) {
     if (geteuid() != 0)
         GTEST_SKIP() << "needs a file of another user, which only the superuser can make";
     OpenToAll(dir);
@@ -233,7 +233,7 @@ TEST_F(Copying, NeverOverwrites) {
     EXPECT_EQ("old", TextOf(to));
 }
 
-TEST_F(Copying, OntoALinkThatLeadsNowhereMakesTheFileThere) {
+TEST_F(Copying, OntoADanglingLinkCreatesTheFileWhereItLeads) {
     WriteFile(from, "text");
     Link(dir, "to", "there");
     EXPECT_TRUE(Copy());
@@ -249,7 +249,7 @@ TEST_F(Copying, OfALinkCopiesWhatItLeadsTo) {
     EXPECT_EQ("text", TextOf(to));
 }
 
-TEST_F(Copying, OfADirectoryMakesAnEmptyFile) {
+TEST_F(Copying, OfADirectoryCreatesAnEmptyFile) {
     ASSERT_EQ(0, mkdir(from.c_str(), 0750));
     WriteFile(from + "/file", "text");
     const Umask umask(0);
@@ -258,7 +258,7 @@ TEST_F(Copying, OfADirectoryMakesAnEmptyFile) {
     EXPECT_EQ("", TextOf(to));
 }
 
-TEST_F(Copying, FailsWithoutASourceAndMakesNothing) {
+TEST_F(Copying, FailsWithoutASourceAndCreatesNothing) {
     EXPECT_FALSE(Copy());
     EXPECT_FALSE(FileSys::CopyFile("", to));
     EXPECT_FALSE(IsThere(to));
@@ -275,7 +275,7 @@ TEST_F(Copying, FailsForASourceThatMayNotBeRead) {
     EXPECT_FALSE(IsThere(to));
 }
 
-TEST_F(Copying, FailsForATargetThatCannotBeMade) {
+TEST_F(Copying, FailsForATargetThatCannotBeCreated) {
     WriteFile(from, "text");
     const auto before = OpenDescriptors();
     EXPECT_FALSE(FileSys::CopyFile(from, dir.File("missing/to")));
@@ -285,7 +285,7 @@ TEST_F(Copying, FailsForATargetThatCannotBeMade) {
     EXPECT_FALSE(IsThere(dir.File("missing")));
 }
 
-TEST_F(Copying, FailsWhenNothingIsKnownOfTheSource) {
+TEST_F(Copying, FailsWhenTheSourceCannotBeStated) {
     WriteFile(from, "text");
     Platform::fstat.Fail(EIO);
     EXPECT_FALSE(Copy());
@@ -329,7 +329,7 @@ TEST_F(Copying, EndsAtAReadErrorAsAtTheEndOfTheFile) {
     EXPECT_EQ(bytes.substr(0, 2 * Part), TextOf(to));
 }
 
-TEST_F(Copying, LosesWhatAWriteDoesNotTakeAndGoesOn) {
+TEST_F(Copying, LosesWhatAWriteDoesNotAcceptAndContinues) {
     const std::string bytes = Bytes(4 * Part);
     WriteFile(from, bytes);
     Platform::write.Record();
@@ -374,7 +374,7 @@ TEST_F(Copying, ToAFullTargetSucceedsAndLeavesWhatFits) {
     EXPECT_EQ(bytes.substr(0, 10 * Part + 300), TextOf(to));
 }
 
-TEST_F(Copying, MakesATargetThatTakesNothing) {
+TEST_F(Copying, CreatesATargetThatAcceptsNoBytes) {
     WriteFile(from, "text");
     bool copied = false;
     {

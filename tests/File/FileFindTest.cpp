@@ -185,7 +185,7 @@ TEST(FileFindObject, HasAVirtualDestructorAndNoCopies) {
     EXPECT_EQ(sizeof(FileFind), sizeof(HidesEveryOperation));
 }
 
-TEST(FileFindObject, TellsNothingBeforeASearch) {
+TEST(FileFindObject, ReportsNothingBeforeASearch) {
     FileFind find;
     EXPECT_EQ(Nothing, Told(find));
     EXPECT_EQ(nullptr, find.GetFileName());
@@ -194,7 +194,7 @@ TEST(FileFindObject, TellsNothingBeforeASearch) {
     EXPECT_EQ(Nothing, Told(find));
 }
 
-TEST(FileFindObject, TellsNothingAfterASearch) {
+TEST(FileFindObject, ReportsNothingAfterASearch) {
     const TempDir dir;
     MakeFile(dir.File("file"), 7);
     FileFind find;
@@ -302,7 +302,7 @@ TEST(FirstEntry, FailsWithoutASeparatorAtTheEndOfTheDirectory) {
     EXPECT_EQ("file", NameOf(find));
 }
 
-TEST(FirstEntry, WithoutASeparatorTellsAboutTheFileOfTheJoinedName) {
+TEST(FirstEntry, WithoutASeparatorReportsOnTheFileOfTheJoinedName) {
     const TempDir dir;
     ASSERT_TRUE(fs::create_directory(dir.File("some")));
     MakeFile(dir.File("some/file"), 7);
@@ -337,7 +337,7 @@ TEST(FirstEntry, IsNotFoundInAnEmptyDirectory) {
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
 }
 
-TEST(FirstEntry, FailsTheSearchWhenItIsALinkThatLeadsNowhere) {
+TEST(FirstEntry, FailsTheSearchWhenItIsADanglingLink) {
     Pretended directory({{"broken", {}}, {"file", Status(S_IFREG)}});
     FileFind find;
     EXPECT_FALSE(find.FindFirst("/x/", "*"));
@@ -407,7 +407,7 @@ TEST(NextEntry, MayBeTheDirectoryItself) {
     EXPECT_EQ(". size 4096 type 3 times 0 0 0 room 1024", Told(find));
 }
 
-TEST(NextEntry, KeepsTheStatusBeforeWhenNothingCanBeLearnedOfIt) {
+TEST(NextEntry, KeepsTheStatusOfTheEntryBeforeWhenItCannotBeStated) {
     const Pretended directory(
         {{"a", Status(S_IFREG, 7)}, {"broken", {}}, {"gone", {}}, {"c", Status(S_IFDIR, 11)}});
     FileFind find;
@@ -435,7 +435,7 @@ std::vector<std::string> CompleteWalk(const std::string& dir) {
     return names;
 }
 
-TEST(NextEntry, ComesInACompleteWalkAlsoBehindLinksThatLeadNowhere) {
+TEST(NextEntry, IsReachedInACompleteWalkDespiteDanglingLinks) {
     {
         const Pretended directory({{"a", Status(S_IFREG)},
                                    {"broken", {}},
@@ -466,7 +466,7 @@ TEST(NextEntry, IsTheLastOneFromTheEndOn) {
     EXPECT_EQ("a", NameOf(find));
 }
 
-TEST(NextEntry, ThatCannotBeReadIsToldFromTheEndByErrno) {
+TEST(NextEntry, ThatCannotBeReadDiffersFromTheEndByErrno) {
     Pretended directory({{"a", Status(S_IFREG, 7)}, {"last", Status(S_IFREG, 11)}});
     for (const int error : {0, EIO, EBADF}) {
         directory.endError = error;
@@ -562,7 +562,7 @@ TEST(EntryTimes, MixTheStampsOfTheStatus) {
               TimesOfPretended(Stamps({1, 999999999}, {2, 1999999}, {3, 999999})));
 }
 
-TEST(EntryTimes, AreThoseOfUniversalTimeInEveryZone) {
+TEST(EntryTimes, AreUtcInEveryZone) {
     setenv("TZ", "XXX-9", 1);
     tzset();
     EXPECT_EQ((Times{3000000, 3000000, 2000000}),

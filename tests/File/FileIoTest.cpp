@@ -151,7 +151,7 @@ TEST_F(OpenedFile, IsClosedByItsDestructor) {
     EXPECT_EQ(before, OpenDescriptors());
 }
 
-TEST_F(OpenedFile, NeverTellsItsPath) {
+TEST_F(OpenedFile, DoesNotReportItsPath) {
     std::string out = "something";
     EXPECT_STREQ("", file.GetPath());
     file.GetPath(out);
@@ -163,7 +163,7 @@ TEST_F(OpenedFile, NeverTellsItsPath) {
     EXPECT_EQ("", out);
 }
 
-TEST_F(OpenedFile, IsClosedBeforeItIsOpenedAnew) {
+TEST_F(OpenedFile, IsClosedBeforeItIsOpenedAgain) {
     WriteFile(dir.File("other"), "other");
     ListenToFileIo();
     ASSERT_TRUE(file.Open(dir.File("other"), FileAccess::Read, 3, 4));
@@ -470,7 +470,7 @@ TEST_F(OpenedFile, IsMeasuredThroughADuplicate) {
     EXPECT_THAT(Platform::close.Calls(), ElementsAre(duplicate));
 }
 
-TEST_F(OpenedFile, HasLengthZeroWhenNoDuplicateCanBeHad) {
+TEST_F(OpenedFile, HasLengthZeroWhenItsDescriptorCannotBeDuplicated) {
     ASSERT_EQ(3, file.SeekFromBegin(3));
     ListenToFileIo();
     Platform::dup.At(1).Fail(EMFILE);

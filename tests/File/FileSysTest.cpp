@@ -99,7 +99,7 @@ TEST(FileExtension, PointsIntoTheCallersOwnArray) {
 
 TEST(FileExtension, OfANullPointerIsNull) { EXPECT_EQ(nullptr, FileSys::GetFileExt(nullptr)); }
 
-TEST(FileExtension, IsSearchedBehindAnEmbeddedZeroOfAString) {
+TEST(FileExtension, IsAlsoFoundAfterAnEmbeddedZeroOfAString) {
     const std::string path("a.b\0c.d\0e", 9);
     EXPECT_EQ(path.c_str() + 5, FileSys::GetFileExt(path));
     std::string extension;
@@ -177,7 +177,7 @@ TEST(FileSize, IsMeasuredWithoutChangingAnything) {
     EXPECT_EQ(before.st_ctim.tv_nsec, after.st_ctim.tv_nsec);
 }
 
-TEST(FileSize, IsOpenedToReadAndNeverToMakeOrEmpty) {
+TEST(FileSize, OpensTheFileToReadAndNeverCreatesOrEmptiesIt) {
     const TempDir dir;
     WriteFile(dir.File("file"), "1234567");
     Platform::open.Record();
@@ -217,14 +217,14 @@ TEST(FileSize, NeedsThePermissionToRead) {
     EXPECT_EQ("[FileIo] Open : Access Denied\r\n", LineOfFailure(path));
 }
 
-TEST(FileSize, OfAMissingFileFailsAndDoesNotMakeIt) {
+TEST(FileSize, OfAMissingFileFailsAndDoesNotCreateIt) {
     const TempDir dir;
     EXPECT_EQ("[FileIo] Open : Not found.\r\n", LineOfFailure(dir.File("missing")));
     EXPECT_FALSE(IsThere(dir.File("missing")));
     EXPECT_EQ("[FileIo] Open : Not found.\r\n", LineOfFailure(""));
 }
 
-TEST(FileSize, OfALinkThatLeadsNowhereFailsAndDoesNotMakeItsTarget) {
+TEST(FileSize, OfADanglingLinkFailsAndDoesNotCreateItsTarget) {
     const TempDir dir;
     EXPECT_EQ("[FileIo] Open : Not found.\r\n", LineOfFailure(Link(dir, "link", "missing")));
     EXPECT_FALSE(IsThere(dir.File("missing")));
@@ -236,7 +236,7 @@ TEST(FileSize, OfADirectoryFails) {
     EXPECT_EQ("[FileIo] Open : Access Denied\r\n", LineOfFailure(Link(dir, "link", ".")));
 }
 
-TEST(FileSize, BelowAFileFails) {
+TEST(FileSize, OfAPathThroughAFileFails) {
     const TempDir dir;
     WriteFile(dir.File("file"), "");
     EXPECT_EQ("[FileIo] Open : Not a directory.\r\n", LineOfFailure(dir.File("file/below")));
@@ -315,7 +315,7 @@ TEST_F(DiskSizes, CountTheReservedBlocksAsUsedAndTheTransferSizeAsTheUnit) {
     EXPECT_THAT(paths, ElementsAre("/some/where", "/some/where"));
 }
 
-TEST_F(DiskSizes, AreHadOneByOneToo) {
+TEST_F(DiskSizes, MayBeQueriedOneByOne) {
     Answer(Disk(4096, 1000, 300));
     EXPECT_TRUE(FileSys::GetDiskTotalSize("/a", total));
     EXPECT_TRUE(FileSys::GetDiskUsedSize("/b", used));
@@ -334,7 +334,7 @@ TEST_F(DiskSizes, Use64Bits) {
     EXPECT_EQ(1ULL << 50, free);
 }
 
-TEST_F(DiskSizes, WrapWhereMoreIsAvailableThanThereIs) {
+TEST_F(DiskSizes, WrapWhenMoreIsAvailableThanTheTotal) {
     Answer(Disk(10, 5, 7));
     EXPECT_TRUE(FileSys::GetDiskSize("/", total, used, free));
     EXPECT_EQ(50U, total);
@@ -401,7 +401,7 @@ TEST(Moving, FailsWithoutSourceOrOntoADirectoryThatIsNotEmpty) {
     EXPECT_TRUE(fs::is_directory(dir.File("other")));
 }
 
-TEST(Deleting, TakesAwayFilesLinksAndEmptyDirectories) {
+TEST(Deleting, RemovesFilesLinksAndEmptyDirectories) {
     const TempDir dir;
     WriteFile(dir.File("file"), "text");
     WriteFile(dir.File("kept"), "text");
@@ -433,7 +433,7 @@ TEST(Deleting, OfAnEmptyPathFailsWithoutAskingTheSystem) {
     EXPECT_THAT(Platform::remove.Calls(), ElementsAre(path));
 }
 
-TEST(DeletingADirectory, TakesAwayOnlyEmptyDirectories) {
+TEST(DeleteDir, RemovesOnlyEmptyDirectories) {
     const TempDir dir;
     ASSERT_TRUE(fs::create_directories(dir.File("full/below")));
     WriteFile(dir.File("file"), "text");
@@ -449,7 +449,7 @@ TEST(DeletingADirectory, TakesAwayOnlyEmptyDirectories) {
 
 // Concerns: one level, the permissions with and without a umask, and what is there already.
 
-TEST(MakingADirectory, GivesItTheUsualPermissionsLessTheMask) {
+TEST(CreateDir, GivesTheDirectoryTheUsualPermissionsLessTheMask) {
     const TempDir dir;
     for (const mode_t mask : {0000U, 0022U, 0077U, 0027U}) {
         const std::string path = dir.File(std::to_string(mask));
@@ -459,7 +459,7 @@ TEST(MakingADirectory, GivesItTheUsualPermissionsLessTheMask) {
     }
 }
 
-TEST(MakingADirectory, FailsWithoutItsParentOrWhenSomethingIsThere) {
+TEST(CreateDir, FailsWithoutItsParentOrWhenSomethingIsThere) {
     const TempDir dir;
     WriteFile(dir.File("file"), "text");
     Link(dir, "link", "nowhere");

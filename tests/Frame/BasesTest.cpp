@@ -237,7 +237,7 @@ TEST_F(Process, IsProbedWithoutASignal) {
     EXPECT_THAT(Platform::kill.Calls(), ElementsAre(std::tuple(getpid(), 0)));
 }
 
-TEST_F(Process, ExistsUntilItsEndHasBeenTakenNoteOf) {
+TEST_F(Process, ExistsUntilItHasBeenWaitedFor) {
     const pid_t child = fork();
     if (child == 0)
         _exit(0);
@@ -284,7 +284,7 @@ TEST_F(Process, IsAbsentOnlyWhenTheSystemKnowsNoSuchProcess) {
     EXPECT_THAT(Platform::kill.Calls(), ElementsAre(std::tuple(12345, 0)));
 }
 
-TEST_F(Process, IsProbedWithTheIdentifierAsItStands) {
+TEST_F(Process, IsProbedWithTheUnchangedIdentifier) {
     const std::pair<unsigned int, pid_t> probes[] = {
         {0U, 0}, {0x7FFFFFFFU, INT_MAX}, {0xFFFFFFFFU, -1}, {0xFFFFFFFBU, -5}};
     Platform::kill.Fail(ESRCH);
@@ -380,7 +380,7 @@ TEST_F(Module, IsTheDirectoryOfTheRunningProgram) {
     EXPECT_TRUE(fs::exists(fs::path(directory) / "BasesTest"));
 }
 
-TEST_F(Module, NeedsRoomForTheTerminator) {
+TEST_F(Module, NeedsCapacityForTheTerminator) {
     const std::string directory = fs::read_symlink("/proc/self/exe").parent_path();
     ExpectWritten(directory, directory.size() + 1);
     ExpectRefused(directory.size());

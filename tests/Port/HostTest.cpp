@@ -52,7 +52,7 @@ TEST(RandomSource, FillsExactlyTheBytesAskedFor) {
     }
 }
 
-TEST(ThreadIdentity, TellsTheThreadsOfAProcessApart) {
+TEST(ThreadIdentity, DiffersBetweenTheThreadsOfAProcess) {
     const auto nothing = [] {};
     std::thread first(nothing);
     std::thread second(nothing);
@@ -107,7 +107,7 @@ TEST_F(ProgramDirOnMacOS, IsTheBundles) {
     EXPECT_EQ('x', m_buffer[std::strlen(m_buffer) + 1]);
 }
 
-TEST_F(ProgramDirOnMacOS, NeedsRoomForItsEndAndLeavesTheBufferOtherwise) {
+TEST_F(ProgramDirOnMacOS, NeedsCapacityForItsTerminatorOrLeavesTheBufferAlone) {
     VornTest::SimulatedBundle::Set("/App", Lack::Nothing);
     for (unsigned long size = 1; size < 5; ++size) {
         EXPECT_FALSE(Vorn::WriteProgramDir(m_buffer, size)) << size;

@@ -137,7 +137,7 @@ TEST_F(HostWaits, ThatAreCancelledHoldTheLockWhileTheStackIsUnwound) {
     const Locker locker(m_lock); // and free by now
 }
 
-TEST_F(HostWaits, AreNotToBeHadFromAPlatformThatRefuses) {
+TEST_F(HostWaits, FailToBeCreatedWhenThePlatformRefuses) {
     KernelSem sem;
     {
         const VornTest::WaitsRefused refused;

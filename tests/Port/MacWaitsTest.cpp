@@ -30,7 +30,7 @@ protected:
     VornSemaphore m_sem;
 };
 
-TEST_F(KernelSemaphore, IsMadeWithTheInitialStateAndFirstInFirstOutAndFreed) {
+TEST_F(KernelSemaphore, IsCreatedWithTheInitialStateFirstInFirstOutAndFreed) {
     EXPECT_EQ(0, SimulatedKernel::LastCreation().value);
     EXPECT_EQ(SYNC_POLICY_FIFO, SimulatedKernel::LastCreation().policy);
     {

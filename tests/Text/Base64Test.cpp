@@ -179,7 +179,7 @@ TEST(Base64Decode, GivesThePublishedBytes) { // RFC 4648, section 10
     EXPECT_EQ(Expected("Zm9vYmFy", 6, "foobar"), Decode("Zm9vYmFy"));
 }
 
-TEST(Base64Decode, UndoesEncodeForEveryLengthAndClearsTheRestOfTheRoom) {
+TEST(Base64Decode, UndoesEncodeForEveryLengthAndClearsTheRestOfTheBuffer) {
     std::mt19937 random(Seed);
     for (std::size_t length = 1; length <= 300; ++length) {
         const std::string data = RandomBytes(random, length);
@@ -201,7 +201,7 @@ TEST(Base64Decode, SkipsPaddingWhereverItStands) {
     EXPECT_EQ(Expected("Zg==Zg==", 3, "f\x06\x60"), Decode("Zg==Zg=="));
 }
 
-TEST(Base64Decode, AsksForNoPaddingAndDropsTheBitsThatFillNoByte) {
+TEST(Base64Decode, NeedsNoPaddingAndDropsTheBitsThatFillNoByte) {
     EXPECT_EQ(Expected("Zg", 1, "f"), Decode("Zg"));
     EXPECT_EQ(Expected("Zv", 1, "f"), Decode("Zv"));
     EXPECT_EQ(Expected("Zm8", 2, "fo"), Decode("Zm8"));
@@ -209,7 +209,7 @@ TEST(Base64Decode, AsksForNoPaddingAndDropsTheBitsThatFillNoByte) {
     EXPECT_EQ(Expected("Zm9vZ", 3, "foo"), Decode("Zm9vZ"));
 }
 
-TEST(Base64Decode, GivesZeroForAValidTextTooShortForAByteButClearsTheRoom) {
+TEST(Base64Decode, GivesZeroForAValidTextTooShortForAByteButClearsTheBuffer) {
     for (const char* text : {"Z", "=", "==", "Z===", "===="})
         EXPECT_EQ(Expected(text, 0, ""), Decode(text)) << text;
 }
@@ -244,7 +244,7 @@ TEST(Base64Decode, AgreesWithThePlainDecoderForEveryCharacterAtEveryPlace) {
     }
 }
 
-TEST(Base64Decode, KnowsTheAlphabetAndPaddingAndNothingElse) {
+TEST(Base64Decode, AcceptsTheAlphabetAndPaddingAndNothingElse) {
     for (int c = 1; c < 128; ++c) {
         const std::string text = std::string("Zm9v") + static_cast<char>(c);
         const bool known = c == '=' || Alphabet.find(static_cast<char>(c)) != std::string::npos;

@@ -187,7 +187,7 @@ TEST(SizeFormat, PutsTheSeparatorBeforeTheFirstOfThreeCharacters) {
     EXPECT_EQ(",-12", Format(-12));
 }
 
-TEST(SizeFormat, PutsTheSeparatorBehindASign) { EXPECT_EQ("-,123", Format(-123)); }
+TEST(SizeFormat, PutsTheSeparatorAfterASign) { EXPECT_EQ("-,123", Format(-123)); }
 
 TEST(SizeFormat, HasNoSeparatorBelowThreeCharacters) {
     EXPECT_EQ("0", Format(0));
@@ -240,7 +240,7 @@ TEST(SizeFormat, FollowsTheRuleForRandomFloatingPointValues) {
     }
 }
 
-TEST(SizeFormat, PrintsWhatTheCLibraryMakesOfANegativePrecision) {
+TEST(SizeFormat, PrintsANegativePrecisionAsTheCLibraryDoes) {
     const int precisions[] = {-1, -2, -3, -10, -255, -99999, INT_MIN + 1, INT_MIN};
     const double values[] = {0, 1, -1, 1234.5, 1234567.891, -0.001, 1e300, Infinity, -Infinity};
     for (const int precision : precisions) {
@@ -267,7 +267,7 @@ TEST(SizeFormat, CutsTheTextOfAHugeValueBeforeItSeparates) {
     }
 }
 
-TEST(SizeFormat, KeepsThreeDigitsBehindTheSeparatorOfAHugeValue) {
+TEST(SizeFormat, KeepsThreeDigitsAfterTheSeparatorOfAHugeValue) {
     char text[400];
     ASSERT_EQ(1, GetSizeFormat(text, sizeof text, 1e300, 0));
     EXPECT_EQ(255U, std::strlen(text));

@@ -191,7 +191,7 @@ TEST_F(MultibyteToWide, EndsAtAnEmbeddedZero) {
     EXPECT_EQ(BadString, Thrown([&] { Vorn::mbs_to_wcs(std::string("ab\0\xFF", 4), utf8); }));
 }
 
-TEST_F(MultibyteToWide, HandsTheFacetTheWholeInputAndOneElementMoreOfRoom) {
+TEST_F(MultibyteToWide, PassesTheFacetTheWholeInputAndCapacityForOneElementMore) {
     for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{1000}}) {
         ScriptedFacet facet({});
         Vorn::mbs_to_wcs(std::string(length, '\0'), facet.Locale());
@@ -221,7 +221,7 @@ TEST_F(MultibyteToWide, TakesEveryFacetAnswerButErrorAsSuccess) {
     EXPECT_EQ(BadString, Thrown([&] { Vorn::mbs_to_wcs("", failing.Locale()); }));
 }
 
-TEST_F(MultibyteToWide, StopsAtTheEndOfARoomThatTheFacetFilled) {
+TEST_F(MultibyteToWide, StopsAtTheEndOfABufferThatTheFacetFilled) {
     ScriptedFacet facet({.written = 1000});
     EXPECT_EQ(L"xxxx", Vorn::mbs_to_wcs("abc", facet.Locale()));
     EXPECT_EQ(L"x", Vorn::mbs_to_wcs("", facet.Locale()));
@@ -279,7 +279,7 @@ TEST_F(WideToMultibyte, EndsAtAnEmbeddedZero) {
     EXPECT_EQ("", Vorn::wcs_to_mbs(std::wstring(L"\0cd", 3), utf8));
 }
 
-TEST_F(WideToMultibyte, HandsTheFacetTheWholeInputAndRoomForItsLongestForm) {
+TEST_F(WideToMultibyte, PassesTheFacetTheWholeInputAndCapacityForItsLongestForm) {
     for (const int maxLength : {1, 2, 7})
         for (const std::size_t length : {std::size_t{0}, std::size_t{1}, std::size_t{1000}}) {
             ScriptedFacet facet({.maxLength = maxLength});
@@ -304,13 +304,13 @@ TEST_F(WideToMultibyte, TakesEveryFacetAnswerButErrorAsSuccess) {
     EXPECT_EQ(BadWideString, Thrown([&] { Vorn::wcs_to_mbs(L"", failing.Locale()); }));
 }
 
-TEST_F(WideToMultibyte, StopsAtTheEndOfARoomThatTheFacetFilled) {
+TEST_F(WideToMultibyte, StopsAtTheEndOfABufferThatTheFacetFilled) {
     ScriptedFacet facet({.written = 1000, .maxLength = 3});
     EXPECT_EQ(std::string(12, 'x'), Vorn::wcs_to_mbs(L"abc", facet.Locale()));
     EXPECT_EQ("xxx", Vorn::wcs_to_mbs(L"", facet.Locale()));
 }
 
-TEST_F(WideToMultibyte, GivesAnEmptyStringWhenTheFacetNeedsNoRoom) {
+TEST_F(WideToMultibyte, GivesAnEmptyStringWhenTheFacetNeedsNoCapacity) {
     ScriptedFacet facet({.written = 1000, .maxLength = 0});
     EXPECT_EQ("", Vorn::wcs_to_mbs(L"abc", facet.Locale()));
 }
@@ -368,7 +368,7 @@ TEST_F(Utf8ToWide, EndsAtAnEmbeddedZeroWhateverFollows) {
     EXPECT_EQ(L"ab", Vorn::utf8_to_wcs(std::string("ab\0\xFF", 4)));
 }
 
-TEST_F(Utf8ToWide, CountsFirstAndThenConvertsIntoTheRoomThereIs) {
+TEST_F(Utf8ToWide, CountsFirstAndThenConvertsIntoThatCapacity) {
     SetCLocale(Utf8Locale);
     Platform::mbstowcs.Record();
     Vorn::utf8_to_wcs("\u00E9\u20AC!");

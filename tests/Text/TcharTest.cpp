@@ -171,14 +171,14 @@ TEST(IntegerText, NegatesTheSmallestValuesWithoutOverflow) {
     EXPECT_EQ("-2147483648", Written(_itoa, INT_MIN, 10));
 }
 
-TEST(IntegerText, HasRoomForSixtyFourBinaryDigits) {
+TEST(IntegerText, HoldsSixtyFourBinaryDigits) {
     EXPECT_EQ(std::string(64, '1'), Written(_itoa, -1, 2));
     EXPECT_EQ(std::string(64, '1'), Written(_ltoa, -1L, 2));
     EXPECT_EQ(std::string(64, '1'), Written(_ultoa, ULONG_MAX, 2));
     EXPECT_EQ("1" + std::string(63, '0'), Written(Vorn::_ltow, LONG_MIN, 2));
 }
 
-TEST(IntegerText, GoesOnBehindTheLetterZAboveRadixThirtySix) {
+TEST(IntegerText, ContinuesAfterTheLetterZAboveRadixThirtySix) {
     EXPECT_EQ("{", Written(_itoa, 36, 37));
     EXPECT_EQ("1~", Written(_itoa, 79, 40));
     EXPECT_EQ("{", Written(Vorn::_itow, 36, 37));

@@ -129,7 +129,7 @@ TYPED_TEST(EventKinds, FailedOpenIsSilentAndCountsAsOpenedUntilClosed) {
     EXPECT_EQ("", testing::internal::GetCapturedStdout());
 }
 
-TYPED_TEST(EventKinds, OpenMakesAnAutoResetEventWithOneWaitFree) {
+TYPED_TEST(EventKinds, OpenCreatesAnAutoResetEventWithOneWaitFree) {
     ASSERT_TRUE(this->m_event.Open(this->Name()));
     EXPECT_TRUE(this->m_event.IsOpened());
     EXPECT_TRUE(this->m_event.Wait(0));

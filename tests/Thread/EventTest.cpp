@@ -261,7 +261,7 @@ TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
     sem_destroy(&finish);
 }
 
-TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
+TEST(Event, SetThatReleasedACancelledThreadIsSeenByTheNextWait) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
     VornTest::PosixThread waiter([&] {
@@ -275,7 +275,7 @@ TEST(Event, SetThatChoseACancelledThreadIsSeenByTheNextWait) {
     EXPECT_FALSE(event.Wait(0));
 }
 
-TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
+TEST(Event, SetThatReleasedACancelledThreadDoesNotOutliveAReset) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
     VornTest::Gate gate;
@@ -293,7 +293,7 @@ TEST(Event, SetThatChoseACancelledThreadDoesNotOutliveAReset) {
     EXPECT_FALSE(event.Wait(1));
 }
 
-TEST(Event, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
+TEST(Event, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNot) {
     Event event;
     ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
     for (const unsigned int timeoutMs : {WaitForever, 1U}) {

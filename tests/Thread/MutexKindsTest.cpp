@@ -59,7 +59,7 @@ TYPED_TEST(MutexKinds, CanBeLockedAndUnlockedForEver) {
     }
 }
 
-TYPED_TEST(MutexKinds, UnlockedTwiceIsTakenOnceOrTwice) {
+TYPED_TEST(MutexKinds, TwoUnlocksLetOneOrTwoLocksSucceed) {
     this->MakeHeld();
     this->m_mutex.Unlock();
     this->m_mutex.Unlock();
@@ -68,7 +68,7 @@ TYPED_TEST(MutexKinds, UnlockedTwiceIsTakenOnceOrTwice) {
     EXPECT_FALSE(this->m_mutex.Lock(0));
 }
 
-TYPED_TEST(MutexKinds, UnlockedWhileFreeIsStillTakenOnceOrOnceMoreForEach) {
+TYPED_TEST(MutexKinds, UnlocksOfAFreeMutexAddNothingOrOneLockEach) {
     this->Make();
     this->m_mutex.Unlock();
     this->m_mutex.Unlock();
@@ -147,7 +147,7 @@ TYPED_TEST(MutexKinds, SecondCreateOrOpenFailsSilently) {
     EXPECT_TRUE(this->m_mutex.Lock(0));
 }
 
-TYPED_TEST(MutexKinds, MayBeClosedTwiceAndCreatedAnew) {
+TYPED_TEST(MutexKinds, MayBeClosedTwiceAndCreatedAgain) {
     this->MakeHeld();
     EXPECT_TRUE(this->m_mutex.Close());
     EXPECT_TRUE(this->m_mutex.Close());
@@ -181,7 +181,7 @@ TYPED_TEST(MutexKinds, FailedOpenPrintsItsOwnMessage) {
     EXPECT_FALSE(this->m_mutex.Open(this->Name()));
 }
 
-TYPED_TEST(MutexKinds, IsMadeByTheConstructorThatTakesAName) {
+TYPED_TEST(MutexKinds, IsCreatedByTheConstructorThatTakesAName) {
     Mutex made(this->Name());
     EXPECT_TRUE(made.IsOpened());
     EXPECT_TRUE(made.Lock(0));

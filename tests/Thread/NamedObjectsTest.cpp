@@ -112,7 +112,7 @@ TEST_F(NamedMutex, UnlockReleasesOneWaiterOnly) {
     EXPECT_FALSE(mutex.Lock(0));
 }
 
-TEST_F(NamedMutex, OpenMakesWhatDoesNotExistYet) {
+TEST_F(NamedMutex, OpenCreatesWhatDoesNotExistYet) {
     EXPECT_FALSE(NameExists());
     Mutex mutex;
     EXPECT_TRUE(mutex.Open(Name()));
@@ -229,7 +229,7 @@ TEST_F(NamedSemaphore, ReportsThePlatformsCount) {
     EXPECT_EQ(77, count);
 }
 
-TEST_F(NamedSemaphore, LosesItsNameWhenDestroyedAndCanBeMadeAnew) {
+TEST_F(NamedSemaphore, LosesItsNameWhenDestroyedAndCanBeCreatedAgain) {
     VornSemaphore sem;
     ASSERT_TRUE(sem.Create(VornSemaphore::SemFree, Name(), 0));
     EXPECT_FALSE(sem.Create(VornSemaphore::SemFree, Name(), 0));

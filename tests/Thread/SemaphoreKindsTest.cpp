@@ -46,7 +46,7 @@ protected:
 };
 TYPED_TEST_SUITE(SemaphoreKinds, VornTest::BothNamings, VornTest::NamingNames);
 
-TYPED_TEST(SemaphoreKinds, MadeFreeIsTakenOnce) {
+TYPED_TEST(SemaphoreKinds, CreatedFreeIsTakenOnce) {
     this->Make(VornSemaphore::SemFree);
     EXPECT_EQ(1, this->Count());
     EXPECT_TRUE(this->m_sem.Wait(0));
@@ -55,7 +55,7 @@ TYPED_TEST(SemaphoreKinds, MadeFreeIsTakenOnce) {
     EXPECT_EQ(TypeParam::CountAfterAFailedTry, this->Count());
 }
 
-TYPED_TEST(SemaphoreKinds, MadeLockedHasNothingFree) {
+TYPED_TEST(SemaphoreKinds, CreatedLockedHasNothingFree) {
     this->Make(VornSemaphore::SemLocked);
     EXPECT_EQ(0, this->Count());
     EXPECT_FALSE(this->m_sem.Wait(0));

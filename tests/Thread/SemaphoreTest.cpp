@@ -199,7 +199,7 @@ TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
     }
 }
 
-TEST_F(UnnamedSemaphore, PostThatChoseOnlyACancelledThreadIsHandedOn) {
+TEST_F(UnnamedSemaphore, PostThatReleasedOnlyACancelledThreadIsPassedOn) {
     Make(VornSemaphore::SemLocked);
     VornTest::PosixThread waiter([&] {
         SetOnWake(OnWake::BeCancelled);
@@ -229,7 +229,7 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     EXPECT_FALSE(late.Join());
 }
 
-TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
+TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotPassedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
     VornTest::PosixThread cancelled([&] {
@@ -246,7 +246,7 @@ TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotHandedOn) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
+TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotPassedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
     VornTest::PosixThread cancelled([&] {
@@ -262,7 +262,7 @@ TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotHandedOn) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
+TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotPassedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
     VornTest::PosixThread cancelled([&] {
@@ -282,7 +282,7 @@ TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotHandedOn) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
+TEST_F(UnnamedSemaphore, OfTwoReleasedAndCancelledThreadsTheLastPassesThePostOn) {
     Make(VornSemaphore::SemLocked);
     const auto body = [&] {
         SetOnWake(OnWake::BeCancelled);
@@ -298,7 +298,7 @@ TEST_F(UnnamedSemaphore, OfTwoChosenAndCancelledThreadsTheLastHandsThePostOn) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-TEST_F(UnnamedSemaphore, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNone) {
+TEST_F(UnnamedSemaphore, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNot) {
     Make(VornSemaphore::SemLocked);
     for (const unsigned int timeoutMs : {WaitForever, 1U}) {
         std::atomic<bool> triedWithoutBlocking{false};

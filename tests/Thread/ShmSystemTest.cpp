@@ -583,7 +583,7 @@ void CloseTwice(const char* name) {
     creator.Close();
 }
 
-TEST_F(ShmDeathTest, ClosingWhatIsGoneTellsTheLine) {
+TEST_F(ShmDeathTest, ClosingARemovedSegmentNamesTheLine) {
     EXPECT_DEATH(CloseTwice(Name()), ClosingFailed);
 }
 

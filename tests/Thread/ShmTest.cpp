@@ -210,7 +210,7 @@ TEST_F(ShmMap, AttachesForReadingOnlyExactlyWhenTheFlagIsSet) {
     }
 }
 
-TEST_F(ShmMap, HandsThePlatformsFailureValueOn) {
+TEST_F(ShmMap, ReturnsThePlatformsFailureValue) {
     Shm shm;
     ASSERT_TRUE(shm.Open("a", 1));
     g_platform.attach = Failure();
@@ -265,7 +265,7 @@ TEST_F(ShmClose, IsWhatTheDestructorDoes) {
     EXPECT_THAT(g_platform.controls, SizeIs(1));
 }
 
-TEST_F(ShmClose, LetsTheObjectCreateAndOpenAnew) {
+TEST_F(ShmClose, LetsTheObjectCreateAndOpenAgain) {
     Shm shm;
     EXPECT_TRUE(shm.Create(Size, "a", 1, 0));
     shm.Close();
@@ -367,7 +367,7 @@ TEST_F(ShmRefusal, BlocksTheObjectUntilClose) {
     }
 }
 
-TEST_F(ShmRefusal, IsHandedToThePlatformByMapAndClose) {
+TEST_F(ShmRefusal, IsPassedToThePlatformByMapAndClose) {
     g_platform.get = -1;
     g_platform.attach = Failure();
     Shm shm;

@@ -154,7 +154,7 @@ TEST_F(ThreadStop, AfterACancelInAWaitTheEventAndTheThreadWorkOn) {
     ExpectNoThread(thread);
 }
 
-TEST_F(ThreadStop, ForcedAtAnyMomentOfAStartLeavesNothingBehind) {
+TEST_F(ThreadStop, ForcedAtAnyMomentOfAStartLeavesNoThread) {
     DeafBody body;
     Thread thread;
     thread.SetThreadHandler(&body);

@@ -65,7 +65,7 @@ TEST(Cs, LockWaitsForTheHolder) {
 }
 
 // No result of the platform is checked. What is left is a lock of the default kind.
-TEST(Cs, ExcludesOtherThreadsAlsoWhenThePlatformRefusedToMakeItRecursive) {
+TEST(Cs, ExcludesOtherThreadsEvenWhenThePlatformRefusedARecursiveLock) {
     VornTest::Platform::pthread_mutex_init.At(1).Fail(ENOMEM);
     const Cs cs;
     ASSERT_EQ(1U, VornTest::Platform::pthread_mutex_init.Scripted());

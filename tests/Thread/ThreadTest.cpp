@@ -176,7 +176,7 @@ TEST_F(ThreadStart, ThenPausesForAHundredMicroseconds) {
     EXPECT_THAT(TakeCalls(), ElementsAre("create", "usleep 100"));
 }
 
-TEST_F(ThreadStart, RefusedByTheHandlerPrintsAndMakesNothing) {
+TEST_F(ThreadStart, RefusedByTheHandlerPrintsAndCreatesNothing) {
     Body body;
     bool madeBefore = true;
     body.allow = [&](Thread& self) {
@@ -216,7 +216,7 @@ TEST_F(ThreadStart, AnyAnswerButZeroLetsItGoOn) {
     EXPECT_EQ(Success, Start(thread));
 }
 
-TEST_F(ThreadStart, TellsTheThreadApartByItsHandle) {
+TEST_F(ThreadStart, IdentifiesTheThreadByItsHandle) {
     std::atomic<bool> sameHandle{false};
     std::atomic<int> idInside{0};
     std::atomic<int> expectedId{0};

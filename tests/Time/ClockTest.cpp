@@ -27,7 +27,7 @@ using VornTest::Untouched;
 using VornTest::UntouchedValue;
 
 // Concerns: what each form of the clock counts, that the shifted clock and the shifted value agree
-// to the millisecond, and that both records hold universal time.
+// to the millisecond, and that both records hold UTC.
 
 using Clock = TimeTest;
 
@@ -75,15 +75,15 @@ TEST_F(Clock, ReadsTheSystemClock) {
     EXPECT_LE(shifted + zone.standardOffset * 1000LL, after);
 }
 
-TEST_F(Clock, BothRecordsHoldUniversalTime) {
+TEST_F(Clock, BothRecordsHoldUtc) {
     for (const long seconds : {0L, 1710061200L, 1719835199L, 4102444799L}) {
         PinClock({seconds, 999999});
         SysTime local = UntouchedValue<SysTime>();
-        SysTime universal = UntouchedValue<SysTime>();
+        SysTime utc = UntouchedValue<SysTime>();
         EXPECT_TRUE(Vorn::GetCurLocalTime(local));
-        EXPECT_TRUE(Vorn::GetCurTime(universal));
+        EXPECT_TRUE(Vorn::GetCurTime(utc));
         EXPECT_EQ(OracleFields(seconds, 999), FieldsOf(local));
-        EXPECT_EQ(OracleFields(seconds, 999), FieldsOf(universal));
+        EXPECT_EQ(OracleFields(seconds, 999), FieldsOf(utc));
     }
 }
 
@@ -127,14 +127,14 @@ protected:
 
 using SetLocalClock = SetClock;
 
-TEST_F(SetClock, SetCurTimeHandsOverSecondsAndMicroseconds) {
+TEST_F(SetClock, SetCurTimePassesSecondsAndMicroseconds) {
     EXPECT_TRUE(Vorn::SetCurTime(1719835199987));
     ExpectSet(1719835199, 987000);
     EXPECT_TRUE(Vorn::SetCurTime(0));
     ExpectSet(0, 0);
 }
 
-TEST_F(SetClock, SetCurTimeHandsNegativeMillisecondsOver) {
+TEST_F(SetClock, SetCurTimePassesNegativeMilliseconds) {
     EXPECT_FALSE(Vorn::SetCurTime(-1));
     ExpectSet(0, -1000);
 }
@@ -144,7 +144,7 @@ TEST_F(SetClock, SetCurTimeFailsBefore1970) {
     EXPECT_TRUE(settings.empty());
 }
 
-TEST_F(SetClock, ARecordIsTakenAsSysTimeToTimeTakesIt) {
+TEST_F(SetClock, ARecordIsConvertedAsBySysTimeToTime) {
     const SysTime sysTime{2024, 1, 1, 15, 10, 20, 30, 999, -1};
     const long seconds = OracleSeconds(sysTime);
     EXPECT_TRUE(Vorn::SetCurTime(sysTime));
@@ -153,7 +153,7 @@ TEST_F(SetClock, ARecordIsTakenAsSysTimeToTimeTakesIt) {
     ExpectSet(seconds, 999000);
 }
 
-TEST_F(SetClock, ARecordHandsItsMillisecondsOverAsTheyStand) {
+TEST_F(SetClock, MillisecondsOfARecordArePassedUnchanged) {
     for (const short milliseconds : std::initializer_list<short>{-1, 1000, 32767}) {
         const SysTime sysTime{124, 1, 1, 15, 10, 20, 30, milliseconds, -1};
         EXPECT_FALSE(Vorn::SetCurTime(sysTime));
@@ -177,7 +177,7 @@ TEST_F(SetLocalClock, TakesAWholeNumberOfSeconds) {
     ExpectSet(-5, 0);
 }
 
-TEST_F(SetLocalClock, HandsOverAMillionMicrosecondsPerMillisecond) {
+TEST_F(SetLocalClock, PassesAMillionMicrosecondsPerMillisecond) {
     EXPECT_FALSE(Vorn::SetCurLocalTime(1500));
     ExpectSet(1, 500000000);
     EXPECT_FALSE(Vorn::SetCurLocalTime(1));

@@ -150,7 +150,7 @@ TEST(DayCount, AgreesWithTheCLibraryBetweenAnyTwoDates) {
     }
 }
 
-TEST(DayCount, TakesADateOutsideTheCountForDayZero) {
+TEST(DayCount, CountsADateOutsideTheRangeAsDayZero) {
     EXPECT_EQ(1U, DaysBetween({1980, 1, 1}, {1980, 1, 1}));
     const std::vector<Date> outside = {{1979, 12, 31}, {0, 1, 1},      {1980, 0, 1},
                                        {1980, 13, 1},  {1980, 1, 0},   {1980, 1, 32},
@@ -250,7 +250,7 @@ TEST(DayOfWeek, AgreesWithTheCLibraryFrom1980To9999) {
     });
 }
 
-TEST(DayOfWeek, IsMondayForADateOutsideTheCount) {
+TEST(DayOfWeek, IsMondayForADateOutsideTheRange) {
     EXPECT_EQ(1U, Vorn::GetDayOfWeek(1979, 12, 31));
     EXPECT_EQ(1U, Vorn::GetDayOfWeek(1979, 12, 30));
     EXPECT_EQ(1U, Vorn::GetDayOfWeek(0, 0, 0));

@@ -168,15 +168,15 @@ TEST_F(DstDay, CountsAFirstMondayOnTheSeventhAsTheSecond) {
     EXPECT_TRUE(Vorn::IsDstStartDay(firstMonday, ZoneWithRules(Rule(10, 1, 2), Rule(3, 0, 1))));
 }
 
-TEST_F(DstDay, OfATimeGoesByItsUniversalDate) {
+TEST_F(DstDay, OfATimeIsThatOfItsUtcDate) {
     const TimeZone& timeZone = SecondSundayOfMarchToLastSundayOfOctober;
-    const Time start = 1710028800000; // 2024-03-10 00:00:00 universal time
+    const Time start = 1710028800000; // 2024-03-10 00:00:00 UTC
     EXPECT_FALSE(Vorn::IsDstStartDay(start - 1000, timeZone));
     EXPECT_TRUE(Vorn::IsDstStartDay(start, timeZone));
     EXPECT_TRUE(Vorn::IsDstStartDay(start + 86399999, timeZone));
     EXPECT_FALSE(Vorn::IsDstStartDay(start + 86400000, timeZone));
     EXPECT_FALSE(Vorn::IsDstEndDay(start, timeZone));
-    const Time end = 1729987200000; // 2024-10-27 00:00:00 universal time
+    const Time end = 1729987200000; // 2024-10-27 00:00:00 UTC
     EXPECT_FALSE(Vorn::IsDstEndDay(end - 1000, timeZone));
     EXPECT_TRUE(Vorn::IsDstEndDay(end, timeZone));
     EXPECT_TRUE(Vorn::IsDstEndDay(end + 86399999, timeZone));
@@ -184,7 +184,7 @@ TEST_F(DstDay, OfATimeGoesByItsUniversalDate) {
     EXPECT_FALSE(Vorn::IsDstStartDay(end, timeZone));
 }
 
-TEST_F(DstDay, OfATimeThatCannotBeConvertedIsNone) {
+TEST_F(DstDay, IsFalseForATimeThatCannotBeConverted) {
     for (const bool start : {true, false}) {
         Platform::gmtime_r.At(1).Fail(EOVERFLOW);
         const TimeZone& timeZone = SecondSundayOfMarchToLastSundayOfOctober;

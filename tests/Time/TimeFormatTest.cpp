@@ -345,7 +345,7 @@ TEST_F(DateTimeBuffer, FailsWhenItIsNullOrHoldsNothing) {
     EXPECT_STREQ("####", buffer);
 }
 
-TEST_F(DateTimeBuffer, IsLookedAtBeforeAnythingIsConvertedOrPrinted) {
+TEST_F(DateTimeBuffer, IsCheckedBeforeAnythingIsConvertedOrPrinted) {
     Platform::gmtime_r.Record();
     Platform::localtime_r.Record();
     Platform::snprintf.Record();
@@ -415,7 +415,7 @@ Texts EveryForm(const std::string& pattern, Time time) {
     return texts;
 }
 
-TEST_F(DateTimeFormatOfATime, IsLocalInAStringAndUniversalInABuffer) {
+TEST_F(DateTimeFormatOfATime, IsLocalInAStringAndUtcInABuffer) {
     for (const Time time : {1709622489045LL, 1719835199999LL, 31536000000LL, 4102444800000LL}) {
         const Texts texts = EveryForm(FullPattern, time);
         EXPECT_EQ(Local(time), texts.string);

@@ -67,7 +67,7 @@ TEST_F(TimeRecords, ATimeZoneHoldsItsFieldsInOrder) {
     EXPECT_TRUE((std::is_same_v<long long, Time>));
 }
 
-// Concerns: every field against another calendar, in universal and local time and around each
+// Concerns: every field against another calendar, in UTC and local time and around each
 // change of clocks; the split toward zero; values whose year does not fit its field.
 
 using TimeToFields = TimeTest;
@@ -316,7 +316,7 @@ TEST_F(TimeShift, LocalTimeToTimeReachesTheLargestTimeAndNoFurther) {
     EXPECT_TRUE(Vorn::LocalTimeToTime(largest, time));
     EXPECT_EQ(largest - shift, time);
     if (largest == LLONG_MAX)
-        return; // a zone ahead of universal time only shifts back
+        return; // a zone ahead of UTC only shifts back
     time = Untouched;
     EXPECT_FALSE(Vorn::LocalTimeToTime(largest + 1, time)); // only the milliseconds are too many
     EXPECT_EQ(Untouched, time);

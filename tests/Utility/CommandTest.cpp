@@ -121,7 +121,7 @@ TEST(Macro, DeletesThroughAPointerToCommand) {
     EXPECT_EQ((Log{"a", "~a"}), log);
 }
 
-TEST(Macro, PassesOverNullEntriesWhereverTheyStand) {
+TEST(Macro, SkipsNullEntriesWhereverTheyAre) {
     Log log;
     {
         MacroCommand macro;
@@ -184,7 +184,7 @@ TEST(MacroException, LeavesEveryMacroOnItsWayOut) {
     EXPECT_EQ(Log{"a"}, log);
 }
 
-TEST(MacroException, LeavesAMacroThatBeginsAnewAndDeletesAll) {
+TEST(MacroException, LeavesAMacroThatStartsOverAndDeletesAll) {
     Log log;
     bool fails = true;
     {
@@ -205,7 +205,7 @@ TEST(MacroException, LeavesAMacroThatBeginsAnewAndDeletesAll) {
     EXPECT_EQ((Log{"~a", "~b", "~c"}), log);
 }
 
-TEST(MacroAdd, FromACommandIsExecutedInTheSameRunBehindAllOthers) {
+TEST(MacroAdd, FromACommandIsExecutedInTheSameRunAfterAllOthers) {
     Log log;
     {
         MacroCommand macro;

@@ -122,7 +122,7 @@ protected:
 // Concerns: a complete fresh seed from the system on each call and nothing kept; version and
 // variant bits; every failure of the system leaves the value as it was and throws nothing.
 
-TEST_F(GuidGenerate, MakesDifferentValuesOfVersionFour) {
+TEST_F(GuidGenerate, GeneratesDifferentValuesOfVersionFour) {
     std::set<Bytes> seen;
     for (int i = 0; i < 500; ++i) {
         Guid guid;
@@ -338,7 +338,7 @@ TEST(GuidParse, ReadsAStringUpToItsFirstZero) {
     EXPECT_EQ(Invalid, Thrown([&] { guid.FromString(std::string(1, '\0') + SampleText); }));
 }
 
-TEST(GuidParse, RefusesTheNoneValueInEveryShape) {
+TEST(GuidParse, RefusesTheNilValueInEveryForm) {
     for (const std::string& text : Shapes("00000000-0000-0000-0000-000000000000")) {
         Guid guid = GuidOf(Sample);
         EXPECT_FALSE(guid.FromString(text)) << text;
@@ -445,7 +445,7 @@ TEST(GuidText, ReadsBackAsTheSameValue) {
 
 TEST(GuidText, DoesNotReadBackFromFormZero) { ExpectInvalid(GuidOf(Sample).ToString(0)); }
 
-TEST(GuidText, OfNoneFailsAndLeavesTheOutputAlone) {
+TEST(GuidText, OfTheNilValueFailsAndLeavesTheOutputAlone) {
     const Guid none;
     for (const int form : {0, 1}) {
         std::string text = "old";
@@ -478,7 +478,7 @@ TEST(GuidText, OfANullBufferFails) {
 // Concerns: a new value is none; equality looks at every bit; the order reads the first eight bytes
 // as host integers without sign, the others as bytes, each group only when all before it are equal.
 
-TEST(GuidValue, IsNoneAtFirstAndAfterClear) {
+TEST(GuidValue, IsNilAtFirstAndAfterClear) {
     EXPECT_EQ(Bytes{}, BytesOf(Guid()));
     EXPECT_TRUE(Guid().None());
     Guid guid = GuidOf(Sample);
@@ -488,7 +488,7 @@ TEST(GuidValue, IsNoneAtFirstAndAfterClear) {
     EXPECT_EQ(Bytes{}, BytesOf(guid));
 }
 
-TEST(GuidValue, IsInitialisedWhereverItIsMade) {
+TEST(GuidValue, IsInitialisedHoweverItIsConstructed) {
     alignas(Guid) unsigned char storage[sizeof(Guid)];
     std::memset(storage, 0xEE, sizeof storage);
     const Guid* guid = new (storage) Guid;

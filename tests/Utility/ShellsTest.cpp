@@ -56,7 +56,7 @@ TYPED_TEST(ReservedClass, HasNoVirtualOperationBesideTheDestructor) {
     EXPECT_EQ(2U, VornTest::Slots<TypeParam>());
 }
 
-TYPED_TEST(ReservedClass, CanBeMadeFromNothingAndCopied) {
+TYPED_TEST(ReservedClass, CanBeConstructedByDefaultAndCopied) {
     EXPECT_TRUE(std::is_default_constructible_v<TypeParam>);
     EXPECT_TRUE(std::is_copy_constructible_v<TypeParam>);
     EXPECT_TRUE(std::is_copy_assignable_v<TypeParam>);
@@ -98,7 +98,7 @@ TYPED_TEST(ReservedClass, TouchesNothingOutsideOfItself) {
     EXPECT_TRUE(std::all_of(room.begin() + 2 * Size, room.end(), isGuard));
 }
 
-TYPED_TEST(ReservedClass, TellsTheTypeOfADerivedObjectAndDeletesIt) {
+TYPED_TEST(ReservedClass, KnowsTheTypeOfADerivedObjectAndDeletesIt) {
     int ends = 0;
     std::unique_ptr<TypeParam> object = std::make_unique<Derived<TypeParam>>(ends);
     TypeParam& base = *object;
@@ -109,7 +109,7 @@ TYPED_TEST(ReservedClass, TellsTheTypeOfADerivedObjectAndDeletesIt) {
     EXPECT_EQ(1, ends);
 }
 
-TYPED_TEST(ReservedClass, TellsItsOwnTypeAndDeletesItself) {
+TYPED_TEST(ReservedClass, KnowsItsOwnTypeAndDeletesItself) {
     auto object = std::make_unique<TypeParam>();
     TypeParam& base = *object;
     EXPECT_EQ(typeid(TypeParam), typeid(base));

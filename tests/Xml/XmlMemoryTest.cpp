@@ -205,7 +205,7 @@ TEST_F(XmlReaderMemory, FailsOrLoadsTheTypesByWhichValuesAreTrimmed) {
 }
 
 // Standard input is a pipe that holds a document; a catalog leads from a missing name to another.
-TEST_F(XmlReaderMemory, NeverLeadsAwayFromTheFile) {
+TEST_F(XmlReaderMemory, NeverMakesTheReaderLookElsewhere) {
     const std::string document = Utf8 + "<a/>";
     const VornTest::StdinText input(document);
     WriteFile(m_dir.File("other.xml"), document);

@@ -61,7 +61,7 @@ TEST_F(XmlReaderWalk, VisitsElementsInOrderAndStepsOverEverythingElse) {
     EXPECT_EQ(nullptr, reader.NextElement(root, nullptr));
 }
 
-TEST_F(XmlReaderWalk, HandsOutTheNameOfTheElementFoundAndAsksForNone) {
+TEST_F(XmlReaderWalk, StoresTheNameOfTheElementFoundAndFiltersByNoName) {
     XmlReader reader;
     ASSERT_TRUE(LoadText(reader, Utf8 + "<r>\n<a/>\n<b/>\n</r>"));
     std::string name = "b";

@@ -136,7 +136,7 @@ TEST_F(XmlReaderEncoding, AllowsNineBytesMoreThanTheTextAndNotTen) {
     EXPECT_EQ(std::string(500, 'x'), TextOf(reader, reader.NextElement(b)));
 }
 
-TEST_F(XmlReaderEncoding, ConvertsInOneCallWithTheTerminatorAndTenBytesOfRoomMore) {
+TEST_F(XmlReaderEncoding, ConvertsInOneCallWithTheTerminatorIntoTenBytesMore) {
     XmlReader reader;
     ASSERT_TRUE(LoadText(reader, Utf8 + "<name a=''>" + std::string(5000, 'x') + "</name>"));
     EXPECT_TRUE(IconvSpy::calls.empty());
@@ -169,7 +169,7 @@ TEST_F(XmlReaderScratch, StartsZeroed) {
     EXPECT_EQ("a", NameOf(m_reader, m_a));
 }
 
-TEST_F(XmlReaderScratch, KeepsWhatAnEarlierTextLeftBehindAShorterOne) {
+TEST_F(XmlReaderScratch, KeepsTheTailOfAnEarlierTextAfterAShorterOne) {
     Load();
     EXPECT_EQ(Wide, NameOf(m_reader, m_reader.GetRootElement()));
     EXPECT_EQ("a\x89\xA1"

@@ -45,7 +45,7 @@ using VornTest::XmlReaderTest;
 // host's functions, or none, stand afterwards; threads do not disturb each other.
 using XmlReaderSilence = XmlReaderTest;
 
-TEST_F(XmlReaderSilence, LeavesTheHostsErrorFunctionsUncalledAndInPlace) {
+TEST_F(XmlReaderSilence, NeitherCallsNorReplacesTheHostsErrorFunctions) {
     HostErrors host;
     XmlReader reader;
     EXPECT_FALSE(LoadText(reader, Utf8 + "<a>&undefined;</b>"));

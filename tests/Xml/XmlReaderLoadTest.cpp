@@ -133,7 +133,7 @@ TEST_F(XmlReaderLoad, PrintsALineWithThePathAsGivenForAFileThatDeclaresNoEncodin
     EXPECT_TRUE(reader.Load(path));
 }
 
-TEST_F(XmlReaderLoad, ANamelessEncodingIsMissingEvenWhereAByteOrderMarkTells) {
+TEST_F(XmlReaderLoad, AnUndeclaredEncodingIsMissingDespiteAByteOrderMark) {
     const std::string wide = "\xFF\xFE" + VornTest::Utf16("<?xml version=\"1.0\"?><a/>");
     XmlReader reader;
     bool result = true;
@@ -264,7 +264,7 @@ TEST_F(XmlReaderLoad, NeverAsksTheNetwork) {
     xmlPopInputCallbacks();
 }
 
-TEST_F(XmlReaderLoad, RefusesWhatACatalogWouldPutInThePlaceOfAMissingFile) {
+TEST_F(XmlReaderLoad, RefusesAMissingFileThatACatalogWouldReplace) {
     const std::string other = m_dir.File("other.xml");
     WriteFile(other, Utf8 + "<other/>");
     WriteFile(m_dir.File("catalog.xml"),

@@ -85,7 +85,7 @@ TEST_P(XmlReleaseOf, AnUnfinishedDocumentCanNeitherGoOnNorEndWell) {
     ExpectWholeDocument(m_writer);
 }
 
-TEST_P(XmlReleaseOf, AnUnfinishedDocumentStaysLostAfterANewSetUp) {
+TEST_P(XmlReleaseOf, AnUnfinishedDocumentStaysLostAfterAnotherSetUp) {
     Begin(m_writer, GetParam().text);
     BasesRelease();
     BasesInit();
@@ -176,7 +176,7 @@ TEST_F(XmlRelease, MayComeTwiceOrBeforeAnything) {
     ExpectWholeDocument(m_writer);
 }
 
-TEST_F(XmlRelease, NeedsNoNewSetUpBeforeTheNextDocument) {
+TEST_F(XmlRelease, NeedsNoSetUpBeforeTheNextDocument) {
     BasesRelease();
     ExpectWholeDocument(m_writer);
     XmlReader reader;

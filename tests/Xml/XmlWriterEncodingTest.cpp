@@ -73,7 +73,7 @@ TEST_F(XmlWriterEncoding, LetsOnlyAsciiThroughInTheCLocale) {
 class XmlWriterUnwritable : public XmlWriterTest, public testing::WithParamInterface<NamedText> {};
 
 // Every operation with a text that fails, and between them the proof that nothing was left open.
-TEST_P(XmlWriterUnwritable, TextFailsAloneAndLeavesNothingBehind) {
+TEST_P(XmlWriterUnwritable, TextFailsAloneAndWritesNothing) {
     XmlWriter writer;
     ASSERT_TRUE(writer.BeginDocument("ISO-8859-1"));
     ASSERT_TRUE(writer.BeginElement("r"));
@@ -122,7 +122,7 @@ TEST_F(XmlWriterEncoding, AnElementWhoseTextFailsIsWrittenEmpty) {
               Finish(writer));
 }
 
-TEST_F(XmlWriterEncoding, ConvertsInOneCallWithTheTerminatorAndThreeBytesOfRoomForEach) {
+TEST_F(XmlWriterEncoding, ConvertsInOneCallWithTheTerminatorIntoThreeBytesForEach) {
     XmlWriter writer;
     ASSERT_TRUE(writer.BeginDocument("UTF-8"));
     EXPECT_TRUE(IconvSpy::calls.empty());

@@ -170,7 +170,7 @@ TEST_P(XmlWriterStuck, BeginsNoDocumentUntilTheEndAndThenAgain) {
     EXPECT_EQ(Utf8 + "<a>b</a>\n", Finish(m_writer));
 }
 
-TEST_P(XmlWriterStuck, WritesAndHandsOutNothing) {
+TEST_P(XmlWriterStuck, WritesAndReturnsNothing) {
     ExpectNothingWrites(m_writer);
     EXPECT_FALSE(m_writer.EndElement());
     EXPECT_EQ("(none)", Bytes(m_writer));
@@ -437,7 +437,7 @@ TEST_F(XmlWriterSilence, NothingIsPrinted) {
     EXPECT_EQ("", printed);
 }
 
-TEST_F(XmlWriterSilence, LeavesTheHostsErrorFunctionsUncalledAndInPlace) {
+TEST_F(XmlWriterSilence, NeitherCallsNorReplacesTheHostsErrorFunctions) {
     HostErrors host;
     Misuse();
     EXPECT_EQ(0, host.Count());

@@ -33,7 +33,7 @@ using VornTest::Terminal;
 
 class ManifestCommandLine : public ManifestProgram {};
 
-TEST_F(ManifestCommandLine, WhatIsWrongWithTheArgumentsIsTold) {
+TEST_F(ManifestCommandLine, WrongArgumentsAreReported) {
     Make("a");
     const auto expect = [this](const Names& arguments, const std::string& fault) {
         const Outcome outcome = Manifest(arguments);
@@ -56,7 +56,7 @@ TEST_F(ManifestCommandLine, WhatIsWrongWithTheArgumentsIsTold) {
     EXPECT_THAT(Directory(), ElementsAre("a"));
 }
 
-TEST_F(ManifestCommandLine, HelpTellsCommandsAndExitStatuses) {
+TEST_F(ManifestCommandLine, HelpListsCommandsAndExitStatuses) {
     for (const char* argument : {"help", "--help", "-h"}) {
         const Outcome outcome = Manifest({argument}, std::string("xx_XX.nowhere")); // matters not
         EXPECT_EQ(0, outcome.status);
@@ -112,7 +112,7 @@ TEST_F(ManifestProgress, AppearsOnATerminalAndIsGoneBeforeTheComplaints) {
     EXPECT_THAT(cleared, EndsWith("\r" + std::string(line.size(), ' ') + "\r"));
 }
 
-TEST_F(ManifestProgress, TellsRateAndTimeLeftWithinTheTerminalsWidth) {
+TEST_F(ManifestProgress, ShowsRateAndTimeLeftWithinTheTerminalsWidth) {
     MakeEndless("endless");
     Terminal terminal;
     Program program(Arguments({"create", "out.xml", "endless"}), On(terminal.ProgramsEnd()));

@@ -177,7 +177,7 @@ TEST_F(ManifestFailures, AMissingFileIsReported) {
     ExpectReported("missing.txt", "No such file or directory");
 }
 
-TEST_F(ManifestFailures, AFileBehindAFileIsReported) {
+TEST_F(ManifestFailures, APathThroughAFileIsReported) {
     Make("file");
     ExpectReported("file/below", "Not a directory");
 }
@@ -207,7 +207,7 @@ TEST_F(ManifestFailures, AnEndlessDeviceIsReported) {
     ExpectReported("/dev/zero", "not a regular file");
 }
 
-TEST_F(ManifestFailures, ALinkThatLeadsNowhereIsReported) {
+TEST_F(ManifestFailures, ADanglingLinkIsReported) {
     MakeLink("nowhere", "link");
     ExpectReported("link", "No such file or directory");
 }
@@ -240,7 +240,7 @@ TEST_F(ManifestFailures, ARefusedWorkerThreadIsReportedInsteadOfWaitedFor) {
     EXPECT_THAT(Directory(), IsEmpty());
 }
 
-// Concerns: times are those of the last writing, to the millisecond, in universal time and in the
+// Concerns: times are those of the last writing, to the millisecond, in UTC and in the
 // local zone; the date program is asked.
 
 class ManifestTimes : public ManifestProgram {

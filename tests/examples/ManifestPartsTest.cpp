@@ -71,7 +71,7 @@ TEST(ManifestTime, IsSplitAtTheSecondBeforeItAlsoBefore1970) {
 
 // Concerns: rate and time left are right, and missing where nothing can be known of them.
 
-TEST(ManifestProgressLine, TellsFilesBytesRateAndTimeLeft) {
+TEST(ManifestProgressLine, ShowsFilesBytesRateAndTimeLeft) {
     EXPECT_EQ("12 of 345 files, 1.0 KiB of 4.0 KiB, 512 B/s, 0:06 left",
               Manifest::FormatProgress({12, 345, 1024, 4096}, 2000));
 }
@@ -87,7 +87,7 @@ TEST(ManifestProgressLine, TakesMoreBytesThanThereWereForTheWhole) {
               Manifest::FormatProgress({1, 2, 10, 5}, 1000));
 }
 
-TEST(ManifestProgressLine, TellsAnEndThatIsTooFarAwayAsABillionSeconds) {
+TEST(ManifestProgressLine, LimitsTheTimeLeftToABillionSeconds) {
     EXPECT_THAT(Manifest::FormatProgress({0, 1, 1, ~0ULL}, ~0UL),
                 testing::EndsWith(", 0 B/s, 277777:46:40 left"));
 }

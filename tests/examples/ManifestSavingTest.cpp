@@ -86,7 +86,7 @@ TEST_F(ManifestSaving, ReplacesAnOlderManifestAndKeepsItsPermissions) {
     EXPECT_THAT(Directory(), ElementsAre("a", "out.xml"));
 }
 
-TEST_F(ManifestSaving, MakesANewManifestAsTheMaskAllows) {
+TEST_F(ManifestSaving, CreatesANewManifestAsTheMaskAllows) {
     Make("a");
     EXPECT_EQ(0, Manifest({"create", "out.xml", "a"}, [] { umask(0027); }).status);
     EXPECT_EQ(fs::perms{0640}, Permissions("out.xml"));
@@ -141,7 +141,7 @@ TEST_F(ManifestSaving, DoesNotReplaceAFifo) {
     EXPECT_TRUE(fs::is_fifo(m_dir.File("out.xml")));
 }
 
-TEST_F(ManifestSaving, DoesNotReplaceALinkThatLeadsNowhere) {
+TEST_F(ManifestSaving, DoesNotReplaceADanglingLink) {
     MakeLink("nowhere", "out.xml");
     ExpectFailure("out.xml", "No such file or directory");
     EXPECT_TRUE(fs::is_symlink(m_dir.File("out.xml")));
@@ -170,7 +170,7 @@ TEST_F(ManifestSaving, KeepsTheOldManifestWhenKilledInTheMiddleOfWriting) {
 }
 
 // What a run that is killed has left shows what could be seen before.
-TEST_F(ManifestSaving, NeverLaysAPrivateManifestOpen) {
+TEST_F(ManifestSaving, NeverExposesAPrivateManifest) {
     Make("a");
     for (const fs::perms permissions : {fs::perms{0600}, fs::perms{0640}, fs::perms{0666}}) {
         Make("out.xml", "old");
@@ -207,7 +207,7 @@ protected:
     }
 };
 
-TEST_F(ManifestDescriptor, GetsTheManifestBehindWhatIsAlreadyThere) {
+TEST_F(ManifestDescriptor, GetsTheManifestAfterWhatIsAlreadyThere) {
     Make("a");
     ASSERT_EQ(0, Manifest({"create", "out.xml", "a"}).status);
     const std::string expected = "before\n" + Steady("out.xml");

@@ -222,7 +222,7 @@ missing  $'\xFF %\x0A/\x1B[31m'
 )");
 }
 
-TEST_F(ManifestVerify, TellsOfPathsThatOverlapOnlyOnce) {
+TEST_F(ManifestVerify, ReportsOverlappingPathsOnlyOnce) {
     MakeDirectory("d");
     for (const char* name : {"d/a", "d/b", "d/c"})
         Make(name);
@@ -323,7 +323,7 @@ TEST_F(ManifestVerifyFailures, ThatAreOverAreChanges) {
         "0 as recorded, 0 missing, 2 changed, 1 new, 0 unread\n");
 }
 
-TEST_F(ManifestVerifyFailures, ForAnotherReasonAreComplainedOf) {
+TEST_F(ManifestVerifyFailures, ForAnotherReasonAreReported) {
     Create({"a"}, 1);
     MakeFifo("a");
     ExpectDifferences("0 as recorded, 0 missing, 0 changed, 0 new, 1 unread\n",
@@ -342,7 +342,7 @@ TEST_F(ManifestVerifyFailures, OfAFifoInAPathsPlaceHideNothing) {
                       "manifest: d: not a regular file\n");
 }
 
-TEST_F(ManifestVerifyFailures, OfAFileThatCannotBeReadAreComplainedOf) {
+TEST_F(ManifestVerifyFailures, OfAFileThatCannotBeReadAreReported) {
     MakeAndRecord();
     Permit("d/a", fs::perms::none);
     ExpectDifferences("3 as recorded, 0 missing, 0 changed, 0 new, 1 unread\n",
@@ -362,7 +362,7 @@ TEST_F(ManifestVerifyFailures, OfADirectoryThatCannotBeListedMakeNothingInItMiss
                       "manifest: d/: Permission denied\n", GiveUpFileAccess);
 }
 
-TEST_F(ManifestVerifyFailures, OfPathsThatOverlapAreToldOnce) {
+TEST_F(ManifestVerifyFailures, OfPathsThatOverlapAreReportedOnce) {
     MakeDirectory("d");
     Make("d/a");
     Create({"d/a", "d"});
@@ -394,7 +394,7 @@ TEST_F(ManifestVerifyFailures, OfPrintingAreFailures) {
     ExpectDifferences("", "manifest: out.xml: the result could not be printed\n", PrintNowhere);
 }
 
-TEST_F(ManifestVerifyFailures, OfManifestsWithoutDigestsOrPathsAreTold) {
+TEST_F(ManifestVerifyFailures, OfManifestsWithoutDigestsOrPathsAreReported) {
     const std::string noDigests = "it records no digests; create it again";
     const std::string noPaths = "it does not record its paths; create it again";
     const std::string rest = std::string(" id='") + SomeId + "'/>";
@@ -409,7 +409,7 @@ TEST_F(ManifestVerifyFailures, OfManifestsWithoutDigestsOrPathsAreTold) {
     ExpectRefusedContent("", noPaths);
 }
 
-TEST_F(ManifestVerifyFailures, OfManifestsThatCannotBeLoadedAreTold) {
+TEST_F(ManifestVerifyFailures, OfManifestsThatCannotBeLoadedAreReported) {
     ExpectRefused("No such file or directory");
     MakeAndRecord();
     const std::string whole = Content("out.xml");
@@ -421,7 +421,7 @@ TEST_F(ManifestVerifyFailures, OfManifestsThatCannotBeLoadedAreTold) {
     ExpectRefused("not a manifest");
 }
 
-TEST_F(ManifestVerifyFailures, OfALocaleWithoutTheNamesCharactersAreTold) {
+TEST_F(ManifestVerifyFailures, OfALocaleWithoutTheNamesCharactersAreReported) {
     Make("ü");
     Create({"ü"});
     ExpectRefused(

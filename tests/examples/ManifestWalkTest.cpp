@@ -108,7 +108,7 @@ TEST_F(ManifestWalk, RecordsLinksAndDoesNotFollowThem) {
                    Other("link", "d/sub/around"));
 }
 
-TEST_F(ManifestWalk, FindsEverythingBesideManyLinksThatLeadNowhere) {
+TEST_F(ManifestWalk, FindsEverythingBesideManyDanglingLinks) {
     constexpr std::size_t Count = 50; // wherever the system puts them, also at both ends
     MakeDirectory("d");
     std::string expected = Directory("d");
@@ -122,7 +122,7 @@ TEST_F(ManifestWalk, FindsEverythingBesideManyLinksThatLeadNowhere) {
     ExpectManifest(expected);
 }
 
-TEST_F(ManifestWalk, RecordsADirectoryWithNothingButALinkThatLeadsNowhere) {
+TEST_F(ManifestWalk, RecordsADirectoryWithNothingButADanglingLink) {
     MakeDirectory("d");
     MakeLink("nowhere", "d/link");
     EXPECT_EQ(0, Manifest({"create", "out.xml", "d"}).status);

@@ -215,7 +215,7 @@ TEST_F(ManifestWatchPlace, ThatAnotherUserHasForgedIsLeftAlone) {
     EXPECT_THAT(Locks(), SizeIs(1)); // of the run that was robbed
 }
 
-TEST_F(ManifestWatchPlace, ThatAnotherUserHasMadeAndNobodySignedIsLeftAlone) {
+TEST_F(ManifestWatchPlace, ThatAnotherUserCreatedAndNobodySignedIsLeftAlone) {
     const uid_t user = geteuid();
     const key_t key = KeyOf(Name(0));
     Child child([key] {
@@ -252,7 +252,7 @@ TEST_F(ManifestWatchPlace, WithALocksNameWithoutAnEndIsLeftAlone) {
     });
 }
 
-TEST_F(ManifestWatchPlace, ThatItsMakerDidNotLiveToSignIsTakenOver) {
+TEST_F(ManifestWatchPlace, WhoseCreatorDiedBeforeSigningIsTakenOver) {
     for (const std::uint64_t magic : {std::uint64_t{0}, Manifest::Signing}) {
         MakeAndDie([magic](Board& board) { board.magic.store(magic); });
         Publisher publisher(m_manifest);
@@ -309,7 +309,7 @@ TEST_F(ManifestWatchPlace, OfADeadRunHidesNoLiveOne) {
               Watch([&](const std::string&) { publisher.Finish(); }));
 }
 
-TEST_F(ManifestWatchPlace, IsFreeAgainWhenNoLockCanBeMade) {
+TEST_F(ManifestWatchPlace, IsFreeAgainWhenNoLockCanBeCreated) {
     Platform::sem_open.Fail(ENOMEM);
     EXPECT_FALSE(Publisher(m_manifest).IsPublic());
     EXPECT_THAT(Segments(), IsEmpty());
@@ -327,7 +327,7 @@ TEST_F(ManifestWatchPlace, IsGivenUpOnlyWhenTheLockIsGone) {
     EXPECT_THAT(left, IsEmpty());
 }
 
-TEST_F(ManifestWatchPlace, TellsThatItsLockIsGoneWhenItIsTakenOverAndAtTheEnd) {
+TEST_F(ManifestWatchPlace, RecordsThatItsLockIsGoneWhenItIsTakenOverAndAtTheEnd) {
     const Publisher first(m_manifest);
     const Board& earlier = BoardAt(0);
     Publisher second(m_manifest);
@@ -338,7 +338,7 @@ TEST_F(ManifestWatchPlace, TellsThatItsLockIsGoneWhenItIsTakenOverAndAtTheEnd) {
     EXPECT_EQ(1U, later.lockGone.load());
 }
 
-TEST_F(ManifestWatchPlace, WhereAllAreTakenTheJobIsDoneUnseen) {
+TEST_F(ManifestWatchPlace, WhenAllAreTakenTheJobIsDoneUnseen) {
     for (int place = 0; place < Manifest::Places; ++place)
         MakeForeign(place, [](Board&) {});
     EXPECT_FALSE(Publisher(m_manifest).IsPublic());
@@ -351,7 +351,7 @@ TEST_F(ManifestWatchPlace, WhereAllAreTakenTheJobIsDoneUnseen) {
     EXPECT_THAT(Segments(), SizeIs(Manifest::Places));
 }
 
-TEST_F(ManifestWatchPlace, WhoseLockIsGoneIsNotWatchedAndTheLockNotMadeAnew) {
+TEST_F(ManifestWatchPlace, WhoseLockIsGoneIsNotWatchedAndGetsNoNewLock) {
     const Publisher publisher(m_manifest);
     Board& board = BoardAt(0);
     board.lockGone.store(1); // as the next run does just before it takes the place over

@@ -62,7 +62,7 @@ TEST_F(ManifestWatch, ShowsWhatTheRunPublishesAndItsEnd) {
     ExpectNothingLeft();
 }
 
-TEST_F(ManifestWatch, TellsEveryChangeOnce) {
+TEST_F(ManifestWatch, ReportsEveryChangeOnce) {
     Publisher publisher(m_manifest);
     publisher.Show({0, 1, 0, 5});
     int looks = 0;
@@ -88,13 +88,13 @@ TEST_F(ManifestWatch, FindsTheRunHoweverThePathIsWritten) {
     EXPECT_NE(Name(0), Manifest::SegmentName(m_dir.File("other.xml"), 0));
 }
 
-TEST_F(ManifestWatch, TellsThatTheRunFailed) {
+TEST_F(ManifestWatch, ReportsThatTheRunFailed) {
     auto publisher = std::make_unique<Publisher>(m_manifest);
     EXPECT_EQ("the run failed", WhyNot([&](const std::string&) { publisher.reset(); }));
     ExpectNothingLeft();
 }
 
-TEST_F(ManifestWatch, TellsThatThereIsNoRun) {
+TEST_F(ManifestWatch, ReportsThatThereIsNoRun) {
     EXPECT_EQ(NoRun, WhyNot());
     const Outcome outcome = Run({"watch", "out.xml"});
     EXPECT_EQ(1, outcome.status);

@@ -103,7 +103,7 @@ TEST(SealArmour, HasTheLengthAndLinesOf64Characters) {
               Seal::Armour({0, Bytes(16)}));
 }
 
-TEST(SealArmour, TellsHowManyEncipheredBytesThereAre) {
+TEST(SealArmour, KnowsTheSizeOfTheEncipheredBytes) {
     const std::vector<std::pair<unsigned long long, unsigned long long>> sizes{
         {0, 16}, {1, 32}, {15, 32}, {16, 32}, {17, 48}, {1ULL << 30U, (1ULL << 30U) + 16}};
     for (const auto& [length, size] : sizes)
@@ -171,7 +171,7 @@ TEST(SealArmourRefuses, LengthsAboveTheLimit) {
               RefusalOfBase64(MessageBase64, "1073741824"));
 }
 
-TEST(SealArmourRefuses, CharactersThatAreNotBase64AndTellsTheLine) {
+TEST(SealArmourRefuses, CharactersThatAreNotBase64AndNamesTheirLine) {
     const std::string line = MessageBase64.substr(0, MessageBase64.size() - 1);
     const std::string base64 = "+/09AZaz=";
     for (int value = 0; value < 256; ++value) {
@@ -192,7 +192,7 @@ TEST(SealArmourRefuses, TextThatWasCutOff) {
         EXPECT_EQ(CutOff, RefusalOf(SealedMessage.substr(0, size))) << size;
 }
 
-TEST(SealArmourRefuses, TextBehindTheLastLine) {
+TEST(SealArmourRefuses, TextAfterTheLastLine) {
     for (const char* more : {"\n", "\r\n", " ", "x", "End of sealed file\n"})
         EXPECT_EQ(Behind, RefusalOf(SealedMessage + more)) << more;
     EXPECT_EQ(Behind, RefusalOf(SealedMessage + SealedMessage));
@@ -254,7 +254,7 @@ TEST(SealCipher, RefusesNoBytesAndPartsOfBlocks) {
 // Concerns: the text is what an independent program makes; every size comes back; no damage gives
 // other bytes.
 
-TEST(SealText, IsWhatAnotherImplementationMakes) {
+TEST(SealText, IsWhatAnotherImplementationProduces) {
     EXPECT_EQ(SealedMessage, Seal::Encipher(Message, Key));
     EXPECT_EQ(Message, Seal::Decipher(SealedMessage, Key));
     EXPECT_EQ(FirstLine + "Length: 0\n7G4NEJEuh7TFpTQdThuisQ==\n" + LastLine,
@@ -392,7 +392,7 @@ TEST_F(SealFiles, ThatMayNotBeReadAreRefused) {
     EXPECT_EQ(name + ": Permission denied", Refusal([&] { Seal::ReadKey(name); }));
 }
 
-TEST_F(SealFiles, AreNotMadeWhereTheUserMayNotWrite) {
+TEST_F(SealFiles, AreNotCreatedWhereTheUserMayNotWrite) {
     ASSERT_EQ(0, chmod(m_dir.Path().c_str(), 0555));
     const std::string name = m_dir.File("out");
     const Unprivileged user;
@@ -410,7 +410,7 @@ TEST_F(SealFiles, AreWrittenWhateverTheirSize) {
     }
 }
 
-TEST_F(SealFiles, OfTheKeyAndTheOutputAreToldApart) {
+TEST_F(SealFiles, OfTheKeyAndTheOutputMustDiffer) {
     const std::string key = Make("key", Key);
     const std::string other = Make("other", Key);
     EXPECT_EQ("nothing", Refusal([&] { Seal::KeepApart(key, other); }));

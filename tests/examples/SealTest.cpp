@@ -224,7 +224,7 @@ TEST_F(SealKey, ThatIsAnotherOneIsNoticed) {
                   "sealed: sealed with another key, or damaged");
 }
 
-TEST_F(SealKey, ThatCannotBeReadIsToldOf) {
+TEST_F(SealKey, ThatCannotBeReadIsReported) {
     Make("in", Message);
     MakeFifo("fifo");
     ExpectFailure({"encipher", "missing", "in", "out"}, "missing: No such file or directory");
@@ -256,7 +256,7 @@ protected:
     }
 };
 
-TEST_F(SealDamage, IsToldByWhatIsWrong) {
+TEST_F(SealDamage, IsReportedWithItsCause) {
     ExpectRefused("", "not a sealed file");
     ExpectRefused(Message, "not a sealed file");
     ExpectRefused(With("version 1", "version 2"), "a sealed file of an unknown version");
@@ -309,7 +309,7 @@ TEST_F(SealDamage, IsNotDoneByOtherLineEnds) {
 
 class SealFailure : public SealProgram {};
 
-TEST_F(SealFailure, OfTheInputIsToldOf) {
+TEST_F(SealFailure, OfTheInputIsReported) {
     MakeFifo("fifo");
     for (const char* command : {"encipher", "decipher"}) {
         ExpectFailure({command, "key", "missing", "out"}, "missing: No such file or directory");
@@ -320,7 +320,7 @@ TEST_F(SealFailure, OfTheInputIsToldOf) {
     }
 }
 
-TEST_F(SealFailure, OfTheOutputIsToldOf) {
+TEST_F(SealFailure, OfTheOutputIsReported) {
     Make("in", Message);
     MakeFifo("fifo");
     MakeDirectory("d");
@@ -350,7 +350,7 @@ TEST_F(SealFailure, IsTheAnswerToFilesAboveTheLimits) {
                   "in: has 2147483649 bytes; at most 2147483648 can be taken");
 }
 
-TEST_F(SealFailure, ForWantOfMemoryIsToldOf) {
+TEST_F(SealFailure, ForLackOfMemoryIsReported) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "the sanitizers need more memory than they would be left";
 #endif
@@ -366,7 +366,7 @@ TEST_F(SealFailure, ForWantOfMemoryIsToldOf) {
 
 class SealCommandLine : public SealProgram {};
 
-TEST_F(SealCommandLine, HelpTellsUsageFormatLimitsAndTheWarning) {
+TEST_F(SealCommandLine, HelpShowsUsageFormatLimitsAndTheWarning) {
     for (const char* argument : {"help", "--help", "-h"}) {
         const Outcome outcome = Run({argument}, {}, "xx_XX.nowhere");
         EXPECT_EQ(0, outcome.status);

@@ -50,7 +50,7 @@ auto OnAnotherThread(Action action) {
     return result;
 }
 
-TEST(PlatformScript, IsForEveryCallUnlessToldOtherwise) {
+TEST(PlatformScript, AppliesToEveryCallByDefault) {
     Platform::access.Fail(EIO);
     EXPECT_THAT(FailedCalls(3), ElementsAre(1, 2, 3));
 }
@@ -369,7 +369,7 @@ TEST(PlatformList, ScriptsAnyFunctionByItsName) {
     EXPECT_THAT(FailedCalls(3), ElementsAre(2));
 }
 
-TEST(PlatformList, TellsThePlausibleErrors) {
+TEST(PlatformList, ListsThePlausibleErrors) {
     EXPECT_THAT(Platform::read.Errors(), IsSupersetOf({EINTR, EIO, Platform::ShortCount}));
     EXPECT_THAT(Platform::operator_new.Errors(), ElementsAre(ENOMEM));
     EXPECT_THAT(Platform::pthread_testcancel.Errors(), IsEmpty());

@@ -70,7 +70,7 @@ bool MayHaveOwnObjects() {
 
 constexpr const char* WhyNoOwnObjects = "no System V objects of one's own can be had here";
 
-TEST(OwnSegments, ThatAreLeftBehindFailTheProgram) {
+TEST(OwnSegments, ThatRemainFailTheProgram) {
     for (const Maker::Objects objects : {Maker::Objects::Shared, Maker::Objects::Own})
         Maker("LeavesOne", objects).ExpectComplaint();
 }
@@ -87,7 +87,7 @@ TEST(OwnSegments, AreThoseOfTheProgramsProcessesWhereTheObjectsAreItsOwn) {
     Maker("LetsAChildLeaveOne", Maker::Objects::Own).ExpectComplaint();
 }
 
-TEST(OwnSegments, AreNoneOfAnotherProcessWhereTheObjectsAreShared) {
+TEST(OwnSegments, AreOnlyTheProgramsWhereTheObjectsAreShared) {
     Maker("LetsAChildLeaveOne", Maker::Objects::Shared).ExpectSuccess();
 }
 

@@ -31,7 +31,7 @@ TEST(TempDirs, AreEmptyDirectoriesOfTheirOwn) {
     EXPECT_TRUE(fs::is_empty(first.Path()));
 }
 
-TEST(TempDirs, GiveThePathOfAFileWithoutMakingIt) {
+TEST(TempDirs, GiveThePathOfAFileWithoutCreatingIt) {
     const TempDir dir;
     EXPECT_EQ(dir.Path() + "/name", dir.File("name"));
     EXPECT_FALSE(fs::exists(dir.File("name")));
@@ -79,7 +79,7 @@ TEST(StdoutCaptures, SeeStdioAndTheDescriptorInOrder) {
     EXPECT_EQ("one\r\ntwothree", text);
 }
 
-TEST(StdoutCaptures, GoOnAfterTheTextWasTaken) {
+TEST(StdoutCaptures, ContinueAfterTheTextWasTaken) {
     std::string first;
     std::string second;
     {

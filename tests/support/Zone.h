@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_TESTS_SUPPORT_ZONE_H
 #define VORN_BASES_TESTS_SUPPORT_ZONE_H
 
-// What the zones of tests/CMakeLists.txt do, written without the C library, so that tests can
-// predict local time in the zone they are run in.
+// The zones of add-test.cmake, computed without the C library, so that tests can predict local time
+// in the zone that they run in.
 
 #include <chrono>
 #include <cstdio>
@@ -14,7 +14,7 @@ namespace VornTest {
 
 struct Zone {
     const char* tz;
-    long standardOffset; // seconds ahead of universal time
+    long standardOffset; // seconds ahead of UTC
     bool (*isDaylight)(long seconds);
 };
 
@@ -59,8 +59,8 @@ inline const Zone& CurrentZone() {
         if (tz != nullptr && std::string_view(tz) == zone.tz)
             return zone;
     }
-    // Not taken for one of them, or a test would pass in a zone that it does not run in.
-    std::fprintf(stderr, "TZ must be set to one of the zones of tests/CMakeLists.txt\n");
+    // Any other zone is refused, or a test would pass in a zone that it does not run in.
+    std::fprintf(stderr, "TZ must be set to one of the zones of tests/support/add-test.cmake\n");
     std::abort();
 }
 

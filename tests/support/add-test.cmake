@@ -2,9 +2,9 @@
 # its tests may take, before it adds any.
 include(GoogleTest)
 
-# The zones in which tests of local time run, by name: without an offset, ahead of and behind
-# universal time, with daylight saving on either half of the earth, and off the full hour. They are
-# written out, so that no zone files are needed; Zone.h knows the same ones.
+# The zones in which tests of local time run, by name: without an offset, ahead of and behind UTC,
+# with daylight saving in either hemisphere, and off the full hour. They are written out, so that no
+# zone files are needed; Zone.h has the same ones.
 set(VORN_TEST_ZONES
   "Universal=UTC0"
   "East=XXX-9"
