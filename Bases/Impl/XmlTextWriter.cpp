@@ -11,18 +11,14 @@
 
 namespace Vorn {
 
-namespace {
+constinit XmlTextWriter* XmlTextWriter::s_pFirst = nullptr;
 
 // Guards the list of objects with a writer. Never destroyed: static writers may be closed later.
-Lock& ListLock() {
+Lock& XmlTextWriter::ListLock() {
     alignas(Lock) static std::byte place[sizeof(Lock)];
     static Lock& lock = *new (place) Lock;
     return lock;
 }
-
-} // namespace
-
-constinit XmlTextWriter* XmlTextWriter::s_pFirst = nullptr;
 
 XmlTextWriter::~XmlTextWriter() { Close(); }
 
@@ -46,7 +42,6 @@ void XmlTextWriter::Close() {
     Free();
 }
 
-// Called with the lock held.
 void XmlTextWriter::Free() {
     xmlFreeTextWriter(std::exchange(m_pWriter, nullptr));
     (m_pPrevious != nullptr ? m_pPrevious->m_pNext : s_pFirst) = m_pNext;

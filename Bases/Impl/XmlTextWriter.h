@@ -6,6 +6,8 @@
 #include <libxml/tree.h>
 #include <libxml/xmlwriter.h>
 
+#include <Bases/Impl/Lock.h>
+
 namespace Vorn {
 
 /// Owns a text writer of libxml2 that writes into a buffer.
@@ -35,15 +37,16 @@ public:
     static void DetachAll();
 
 private:
-    void Free();
+    static Lock& ListLock();
+    void Free() VORN_REQUIRES(ListLock());
 
     bool m_bOpen = false;
     xmlTextWriter* m_pWriter = nullptr;
 
     // All objects with a writer.
-    XmlTextWriter* m_pPrevious = nullptr;
-    XmlTextWriter* m_pNext = nullptr;
-    static XmlTextWriter* s_pFirst;
+    XmlTextWriter* m_pPrevious VORN_GUARDED_BY(ListLock()) = nullptr;
+    XmlTextWriter* m_pNext VORN_GUARDED_BY(ListLock()) = nullptr;
+    static XmlTextWriter* s_pFirst VORN_GUARDED_BY(ListLock());
 };
 
 } // namespace Vorn

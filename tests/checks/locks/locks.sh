@@ -1,65 +1,58 @@
 #!/bin/sh
 # Checks that the marks of the library's locks stand and are looked at: its units compile as they
-# are, and no longer when one of them forgets a lock.
+# are, but wherever one of them forgets a lock, Clang refuses what follows.
 #
-# locks.sh CLANG ROOT: ROOT holds Bases/.
+# locks.sh CLANG ROOT [OPTION...]: ROOT holds Bases/ and tests/; the options go to Clang.
 set -eu
 
 clang=$1
 root=$2
+shift 2
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 
-compile() {
-    "$clang" -std=c++20 -fsyntax-only -I"$root" -DVORN_BASES_CHECK_LOCKS -Wthread-safety \
-        -Werror=thread-safety "$1" >"$dir/output" 2>&1
+# run_clang OPTION...
+run_clang() {
+    "$clang" -std=c++20 -ferror-limit=0 -I"$root" -I"$root/tests/support/mac/headers" \
+        -DVORN_BASES_CHECK_LOCKS -Wthread-safety -Werror=thread-safety "$@" >"$dir/output" 2>&1
 }
 
-# Its nth line with the text is left out, which is a lock that is not taken.
-refuses_without() {
-    unit=$1
-    text=$2
-    nth=$3
-    awk -v text="$text" -v nth="$nth" '
-        index($0, text) && ++seen == nth { left = 1; next }
-        { print }
-        END { exit !left }
-    ' "$root/Bases/Impl/$unit" >"$dir/$unit" || { echo "$unit has no $text number $nth" && exit 1; }
-    if compile "$dir/$unit"; then
-        echo "$unit compiles without $text number $nth"
-        exit 1
-    fi
-    grep -q 'Werror,-Wthread-safety' "$dir/output" ||
-        { echo "$unit fails for another reason:" && cat "$dir/output" && exit 1; }
-}
+# compile UNIT OPTION...
+compile() { run_clang -fsyntax-only -include-pch "$dir/header" "$@"; }
 
-for unit in Monitor.cpp Sem_mac.cpp ThreadPool.cpp ThreadSync_posix.cpp Port/KernelSem_linux.cpp; do
-    compile "$root/Bases/Impl/$unit" || { echo "$unit:" && cat "$dir/output" && exit 1; }
-done
-
-for nth in 1 5; do
-    refuses_without Monitor.cpp 'const Locker lock(m_lock);' "$nth"
-done
-for nth in 1 5; do
-    refuses_without Sem_mac.cpp 'const Locker lock(m_flagLock);' "$nth"
-done
-for nth in 1 3; do
-    refuses_without ThreadPool.cpp 'const CsLocker lock(m_csTasks);' "$nth"
-done
-
-cat >"$dir/snippet.cpp" <<'SNIPPET'
-#include <Bases/Impl/Lock.h>
-
-struct Counter {
-    int Next() { return ++m_nLast; }
-
-    Vorn::Lock m_lock;
-    int m_nLast VORN_GUARDED_BY(m_lock) = 0;
-};
-SNIPPET
-if compile "$dir/snippet.cpp"; then
-    echo "a guarded member is used without its lock"
+fail() {
+    echo "$*"
+    cat "$dir/output"
     exit 1
-fi
-sed -i 's/return ++m_nLast/const Vorn::Locker lock(m_lock); return ++m_nLast/' "$dir/snippet.cpp"
-compile "$dir/snippet.cpp" || { echo "a member used with its lock:" && cat "$dir/output" && exit 1; }
+}
+
+# Of each lock that a unit takes for a scope, the line is left empty: between it and the next such
+# line, something has to be refused.
+refuses_without_locks() {
+    unit=$1
+    shift
+    taken='^ *const (Cs)?Locker [a-z]+\(.*\);$'
+    sed -E "s/$taken//" "$root/Bases/Impl/$unit" >"$dir/$unit"
+    if compile "$dir/$unit" "$@"; then
+        fail "$unit compiles without its locks"
+    fi
+    {
+        grep -nE "$taken" "$root/Bases/Impl/$unit"
+        sed -n 's/^[^:]*:\([0-9]*\):.* error: .*Werror,-Wthread-safety.*/\1:refused/p' "$dir/output"
+    } | sort -n | awk -F : -v unit="$unit" '
+        $2 == "refused" { lock = 0; next }
+        lock { exit 1 }
+        { lock = $1 }
+        END { if (lock) { print unit ":" lock ": nothing needs this lock"; exit 1 } }
+    ' || fail "$unit: without its locks, this is all that is refused:"
+}
+
+# Once for all: it takes the most time.
+run_clang -x c++-header "$root/Bases/Thread.h" -o "$dir/header" || fail "Bases/Thread.h:"
+for unit in Monitor Sem_mac ThreadPool ThreadSync_posix XmlTextWriter Port/KernelSem_linux \
+    Port/KernelSem_mac; do
+    compile "$root/Bases/Impl/$unit.cpp" "$@" || fail "$unit.cpp:"
+done
+for unit in Monitor Sem_mac ThreadPool XmlTextWriter; do
+    refuses_without_locks "$unit.cpp" "$@"
+done
