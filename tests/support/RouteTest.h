@@ -5,10 +5,17 @@
 
 #include <Bases/Impl/Route/Route.h>
 
+#include <ostream>
 #include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
+
+namespace Vorn {
+
+inline void PrintTo(Route route, std::ostream* pStream) { *pStream << NameOf(route); }
+
+} // namespace Vorn
 
 namespace VornTest {
 
