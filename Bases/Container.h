@@ -179,9 +179,9 @@ public:
     void Clone(const Bits& other);
 
 private:
-    std::unique_ptr<unsigned char[]> m_data;
-    unsigned long m_capacity; // in bits; SetData does not adjust it
-    unsigned long m_size;
+    std::unique_ptr<unsigned char[]> m_pData;
+    unsigned long m_nCapacity; // in bits; SetData does not adjust it
+    unsigned long m_nSize;
 };
 
 /// A buffer of bytes that is filled at its end and consumed from its front. Its one array can be
@@ -275,9 +275,9 @@ public:
     void Delete();
 
 private:
-    std::unique_ptr<unsigned char[]> m_buffer;
-    unsigned long m_maxSize;
-    unsigned long m_size;
+    std::unique_ptr<unsigned char[]> m_pBuffer;
+    unsigned long m_nMaxSize;
+    unsigned long m_nSize;
 };
 
 } // namespace Vorn

@@ -82,70 +82,71 @@ void EncodeBytes(const unsigned char* bytes, std::size_t size, char* text) {
 class Decoder {
 public:
     Decoder(const char* text, std::size_t length, unsigned char* bytes, Base64DecodeKernel kernel)
-        : m_text(text), m_end(text + length), m_bytes(bytes), m_begin(bytes), m_kernel(kernel) {}
+        : m_pText(text), m_pEnd(text + length), m_pBytes(bytes), m_pBegin(bytes),
+          m_pKernel(kernel) {}
 
     /// Returns false at a character that is neither in the alphabet nor "=".
     bool Run() {
-        while (m_text != m_end) {
-            if (m_waiting == 0)
+        while (m_pText != m_pEnd) {
+            if (m_nWaiting == 0)
                 TakeGroups();
-            if (m_text != m_end && !TakeCharacter())
+            if (m_pText != m_pEnd && !TakeCharacter())
                 return false;
         }
         return true;
     }
 
-    std::size_t Written() const { return static_cast<std::size_t>(m_bytes - m_begin); }
+    std::size_t Written() const { return static_cast<std::size_t>(m_pBytes - m_pBegin); }
 
 private:
     void TakeGroups() {
-        if (m_kernel != nullptr) {
+        if (m_pKernel != nullptr) {
             const std::size_t taken =
-                m_kernel(m_text, static_cast<std::size_t>(m_end - m_text), m_bytes);
-            m_text += taken;
-            m_bytes += taken / 4 * 3;
+                m_pKernel(m_pText, static_cast<std::size_t>(m_pEnd - m_pText), m_pBytes);
+            m_pText += taken;
+            m_pBytes += taken / 4 * 3;
         }
-        while (m_end - m_text >= 4 && TakeGroup()) {
+        while (m_pEnd - m_pText >= 4 && TakeGroup()) {
         }
     }
 
     bool TakeGroup() {
-        const auto* const text = reinterpret_cast<const unsigned char*>(m_text);
+        const auto* const text = reinterpret_cast<const unsigned char*>(m_pText);
         const std::uint32_t group =
             FirstValues[text[0]] | SecondValues[text[1]] | ThirdValues[text[2]] | Values[text[3]];
         if (group >= Skip)
             return false;
-        m_bytes[0] = static_cast<unsigned char>(group >> 16);
-        m_bytes[1] = static_cast<unsigned char>(group >> 8);
-        m_bytes[2] = static_cast<unsigned char>(group);
-        m_text += 4;
-        m_bytes += 3;
+        m_pBytes[0] = static_cast<unsigned char>(group >> 16);
+        m_pBytes[1] = static_cast<unsigned char>(group >> 8);
+        m_pBytes[2] = static_cast<unsigned char>(group);
+        m_pText += 4;
+        m_pBytes += 3;
         return true;
     }
 
     bool TakeCharacter() {
-        const std::uint32_t value = Values[static_cast<unsigned char>(*m_text)];
+        const std::uint32_t value = Values[static_cast<unsigned char>(*m_pText)];
         if (value == Invalid)
             return false;
-        ++m_text;
+        ++m_pText;
         if (value == Skip)
             return true;
-        m_bits = m_bits << 6 | value;
-        m_waiting += 6;
-        if (m_waiting >= 8) {
-            m_waiting -= 8;
-            *m_bytes++ = static_cast<unsigned char>(m_bits >> m_waiting);
+        m_nBits = m_nBits << 6 | value;
+        m_nWaiting += 6;
+        if (m_nWaiting >= 8) {
+            m_nWaiting -= 8;
+            *m_pBytes++ = static_cast<unsigned char>(m_nBits >> m_nWaiting);
         }
         return true;
     }
 
-    const char* m_text;
-    const char* m_end;
-    unsigned char* m_bytes;
-    unsigned char* m_begin;
-    Base64DecodeKernel m_kernel; // may be null
-    std::uint32_t m_bits = 0;
-    unsigned m_waiting = 0; // bits in m_bits that do not fill a byte yet
+    const char* m_pText;
+    const char* m_pEnd;
+    unsigned char* m_pBytes;
+    unsigned char* m_pBegin;
+    Base64DecodeKernel m_pKernel; // may be null
+    std::uint32_t m_nBits = 0;
+    unsigned m_nWaiting = 0; // bits in m_nBits that do not fill a byte yet
 };
 
 bool Overlap(const char* a, const char* b, std::size_t size) {

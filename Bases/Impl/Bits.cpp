@@ -60,7 +60,7 @@ Bits Combined(unsigned long size, Operand left, Operand right, Operation operati
 
 } // namespace
 
-Bits::Bits() : m_capacity(0), m_size(0) {}
+Bits::Bits() : m_nCapacity(0), m_nSize(0) {}
 
 Bits::Bits(unsigned long size) : Bits() { SetSize(size, 1); }
 
@@ -79,27 +79,27 @@ unsigned long Bits::SizeToBytes(unsigned long size) { return size / 8 + (size % 
 
 unsigned long Bits::PosToSize(unsigned long pos) { return pos + 1; }
 
-unsigned long Bits::GetSize() { return m_size; }
+unsigned long Bits::GetSize() { return m_nSize; }
 
-unsigned char* Bits::GetData() { return m_data.get(); }
+unsigned char* Bits::GetData() { return m_pData.get(); }
 
-unsigned long Bits::GetBytes() { return SizeToBytes(m_size); }
+unsigned long Bits::GetBytes() { return SizeToBytes(m_nSize); }
 
 int Bits::SetSize(unsigned long size, int /*flag*/) {
     if (size == 0)
         return 0;
     const unsigned long bytes = SizeToBytes(size);
-    if (SizeToBytes(m_capacity) < bytes) {
+    if (SizeToBytes(m_nCapacity) < bytes) {
         // After SetData more bytes may be in use than the capacity says.
-        Array data = CopyOf(m_data.get(), std::min(GetBytes(), bytes), bytes);
+        Array data = CopyOf(m_pData.get(), std::min(GetBytes(), bytes), bytes);
         if (data == nullptr)
             return 0;
-        m_data = std::move(data);
-        m_capacity = bytes * 8;
+        m_pData = std::move(data);
+        m_nCapacity = bytes * 8;
     }
     // Nothing is cleared: the bits that a set had before it shrank come back when it grows; see
     // BitsSize.BringsBackOldBitsWhenItGrowsWithinTheCapacity.
-    m_size = size;
+    m_nSize = size;
     return 1;
 }
 
@@ -108,75 +108,75 @@ int Bits::SetData(unsigned char* data, unsigned long sizeInBits) {
         return 0;
     // The capacity stays, and SetSize trusts it, so the array must not be shorter.
     const unsigned long bytes = SizeToBytes(sizeInBits);
-    Array copy = CopyOf(data, bytes, std::max(bytes, SizeToBytes(m_capacity)));
+    Array copy = CopyOf(data, bytes, std::max(bytes, SizeToBytes(m_nCapacity)));
     if (copy == nullptr)
         return 0;
-    m_data = std::move(copy);
-    m_size = sizeInBits;
+    m_pData = std::move(copy);
+    m_nSize = sizeInBits;
     return 1;
 }
 
 int Bits::Set(unsigned long pos) {
-    if (pos >= m_size)
+    if (pos >= m_nSize)
         return 0;
-    m_data[PosToBytePos(pos)] |= MaskOf(pos);
+    m_pData[PosToBytePos(pos)] |= MaskOf(pos);
     return 1;
 }
 
 int Bits::Reset(unsigned long pos) {
-    if (pos >= m_size)
+    if (pos >= m_nSize)
         return 0;
-    m_data[PosToBytePos(pos)] &= static_cast<unsigned char>(~MaskOf(pos));
+    m_pData[PosToBytePos(pos)] &= static_cast<unsigned char>(~MaskOf(pos));
     return 1;
 }
 
 int Bits::Test(unsigned long pos) const {
-    if (pos >= m_size)
+    if (pos >= m_nSize)
         return 0;
-    return (m_data[PosToBytePos(pos)] & MaskOf(pos)) != 0 ? 1 : 0;
+    return (m_pData[PosToBytePos(pos)] & MaskOf(pos)) != 0 ? 1 : 0;
 }
 
 void Bits::SetAll() {
-    std::fill_n(m_data.get(), GetBytes(), static_cast<unsigned char>(0xFF));
-    ClearUnused(m_data.get(), m_size);
+    std::fill_n(m_pData.get(), GetBytes(), static_cast<unsigned char>(0xFF));
+    ClearUnused(m_pData.get(), m_nSize);
 }
 
-void Bits::ResetAll() { std::fill_n(m_data.get(), GetBytes(), static_cast<unsigned char>(0)); }
+void Bits::ResetAll() { std::fill_n(m_pData.get(), GetBytes(), static_cast<unsigned char>(0)); }
 
 void Bits::Clear() {
-    m_data.reset();
-    m_capacity = 0;
-    m_size = 0;
+    m_pData.reset();
+    m_nCapacity = 0;
+    m_nSize = 0;
 }
 
 unsigned long Bits::GetSetCount() {
     unsigned long count = 0;
-    for (unsigned long pos = 0; pos < m_size; ++pos) {
+    for (unsigned long pos = 0; pos < m_nSize; ++pos) {
         if (Test(pos) != 0)
             ++count;
     }
     return count;
 }
 
-unsigned long Bits::GetUnsetCount() { return m_size - GetSetCount(); }
+unsigned long Bits::GetUnsetCount() { return m_nSize - GetSetCount(); }
 
 int Bits::Any() const { return None() == 0 ? 1 : 0; }
 
 int Bits::None() const {
-    const unsigned char* data = m_data.get();
+    const unsigned char* data = m_pData.get();
     const auto isZero = [](unsigned char byte) { return byte == 0; };
-    return std::all_of(data, data + SizeToBytes(m_size), isZero) ? 1 : 0;
+    return std::all_of(data, data + SizeToBytes(m_nSize), isZero) ? 1 : 0;
 }
 
 Bits& Bits::operator~() {
-    unsigned char* data = m_data.get();
+    unsigned char* data = m_pData.get();
     std::transform(data, data + GetBytes(), data, std::bit_not<unsigned char>());
-    ClearUnused(data, m_size);
+    ClearUnused(data, m_nSize);
     return *this;
 }
 
 Bits& Bits::operator&=(const Bits& other) {
-    Combine(m_data.get(), m_size, {m_data.get(), m_size}, {other.m_data.get(), other.m_size},
+    Combine(m_pData.get(), m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
             std::bit_and<unsigned char>());
     return *this;
 }
@@ -184,17 +184,17 @@ Bits& Bits::operator&=(const Bits& other) {
 // SetSize may reallocate (the other's array too, if it is this set): remember the old size, which
 // says what to combine, and read both pointers afterwards.
 Bits& Bits::operator|=(const Bits& other) {
-    const unsigned long size = m_size;
-    SetSize(other.m_size, 1);
-    Combine(m_data.get(), m_size, {m_data.get(), size}, {other.m_data.get(), other.m_size},
+    const unsigned long size = m_nSize;
+    SetSize(other.m_nSize, 1);
+    Combine(m_pData.get(), m_nSize, {m_pData.get(), size}, {other.m_pData.get(), other.m_nSize},
             std::bit_or<unsigned char>());
     return *this;
 }
 
 Bits& Bits::operator^=(const Bits& other) {
-    const unsigned long size = m_size;
-    SetSize(other.m_size, 1);
-    Combine(m_data.get(), m_size, {m_data.get(), size}, {other.m_data.get(), other.m_size},
+    const unsigned long size = m_nSize;
+    SetSize(other.m_nSize, 1);
+    Combine(m_pData.get(), m_nSize, {m_pData.get(), size}, {other.m_pData.get(), other.m_nSize},
             std::bit_xor<unsigned char>());
     return *this;
 }
@@ -202,31 +202,31 @@ Bits& Bits::operator^=(const Bits& other) {
 // Callers rely on the size of each result, the left one for & and the right one for | and ^; see
 // BitsCombined.HasTheLeftSizeForAndButTheRightSizeForOrAndXor.
 Bits Bits::operator&(const Bits& other) const {
-    return Combined(m_size, {m_data.get(), m_size}, {other.m_data.get(), other.m_size},
+    return Combined(m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
                     std::bit_and<unsigned char>());
 }
 
 Bits Bits::operator|(const Bits& other) const {
-    return Combined(other.m_size, {m_data.get(), m_size}, {other.m_data.get(), other.m_size},
+    return Combined(other.m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
                     std::bit_or<unsigned char>());
 }
 
 Bits Bits::operator^(const Bits& other) const {
-    return Combined(other.m_size, {m_data.get(), m_size}, {other.m_data.get(), other.m_size},
+    return Combined(other.m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
                     std::bit_xor<unsigned char>());
 }
 
 int Bits::operator==(const Bits& other) const {
-    if (m_size != other.m_size)
+    if (m_nSize != other.m_nSize)
         return 0;
-    const unsigned char* data = m_data.get();
-    return std::equal(data, data + SizeToBytes(m_size), other.m_data.get()) ? 1 : 0;
+    const unsigned char* data = m_pData.get();
+    return std::equal(data, data + SizeToBytes(m_nSize), other.m_pData.get()) ? 1 : 0;
 }
 
 int Bits::operator!=(const Bits& other) const {
     // Sets of different sizes are not comparable; callers compare the sizes first. See
     // BitsComparison.IsNeitherEqualNorUnequalForDifferentSizes.
-    if (m_size != other.m_size)
+    if (m_nSize != other.m_nSize)
         return 0;
     return *this == other ? 0 : 1;
 }
@@ -237,10 +237,10 @@ Bits& Bits::operator<<(unsigned long /*count*/) { return *this; }
 Bits& Bits::operator>>(unsigned long /*count*/) { return *this; }
 
 void Bits::ToString(std::string& out) const {
-    out.assign(m_size, '0');
-    for (unsigned long pos = 0; pos < m_size; ++pos) {
+    out.assign(m_nSize, '0');
+    for (unsigned long pos = 0; pos < m_nSize; ++pos) {
         if (Test(pos) != 0)
-            out[m_size - 1 - pos] = '1';
+            out[m_nSize - 1 - pos] = '1';
     }
 }
 
@@ -269,10 +269,11 @@ void Bits::FromString(const std::string& text) {
 void Bits::Clone(const Bits& other) {
     // If the size cannot be taken, this set may have fewer bytes than `other`, or more; see
     // BitsMemory.ClonesTheBytesThatBothHaveWhenItRunsOut.
-    SetSize(other.m_size, 1); // for the set itself, too: after SetData it reallocates
+    SetSize(other.m_nSize, 1); // for the set itself, too: after SetData it reallocates
     if (&other == this)
         return;
-    std::copy_n(other.m_data.get(), std::min(GetBytes(), SizeToBytes(other.m_size)), m_data.get());
+    std::copy_n(other.m_pData.get(), std::min(GetBytes(), SizeToBytes(other.m_nSize)),
+                m_pData.get());
 }
 
 } // namespace Vorn

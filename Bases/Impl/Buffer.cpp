@@ -33,86 +33,86 @@ unsigned long Present(const Array& array, unsigned long size, unsigned long maxS
 
 } // namespace
 
-SerialBuffer::SerialBuffer() : m_maxSize(0), m_size(0) {}
+SerialBuffer::SerialBuffer() : m_nMaxSize(0), m_nSize(0) {}
 
 SerialBuffer::SerialBuffer(unsigned long maxSize) : SerialBuffer() { SetMaxSize(maxSize, 1); }
 
 SerialBuffer::~SerialBuffer() = default;
 
-unsigned char* SerialBuffer::GetBuffer() { return m_buffer.get(); }
+unsigned char* SerialBuffer::GetBuffer() { return m_pBuffer.get(); }
 
-unsigned long SerialBuffer::GetSize() { return m_size; }
+unsigned long SerialBuffer::GetSize() { return m_nSize; }
 
-unsigned long SerialBuffer::GetMaxSize() { return m_maxSize; }
+unsigned long SerialBuffer::GetMaxSize() { return m_nMaxSize; }
 
-void SerialBuffer::SetSize(unsigned long size) { m_size = std::min(size, m_maxSize); }
+void SerialBuffer::SetSize(unsigned long size) { m_nSize = std::min(size, m_nMaxSize); }
 
 int SerialBuffer::SetMaxSize(unsigned long size, int keep) {
-    if (m_maxSize >= size)
+    if (m_nMaxSize >= size)
         return 1;
     // The size stays even if the bytes are not kept: callers that will overwrite all of them save
     // the copy; see SerialBufferCapacity.KeepsTheSizeWhenItDropsTheBytes.
-    const unsigned long kept = keep != 0 ? Present(m_buffer, m_size, m_maxSize) : 0;
+    const unsigned long kept = keep != 0 ? Present(m_pBuffer, m_nSize, m_nMaxSize) : 0;
     Array old;
-    if (!Replace(m_buffer, kept, size, old))
+    if (!Replace(m_pBuffer, kept, size, old))
         return 0;
-    m_maxSize = size;
+    m_nMaxSize = size;
     return 1;
 }
 
 int SerialBuffer::AddBuffer(unsigned char* data, unsigned long len, int grow) {
-    if (len > std::numeric_limits<unsigned long>::max() - m_size)
+    if (len > std::numeric_limits<unsigned long>::max() - m_nSize)
         return 0;
-    const unsigned long size = m_size + len;
+    const unsigned long size = m_nSize + len;
     Array old; // the data may lie in the array that growth replaces
-    if (size > m_maxSize) {
-        const unsigned long kept = Present(m_buffer, m_size, m_maxSize);
-        if (grow == 0 || !Replace(m_buffer, kept, size, old))
+    if (size > m_nMaxSize) {
+        const unsigned long kept = Present(m_pBuffer, m_nSize, m_nMaxSize);
+        if (grow == 0 || !Replace(m_pBuffer, kept, size, old))
             return 0;
-        m_maxSize = size;
+        m_nMaxSize = size;
     }
     if (data == nullptr || len == 0)
         return 1;
-    if (m_buffer == nullptr)
+    if (m_pBuffer == nullptr)
         return 0;
-    std::memmove(m_buffer.get() + m_size, data, len);
-    m_size = size;
+    std::memmove(m_pBuffer.get() + m_nSize, data, len);
+    m_nSize = size;
     return 1;
 }
 
 int SerialBuffer::Shift(unsigned long n) {
-    if (n == 0 || m_buffer == nullptr)
+    if (n == 0 || m_pBuffer == nullptr)
         return 1;
-    const unsigned long dropped = std::min(n, m_size);
-    const unsigned long present = Present(m_buffer, m_size, m_maxSize);
+    const unsigned long dropped = std::min(n, m_nSize);
+    const unsigned long present = Present(m_pBuffer, m_nSize, m_nMaxSize);
     if (present > dropped)
-        std::memmove(m_buffer.get(), m_buffer.get() + dropped, present - dropped);
-    m_size -= dropped;
+        std::memmove(m_pBuffer.get(), m_pBuffer.get() + dropped, present - dropped);
+    m_nSize -= dropped;
     return 1;
 }
 
 int SerialBuffer::SetBuffer(unsigned char* data, unsigned long size, unsigned long maxSize) {
-    if (m_size > m_maxSize)
+    if (m_nSize > m_nMaxSize)
         return 0;
-    if (data != m_buffer.get())
-        m_buffer.reset(data);
-    m_maxSize = maxSize;
-    m_size = size;
+    if (data != m_pBuffer.get())
+        m_pBuffer.reset(data);
+    m_nMaxSize = maxSize;
+    m_nSize = size;
     return 1;
 }
 
 unsigned char* SerialBuffer::Fetch() {
-    m_maxSize = 0;
-    m_size = 0;
-    return m_buffer.release();
+    m_nMaxSize = 0;
+    m_nSize = 0;
+    return m_pBuffer.release();
 }
 
-void SerialBuffer::Clear() { m_size = 0; }
+void SerialBuffer::Clear() { m_nSize = 0; }
 
 void SerialBuffer::Delete() {
-    m_buffer.reset();
-    m_maxSize = 0;
-    m_size = 0;
+    m_pBuffer.reset();
+    m_nMaxSize = 0;
+    m_nSize = 0;
 }
 
 } // namespace Vorn

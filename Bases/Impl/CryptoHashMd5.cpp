@@ -47,12 +47,12 @@ inline void Store(char* bytes, Word word) {
 // The sixteen words of a block.
 class Message {
 public:
-    explicit Message(const char* block) : m_block(block) {}
+    explicit Message(const char* block) : m_pBlock(block) {}
 
-    Word operator[](std::size_t i) const { return Load(m_block + 4 * i); }
+    Word operator[](std::size_t i) const { return Load(m_pBlock + 4 * i); }
 
 private:
-    const char* m_block;
+    const char* m_pBlock;
 };
 
 struct Chain {

@@ -28,13 +28,13 @@ constexpr unsigned int ExistingBit = FileDisposition::OpenExisting;
 // up after it must not overwrite the cause.
 class ErrnoKeeper {
 public:
-    ErrnoKeeper() : m_error(errno) {}
-    ~ErrnoKeeper() { errno = m_error; }
+    ErrnoKeeper() : m_nError(errno) {}
+    ~ErrnoKeeper() { errno = m_nError; }
     ErrnoKeeper(const ErrnoKeeper&) = delete;
     ErrnoKeeper& operator=(const ErrnoKeeper&) = delete;
 
 private:
-    int m_error;
+    int m_nError;
 };
 
 void PrintLine(const char* line) {

@@ -179,19 +179,19 @@ constexpr std::size_t CopyPart = 1024;
 
 class Descriptor {
 public:
-    explicit Descriptor(int descriptor) : m_descriptor(descriptor) {}
+    explicit Descriptor(int descriptor) : m_hFile(descriptor) {}
     ~Descriptor() {
         if (IsOpened())
-            close(m_descriptor);
+            close(m_hFile);
     }
     Descriptor(const Descriptor&) = delete;
     Descriptor& operator=(const Descriptor&) = delete;
 
-    bool IsOpened() const { return m_descriptor >= 0; }
-    int Get() const { return m_descriptor; }
+    bool IsOpened() const { return m_hFile >= 0; }
+    int Get() const { return m_hFile; }
 
 private:
-    int m_descriptor;
+    int m_hFile;
 };
 
 // A copy counts as done once its target is created. What the target does not accept is lost: no

@@ -33,27 +33,27 @@ class IntegerText {
 public:
     IntegerText(Magnitude magnitude, bool negative, int radix) {
         const auto base = static_cast<Magnitude>(radix);
-        *m_begin = 0;
+        *m_pBegin = 0;
         do {
-            *--m_begin = Digit<Char>(magnitude % base);
+            *--m_pBegin = Digit<Char>(magnitude % base);
             magnitude /= base;
         } while (magnitude != 0);
         if (negative)
-            *--m_begin = static_cast<Char>('-');
+            *--m_pBegin = static_cast<Char>('-');
     }
     ~IntegerText() = default;
     IntegerText(const IntegerText&) = delete;
     IntegerText& operator=(const IntegerText&) = delete;
 
     Char* CopyTo(Char* buffer) const {
-        const auto size = static_cast<std::size_t>(m_work + WorkSize - m_begin);
-        std::char_traits<Char>::copy(buffer, m_begin, size);
+        const auto size = static_cast<std::size_t>(m_work + WorkSize - m_pBegin);
+        std::char_traits<Char>::copy(buffer, m_pBegin, size);
         return buffer;
     }
 
 private:
     Char m_work[WorkSize];
-    Char* m_begin = m_work + WorkSize - 1;
+    Char* m_pBegin = m_work + WorkSize - 1;
 };
 
 // --- Radix 10, two digits at a time --------------------------------------------------------------

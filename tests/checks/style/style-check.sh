@@ -49,6 +49,37 @@ expect 'a.cpp:2: goes beyond column 100' a.cpp 'int a;' "int b; // $words"
 expect 'a.sh:1: goes beyond column 100' a.sh "#     $words" "echo $words"
 expect 'a.md:1: goes beyond column 100' a.md "- More: $words" '```' "More: $words" '```' "| ab | $words |"
 
+# member LETTERS TYPE NAME [REST]: for such a member of the library.
+member() {
+    expect "${1:+Bases/a.cpp:3: $3 should begin with m_ and $1}" \
+        Bases/a.cpp '// A class.' 'class A {' "    $2 $3${4:-};"
+}
+member '' int m_nSize ' = 0'
+member '' int m_hFile
+member '' int m_bOpen
+member 'n|b|h' int m_size
+member 'n|b|h' 'unsigned long' m_nsize '{0}'
+member 'n|b|h' unsigned m_size ' = 0'
+member 'n|b|h' 'mutable std::atomic<std::uint32_t>' m_word
+member 'n|b|h' 'static const std::size_t' m_size
+member 'n|b|h' int m_pSize ' VORN_GUARDED_BY(m_lock) = 0'
+member '' bool m_bOpen ' = false'
+member b 'std::atomic<bool>' m_open
+member b bool m_nOpen ' = false'
+member '' 'std::string' m_strName
+member str 'std::string' m_name
+member '' 'sem_t*' m_hSem
+member '' 'const char* const' m_pText
+member 'p|h' 'const char* const' m_text
+member 'p|h' 'std::unique_ptr<unsigned char[]>' m_data
+member '' 'unsigned char' m_bytes '[16]'
+member '' 'std::list<Command*>' m_commands
+member '' 'Lock&' m_lock
+member '' 'pthread_mutex_t' m_mutex
+member '' return m_size
+member '' '' m_size ' = 0'
+expect '' tests/a.cpp 'class A {' '    int m_size;'
+
 long=$(seq 799)
 expect '' tests/a.cpp "$long"
 expect '' a.cpp "$long" 800

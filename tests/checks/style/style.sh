@@ -9,6 +9,9 @@
 # - Comments and Markdown end at column 100. Rows of Markdown tables and code blocks may be longer,
 #   and so may a line that has no space to break it at.
 # - Files of tests have fewer than 800 lines.
+# - A private member of the library begins with m_ and a letter for what it is: m_pNext points,
+#   m_bOpen is a truth value, m_nSize a number, m_strName a string, m_hFile a handle of the system,
+#   whatever its type. Objects of other classes, references and arrays have no letter: m_lock.
 #
 # style.sh ROOT: prints what breaks a rule below ROOT.
 set -eu
@@ -32,6 +35,22 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
             path = substr(path, 1, RSTART) "_" substr(path, RSTART + 1)
         gsub(/[^A-Za-z0-9]/, "_", path)
         return "VORN_BASES_" toupper(path)
+    }
+
+    # The letters that a member of the type may have; none if it goes without.
+    function letters_of(type) {
+        sub(/( const)? *$/, "", type)
+        if (type ~ /&$/ || type !~ /[a-z]/)
+            return ""
+        if (type ~ /\*$|^ *(mutable )?std::(unique|shared)_ptr</)
+            return "p|h"
+        gsub(/std::atomic<|>|std::|mutable|const|static|unsigned/, " ", type)
+        gsub(/^ +|(_t)? *$/, "", type)
+        if (type == "bool")
+            return "b"
+        if (type == "string")
+            return "str"
+        return type ~ /^((char|short|int|long|long long|float|double|size|u?int[0-9ptr]+)?)$/ ? "n|b|h" : ""
     }
 
     # The last file, when all of it has been seen.
@@ -63,6 +82,14 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
     !/^[ \t]*$/ { last = $0 }
     /^\/\/ .*no include guard/ { many = 1 }
     file ~ /\.md$/ && /^ *```/ { inside = !inside }
+
+    file ~ /^\.\/Bases\// && match($0, /^ +[A-Za-z0-9_:<>*& \[\]]+[ *&]m_[A-Za-z0-9]+[ ;={]/) {
+        declared = substr($0, RSTART, RLENGTH - 1)
+        name = substr(declared, match(declared, /m_[A-Za-z0-9]+$/))
+        letters = letters_of(substr(declared, 1, length(declared) - length(name)))
+        if (letters != "" && name !~ "^m_(" letters ")[A-Z0-9]")
+            complain(FNR, name " should begin with m_ and " letters)
+    }
 
     length($0) > 100 {
         text = $0
