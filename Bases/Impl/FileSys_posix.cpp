@@ -16,6 +16,7 @@
 #include <sys/statvfs.h>
 #include <unistd.h>
 
+#include <Bases/Impl/Port/FileCopy.h>
 #include <Bases/Impl/Port/FileTimes.h>
 
 namespace Vorn {
@@ -194,6 +195,8 @@ private:
     int m_hFile;
 };
 
+// Copies what the kernel has left, which is nothing as a rule.
+//
 // A copy counts as done once its target is created. What the target does not accept is lost: no
 // part is written twice, and callers that care compare the lengths.
 void CopyBytes(int from, int to) {
@@ -324,6 +327,9 @@ bool CopyFile(const std::string& from, const std::string& to) {
     const Descriptor target(open(to.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, status.st_mode));
     if (!target.IsOpened())
         return false;
+    // A file that claims no length, as those of /proc do, may have content: only reading tells.
+    if (S_ISREG(status.st_mode) && status.st_size > 0)
+        CopyInKernel(source.Get(), target.Get());
     CopyBytes(source.Get(), target.Get());
     [[maybe_unused]] const int owned = fchown(target.Get(), status.st_uid, status.st_gid);
     return true;

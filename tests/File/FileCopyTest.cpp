@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <cerrno>
 #include <csignal>
 #include <cstddef>
@@ -14,7 +15,9 @@
 #include <vector>
 
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/resource.h>
+#include <sys/sendfile.h>
 
 #include <gmock/gmock.h>
 
@@ -27,6 +30,7 @@ namespace FileSys = Vorn::FileSys;
 namespace Platform = VornTest::Platform;
 
 using testing::_;
+using testing::Each;
 using testing::ElementsAre;
 using testing::FieldsAre;
 using testing::IsEmpty;
@@ -53,7 +57,7 @@ std::string Bytes(std::size_t size) {
 
 // Concerns: the bytes at sizes around that of the copy buffer, large and sparse files; permissions,
 // umask, owner and times; targets and sources that are not plain files; failed and partial reads
-// and writes; descriptors, also when a step fails.
+// and writes; the kernel's own copy, wherever it stops; descriptors, also when a step fails.
 
 class Copying : public testing::Test {
 protected:
@@ -63,6 +67,12 @@ protected:
         const bool copied = FileSys::CopyFile(from, to);
         EXPECT_EQ(before, OpenDescriptors());
         return copied;
+    }
+
+    // As on a kernel that copies nothing by itself.
+    static void LeaveAllToTheLoop() {
+        Platform::copy_file_range.Fail(ENOSYS);
+        Platform::sendfile.Fail(EINVAL);
     }
 
     static constexpr std::size_t Part = 1024;
@@ -138,11 +148,12 @@ TEST_F(Copying, GivesThePermissionsLessTheMask) {
 TEST_F(Copying, GivesTheSpecialPermissionsThatTheSystemLeaves) {
     const std::string model = dir.File("model");
     for (const mode_t mode : {04755U, 02755U, 01755U, 04644U, 02644U, 01644U, 07600U}) {
-        WriteFile(from, "");
+        WriteFile(from, "text");
         ASSERT_EQ(0, chmod(from.c_str(), mode));
         const struct stat status = StatusOf(from);
         const int byHand = open(model.c_str(), O_WRONLY | O_CREAT, status.st_mode);
         ASSERT_GE(byHand, 0);
+        ASSERT_EQ(4, write(byHand, "text", 4));
         ASSERT_EQ(0, fchown(byHand, status.st_uid, status.st_gid));
         ASSERT_EQ(0, close(byHand));
         EXPECT_TRUE(Copy());
@@ -293,6 +304,7 @@ TEST_F(Copying, FailsWhenTheSourceCannotBeStated) {
 }
 
 TEST_F(Copying, ReadsPartsIntoABufferThatIsZeroAtFirst) {
+    LeaveAllToTheLoop();
     WriteFile(from, Bytes(Part + 1));
     std::vector<size_t> sizes;
     std::string first;
@@ -308,6 +320,7 @@ TEST_F(Copying, ReadsPartsIntoABufferThatIsZeroAtFirst) {
 }
 
 TEST_F(Copying, CopiesWhatAShortReadGives) {
+    LeaveAllToTheLoop();
     const std::string bytes = Bytes(5000);
     WriteFile(from, bytes);
     size_t limit = 0;
@@ -320,6 +333,7 @@ TEST_F(Copying, CopiesWhatAShortReadGives) {
 }
 
 TEST_F(Copying, EndsAtAReadErrorAsAtTheEndOfTheFile) {
+    LeaveAllToTheLoop();
     const std::string bytes = Bytes(10 * Part);
     WriteFile(from, bytes);
     Platform::read.Record();
@@ -330,6 +344,7 @@ TEST_F(Copying, EndsAtAReadErrorAsAtTheEndOfTheFile) {
 }
 
 TEST_F(Copying, LosesWhatAWriteDoesNotAcceptAndContinues) {
+    LeaveAllToTheLoop();
     const std::string bytes = Bytes(4 * Part);
     WriteFile(from, bytes);
     Platform::write.Record();
@@ -383,6 +398,150 @@ TEST_F(Copying, CreatesATargetThatAcceptsNoBytes) {
     }
     EXPECT_TRUE(copied);
     EXPECT_EQ("", TextOf(to));
+}
+
+// --- The kernel's own copy -----------------------------------------------------------------------
+
+TEST_F(Copying, LeavesTheBytesToTheKernel) {
+    const std::string bytes = Bytes(1000003);
+    WriteFile(from, bytes);
+    Platform::write.Record();
+    EXPECT_TRUE(Copy());
+    EXPECT_TRUE(bytes == TextOf(to));
+    EXPECT_EQ(0U, Platform::write.Count());
+}
+
+TEST_F(Copying, AsksForPiecesSoThatTheThreadCanBeCancelled) {
+    constexpr std::size_t Piece = std::size_t{8} << 20;
+    WriteFile(from, Bytes(2 * Piece + 1));
+    Platform::copy_file_range.Record();
+    EXPECT_TRUE(Copy());
+    EXPECT_THAT(Platform::copy_file_range.Calls(), Each(FieldsAre(_, _, _, _, Piece, 0U)));
+    EXPECT_EQ(4U, Platform::copy_file_range.Count());
+    EXPECT_EQ(2 * Piece + 1, fs::file_size(to));
+}
+
+class CopyingInTheKernel : public Copying, public testing::WithParamInterface<bool> {
+protected:
+    // Each call fails in each way, after some bytes if the parameter says so. All bytes arrive.
+    template <typename Call, typename CopySome>
+    void FailInEveryWay(Call& call, CopySome copySome) {
+        const std::string bytes = Bytes(100 * Part + 3);
+        WriteFile(from, bytes);
+        for (const int error : call.Errors()) {
+            call.Reset();
+            call.Fail(error);
+            if (GetParam())
+                call.At(1).Do(copySome);
+            EXPECT_TRUE(Copy());
+            EXPECT_LE(GetParam() ? 2U : 1U, call.Scripted()) << error;
+            EXPECT_TRUE(bytes == TextOf(to)) << error;
+            fs::remove(to);
+        }
+    }
+
+    static constexpr std::size_t Some = 7 * Part + 100;
+
+    static ssize_t CopySome(int source, off64_t* sourceOffset, int target, off64_t* targetOffset,
+                            std::size_t, unsigned int flags) {
+        return copy_file_range(source, sourceOffset, target, targetOffset, Some, flags);
+    }
+    static ssize_t SendSome(int target, int source, off_t* offset, std::size_t) {
+        return sendfile(target, source, offset, Some);
+    }
+};
+
+TEST_P(CopyingInTheKernel, ContinuesWithTheOtherCallWhereTheFirstFails) {
+    Platform::write.Record();
+    FailInEveryWay(Platform::copy_file_range, CopySome);
+    EXPECT_EQ(0U, Platform::write.Count());
+}
+
+TEST_P(CopyingInTheKernel, ContinuesWithTheLoopWhereBothCallsFail) {
+    Platform::copy_file_range.Fail(EXDEV);
+    FailInEveryWay(Platform::sendfile, SendSome);
+}
+
+TEST_P(CopyingInTheKernel, ContinuesWithTheLoopWhereBothCallsFailAfterSomeBytes) {
+    Platform::copy_file_range.Fail(EIO);
+    Platform::copy_file_range.At(1).Do(CopySome);
+    FailInEveryWay(Platform::sendfile, SendSome);
+}
+
+INSTANTIATE_TEST_SUITE_P(, CopyingInTheKernel, testing::Bool(),
+                         [](const auto& made) { return made.param ? "AfterSomeBytes" : "AtOnce"; });
+
+TEST_F(Copying, GoesOnWhereTheKernelReportsTheEndTooEarly) {
+    const std::string bytes = Bytes(10 * Part);
+    WriteFile(from, bytes);
+    Platform::copy_file_range.Answer(0);
+    Platform::sendfile.Answer(0);
+    EXPECT_TRUE(Copy());
+    EXPECT_TRUE(bytes == TextOf(to));
+}
+
+TEST_F(Copying, EndsAtAReadErrorWhereverTheKernelStopped) {
+    const std::string bytes = Bytes(10 * Part);
+    WriteFile(from, bytes);
+    Platform::copy_file_range.Fail(EIO);
+    Platform::sendfile.Fail(EIO);
+    Platform::sendfile.At(1).Do([](int target, int source, off_t* offset, std::size_t) {
+        return sendfile(target, source, offset, 3 * Part);
+    });
+    Platform::read.Fail(EIO);
+    EXPECT_TRUE(Copy());
+    EXPECT_EQ(bytes.substr(0, 3 * Part), TextOf(to));
+}
+
+TEST_F(Copying, BetweenFileSystemsGivesTheSameBytes) {
+    const std::string path = "/dev/shm/" + fs::path(dir.Path()).filename().string();
+    const std::string bytes = Bytes(1000003);
+    WriteFile(path, bytes);
+    const bool isOther = StatusOf(path).st_dev != StatusOf(dir.Path()).st_dev;
+    const bool copied = FileSys::CopyFile(path, to);
+    fs::remove(path);
+    EXPECT_TRUE(copied);
+    EXPECT_TRUE(bytes == TextOf(to));
+    if (!isOther)
+        GTEST_SKIP() << "the directory is on the file system of /dev/shm too";
+}
+
+// It has content and claims a length of 0.
+TEST_F(Copying, ReadsAFileThatClaimsNoLength) {
+    Platform::copy_file_range.Record();
+    Platform::sendfile.Record();
+    EXPECT_TRUE(FileSys::CopyFile("/proc/version", to));
+    EXPECT_EQ(TextOf("/proc/version"), TextOf(to));
+    EXPECT_NE("", TextOf(to));
+    EXPECT_EQ(0U, Platform::copy_file_range.Count() + Platform::sendfile.Count());
+}
+
+// The second call would find the end of the file, so that a thread that is not cancelled ends too.
+TEST_F(Copying, CanBeCancelledBetweenTwoPieces) {
+    WriteFile(from, "text");
+    const auto before = OpenDescriptors();
+    std::atomic<int> calls = 0;
+    Platform::copy_file_range.OnAnyThread().Fail(EXDEV);
+    Platform::sendfile.OnAnyThread().Do([&](int target, int source, off_t* offset, size_t size) {
+        ++calls;
+        pthread_cancel(pthread_self());
+        return sendfile(target, source, offset, size);
+    });
+    std::pair<std::string, std::string> paths(from, to);
+    pthread_t thread{};
+    const auto copy = [](void* argument) -> void* {
+        const auto& [source, target] = *static_cast<decltype(paths)*>(argument);
+        FileSys::CopyFile(source, target);
+        return nullptr;
+    };
+    ASSERT_EQ(0, pthread_create(&thread, nullptr, copy, &paths));
+    void* result = nullptr;
+    ASSERT_EQ(0, pthread_join(thread, &result));
+    Platform::sendfile.Reset();
+    EXPECT_EQ(PTHREAD_CANCELED, result);
+    EXPECT_EQ(1, calls);
+    EXPECT_EQ("text", TextOf(to));
+    EXPECT_EQ(before, OpenDescriptors());
 }
 
 } // namespace

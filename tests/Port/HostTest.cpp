@@ -2,6 +2,7 @@
 // make of the platform's answers.
 #include <Bases/Impl/Port/ConverterName.h>
 #include <Bases/Impl/Port/CpuFeatures.h>
+#include <Bases/Impl/Port/FileCopy.h>
 #include <Bases/Impl/Port/FileTimes.h>
 #include <Bases/Impl/Port/ProgramDir.h>
 #include <Bases/Impl/Port/RandomSource.h>
@@ -13,15 +14,38 @@
 #include <thread>
 #include <vector>
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <sys/stat.h>
+#include <unistd.h>
+
+#include "support/Files.h"
+#include "support/TempDir.h"
 
 #ifdef VORN_ON_SIMULATED_MAC
 #include "support/mac/SimulatedBundle.h"
 #endif
 
 namespace {
+
+TEST(FileCopy, AdvancesBothPositionsByWhatItCopies) {
+    const VornTest::TempDir dir;
+    const std::string text(100'000, 't');
+    VornTest::WriteFile(dir.File("from"), "skipped" + text);
+    VornTest::WriteFile(dir.File("to"), "kept");
+    const int from = open(dir.File("from").c_str(), O_RDONLY);
+    const int to = open(dir.File("to").c_str(), O_WRONLY);
+    ASSERT_EQ(7, lseek(from, 7, SEEK_SET));
+    ASSERT_EQ(4, lseek(to, 0, SEEK_END));
+    Vorn::CopyInKernel(from, to);
+    const off_t copied = lseek(to, 0, SEEK_CUR) - 4;
+    EXPECT_EQ(copied, lseek(from, 0, SEEK_CUR) - 7);
+    EXPECT_EQ("kept" + text.substr(0, static_cast<std::size_t>(copied)),
+              VornTest::TextOf(dir.File("to")));
+    close(from);
+    close(to);
+}
 
 TEST(FileTimes, AreThoseOfTheStatus) {
     struct stat status = {};

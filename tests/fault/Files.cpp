@@ -9,6 +9,9 @@ int __real_dup(int descriptor);
 ssize_t __real_read(int descriptor, void* buffer, std::size_t size);
 ssize_t __real_write(int descriptor, const void* buffer, std::size_t size);
 off_t __real_lseek(int descriptor, off_t offset, int whence);
+ssize_t __real_copy_file_range(int from, off64_t* fromOffset, int to, off64_t* toOffset,
+                               std::size_t size, unsigned int flags);
+ssize_t __real_sendfile(int to, int from, off_t* offset, std::size_t size);
 int __real_fsync(int descriptor);
 int __real_fstat(int descriptor, struct stat* status);
 int __real_fchown(int descriptor, uid_t owner, gid_t group);
@@ -29,6 +32,15 @@ ssize_t HalfRead(int descriptor, void* buffer, std::size_t size) {
 
 ssize_t HalfWrite(int descriptor, const void* buffer, std::size_t size) {
     return __real_write(descriptor, buffer, size / 2);
+}
+
+ssize_t HalfCopy(int from, off64_t* fromOffset, int to, off64_t* toOffset, std::size_t size,
+                 unsigned int flags) {
+    return __real_copy_file_range(from, fromOffset, to, toOffset, size / 2, flags);
+}
+
+ssize_t HalfSend(int to, int from, off_t* offset, std::size_t size) {
+    return __real_sendfile(to, from, offset, size / 2);
 }
 
 std::size_t WriteNothing(int error) {
@@ -55,6 +67,14 @@ constinit Function<ssize_t(int, const void*, std::size_t)> write{
     Detail::Usual<ssize_t>(), HalfWrite};
 constinit Function<off_t(int, off_t, int)> lseek{"lseek", __real_lseek,
                                                  Errors<EINVAL, EOVERFLOW, ESPIPE>};
+constinit Function<ssize_t(int, off64_t*, int, off64_t*, std::size_t, unsigned int)>
+    copy_file_range{"copy_file_range", __real_copy_file_range,
+                    Errors<EFBIG, EINTR, EINVAL, EIO, ENOMEM, ENOSPC, ENOSYS, EOPNOTSUPP, EPERM,
+                           ETXTBSY, EXDEV, ShortCount>,
+                    Detail::Usual<ssize_t>(), HalfCopy};
+constinit Function<ssize_t(int, int, off_t*, std::size_t)> sendfile{
+    "sendfile", __real_sendfile, Errors<EFBIG, EINTR, EINVAL, EIO, ENOMEM, ENOSPC, ShortCount>,
+    Detail::Usual<ssize_t>(), HalfSend};
 constinit Function<int(int)> fsync{"fsync", __real_fsync, Errors<EINTR, EIO, ENOSPC, EINVAL>};
 constinit Function<int(int, struct stat*)> fstat{"fstat", __real_fstat, Errors<EIO, EOVERFLOW>};
 constinit Function<int(int, uid_t, gid_t)> fchown{"fchown", __real_fchown, Errors<EIO, EPERM>};
@@ -66,8 +86,8 @@ constinit Function<int(std::FILE*)> fclose{"fclose", __real_fclose, Errors<EIO, 
 
 namespace {
 
-const Family g_files{&open,  &close, &dup,    &read,  &write,  &lseek,
-                     &fsync, &fstat, &fchown, &fopen, &fwrite, &fclose};
+const Family g_files{&open,     &close, &dup,   &read,   &write, &lseek,  &copy_file_range,
+                     &sendfile, &fsync, &fstat, &fchown, &fopen, &fwrite, &fclose};
 
 // A mode is passed where it means something. The library passes one always, which a script may want
 // to see.
@@ -105,6 +125,15 @@ ssize_t __wrap_write(int descriptor, const void* buffer, std::size_t size) {
 
 off_t __wrap_lseek(int descriptor, off_t offset, int whence) {
     return lseek(descriptor, offset, whence);
+}
+
+ssize_t __wrap_copy_file_range(int from, off64_t* fromOffset, int to, off64_t* toOffset,
+                               std::size_t size, unsigned int flags) {
+    return copy_file_range(from, fromOffset, to, toOffset, size, flags);
+}
+
+ssize_t __wrap_sendfile(int to, int from, off_t* offset, std::size_t size) {
+    return sendfile(to, from, offset, size);
 }
 
 int __wrap_fsync(int descriptor) { return fsync(descriptor); }

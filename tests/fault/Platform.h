@@ -66,6 +66,10 @@ extern Function<int(int descriptor)> dup;
 extern Function<ssize_t(int descriptor, void* buffer, std::size_t size)> read;
 extern Function<ssize_t(int descriptor, const void* buffer, std::size_t size)> write;
 extern Function<off_t(int descriptor, off_t offset, int whence)> lseek;
+extern Function<ssize_t(int from, off64_t* fromOffset, int to, off64_t* toOffset, std::size_t size,
+                        unsigned int flags)>
+    copy_file_range;
+extern Function<ssize_t(int to, int from, off_t* offset, std::size_t size)> sendfile;
 extern Function<int(int descriptor)> fsync;
 extern Function<int(int descriptor, struct stat* status)> fstat;
 extern Function<int(int descriptor, uid_t owner, gid_t group)> fchown;

@@ -68,6 +68,14 @@
 //   Owed     False when the system refuses. Tests never let it reach the system.
 //   Differs  Which microseconds outside 0-999999 are refused.
 //
+// FileCopy: copying between two open files inside the kernel
+//
+//   Owed     Both positions advance by what has been copied, and by nothing else. A pending
+//            cancellation of the thread is acted on within a few megabytes.
+//   Not owed Any byte: it may stop anywhere, for any reason, without saying so.
+//   Differs  On macOS it copies nothing: the kernel there copies by path only, with the owner and
+//            the times.
+//
 // FileTimes: the members of a file's status that hold its times
 //
 //   Owed     The three times with their nanoseconds, as references into the status.
