@@ -331,6 +331,12 @@ private:
     std::unique_ptr<FileInfo> m_pInfo; // allocated by the first search, kept for later ones
 };
 
+/// Whether FileSys::CreateDirLevel creates the path itself; any number but Skip counts as Create.
+namespace LastDir {
+inline constexpr int Skip = 0;
+inline constexpr int Create = 1;
+} // namespace LastDir
+
 /// Operations on paths. They hold no state, and any thread may call them; two of them on the same
 /// path at the same time interleave as their system calls do.
 ///
@@ -413,32 +419,27 @@ VORN_BASES_API bool IsExistFile(const std::string& path);
 /// endless source, such as "/dev/zero".
 VORN_BASES_API bool CopyFile(const std::string& from, const std::string& to);
 
-/// Whether CreateDirLevel creates `path` itself; any number but SkipLast counts as CreateLast.
-inline constexpr int SkipLast = 0;
-inline constexpr int CreateLast = 1;
-
 /// Creates the missing directories on the way to `path`: every part of `path` that ends in "/",
-/// searching for these from the character at index `level` on. With CreateLast as `createLast`
-/// creates `path` itself as well, which matters when it does not end in "/".
+/// searching for these from the character at index `level` on. `createLast` is one of LastDir:
+/// Create creates `path` itself as well, which matters when it does not end in "/".
 ///
 /// Returns true when each one existed or was created and `path` is a directory at the end. Returns
 /// false for an empty `path`, and after the first one that could not be created; those before it
-/// stay, and CreateLast still tries `path` itself.
+/// stay, and LastDir::Create still tries `path` itself.
 ///
+///     namespace LastDir = Vorn::LastDir;
 ///     using Vorn::FileSys::CreateDirLevel;
-///     using Vorn::FileSys::CreateLast;
-///     using Vorn::FileSys::SkipLast;
-///     CreateDirLevel("logs/2024/", 0, SkipLast);     // true: makes "logs" and "logs/2024"
-///     CreateDirLevel("logs/2024/11", 0, SkipLast);   // false: "logs/2024/11" is not there
-///     CreateDirLevel("logs/2024/11", 0, CreateLast); // true: makes it
+///     CreateDirLevel("logs/2024/", 0, LastDir::Skip);     // true: creates "logs" and "logs/2024"
+///     CreateDirLevel("logs/2024/11", 0, LastDir::Skip);   // false: there is no "logs/2024/11"
+///     CreateDirLevel("logs/2024/11", 0, LastDir::Create); // true: creates it
 ///
 /// Note: from level 0, the first two directories of an absolute path are assumed to exist and are
-/// never created, except `path` itself by CreateLast. A path with fewer than two separators after
-/// its second character, such as "/x" or "/x/y", gives true at once, with CreateLast too, and
-/// nothing is checked or created. A level at or past the end of the text counts as 0.
+/// never created, except `path` itself by LastDir::Create. A path with fewer than two separators
+/// after its second character, such as "/x" or "/x/y", gives true at once, whatever `createLast`
+/// is, and nothing is checked or created. A level at or past the end of the text counts as 0.
 ///
 /// Note: a part of two characters, such as "./" or "a/", is never created, except `path` itself by
-/// CreateLast.
+/// LastDir::Create.
 ///
 /// Note: a directory that another thread or process creates between the check for it and the
 /// attempt to create it counts as one that could not be created: of two callers that create the

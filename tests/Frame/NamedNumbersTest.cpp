@@ -50,8 +50,8 @@ TEST(NamedNumbers, OfFileTypesAreWhatASearchReports) {
 }
 
 TEST(NamedNumbers, OfCreateDirLevelAreItsFlags) {
-    ExpectNumber(0, FileSys::SkipLast);
-    ExpectNumber(1, FileSys::CreateLast);
+    ExpectNumber(0, LastDir::Skip);
+    ExpectNumber(1, LastDir::Create);
 }
 
 TEST(NamedNumbers, OfWaitsAreTheTimeoutsWithAMeaning) {
