@@ -4,12 +4,10 @@
 #include "support/Program.h"
 #include "support/Terminal.h"
 
-#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <memory>
 #include <string>
-#include <thread>
 
 #include <unistd.h>
 
@@ -111,18 +109,18 @@ TEST_F(ManifestWatch, GivesUpARunThatIsSilentWhileItMeasures) {
 }
 
 TEST_F(ManifestWatch, IsPatientWithARunThatLooksForFilesOrSaves) {
+    constexpr Manifest::Patience WithoutPatience{1, 5, 0}; // any silence is too long
     Publisher publisher(m_manifest);
     Lines lines;
     const std::string end = Watch(
         [&](const std::string& line) {
             lines.push_back(line);
-            std::this_thread::sleep_for(std::chrono::milliseconds(2 * Impatient.silence));
             if (lines.size() > 1)
                 publisher.Finish();
             else
                 publisher.Show({1, 1, 0, 0});
         },
-        Impatient);
+        WithoutPatience);
     EXPECT_THAT(lines, ElementsAre("looking for files", "1 of 1 files, 0 B of 0 B"));
     EXPECT_EQ("finished: 1 of 1 files, 0 B of 0 B in 0:00", end);
 }
