@@ -28,8 +28,8 @@ def replace(text, name, content):
 
 def _machine(report):
     machine = report["machine"]
-    busy = ["- The machine had other work to do: these figures are provisional, and those by the "
-            "clock say little."]
+    busy = ["- The machine was busy: these figures are provisional, and those timed by the wall "
+            "clock are rough."]
     return "\n".join([
         f"- Measured {report['date']}, revision `{report['revision']}`, route "
         f"`{report['rows'][0]['route']}`, {report['repetitions']} repetitions.",
