@@ -61,7 +61,7 @@ private:
     std::unique_ptr<unsigned char[]> m_output;
 };
 
-// Into the same room every time, with the key set once.
+// Into the same buffer every time, with the key set once.
 class TheirSeed {
 public:
     TheirSeed(const std::string& key, const std::string& input, bool encipher)

@@ -33,7 +33,7 @@ struct Item {
     std::string text;
 };
 
-// The items come again, so that making them leaves little in the heap that children start with.
+// The items repeat, so that building them leaves little in the heap that children start with.
 const Item& ItemAt(std::size_t index) {
     static const std::vector<Item> items = [] {
         std::vector<Item> made(100);

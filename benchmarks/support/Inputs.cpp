@@ -8,7 +8,7 @@ namespace Bench {
 
 namespace {
 
-// The words, in random order, with a space behind each.
+// The words, in random order, each followed by a space.
 std::string TextOf(const std::vector<std::string_view>& words, std::size_t size) {
     Random random;
     std::string text;

@@ -18,7 +18,7 @@ std::string RandomBytes(std::size_t size);
 // A number of random length and sign.
 std::int64_t RandomInteger(Random& random);
 
-// UTF-8 of about `size` bytes, cut behind a whole character.
+// UTF-8 of about `size` bytes, cut after a whole character.
 std::string AsciiText(std::size_t size);
 std::string KoreanText(std::size_t size);
 std::string MixedText(std::size_t size); // of characters of one to four bytes

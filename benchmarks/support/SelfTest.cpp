@@ -1,4 +1,4 @@
-// Rows that tell whether the harness does what it says.
+// Rows that show whether the harness does what it says.
 
 #include <string>
 

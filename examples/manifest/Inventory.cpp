@@ -100,7 +100,7 @@ Advance MeasureFiles(std::vector<Entry>& entries,
     for (Entry& entry : entries)
         pool.Post([&entry, &done] { Measure(entry, done); });
     // Tasks run in the order posted, so this one runs when all files are measured. An idle worker
-    // checks for a stop only ten times a second; told from within a task, it stops at once.
+    // checks for a stop only ten times a second; a stop that a task requests is immediate.
     pool.Post([&pool, &measured] {
         pool.StopThreadEvent();
         measured.Set();

@@ -10,8 +10,8 @@ namespace {
 
 constexpr unsigned int LockLimitMs = 5;
 
-// Whoever opens the former run's lock after its name is removed creates a new one, and can tell
-// from lockGone, which is therefore set first. A former run that is alive keeps its open lock.
+// Whoever opens the former run's lock after its name is removed creates a new one, and sees that in
+// lockGone, which is therefore set first. A former run that is alive keeps its open lock.
 void RemoveLock(Board& board, const std::string& lockName) {
     board.lockGone.store(1);
     Vorn::Mutex lock;

@@ -49,9 +49,10 @@ inline Vorn::Bits Ones(unsigned long size) {
     return bits;
 }
 
-/// `size` bits with ones in the whole last byte, and in as many bytes as `room` takes behind it.
-inline Vorn::Bits OnesShrunkTo(unsigned long size, unsigned long room) {
-    Vorn::Bits bits = Ones(room);
+/// A set of `capacity` ones, shrunk to `size` bits: the rest of the last byte and of the capacity
+/// still holds ones.
+inline Vorn::Bits OnesShrunkTo(unsigned long size, unsigned long capacity) {
+    Vorn::Bits bits = Ones(capacity);
     bits.SetSize(size);
     return bits;
 }

@@ -1,6 +1,6 @@
 // Concerns: every operation on its own, at every size where that is small enough; what the bytes
-// behind the bits hold, and when it comes back; sets that hold more or fewer bytes than their
-// capacity says; failing allocations.
+// beyond the bits hold, and when that comes back; sets with more or fewer bytes than their capacity
+// says; failing allocations.
 #include <Bases/Container.h>
 
 #include <array>
@@ -121,8 +121,8 @@ TEST(BitsConstruction, CannotBeAskedForSizeDataOrCountsWhenConst) {
     EXPECT_FALSE((std::is_invocable_v<decltype(&Bits::GetUnsetCount), const Bits&>));
 }
 
-// Concerns: the refusal of 0; exact room; what is cleared, kept, lost and brought back when the
-// size changes, within the room and beyond it; the flag that means nothing.
+// Concerns: the refusal of 0; exact capacity; what is cleared, kept, lost and brought back when the
+// size changes, within the capacity and beyond it; the flag that has no effect.
 
 TEST(BitsSize, RefusesZeroAndKeepsTheBits) {
     Bits bits = FromText("1100110011");
@@ -323,7 +323,7 @@ TEST(BitsAccess, FindsNothingInAnEmptySet) {
     EXPECT_EQ(0, bits.Test(0));
 }
 
-// Concerns: all bits at once for every size, the rest of the last byte, the bytes behind it.
+// Concerns: all bits at once for every size, the unused bits, the bytes beyond the last one.
 
 TEST(BitsWhole, SetsClearsAndInvertsEverySizeWithUnusedBitsOfZero) {
     for (unsigned long size = 1; size <= 70; ++size) {
@@ -448,7 +448,7 @@ TEST(BitsCount, FindsNoBitInAnEmptySet) {
     EXPECT_EQ(0, Bits().Any());
 }
 
-// Concerns: the order of the characters; where reading stops; the room that is left; round trips.
+// Concerns: the order of the characters; where reading stops; the remaining capacity; round trips.
 
 TEST(BitsText, HasTheHighestPositionFirst) {
     Bits bits(3);
@@ -527,7 +527,7 @@ TEST(BitsText, IsReadWithOneAllocation) {
     EXPECT_EQ(100000UL, bits.GetSetCount());
 }
 
-// Concerns: bits, stray bits and room of the copy; empty and identical sources.
+// Concerns: bits, unused bits and capacity of the copy; empty and identical sources.
 
 TEST(BitsClone, CopiesSizeAndWholeBytes) {
     const Bits source = OnesShrunkTo(11, 24);
@@ -535,7 +535,7 @@ TEST(BitsClone, CopiesSizeAndWholeBytes) {
     clone.Clone(source);
     EXPECT_EQ(11UL, clone.GetSize());
     EXPECT_THAT(BytesOf(clone), ElementsAre(0xFF, 0xFF));
-    EXPECT_EQ(16UL, CapacityOf(clone)) << "room as needed";
+    EXPECT_EQ(16UL, CapacityOf(clone)) << "capacity as needed";
     clone.ResetAll();
     EXPECT_EQ(11UL, Bits(source).GetSetCount()) << "a copy of its own";
 }
@@ -583,7 +583,7 @@ TEST(BitsClone, OfTheSetItselfKeepsTheBits) {
     bits.SetData(source, 20);
     bits.Clone(bits);
     EXPECT_EQ(20UL, bits.GetSize());
-    EXPECT_EQ(24UL, CapacityOf(bits)) << "the size was set, so there is new room";
+    EXPECT_EQ(24UL, CapacityOf(bits)) << "the size was set, so there is new capacity";
     EXPECT_THAT(BytesOf(bits), ElementsAre(0xA5, 0xFF, 0x77));
 }
 

@@ -124,8 +124,8 @@ TEST(SerialBufferConstruction, CannotBeAskedWhenConst) {
     EXPECT_FALSE((std::is_invocable_v<decltype(&SerialBuffer::GetMaxSize), const SerialBuffer&>));
 }
 
-// Concerns: the limits of the size in use, exact room, what is kept, and what a change of room does
-// not change.
+// Concerns: the limits of the size in use, exact capacity, what is kept, and what a change of the
+// capacity leaves unchanged.
 
 TEST(SerialBufferCapacity, LimitsTheSize) {
     SerialBuffer buffer(20);
@@ -222,7 +222,7 @@ TEST(SerialBufferAdd, GrowsToExactlyTheBytesNeeded) {
     for (const int grow : {1, -1, 256}) {
         SerialBuffer buffer(4);
         EXPECT_EQ(1, Add(buffer, "abc", grow));
-        EXPECT_EQ(4UL, buffer.GetMaxSize()) << "there is room";
+        EXPECT_EQ(4UL, buffer.GetMaxSize()) << "the capacity suffices";
         EXPECT_EQ(1, Add(buffer, "defg", grow));
         EXPECT_EQ(7UL, buffer.GetMaxSize());
         EXPECT_EQ(7UL, LastArraySize());
@@ -238,7 +238,7 @@ TEST(SerialBufferAdd, GrowsForNullAndAppendsNothing) {
     EXPECT_EQ(5UL, buffer.GetMaxSize());
     EXPECT_EQ(0UL, buffer.GetSize());
     Add(buffer, "abc");
-    EXPECT_EQ(1, buffer.AddBuffer(nullptr, 2, 0)) << "there is room";
+    EXPECT_EQ(1, buffer.AddBuffer(nullptr, 2, 0)) << "the capacity suffices";
     EXPECT_EQ(1, buffer.AddBuffer(nullptr, 3, 1));
     EXPECT_EQ(6UL, buffer.GetMaxSize());
     EXPECT_EQ("abc", TextOf(buffer));
@@ -296,7 +296,7 @@ TEST(SerialBufferAdd, TakesBytesThatOverlapTheirNewPlace) {
     EXPECT_EQ("acbcdef", TextOf(buffer));
 }
 
-// Concerns: parts and all of the bytes, more than there are, the room and the bytes behind.
+// Concerns: parts and all of the bytes, more than there are, the capacity and the bytes beyond.
 
 TEST(SerialBufferShift, MovesTheRestToTheFront) {
     for (unsigned long n = 0; n <= 12; ++n) {
@@ -441,7 +441,7 @@ TEST(SerialBufferArray, IsRefusedUntilThereWasEnoughOfShiftOrGrowth) {
     buffer.SetBuffer(Letters(4).release(), 9, 4);
     buffer.Shift(2);
     buffer.SetMaxSize(6, 1);
-    EXPECT_EQ(0, buffer.SetBuffer(nullptr, 0, 0)) << "seven bytes in use, room for six";
+    EXPECT_EQ(0, buffer.SetBuffer(nullptr, 0, 0)) << "seven bytes in use, but a capacity of six";
     buffer.Shift(1);
     EXPECT_EQ(1, buffer.SetBuffer(nullptr, 0, 0));
 }
@@ -531,17 +531,17 @@ struct Model {
     unsigned long maxSize = 0;
     unsigned long size = 0;
 
-    void Grow(unsigned long room, bool keep) {
-        std::vector<Cell> longer(room);
+    void Grow(unsigned long capacity, bool keep) {
+        std::vector<Cell> longer(capacity);
         for (unsigned long i = 0; keep && array && i < size && i < array->size(); ++i)
             longer[i] = (*array)[i];
         array = longer;
-        maxSize = room;
+        maxSize = capacity;
     }
 
-    bool SetMaxSize(unsigned long room, bool keep) {
-        if (room > maxSize)
-            Grow(room, keep);
+    bool SetMaxSize(unsigned long capacity, bool keep) {
+        if (capacity > maxSize)
+            Grow(capacity, keep);
         return true;
     }
 

@@ -49,8 +49,8 @@ void Watch(const void* storage) {
     });
 }
 
-// Writes down what happens to it: C for Create, D for Destroy, ~ for the destructor, and F behind
-// one that came after its storage was freed.
+// Logs what happens to it: C for Create, D for Destroy, ~ for the destructor, each followed by F if
+// its storage had been freed before.
 class Probe : public Crypto {
 public:
     Probe(std::string& log, bool creates) : m_log(log), m_creates(creates) {}

@@ -48,8 +48,8 @@ std::string WordBytes(std::uint32_t word) {
     return bytes;
 }
 
-// The digest as RFC 1321 tells it in words: one loop, with the constants from the sine. It can go
-// on from a number of bits as if that many had come before.
+// The digest as RFC 1321 describes it: one loop, with the constants from the sine. It can start
+// from a number of bits as if that many had come before.
 class Model {
 public:
     explicit Model(const std::string& message, std::uint64_t bitsBefore = 0)
@@ -167,7 +167,7 @@ std::string Bytes(const Context& context, std::size_t begin = 0, std::size_t end
     return {context + begin, end - begin};
 }
 
-// The digest in one call, of a copy with nothing that could be read behind it.
+// The digest in one call, of a copy beyond which nothing can be read.
 std::string Sum(const std::string& message) {
     const auto copy = std::make_unique<char[]>(message.size());
     message.copy(copy.get(), message.size());
@@ -464,15 +464,15 @@ TEST(Md5Context, IsUsedAtAnyAddressAndNotBeyond) {
     const std::string message = Message(170);
     for (std::size_t at = 0; at < 8; ++at) {
         for (std::size_t offset = 0; offset < 8; ++offset) {
-            std::string room(at + 8 + sizeof(Context) + 8, Guard);
-            auto* context = reinterpret_cast<Context*>(room.data() + at + 8);
+            std::string area(at + 8 + sizeof(Context) + 8, Guard);
+            auto* context = reinterpret_cast<Context*>(area.data() + at + 8);
             const std::string data = std::string(offset, Guard) + message;
             CryptoHashMd5::MD5Init(context);
             CryptoHashMd5::MD5Update(context, data.data() + offset, 21);
             CryptoHashMd5::MD5Update(context, data.data() + offset + 21, message.size() - 21);
             EXPECT_EQ(Model(message).Digest(), Final(*context)) << at << ' ' << offset;
-            EXPECT_EQ(std::string(at + 8, Guard), room.substr(0, at + 8));
-            EXPECT_EQ(std::string(8, Guard), room.substr(room.size() - 8));
+            EXPECT_EQ(std::string(at + 8, Guard), area.substr(0, at + 8));
+            EXPECT_EQ(std::string(8, Guard), area.substr(area.size() - 8));
         }
     }
 }

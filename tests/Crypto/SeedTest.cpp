@@ -155,14 +155,14 @@ TEST(SeedSchedule, WritesThirtyTwoWordsAndReadsAKeyAtAnyAddress) {
     const RoundKeys expected = Schedule(Key());
     const std::string rest(16, Guard);
     for (std::size_t offset = 0; offset < 16; ++offset) {
-        const std::string room = std::string(offset, Guard).append(Key()).append(rest);
+        const std::string area = std::string(offset, Guard).append(Key()).append(rest);
         std::array<unsigned int, 48> words{};
         words.fill(0x5A5A5A5A);
         SeedRoundKey(words.data() + 8,
-                     reinterpret_cast<const unsigned char*>(room.data()) + offset);
+                     reinterpret_cast<const unsigned char*>(area.data()) + offset);
         for (std::size_t i = 0; i < words.size(); ++i)
             ASSERT_EQ(i < 8 || i >= 40 ? 0x5A5A5A5A : expected[i - 8], words[i]) << i;
-        EXPECT_EQ(std::string(offset, Guard).append(Key()).append(rest), room);
+        EXPECT_EQ(std::string(offset, Guard).append(Key()).append(rest), area);
     }
 }
 
@@ -187,12 +187,12 @@ TEST(SeedBlock, IsTransformedInPlaceAtAnyAddressAndNothingAroundIt) {
         const auto within = [&](const std::string& block) {
             return std::string(before).append(block).append(after);
         };
-        std::string room = within(plain);
-        auto* block = reinterpret_cast<unsigned char*>(room.data()) + before.size();
+        std::string area = within(plain);
+        auto* block = reinterpret_cast<unsigned char*>(area.data()) + before.size();
         SeedEncrypt(block, roundKeys.data());
-        EXPECT_EQ(within(cipher), room) << offset;
+        EXPECT_EQ(within(cipher), area) << offset;
         SeedDecrypt(block, roundKeys.data());
-        EXPECT_EQ(within(plain), room) << offset;
+        EXPECT_EQ(within(plain), area) << offset;
     }
     EXPECT_EQ(Schedule(Key()), roundKeys);
 }
@@ -326,10 +326,10 @@ TEST(SeedKey, IsScheduledForTheObject) {
 TEST(SeedKey, IsReadAtAnyAddressAndLeftAlone) {
     const std::string message = Message(32);
     for (std::size_t offset = 0; offset < 16; ++offset) {
-        Exactly room(std::string(offset, Guard) + Key());
+        Exactly area(std::string(offset, Guard) + Key());
         CryptoBlockCipherSeed cipher = Cipher("");
-        EXPECT_TRUE(cipher.SetUserSecretKey(room.Get() + offset));
-        EXPECT_EQ(std::string(offset, Guard) + Key(), room.Text());
+        EXPECT_TRUE(cipher.SetUserSecretKey(area.Get() + offset));
+        EXPECT_EQ(std::string(offset, Guard) + Key(), area.Text());
         EXPECT_EQ(Model(message, Schedule(Key())), Encrypt(cipher, message).output) << offset;
     }
 }

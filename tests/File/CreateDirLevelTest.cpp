@@ -84,7 +84,7 @@ public:
         return Look(path, "kind ");
     }
 
-    // Another process makes those of the last set between the look and the making.
+    // Another process makes those of the last set between the check and the creation.
     std::set<std::string> existing, refused, madeByOthers;
     std::vector<std::string> log;
 

@@ -144,7 +144,8 @@ TEST_F(Copying, GivesThePermissionsLessTheMask) {
     }
 }
 
-// The system may take the bits away again when the owner is set, so the same steps by hand tell.
+// The system may clear the bits again when the owner is set, so the same steps by hand show what is
+// to be expected.
 TEST_F(Copying, GivesTheSpecialPermissionsThatTheSystemLeaves) {
     const std::string model = dir.File("model");
     for (const mode_t mode : {04755U, 02755U, 01755U, 04644U, 02644U, 01644U, 07600U}) {

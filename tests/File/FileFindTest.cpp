@@ -138,15 +138,15 @@ std::string NameOf(FileFind& find) {
 }
 
 // Everything that the object reports, in one text.
-std::string Told(FileFind& find) {
+std::string Report(FileFind& find) {
     std::ostringstream text;
     text << NameOf(find) << " size " << find.GetFileSize() << " type " << find.GetFileType()
          << " times " << find.GetFileCreationTime() << " " << find.GetFileLastAccessTime() << " "
-         << find.GetFileLastWriteTime() << " room " << find.GetMaxFileNameSize();
+         << find.GetFileLastWriteTime() << " longest " << find.GetMaxFileNameSize();
     return text.str();
 }
 
-const std::string Nothing = "(null) size 0 type 0 times 0 0 0 room 0";
+const std::string Nothing = "(null) size 0 type 0 times 0 0 0 longest 0";
 
 // The names from the first one up to the end or the first that cannot be stat'ed.
 std::vector<std::string> NamesFrom(FileFind& find, const std::string& dir) {
@@ -187,11 +187,11 @@ TEST(FileFindObject, HasAVirtualDestructorAndNoCopies) {
 
 TEST(FileFindObject, ReportsNothingBeforeASearch) {
     FileFind find;
-    EXPECT_EQ(Nothing, Told(find));
+    EXPECT_EQ(Nothing, Report(find));
     EXPECT_EQ(nullptr, find.GetFileName());
     EXPECT_FALSE(find.FindNext());
     find.FindClose();
-    EXPECT_EQ(Nothing, Told(find));
+    EXPECT_EQ(Nothing, Report(find));
 }
 
 TEST(FileFindObject, ReportsNothingAfterASearch) {
@@ -199,9 +199,9 @@ TEST(FileFindObject, ReportsNothingAfterASearch) {
     MakeFile(dir.File("file"), 7);
     FileFind find;
     ASSERT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
-    EXPECT_NE(Nothing, Told(find));
+    EXPECT_NE(Nothing, Report(find));
     find.FindClose();
-    EXPECT_EQ(Nothing, Told(find));
+    EXPECT_EQ(Nothing, Report(find));
     EXPECT_FALSE(find.FindNext());
     find.FindClose();
 }
@@ -231,9 +231,9 @@ TEST(FileFindConstructor, OnlyOpens) {
     {
         FileFind find(dir.Path() + "/", "*");
         EXPECT_EQ(before + 1, OpenDescriptors());
-        EXPECT_EQ(Nothing, Told(find));
+        EXPECT_EQ(Nothing, Report(find));
         EXPECT_FALSE(find.FindNext());
-        EXPECT_EQ(Nothing, Told(find));
+        EXPECT_EQ(Nothing, Report(find));
         EXPECT_FALSE(find.FindFirst(dir.Path() + "/", "*"));
         EXPECT_EQ(before + 1, OpenDescriptors());
         find.FindClose();
@@ -250,7 +250,7 @@ TEST(FileFindConstructor, OpensNothingWhereFindFirstFails) {
     const auto before = OpenDescriptors();
     FileFind find(dir.File("missing/"), "*");
     EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_EQ(Nothing, Told(find));
+    EXPECT_EQ(Nothing, Report(find));
     EXPECT_FALSE(find.FindNext());
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
     EXPECT_EQ("file", NameOf(find));
@@ -297,7 +297,7 @@ TEST(FirstEntry, FailsWithoutASeparatorAtTheEndOfTheDirectory) {
     FileFind find;
     EXPECT_FALSE(find.FindFirst(dir.Path(), "*"));
     EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_EQ(Nothing, Told(find));
+    EXPECT_EQ(Nothing, Report(find));
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
     EXPECT_EQ("file", NameOf(find));
 }
@@ -320,7 +320,7 @@ TEST(FirstEntry, IsNotFoundWhereTheDirectoryCannotBeOpened) {
     for (const std::string& path :
          {dir.File("missing/"), dir.File("file/"), dir.File("file"), std::string()}) {
         EXPECT_FALSE(find.FindFirst(path, "*")) << path;
-        EXPECT_EQ(Nothing, Told(find)) << path;
+        EXPECT_EQ(Nothing, Report(find)) << path;
     }
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
 }
@@ -331,7 +331,7 @@ TEST(FirstEntry, IsNotFoundInAnEmptyDirectory) {
     FileFind find;
     EXPECT_FALSE(find.FindFirst(dir.Path() + "/", "*"));
     EXPECT_EQ(before, OpenDescriptors());
-    EXPECT_EQ(Nothing, Told(find));
+    EXPECT_EQ(Nothing, Report(find));
     EXPECT_FALSE(find.FindNext());
     MakeFile(dir.File("file"));
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
@@ -342,7 +342,7 @@ TEST(FirstEntry, FailsTheSearchWhenItIsADanglingLink) {
     FileFind find;
     EXPECT_FALSE(find.FindFirst("/x/", "*"));
     EXPECT_EQ(1, directory.closes);
-    EXPECT_EQ(Nothing, Told(find));
+    EXPECT_EQ(Nothing, Report(find));
     EXPECT_FALSE(find.FindNext());
     EXPECT_FALSE(find.FindFirst("/x/", "*"));
     EXPECT_EQ(2, directory.closes);
@@ -356,10 +356,10 @@ TEST(FirstEntry, IsNotLookedForWhileASearchIsOpen) {
     FileFind find;
     ASSERT_TRUE(find.FindFirst(dir.File("directory/"), "*"));
     const auto before = OpenDescriptors();
-    const std::string told = Told(find);
+    const std::string report = Report(find);
     for (const std::string& path : {dir.File("directory/"), dir.Path() + "/", std::string()}) {
         EXPECT_FALSE(find.FindFirst(path, "*")) << path;
-        EXPECT_EQ(told, Told(find)) << path;
+        EXPECT_EQ(report, Report(find)) << path;
     }
     EXPECT_EQ(before, OpenDescriptors());
     EXPECT_EQ("other", NameOf(find));
@@ -404,7 +404,7 @@ TEST(NextEntry, MayBeTheDirectoryItself) {
     FileFind find;
     ASSERT_TRUE(find.FindFirst("/x/", "*"));
     EXPECT_TRUE(find.FindNext());
-    EXPECT_EQ(". size 4096 type 3 times 0 0 0 room 1024", Told(find));
+    EXPECT_EQ(". size 4096 type 3 times 0 0 0 longest 1024", Report(find));
 }
 
 TEST(NextEntry, KeepsTheStatusOfTheEntryBeforeWhenItCannotBeStated) {
@@ -413,11 +413,11 @@ TEST(NextEntry, KeepsTheStatusOfTheEntryBeforeWhenItCannotBeStated) {
     FileFind find;
     ASSERT_TRUE(find.FindFirst("/x/", "*"));
     EXPECT_FALSE(find.FindNext());
-    EXPECT_EQ("broken size 7 type 2 times 0 0 0 room 1024", Told(find));
+    EXPECT_EQ("broken size 7 type 2 times 0 0 0 longest 1024", Report(find));
     EXPECT_FALSE(find.FindNext());
-    EXPECT_EQ("gone size 7 type 2 times 0 0 0 room 1024", Told(find));
+    EXPECT_EQ("gone size 7 type 2 times 0 0 0 longest 1024", Report(find));
     EXPECT_TRUE(find.FindNext());
-    EXPECT_EQ("c size 11 type 3 times 0 0 0 room 1024", Told(find));
+    EXPECT_EQ("c size 11 type 3 times 0 0 0 longest 1024", Report(find));
 }
 
 // The walk that the header shows.
@@ -453,11 +453,11 @@ TEST(NextEntry, IsTheLastOneFromTheEndOn) {
     FileFind find;
     ASSERT_TRUE(find.FindFirst("/x/", "*"));
     ASSERT_TRUE(find.FindNext());
-    const std::string told = Told(find);
-    EXPECT_EQ("last size 11 type 2 times 0 0 0 room 1024", told);
+    const std::string report = Report(find);
+    EXPECT_EQ("last size 11 type 2 times 0 0 0 longest 1024", report);
     for (int again = 0; again < 3; ++again) {
         EXPECT_FALSE(find.FindNext());
-        EXPECT_EQ(told, Told(find));
+        EXPECT_EQ(report, Report(find));
     }
     EXPECT_EQ(0, directory.closes);
     EXPECT_FALSE(find.FindFirst("/x/", "*"));
@@ -620,7 +620,7 @@ TEST(EntryTimes, OfARealFileAreThoseOfItsStatus) {
 
 struct Found {
     std::string name;
-    bool told; // false for a dangling link
+    bool report; // false for a dangling link
     unsigned int type;
     long long size;
     Times times;
@@ -654,11 +654,11 @@ std::vector<Found> ListingOf(const std::string& dir) {
 std::vector<Found> RestOf(FileFind& find) {
     std::vector<Found> listing;
     std::string last;
-    for (bool told = true; told || NameOf(find) != last; told = find.FindNext()) {
+    for (bool report = true; report || NameOf(find) != last; report = find.FindNext()) {
         last = NameOf(find);
         if (last == "." || last == "..")
             continue;
-        if (told)
+        if (report)
             listing.push_back({last, true, find.GetFileType(), find.GetFileSize(), TimesOf(find)});
         else
             listing.push_back({last, false, 0, 0, {}});

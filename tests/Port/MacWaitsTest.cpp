@@ -1,6 +1,6 @@
-// Concerns: what kernel semaphores may do and the stand-in of Linux never does. A wait that the
-// kernel gives up is tried once more, if it was limited; a post that finds the thread still on its
-// way into the kernel reaches it; what a signal leaves behind in the kernel lets nobody pass.
+// Concerns: what kernel semaphores may do and the Linux variant never does. A limited wait that the
+// kernel aborts is tried once more; a post that finds the thread still on its way into the kernel
+// reaches it; a signal that the kernel keeps lets nobody pass.
 //
 // The kernel is a simulation: see support/mac/SimulatedKernel.h.
 #include <Bases/Impl/Sem_mac.h>

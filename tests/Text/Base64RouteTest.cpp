@@ -88,8 +88,8 @@ std::string EncodedByTheLibrary(const Bytes& bytes) {
     return text;
 }
 
-// Decodes the `length` characters at the begin of the area to a buffer that begins `distance` bytes
-// behind it.
+// Decodes the `length` characters at the start of the area into a buffer `distance` bytes after
+// that start.
 unsigned long DecodeInPlaceByBits(Bytes& area, std::size_t length, std::size_t distance) {
     std::fill(area.begin() + static_cast<std::ptrdiff_t>(distance), area.end(), 0);
     unsigned long pos = 0;

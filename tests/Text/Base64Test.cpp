@@ -64,7 +64,7 @@ std::string EncodeInGroups(const std::string& data) {
 
 struct Decoded {
     unsigned long count;
-    std::string buffer; // with what stands behind the room that Decode may use
+    std::string buffer; // with the bytes beyond the capacity that Decode may use
 
     bool operator==(const Decoded& other) const {
         return count == other.count && buffer == other.buffer;
@@ -455,12 +455,12 @@ TEST(Base64WriteBits, EmptiesAStateThatHoldsSeveralBytes) {
 TEST(Base64DeathTest, StopsOnANullArgument) {
     Base64 base64;
     std::string out;
-    char room[8];
+    char buffer[8];
     EXPECT_DEATH(base64.Encode(nullptr, 3, out),
                  "Bases/Impl/Base64.cpp:.*Base64::Encode.*pData != __null");
     EXPECT_DEATH(base64.Encode(nullptr, 0, out),
                  "Bases/Impl/Base64.cpp:.*Base64::Encode.*pData != __null");
-    EXPECT_DEATH(base64.Decode(nullptr, room),
+    EXPECT_DEATH(base64.Decode(nullptr, buffer),
                  "Bases/Impl/Base64.cpp:.*Base64::Decode.*pszEnc != __null");
     EXPECT_DEATH(base64.Decode("Zm9v", nullptr),
                  "Bases/Impl/Base64.cpp:.*Base64::Decode.*pDecData != __null");
@@ -476,9 +476,9 @@ TEST(Base64, GivesZeroForANullArgumentWhereAssertionsAreCompiledOut) {
     EXPECT_EQ(0, base64.Encode(nullptr, 3, out));
     EXPECT_EQ(0, base64.Encode(nullptr, 0, out));
     EXPECT_EQ("old", out);
-    char room = Guard;
-    EXPECT_EQ(0U, base64.Decode(nullptr, &room));
-    EXPECT_EQ(Guard, room);
+    char buffer = Guard;
+    EXPECT_EQ(0U, base64.Decode(nullptr, &buffer));
+    EXPECT_EQ(Guard, buffer);
     EXPECT_EQ(0U, base64.Decode("Zm9v", nullptr));
     EXPECT_EQ(0U, base64.Decode("", nullptr));
     EXPECT_EQ(0U, base64.Decode(nullptr, nullptr));

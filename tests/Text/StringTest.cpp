@@ -67,8 +67,8 @@ std::vector<Block> AllCodePoints() {
     return blocks;
 }
 
-// A facet that gives the answer it was told to, writes as many 'x' as it was told to, and keeps
-// what it was asked.
+// A facet that returns a scripted answer, writes a scripted number of 'x', and records its
+// arguments.
 class ScriptedFacet : public Codecvt {
 public:
     struct Script {
@@ -79,9 +79,9 @@ public:
 
     struct Request {
         std::size_t length = 0;
-        std::size_t room = 0;
+        std::size_t capacity = 0;
         bool stateIsInitial = false;
-        bool roomIsZero = false;
+        bool capacityIsZero = false;
     };
 
     explicit ScriptedFacet(Script script) : Codecvt(1), m_script(script) {}
@@ -117,7 +117,7 @@ private:
         m_requests.push_back({static_cast<std::size_t>(length),
                               static_cast<std::size_t>(toEnd - to), std::mbsinit(&state) != 0,
                               std::count(to, toEnd, Char()) == toEnd - to});
-        const auto written = std::min(m_script.written, m_requests.back().room);
+        const auto written = std::min(m_script.written, m_requests.back().capacity);
         toNext = std::fill_n(to, written, static_cast<Char>('x'));
         return m_script.answer;
     }
@@ -135,7 +135,7 @@ class TextString : public VornTest::LocaleTest {};
 
 // Concerns: the encoding is the locale argument's, never the C library's; the facet gets the whole
 // input, a fresh state and exactly one zeroed element more than the input has; every answer but
-// "error" is success; the result ends at the first zero or, without one, with the room.
+// "error" is success; the result ends at the first zero or, without one, with the capacity.
 
 TEST_F(MultibyteToWide, UsesTheEncodingOfTheLocaleArgument) {
     EXPECT_EQ(L"\u00E9\u00DF", Vorn::mbs_to_wcs("\xE9\xDF", std::locale(Latin1Locale)));
@@ -197,9 +197,9 @@ TEST_F(MultibyteToWide, PassesTheFacetTheWholeInputAndCapacityForOneElementMore)
         Vorn::mbs_to_wcs(std::string(length, '\0'), facet.Locale());
         ASSERT_EQ(1U, facet.Requests().size());
         EXPECT_EQ(length, facet.Requests()[0].length);
-        EXPECT_EQ(length + 1, facet.Requests()[0].room);
+        EXPECT_EQ(length + 1, facet.Requests()[0].capacity);
         EXPECT_TRUE(facet.Requests()[0].stateIsInitial);
-        EXPECT_TRUE(facet.Requests()[0].roomIsZero);
+        EXPECT_TRUE(facet.Requests()[0].capacityIsZero);
     }
 }
 
@@ -228,8 +228,8 @@ TEST_F(MultibyteToWide, StopsAtTheEndOfABufferThatTheFacetFilled) {
     EXPECT_EQ(std::wstring(101, L'x'), Vorn::mbs_to_wcs(std::string(100, 'a'), facet.Locale()));
 }
 
-// Concerns: as above in the other direction; the room is the input's length plus one, times what
-// the facet says one character may need.
+// Concerns: as above in the other direction; the capacity is the input's length plus one, times
+// what the facet says one character may need.
 
 TEST_F(WideToMultibyte, UsesTheEncodingOfTheLocaleArgument) {
     EXPECT_EQ("\xE9\xDF", Vorn::wcs_to_mbs(L"\u00E9\u00DF", std::locale(Latin1Locale)));
@@ -286,9 +286,10 @@ TEST_F(WideToMultibyte, PassesTheFacetTheWholeInputAndCapacityForItsLongestForm)
             Vorn::wcs_to_mbs(std::wstring(length, L'\0'), facet.Locale());
             ASSERT_EQ(1U, facet.Requests().size());
             EXPECT_EQ(length, facet.Requests()[0].length);
-            EXPECT_EQ((length + 1) * static_cast<std::size_t>(maxLength), facet.Requests()[0].room);
+            EXPECT_EQ((length + 1) * static_cast<std::size_t>(maxLength),
+                      facet.Requests()[0].capacity);
             EXPECT_TRUE(facet.Requests()[0].stateIsInitial);
-            EXPECT_TRUE(facet.Requests()[0].roomIsZero);
+            EXPECT_TRUE(facet.Requests()[0].capacityIsZero);
         }
 }
 
@@ -316,8 +317,8 @@ TEST_F(WideToMultibyte, GivesAnEmptyStringWhenTheFacetNeedsNoCapacity) {
 }
 
 // Concerns: the encoding is that of the C library's locale, whatever the standard library's global
-// one; nothing to convert is an error here; each failure has its message; the C library is told the
-// room that there is.
+// one; nothing to convert is an error here; each failure has its message; the C library gets the
+// true capacity.
 
 TEST_F(Utf8ToWide, UsesTheEncodingOfTheCLocale) {
     SetCLocale(Utf8Locale);
@@ -386,8 +387,8 @@ TEST_F(Utf8ToWide, ThrowsWhenTheSecondCountDiffers) {
     EXPECT_EQ(L"abc", Vorn::utf8_to_wcs("abc"));
 }
 
-// Concerns: no string is ever returned; the exception tells convertible from not convertible; the
-// encoding is that of the C library's locale; both counts are made and never write.
+// Concerns: no string is ever returned; the exception distinguishes convertible strings from
+// others; the encoding is that of the C library's locale; both counts are made and never write.
 
 TEST_F(WideToUtf8, EndsInALogicErrorForEveryConvertibleString) {
     EXPECT_EQ(Convertible, Thrown([] { Vorn::wcs_to_utf8(L"plain"); }));

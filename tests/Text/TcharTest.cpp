@@ -53,20 +53,20 @@ template <typename Char, typename Integer>
 std::string Written(Char* (*function)(Integer, Char*, int), Integer value, int radix) {
     constexpr Char Guard = 0x5A;
     constexpr std::ptrdiff_t Before = 8;
-    std::vector<Char> room(100, Guard);
-    Char* const buffer = room.data() + Before;
+    std::vector<Char> area(100, Guard);
+    Char* const buffer = area.data() + Before;
     if (function(value, buffer, radix) != buffer)
         return "another pointer";
 
-    const auto terminator = std::find(room.begin() + Before, room.end(), Char());
-    if (terminator == room.end())
+    const auto terminator = std::find(area.begin() + Before, area.end(), Char());
+    if (terminator == area.end())
         return "no terminator";
-    if (std::count(room.begin(), room.begin() + Before, Guard) != Before)
+    if (std::count(area.begin(), area.begin() + Before, Guard) != Before)
         return "written before the buffer";
-    if (std::count(terminator + 1, room.end(), Guard) != room.end() - terminator - 1)
+    if (std::count(terminator + 1, area.end(), Guard) != area.end() - terminator - 1)
         return "written behind the terminator";
     std::string text;
-    for (auto c = room.begin() + Before; c != terminator; ++c)
+    for (auto c = area.begin() + Before; c != terminator; ++c)
         text += static_cast<char>(*c);
     return text;
 }

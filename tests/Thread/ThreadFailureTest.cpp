@@ -1,4 +1,4 @@
-// Concerns: the failures of a start, message by message, and what each leaves behind.
+// Concerns: the failures of a start, message by message, and the state that each leaves.
 #include <Bases/Thread.h>
 
 #include <cerrno>

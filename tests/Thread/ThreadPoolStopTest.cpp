@@ -250,7 +250,7 @@ TEST(TaskPoolStop, PutsACancellationOfTheOwnerOffWhileItDestroysTheDroppedTasks)
 }
 
 TEST(TaskPoolStop, TakenTaskIsDestroyedInTheQueueWithNoLockHeld) {
-    // Destroyed once in the queue and once behind the run; a copy counts itself.
+    // Destroyed once in the queue and once after the run; a copy counts itself.
     class PostsWhenDestroyed {
     public:
         PostsWhenDestroyed(ThreadTaskPool& pool, PostElsewhere& postElsewhere,

@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_TESTS_THREAD_THREAD_POOL_TEST_H
 #define VORN_BASES_TESTS_THREAD_THREAD_POOL_TEST_H
 
-// Tasks that tell what becomes of them, and ways to watch the worker.
+// Tasks that report what happens to them, and ways to watch the worker.
 
 #include <array>
 #include <atomic>
@@ -75,8 +75,8 @@ struct Copies {
     std::atomic<int> alive{0};
 };
 
-// A function object that counts its copies. It is too large for the room that boost::function has
-// inside, so that a swap of two task objects copies nothing.
+// A function object that counts its copies. It is too large for the buffer inside boost::function,
+// so that a swap of two task objects copies nothing.
 class Counted {
 public:
     explicit Counted(Copies& copies, std::function<void()> run = {})

@@ -48,8 +48,7 @@ TEST(Cs, IsRecursiveAndFreeAfterAsManyUnlocks) {
 
 TEST(Cs, LockWaitsForTheHolder) {
     const Cs cs;
-    int guarded =
-        0; // a race report of the thread sanitizer would tell that the lock does not guard
+    int guarded = 0; // the thread sanitizer would report a race if the lock did not guard it
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&] {

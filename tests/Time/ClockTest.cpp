@@ -102,8 +102,8 @@ TEST_F(Clock, AClockThatCannotBeReadGivesZero) {
     EXPECT_EQ(0, Vorn::GetCurTime());
 }
 
-// Concerns: exactly what is handed over to be set, and that the platform's refusal is reported. The
-// real clock is out of reach: the platform of the tests never sets it.
+// Concerns: exactly what is passed to the platform, and that its refusal is reported. The real
+// clock is out of reach: the platform of the tests never sets it.
 
 class SetClock : public TimeTest {
 protected:

@@ -311,7 +311,7 @@ TEST_F(DateTimeString, MayBeThePatternAndIsThenEmptied) {
     EXPECT_EQ("", both);
 }
 
-// Concerns: the buffer's edge to the byte, the bytes behind the text, and what leaves the buffer
+// Concerns: the buffer's edge to the byte, the bytes after the text, and what leaves the buffer
 // untouched.
 
 using DateTimeBuffer = TimeFormatTest;

@@ -84,7 +84,7 @@ bool IsUntouched(const Value& value) {
     return std::all_of(bytes, bytes + sizeof value, [](unsigned char b) { return b == 0x5A; });
 }
 
-/// Lets the clock stand at this moment.
+/// Stops the clock at this moment.
 inline void PinClock(const timeval& moment) {
     Platform::gettimeofday.Do([moment](timeval* now, void*) {
         *now = moment;

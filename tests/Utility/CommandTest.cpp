@@ -239,10 +239,10 @@ TEST(MacroAdd, FromTheLastCommandIsExecutedInTheSameRunToo) {
 
 TEST(MacroAdd, TakesACommandThatItAlreadyHas) {
     // The macro's end would delete the command twice, so it is never destroyed.
-    alignas(MacroCommand) static std::array<std::byte, sizeof(MacroCommand)> room;
+    alignas(MacroCommand) static std::array<std::byte, sizeof(MacroCommand)> storage;
     static Log log;
     static Noted command(log, "a");
-    auto* macro = new (room.data()) MacroCommand;
+    auto* macro = new (storage.data()) MacroCommand;
     macro->Add(&command);
     macro->Add(&command);
     macro->Execute();

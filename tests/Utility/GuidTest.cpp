@@ -261,8 +261,8 @@ std::vector<std::string> Shapes(const std::string& dashed) {
     return {dashed, plain, '{' + dashed + '}', '{' + plain + '}'};
 }
 
-// Checks that both text forms throw and that the value stands. The text lies in a block of its
-// exact size, behind which the address sanitizer sees every look.
+// Checks that both text forms throw and leave the value unchanged. The text is in a block of its
+// exact size, beyond which the address sanitizer reports every read.
 void ExpectInvalid(const std::string& text) {
     Guid guid = GuidOf(Sample);
     const std::vector<char> block(text.c_str(), text.c_str() + text.size() + 1);

@@ -1,6 +1,6 @@
 // Concerns, for each reserved class: what an object is made of and does to the memory around it;
-// that nothing is allocated; that it is a base class whose objects tell their type and are deleted
-// through it; that it has nothing else to offer.
+// that nothing is allocated; that it is a base class whose objects know their type and are deleted
+// through it; that it has no other operations.
 #include <Bases/Utility.h>
 
 #include <algorithm>
@@ -88,14 +88,14 @@ TYPED_TEST(ReservedClass, AllocatesNothingWhateverTheNumberOfObjects) {
 TYPED_TEST(ReservedClass, TouchesNothingOutsideOfItself) {
     constexpr unsigned char Guard = 0x5A;
     constexpr std::size_t Size = sizeof(TypeParam);
-    alignas(TypeParam) std::array<unsigned char, 3 * Size> room;
-    room.fill(Guard);
-    auto* object = new (room.data() + Size) TypeParam;
+    alignas(TypeParam) std::array<unsigned char, 3 * Size> area;
+    area.fill(Guard);
+    auto* object = new (area.data() + Size) TypeParam;
     g_sink = object;
     object->~TypeParam();
     const auto isGuard = [](unsigned char byte) { return byte == Guard; };
-    EXPECT_TRUE(std::all_of(room.begin(), room.begin() + Size, isGuard));
-    EXPECT_TRUE(std::all_of(room.begin() + 2 * Size, room.end(), isGuard));
+    EXPECT_TRUE(std::all_of(area.begin(), area.begin() + Size, isGuard));
+    EXPECT_TRUE(std::all_of(area.begin() + 2 * Size, area.end(), isGuard));
 }
 
 TYPED_TEST(ReservedClass, KnowsTheTypeOfADerivedObjectAndDeletesIt) {

@@ -33,7 +33,7 @@ using VornTest::XmlReaderTest;
 
 // Concerns: texts come in the locale's encoding; the converter is opened once per document, from
 // the declared encoding and not from the UTF-8 that libxml2 keeps; the one call with its exact
-// room; what the scratch array holds between conversions.
+// capacity; what the scratch array holds between conversions.
 using XmlReaderEncoding = XmlReaderTest;
 
 TEST_F(XmlReaderEncoding, OfAUtf8DocumentIsExact) {
@@ -146,8 +146,8 @@ TEST_F(XmlReaderEncoding, ConvertsInOneCallWithTheTerminatorIntoTenBytesMore) {
     EXPECT_EQ((std::vector<IconvCall>{{5, 14}, {5001, 5010}, {2, 11}, {1, 10}}), IconvSpy::calls);
 }
 
-// Read as UTF-16, "abc" and its terminator are two characters and no terminator, so what stands in
-// the scratch array behind them shows.
+// Read as UTF-16, "abc" and its terminator are two characters and no terminator, so what follows
+// them in the scratch array shows.
 class XmlReaderScratch : public XmlReaderTest {
 protected:
     static constexpr char Wide[] = "\xE6\x89\xA1"
@@ -182,7 +182,7 @@ TEST_F(XmlReaderScratch, IsNotMadeShorterForAShorterText) {
     std::string name;
     XmlReader::Element* const ab = m_reader.NextElement(m_a);
     ASSERT_NE(nullptr, m_reader.NextElement(ab, &name));
-    ASSERT_EQ(13u, name.size()) << "more than the room that a text of one byte asks for";
+    ASSERT_EQ(13u, name.size()) << "more than the capacity for a text of one byte";
     EXPECT_EQ("a" + name.substr(1), NameOf(m_reader, m_a));
 }
 
@@ -209,7 +209,7 @@ TEST_F(XmlReaderScratch, GrowsForALongTextAndStaysAtThatSizeUntilClose) {
     NameOf(reader, reader.GetRootElement());
     char* const first = IconvSpy::calls.back().output;
     EXPECT_EQ(first, IconvSpy::calls.front().output) << "4096 bytes are there from the start";
-    EXPECT_EQ(4096u, IconvSpy::calls.front().room);
+    EXPECT_EQ(4096u, IconvSpy::calls.front().capacity);
 
     auto none = std::make_unique<NoMemory>(Platform::operator_new, 4097U);
     EXPECT_EQ("(fails)", ValueOf(reader)) << "one byte more has to be fetched";
@@ -222,7 +222,7 @@ TEST_F(XmlReaderScratch, GrowsForALongTextAndStaysAtThatSizeUntilClose) {
 
     reader.Close();
     none = std::make_unique<NoMemory>(Platform::operator_new, 4096U);
-    EXPECT_TRUE(LoadText(reader, Utf8 + "<r/>")) << "Close keeps the room";
+    EXPECT_TRUE(LoadText(reader, Utf8 + "<r/>")) << "Close keeps the capacity";
     none.reset();
 }
 

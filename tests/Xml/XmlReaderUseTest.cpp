@@ -82,7 +82,7 @@ TEST_F(XmlReaderSize, TakesTwoHundredAndFiftySixNestedElementsButNotManyMore) {
 }
 
 // Concerns: any order of calls gives the answers of a model: empty, or a document whose tree
-// libxml2's own functions tell.
+// libxml2's own functions report.
 class XmlReaderOrder : public XmlReaderTest {
 protected:
     static constexpr char Tree[] = "<r a='1' b='two'>t<x/> <y c=''>u<z/>v</y><!--c--><x>w</x></r>";

@@ -31,7 +31,7 @@ using VornTest::Utf8;
 using VornTest::XmlWriterTest;
 
 // Concerns: texts come in the locale's encoding and go into the document's; a text that cannot go
-// fails alone and never reaches libxml2; the one call, its room, and what ends its result.
+// fails alone and never reaches libxml2; the one call, its capacity, and what ends its result.
 using XmlWriterEncoding = XmlWriterTest;
 
 TEST_F(XmlWriterEncoding, IsOpenedFromTheLocalesWhichIsNamedWhereCharIsUnknown) {
@@ -155,9 +155,9 @@ struct ZMemory {
     ZMemory& operator=(const ZMemory&) = delete;
 };
 
-// UTF-7 writes the terminator as letters. Behind a fresh converter those of the empty text fill
-// the room to the last byte, those of "a" do not. libxml2 encodes once more on its way to the
-// buffer and makes "+-" of the "+".
+// UTF-7 writes the terminator as letters. With a fresh converter those of the empty text fill the
+// capacity to the last byte, those of "a" do not. libxml2 encodes once more on its way to the
+// buffer and turns the "+" into "+-".
 TEST_F(XmlWriterEncoding, AConvertedTextEndsEvenWhereItsTerminatorIsNoZeroByte) {
     const ZMemory memory;
     for (const auto& [text, expected] : {std::pair("", "--+-AA--"), std::pair("a", "--a+-AA--")}) {

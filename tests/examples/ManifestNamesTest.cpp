@@ -15,7 +15,7 @@ using VornTest::Names;
 using VornTest::Outcome;
 
 // Concerns: a name may be any bytes; the document stays well formed in every locale, the name can
-// be told back exactly, and nothing that reaches the terminal can control it.
+// be restored exactly, and nothing that reaches the terminal can control it.
 
 class ManifestNames : public ManifestProgram {
 protected:

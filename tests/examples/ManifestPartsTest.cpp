@@ -231,7 +231,7 @@ TEST_F(ManifestReadError, LeavesAllInTheDirectoryUnreadWhenItIsVerified) {
 }
 
 // Concerns: entries of one name are compared each with its own; the verdicts that make all as it
-// was recorded; what the file system's races leave behind.
+// was recorded; the results of races in the file system.
 
 using Manifest::Finding;
 using Manifest::Verdict;

@@ -52,8 +52,8 @@ bool OpensWithin(pid_t pid, const std::string& name, std::chrono::seconds limit)
 }
 
 // Concerns: whoever looks at OUT.xml finds the old manifest or the new one, whatever goes wrong and
-// whenever the program dies; after a failure that it survives nothing is left behind; what stands
-// at OUT.xml and is no file of the user's is not replaced.
+// whenever the program dies; after a failure that it survives nothing is left behind; if OUT.xml is
+// not a file of the user's, it is not replaced.
 
 class ManifestSaving : public ManifestProgram {
 protected:

@@ -32,9 +32,9 @@ using VornTest::WhyNotGivenUp;
 
 namespace fs = std::filesystem;
 
-// Concerns: everything that differs from what was recorded is found, told once, in the order of the
-// names, and gives the exit status 1; nothing else does. What cannot be known is told as that, and
-// a manifest that does not say enough is refused.
+// Concerns: everything that differs from what was recorded is found, reported once, in the order of
+// the names, and gives the exit status 1; nothing else does. What cannot be known is reported as
+// such, and a manifest without enough information is refused.
 
 class ManifestVerify : public ManifestProgram {
 protected:

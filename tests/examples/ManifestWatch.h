@@ -30,7 +30,7 @@ constexpr const char* NoRun = "no run to watch; it must be one of the same user,
                               "privilege to write shared memory";
 constexpr const char* Locked = "the counters are locked";
 
-/// A second opinion of what the key of a name is.
+/// The key of a name, computed independently of the library.
 key_t KeyOf(const std::string& name);
 
 /// Every test has a manifest's path, and so a segment's names, of its own. What runs leave behind
@@ -43,7 +43,7 @@ protected:
 
     void SetUp() override;
 
-    // A lock that was left locked goes by its name, which lies in the segment.
+    // Removes abandoned locks by their names, which are in the segments.
     void CleanUp() const;
 
     // The locks of these processes are the test's.

@@ -223,7 +223,8 @@ TEST(SealArmourRefuses, PaddingInTheWrongPlaceAndBitsThatNoByteHas) {
         EXPECT_EQ(Unpadded, RefusalOfBase64(base64 + std::string("\n"), "0")) << base64;
 }
 
-// Concerns: keys that the cipher could not tell from longer ones; fit with the library's SEED.
+// Concerns: keys that the cipher could not distinguish from longer ones; agreement with the
+// library's SEED.
 
 TEST(SealCipher, TakesKeysOf16BytesOnly) {
     for (std::size_t size = 0; size <= 33; ++size) {
@@ -348,7 +349,7 @@ TEST(SealText, IsRefusedWhenAByteIsMissingOrThereTwice) {
     }
 }
 
-// Concerns: what the user may not do; sizes that are told exactly and not read.
+// Concerns: what the user may not do; sizes that are known exactly without reading.
 
 class SealFiles : public testing::Test {
 protected:
@@ -373,7 +374,7 @@ TEST_F(SealFiles, AreReadUpToTheLimitAndNotBeyond) {
               Refusal([&] { Seal::ReadWhole(one, 0); }));
 }
 
-// The system tells a size of 0 for such files, whatever is in them.
+// The system reports a size of 0 for such files, whatever is in them.
 TEST_F(SealFiles, AreCountedWhenTheSystemDoesNotKnowTheirSize) {
     const std::string name = "/proc/self/stat";
     EXPECT_FALSE(Seal::ReadWhole(name, 10000).empty());

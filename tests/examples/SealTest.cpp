@@ -35,7 +35,7 @@ const char* const Usage = "usage: seal encipher KEYFILE IN OUT | seal decipher K
 const std::string Key("\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0A\x0B\x0C\x0D\x0E\x0F\x10", 16);
 const std::string Message = "Meet me at midnight.";
 
-// Made of the two with another implementation; SealPartsTest tells how.
+// Made from the two by another implementation; SealPartsTest says how.
 const std::string SealedMessage =
     "Sealed file, version 1\n"
     "Length: 20\n"

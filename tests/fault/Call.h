@@ -121,10 +121,10 @@ struct Family {
 
 namespace Detail {
 
-/// Tells a thread from the others.
+/// Identifies the calling thread.
 const void* ThisThread();
 
-/// Looking at the notes: one thread at a time, its calls and its errno left out of it.
+/// Access to the notes: for one thread at a time, without effect on its calls and its errno.
 class Notes {
 public:
     Notes();
@@ -160,7 +160,7 @@ struct Arguments {
 template <typename Arg>
 struct Arguments<Arg> : Written<Arg> {};
 
-/// What is said of functions that fail by the common convention: errno, and -1 or null.
+/// Fails by the common convention: sets errno and returns -1 or null.
 template <typename R>
 R FailByErrno(int error) {
     errno = error;
@@ -170,10 +170,10 @@ R FailByErrno(int error) {
         return static_cast<R>(-1);
 }
 
-/// Functions whose result is the error number itself.
+/// Fails as functions do whose result is the error number itself.
 inline int FailByResult(int error) { return error; }
 
-/// How a function fails unless it is told otherwise.
+/// How a function fails by default.
 template <typename R>
 constexpr auto Usual() -> R (*)(int) {
     if constexpr (std::is_void_v<R>)
@@ -201,7 +201,7 @@ public:
     using Arguments = typename Detail::Arguments<Args...>::Type;
     using Result = std::conditional_t<std::is_void_v<R>, std::nullptr_t, R>;
 
-    /// What the calls that `when` tells do.
+    /// What the calls that `when` selects do.
     class Script {
     public:
         explicit Script(Function& function, When when = {}) : m_function(function), m_when(when) {}
@@ -226,8 +226,8 @@ public:
         When m_when;
     };
 
-    /// `failing` sets errno and returns what tells of the failure; null: it cannot fail. `cut` is
-    /// the call with a short count.
+    /// `failing` sets errno and returns the result that means failure; null: the function cannot
+    /// fail. `cut` is the call with a short count.
     constexpr Function(const char* name, Pointer real, std::span<const int> errors = {},
                        Failing failing = Detail::Usual<R>(), Pointer cut = nullptr)
         : Call(name, errors), m_real(real), m_failing(failing), m_cut(cut) {}
@@ -237,7 +237,7 @@ public:
     /// The system's own function.
     R Real(Args... args) const { return m_real(args...); }
 
-    /// Fails as the function does: returns what tells of it, or throws.
+    /// Fails as the function does: returns the result that means failure, or throws.
     R Failure(int error) const { return m_failing(error); }
 
     Script At(std::size_t n) { return Script(*this).At(n); }

@@ -29,8 +29,8 @@
 // - Scripts and records are for the calls of the thread that makes them, unless OnAnyThread() or
 //   Record(true) says otherwise.
 // - What a hook calls goes to the system, as does all that is called while a Bypass lives. A test's
-//   own calls elsewhere are scripted and recorded like the library's: the linker cannot tell them
-//   apart. What the C++ library calls from its own shared object is not, except for operator new.
+//   own calls elsewhere are scripted and recorded like the library's: the linker cannot distinguish
+//   them. What the C++ library calls from its own shared object is not, except for operator new.
 // - After each test all is forgotten. A hook that refers to a test's locals and could be called
 //   after them is undone with Reset() before.
 // - Generic code finds the functions with All() and Find(name), and what was called with

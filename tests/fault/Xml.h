@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_TESTS_FAULT_XML_H
 #define VORN_BASES_TESTS_FAULT_XML_H
 
-// libxml2's part of the scripted platform; Platform.h tells how it is used. What libxml2 itself
-// asks of the C library is not seen, except for its memory.
+// libxml2's part of the scripted platform; Platform.h says how it is used. libxml2's own calls of
+// the C library are not seen, except for its memory.
 
 #include <cstddef>
 

@@ -15,12 +15,12 @@
 namespace VornTest {
 
 struct IconvCall {
-    std::size_t input = 0; // bytes offered
-    std::size_t room = 0;  // bytes of room declared
+    std::size_t input = 0;    // bytes offered
+    std::size_t capacity = 0; // bytes of output allowed
     char* output = nullptr;
 
     bool operator==(const IconvCall& other) const {
-        return input == other.input && room == other.room;
+        return input == other.input && capacity == other.capacity;
     }
 };
 
@@ -58,12 +58,12 @@ private:
     }
 
     static std::size_t Convert(iconv_t converter, char** input, std::size_t* inputLeft,
-                               char** output, std::size_t* room) {
+                               char** output, std::size_t* capacity) {
         if (input != nullptr) { // otherwise it only resets the converter
             const std::lock_guard locker(lock);
-            calls.push_back({*inputLeft, *room, *output});
+            calls.push_back({*inputLeft, *capacity, *output});
         }
-        return iconv(converter, input, inputLeft, output, room);
+        return iconv(converter, input, inputLeft, output, capacity);
     }
 
     static int Close(iconv_t converter) {

@@ -1,10 +1,10 @@
-// Shared memory stays on the machine when a program forgets it: no test program may. Each one looks
-// at its end and fails for every segment that is left.
+// Shared memory stays on the machine when a program forgets to remove it. Each test program
+// therefore checks at its end, and fails for every segment that is left.
 //
-// Where the system allows it, as it does the superuser, the program and the processes that it
-// starts have System V objects of their own. Nobody else's can come between, and the last process
-// takes away what is left. Elsewhere only those segments count that this process made: once another
-// maker is gone, nothing tells whether it was one of ours.
+// Where the system allows it, as it does for the superuser, the program and the processes that it
+// starts have an IPC namespace of their own: nobody else's segments can interfere, and the last
+// process to end removes what is left. Elsewhere only the segments count that this process created:
+// once another creator is gone, nothing shows whether it was one of ours.
 #include <algorithm>
 #include <fstream>
 #include <limits>
@@ -24,7 +24,7 @@ struct Segment {
     pid_t maker = -1;
 };
 
-// Without those that go by themselves with their last mapping, whose mode has a fourth digit.
+// Without segments that are already removed and only still mapped; their mode has a fourth digit.
 std::vector<Segment> List() {
     std::ifstream table("/proc/sysvipc/shm");
     constexpr auto Line = std::numeric_limits<std::streamsize>::max();

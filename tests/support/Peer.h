@@ -82,7 +82,7 @@ public:
         m_blocked = WaitUntilProcessSleeps(m_pid, reading);
     }
 
-    /// A process that was woken runs, or sleeps anew.
+    /// A process that was woken is running, or in another sleep.
     bool IsStillBlocked() const { return WaitUntilProcessSleeps(m_pid, "") == m_blocked; }
 
 private:

@@ -7,8 +7,8 @@
 
 namespace VornTest {
 
-/// Lets a sequence that is made from the seed take 4000 steps, until an assertion fails; the
-/// failure tells the seed and the step.
+/// Runs 4000 steps of a sequence constructed from the seed, or until an assertion fails; the
+/// failure names the seed and the step.
 template <typename Sequence>
 void TakeRandomSteps(unsigned int seed) {
     Sequence sequence(seed);

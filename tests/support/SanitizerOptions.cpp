@@ -1,18 +1,18 @@
 // Options that every test program gives the sanitizer it is built with.
 //
-// A cancelled thread is unwound frame by frame, and frames that have nothing to destroy are passed
-// over. Nobody tells the address sanitizer that they are gone, so the guard zones around their
+// A cancelled thread is unwound frame by frame, and frames that have nothing to destroy are
+// skipped. The address sanitizer does not learn that they are gone, so the guard zones around their
 // locals stay on the stack below. When a frame further up has finished its destructors, the runtime
-// asks for the signal stack; the one of GCC 12 does so through its own checked sigaltstack, with a
-// result on that stack, and whenever the result meets such a zone it reports a stack overflow that
-// is none (or fails a check of its own). A program of two functions shows it; the runtime of
+// queries the signal stack; that of GCC 12 does so through its own checked sigaltstack, with a
+// result on that stack, and whenever the result overlaps such a zone it reports a stack overflow
+// that is none (or fails a check of its own). A program of two functions shows it; the runtime of
 // Clang 14 does not do it.
 //
 // With the detection of uses after return, locals live in frames of the runtime's own and leave no
 // zones on the stack. It is also the stricter check.
 //
-// A request for more memory than there can be stops a sanitizer's program unless it is told to let
-// the allocation fail, as it does without a sanitizer; tests of such failures need that. A throwing
+// A request for an impossible amount of memory stops a program under a sanitizer unless this option
+// lets the allocation fail, as it does without one; tests of such failures need that. A throwing
 // operator new stops the program all the same.
 #if defined(__SANITIZE_ADDRESS__)
 extern "C" const char* __asan_default_options();

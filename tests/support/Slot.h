@@ -19,8 +19,8 @@ std::size_t Slot(Operation operation) {
     return (words[0] & ~std::uintptr_t{1}) / sizeof(void*);
 }
 
-/// Returns how many slots the virtual operations of a class fill: the one that a program's own
-/// subclass adds comes behind them.
+/// Returns how many slots the virtual operations of a class fill; the one that a program's own
+/// subclass adds follows them.
 template <typename Class>
 std::size_t Slots() {
     class WithOneMore : public Class {

@@ -19,8 +19,8 @@ using VornTest::TempDir;
 
 namespace fs = std::filesystem;
 
-// Concerns: two directories at a time are different, nothing is left behind whatever a test put
-// there or took away, and links are removed without what they lead to.
+// Concerns: two directories at a time are different, nothing is left behind whatever a test created
+// or removed there, and links are removed without what they lead to.
 
 TEST(TempDirs, AreEmptyDirectoriesOfTheirOwn) {
     const TempDir first;

@@ -12,14 +12,14 @@ if(NOT VORN_BASES_XML)
 endif()
 
 if(CMAKE_CROSSCOMPILING)
-  # These start their own program anew, which the system cannot do with one of another machine. (A
+  # These start their own program again, which the system cannot do with one of another machine. (A
   # test's helper program is no obstacle: it is started through a script.)
   list(APPEND VORN_TESTS_LEFT_OUT
     TaskPoolDeathTest.EmptyTaskIsAcceptedAndEndsTheProcessWhenItsTurnComes
     TaskPoolDeathTest.ExceptionThatLeavesATaskEndsTheProcess
     ThreadDeathTest.ExceptionThatLeavesTheBodyEndsTheProcess)
 
-  # The emulator (seen with qemu 7.2) tells 0 for the permissions of a segment, whatever they are.
+  # The emulator (seen with qemu 7.2) reports 0 for the permissions of a segment, whatever they are.
   list(APPEND VORN_TESTS_LEFT_OUT SharedMemory.HasTheSizeAndThePermissionsOfItsFlag)
 
   # These use ISO-8859-1 or EUC-KR. The C library loads such character sets from modules, which do

@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_TESTS_CHECKS_EXAMPLES_EXAMPLE_H
 #define VORN_BASES_TESTS_CHECKS_EXAMPLES_EXAMPLE_H
 
-// What stands in front of every example that extract.awk finds.
+// What precedes every example that extract.awk finds.
 
 #include <cstdio>
 #include <cstring>

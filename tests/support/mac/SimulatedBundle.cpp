@@ -46,9 +46,9 @@ CFURLRef CFBundleCopyBundleURL(CFBundleRef /*bundle*/) {
 // A buffer that is too small may hold any part of the name afterwards.
 Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean /*resolveAgainstBase*/,
                                          UInt8* buffer, CFIndex maxBufLen) {
-    const auto room = static_cast<std::size_t>(maxBufLen);
-    if (url->path.size() >= room) {
-        std::memcpy(buffer, url->path.data(), room);
+    const auto capacity = static_cast<std::size_t>(maxBufLen);
+    if (url->path.size() >= capacity) {
+        std::memcpy(buffer, url->path.data(), capacity);
         return 0;
     }
     std::memcpy(buffer, url->path.c_str(), url->path.size() + 1);

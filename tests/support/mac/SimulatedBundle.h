@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_TESTS_SUPPORT_MAC_SIMULATED_BUNDLE_H
 #define VORN_BASES_TESTS_SUPPORT_MAC_SIMULATED_BUNDLE_H
 
-// A simulation, for running on Linux, of the calls that tell a macOS program its directory. It is
-// made from their documentation and not from observation.
+// A simulation, for running on Linux, of the calls by which a macOS program finds its directory. It
+// follows their documentation, not observation.
 
 #include <string>
 

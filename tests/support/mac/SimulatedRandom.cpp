@@ -1,5 +1,5 @@
 // The source of random bytes of macOS, which cannot fail: here a plain sequence, so that a test can
-// tell it from any other one.
+// recognise it.
 #include <cstdlib>
 
 extern "C" void arc4random_buf(void* buffer, size_t size) noexcept {

@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_TESTS_SUPPORT_MAC_HEADERS_CORE_FOUNDATION_CORE_FOUNDATION_H
 #define VORN_BASES_TESTS_SUPPORT_MAC_HEADERS_CORE_FOUNDATION_CORE_FOUNDATION_H
 
-// Stands in for the macOS header of this name, as far as the library uses it. SimulatedBundle.cpp
-// is behind it.
+// Replaces the macOS header of this name, as far as the library uses it. SimulatedBundle.cpp
+// implements it.
 
 typedef unsigned char Boolean;
 typedef unsigned char UInt8;

@@ -1,8 +1,8 @@
 #ifndef VORN_BASES_TESTS_SUPPORT_MAC_HEADERS_MACH_MACH_H
 #define VORN_BASES_TESTS_SUPPORT_MAC_HEADERS_MACH_MACH_H
 
-// Stands in for the macOS header of this name, as far as the library uses it. SimulatedKernel.cpp
-// is behind it.
+// Replaces the macOS header of this name, as far as the library uses it. SimulatedKernel.cpp
+// implements it.
 
 typedef int kern_return_t;
 typedef unsigned int mach_port_t;
