@@ -8,6 +8,7 @@
 #include <ctime>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include <dirent.h>
@@ -32,25 +33,39 @@ Time Milliseconds(time_t seconds, long nanoseconds) {
                              static_cast<unsigned long long>(nanoseconds / 1000000));
 }
 
-bool IsSelfOrParent(const std::string& name) { return name == "." || name == ".."; }
-
-// `dir` ends in a separator where one is needed. On failure `out` stays unchanged.
-bool GetFileInfo(const std::string& dir, const char* name, struct stat& out) {
-    struct stat status {};
-    if (stat((dir + name).c_str(), &status) < 0)
-        return false;
-    out = status;
-    return true;
-}
+bool IsSelfOrParent(std::string_view name) { return name == "." || name == ".."; }
 
 } // namespace
 
-// The current entry. The name is a copy: the stream reuses its own entry, and frees it when closed.
+// The current entry. Its name is a copy, since the stream reuses its own entry and frees it when
+// closed; it stands behind the directory's, so that both are the path without a new string for
+// every entry.
 class FileFind::FileInfo {
 public:
-    std::string name;
-    struct stat status {};
-    std::string directory;
+    /// `directory` ends in a separator where one is needed.
+    void SetDirectory(const std::string& directory) {
+        m_strPath = directory;
+        m_nNameAt = directory.size();
+    }
+
+    /// Asks for the status of the entry. Returns false when the system refuses; the status is then
+    /// still that of the entry before.
+    bool SetName(const char* name) {
+        m_strPath.replace(m_nNameAt, std::string::npos, name);
+        struct stat status {};
+        if (stat(m_strPath.c_str(), &status) < 0)
+            return false;
+        m_status = status;
+        return true;
+    }
+
+    const char* Name() const { return m_strPath.c_str() + m_nNameAt; }
+    const struct stat& Status() const { return m_status; }
+
+private:
+    std::string m_strPath;
+    std::size_t m_nNameAt = 0; // in the path
+    struct stat m_status {};
 };
 
 class FileFind::Stream {
@@ -97,9 +112,8 @@ bool FileFind::FindFirst(const std::string& dir, const std::string& /*pattern*/)
         name = pStream->NextName();
     if (name == nullptr)
         return false;
-    m_pInfo->name = name;
-    m_pInfo->directory = dir;
-    if (!GetFileInfo(dir, name, m_pInfo->status))
+    m_pInfo->SetDirectory(dir);
+    if (!m_pInfo->SetName(name))
         return false;
     m_pStream = std::move(pStream);
     return true;
@@ -109,29 +123,26 @@ bool FileFind::FindNext() {
     if (Current() == nullptr)
         return false;
     const char* name = m_pStream->NextName();
-    if (name == nullptr)
-        return false;
-    m_pInfo->name = name;
-    return GetFileInfo(m_pInfo->directory, name, m_pInfo->status);
+    return name != nullptr && m_pInfo->SetName(name);
 }
 
 void FileFind::FindClose() { m_pStream.reset(); }
 
 const char* FileFind::GetFileName() {
     const FileInfo* pInfo = Current();
-    return pInfo == nullptr ? nullptr : pInfo->name.c_str();
+    return pInfo == nullptr ? nullptr : pInfo->Name();
 }
 
 long long FileFind::GetFileSize() {
     const FileInfo* pInfo = Current();
-    return pInfo == nullptr ? 0 : pInfo->status.st_size;
+    return pInfo == nullptr ? 0 : pInfo->Status().st_size;
 }
 
 unsigned int FileFind::GetFileType() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return FileType::None;
-    switch (pInfo->status.st_mode & S_IFMT) {
+    switch (pInfo->Status().st_mode & S_IFMT) {
     case S_IFREG:
         return FileType::Regular;
     case S_IFDIR:
@@ -147,21 +158,21 @@ Time FileFind::GetFileCreationTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds(ChangeTime(pInfo->status).tv_sec, AccessTime(pInfo->status).tv_nsec);
+    return Milliseconds(ChangeTime(pInfo->Status()).tv_sec, AccessTime(pInfo->Status()).tv_nsec);
 }
 
 Time FileFind::GetFileLastAccessTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    return Milliseconds(ChangeTime(pInfo->status).tv_sec, ChangeTime(pInfo->status).tv_nsec);
+    return Milliseconds(ChangeTime(pInfo->Status()).tv_sec, ChangeTime(pInfo->Status()).tv_nsec);
 }
 
 Time FileFind::GetFileLastWriteTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)
         return 0;
-    const timespec& written = ModificationTime(pInfo->status);
+    const timespec& written = ModificationTime(pInfo->Status());
     return Milliseconds(written.tv_sec, written.tv_nsec);
 }
 

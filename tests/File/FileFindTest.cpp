@@ -747,6 +747,22 @@ TEST(ManySearches, LeaveNoStreamOpen) {
     EXPECT_EQ(before, OpenDescriptors());
 }
 
+// Concern: what a large directory costs.
+
+TEST(Searching, AllocatesNothingForAnEntry) {
+    const TempDir dir;
+    for (int number = 100; number < 110; ++number)
+        MakeFile(dir.File("longer than a text that fits into a string " + std::to_string(number)));
+    FileFind find;
+    ASSERT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
+    Platform::operator_new.Record();
+    int found = 1;
+    while (find.FindNext())
+        ++found;
+    EXPECT_LE(10, found);
+    EXPECT_EQ(0U, Platform::operator_new.Count());
+}
+
 // Concern: failures are reported by results alone.
 
 TEST(Searching, PrintsNothing) {
