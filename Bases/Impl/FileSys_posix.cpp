@@ -273,7 +273,7 @@ bool GetFileSize(const std::string& path, unsigned long long& size) {
     FileIo file;
     if (!file.Open(path, desiredAccess, FileShare::ReadWrite, FileDisposition::OpenExisting))
         return false;
-    size = static_cast<unsigned long long>(file.GetFileSize());
+    size = static_cast<unsigned long long>(file.SeekToEnd());
     return true;
 }
 

@@ -265,6 +265,15 @@ TEST(FileSize, OfADeviceWithoutLengthIsZero) {
     EXPECT_EQ(0U, size);
 }
 
+TEST(FileSize, NeedsOneDescriptorOnly) {
+    const TempDir dir;
+    WriteFile(dir.File("file"), "1234567");
+    Platform::dup.Fail(EMFILE);
+    unsigned long long size = 0;
+    EXPECT_TRUE(FileSys::GetFileSize(dir.File("file"), size));
+    EXPECT_EQ(7U, size);
+}
+
 TEST(FileSize, LeavesNoDescriptorOpenOnFailure) {
     const TempDir dir;
     const auto before = OpenDescriptors();
