@@ -13,12 +13,5 @@ set(CMAKE_FIND_ROOT_PATH_MODE_PACKAGE ONLY)
 
 set(CMAKE_CROSSCOMPILING_EMULATOR qemu-s390x -L ${VORN_S390X_ROOT})
 
-# Boost's headers are the same for every machine, so the host's serve; those beside them do not. The
-# link keeps them apart.
-get_property(in_try_compile GLOBAL PROPERTY IN_TRY_COMPILE)
-if(NOT in_try_compile)
-  file(MAKE_DIRECTORY ${CMAKE_BINARY_DIR}/host-headers)
-  file(CREATE_LINK /usr/include/boost ${CMAKE_BINARY_DIR}/host-headers/boost SYMBOLIC)
-  set(Boost_NO_BOOST_CMAKE ON)
-  set(Boost_INCLUDE_DIR ${CMAKE_BINARY_DIR}/host-headers)
-endif()
+# Boost's headers are the same for every machine, so the host's serve.
+set(Boost_DIR ${CMAKE_CURRENT_LIST_DIR}/s390x)

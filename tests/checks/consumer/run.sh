@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Installs the built library, then does what the README tells a stranger to do: builds this
 # directory's program against it, once through find_package and once through pkg-config, runs both,
-# and compares what they print with what the README shows.
+# and compares what they print with what the README shows. A project that takes in the sources gets
+# the library and nothing else.
 #
 # usage: run.sh SOURCE_DIR BUILD_DIR CXX
 set -euo pipefail
@@ -44,7 +45,7 @@ cmake --install "$build_dir" --prefix "$prefix" >/dev/null
 
 echo "== find_package(VornBases)"
 cmake -S "$consumer" -B "$scratch/cmake" \
-    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING
+    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev
 cmake --build "$scratch/cmake"
 check_answers "$scratch/cmake/size"
 
@@ -59,3 +60,25 @@ read -ra flags <<<"$(pkg-config --cflags --libs Vorn-Bases)"
 check_answers "$scratch/size"
 grep -q "libVorn-Bases.so.1 => $(realpath "$prefix")" <<<"$(ldd "$scratch/size")" ||
     fail "the program runs with another libVorn-Bases than the installed one"
+grep -q -- -lxml2 <<<"$(pkg-config --static --libs Vorn-Bases)" ||
+    fail "a static link would lack libxml2"
+
+echo "== add_subdirectory"
+mkdir "$scratch/host"
+cat >"$scratch/host/CMakeLists.txt" <<HOST
+cmake_minimum_required(VERSION 3.25)
+project(host CXX)
+enable_testing()
+add_subdirectory($source_dir bases)
+add_executable(size $consumer/main.cpp)
+target_link_libraries(size PRIVATE Vorn::Bases)
+HOST
+cmake -S "$scratch/host" -B "$scratch/host/build" -G "Unix Makefiles" \
+    -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev
+# Nothing is built yet, so anything to install would be missing.
+cmake --install "$scratch/host/build" --prefix "$scratch/host/prefix" >/dev/null
+[ ! -e "$scratch/host/prefix" ] || fail "something was installed along with a host"
+grep -q 'Total Tests: 0' <<<"$(ctest --test-dir "$scratch/host/build" -N)" ||
+    fail "a host gets tests"
+! grep -qE '^\.\.\. (manifest|seal)$' <<<"$(cmake --build "$scratch/host/build" --target help)" ||
+    fail "a host gets the example programs"
