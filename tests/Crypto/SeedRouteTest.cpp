@@ -94,6 +94,11 @@ TEST_P(SeedRoute, CipherGivesWhatTheBlockFunctionsGive) {
     }
 }
 
+TEST(SeedKernels, AreNotLostOnAHigherRoute) {
+    VornTest::ExpectNoKernelIsLostOnAHigherRoute(
+        [](Vorn::Route route) { return Vorn::FindSeedKernel(route) != nullptr; });
+}
+
 INSTANTIATE_TEST_SUITE_P(Every, SeedRoute, VornTest::AllRoutes(), VornTest::RouteNameOf);
 
 } // namespace

@@ -186,6 +186,13 @@ TEST_P(Base64Route, DecodesATextThatOverlapsItsBufferAsTheBitsDo) {
     }
 }
 
+TEST(Base64Kernels, AreNotLostOnAHigherRoute) {
+    VornTest::ExpectNoKernelIsLostOnAHigherRoute(
+        [](Vorn::Route route) { return Vorn::FindBase64Kernels(route).encode != nullptr; });
+    VornTest::ExpectNoKernelIsLostOnAHigherRoute(
+        [](Vorn::Route route) { return Vorn::FindBase64Kernels(route).decode != nullptr; });
+}
+
 INSTANTIATE_TEST_SUITE_P(Every, Base64Route, VornTest::AllRoutes(), VornTest::RouteNameOf);
 
 } // namespace

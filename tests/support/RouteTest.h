@@ -40,6 +40,20 @@ protected:
     void TearDown() override { Vorn::LimitRoute(Vorn::NoLimit); }
 };
 
+/// A route that no choice among kernels knows would fall back to the portable code, unnoticed by
+/// tests of results: what x86 routes have, those above them have, too.
+template <typename HasKernel>
+void ExpectNoKernelIsLostOnAHigherRoute(HasKernel hasKernel) {
+    bool had = false;
+    for (const auto& [route, name] : Vorn::AllRoutes) {
+        if (route == Vorn::Route::Neon)
+            continue;
+        const bool has = hasKernel(route);
+        EXPECT_TRUE(has || !had) << "there is none for " << name << ", but for a lower route";
+        had = had || has;
+    }
+}
+
 } // namespace VornTest
 
 #endif
