@@ -9,8 +9,9 @@
 /// Hides a private member of an exported class.
 #define VORN_BASES_LOCAL __attribute__((visibility("hidden")))
 
-/// A mark by which Clang checks that what a lock guards is used with the lock held. It counts when
-/// the library itself is compiled, and is nothing for a program.
+/// An attribute of Clang's thread-safety analysis, which checks that what a lock guards is used
+/// only with the lock held. It has an effect when the library itself is compiled; in programs it
+/// expands to nothing.
 #if defined(__clang__) && defined(VORN_BASES_CHECK_LOCKS)
 #define VORN_BASES_LOCK_MARK(attribute) __attribute__((attribute))
 #else

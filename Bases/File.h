@@ -68,7 +68,7 @@ inline constexpr unsigned int End = 2;
 ///     | Flush          | false        | true on success                                |
 ///     | GetPath        | empty        | empty                                          |
 ///
-/// A failed position query cannot be told from position 0.
+/// A failed position query cannot be distinguished from position 0.
 ///
 ///     Vorn::FileIo file;
 ///     if (file.Open("notes.bin", Vorn::FileAccess::ReadWrite, Vorn::FileShare::None,
@@ -291,7 +291,7 @@ public:
     ///   to 0 before the call to tell the two apart where an incomplete listing matters;
     /// - for an entry that cannot be stat'ed, such as a dangling link: its name is the current one
     ///   then, with the size, type and times of the entry before. The search can go on; the changed
-    ///   name tells this from the end.
+    ///   name distinguishes this from the end.
     ///
     /// Note: unlike FindFirst it also reports "." and "..", wherever the system lists them.
     bool FindNext();

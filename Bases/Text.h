@@ -75,7 +75,7 @@ VORN_BASES_API std::wstring utf8_to_wcs(const std::string& s);
 /// and std::logic_error with "basic_string: construction from null is not valid" for every other
 /// string.
 ///
-/// Note: callers tell "can be encoded" from "cannot" by the type of the exception. For the text
+/// Note: the type of the exception tells callers whether the string can be encoded. For the text
 /// itself call wcs_to_mbs with a locale of the wanted encoding.
 VORN_BASES_API std::string wcs_to_utf8(const std::wstring& w);
 

@@ -185,10 +185,10 @@ private:
 ///
 /// Every text is converted from the locale's encoding to the document's; a zero byte ends it. An
 /// operation whose text cannot be converted returns false and writes nothing (WriteElementEntity:
-/// an empty element), and the document goes on. Special characters in texts and values are escaped.
-/// No line breaks or indentation are added between elements.
+/// an empty element), and the document continues. Special characters in texts and values are
+/// escaped. No line breaks or indentation are added between elements.
 ///
-/// Note: libxml2 takes what it is given for UTF-8. Documents in UTF-8 are exact. In others, ASCII
+/// Note: libxml2 takes all its input to be UTF-8. Documents in UTF-8 are exact. In others, ASCII
 /// text is right where the encoding is a superset of ASCII; further characters come out wrong or
 /// cost the rest of the document. A text must fit in three bytes for each of its own and its
 /// terminator, so in UTF-32 hardly any does.
@@ -202,7 +202,7 @@ private:
 /// before the writer can begin a new document.
 ///
 /// Note: names and comments are written as given. A name with a space, a comment with "--", a
-/// duplicate attribute or a second root element makes a document that no parser accepts.
+/// duplicate attribute or a second root element results in a document that no parser accepts.
 class VORN_BASES_API XmlWriter {
 public:
     /// Constructs an idle writer. If memory runs out, the standard assert stops the process; where

@@ -55,7 +55,7 @@ bool Adopt(const boost::uuids::uuid& source, unsigned char (&bytes)[16]) {
 }
 
 // Callers pass texts that continue after the identifier, which Boost's parser refuses, so it gets
-// the identifier alone. A text that is too short goes to it uncut and is refused there.
+// the identifier alone. A text that is too short is passed to it uncut and refused there.
 std::string_view IdentifierAt(std::string_view text) {
     const std::size_t brace = text.substr(0, 1) == "{" ? 1 : 0;
     const bool dashed = text.size() > brace + 8 && text[brace + 8] == '-';

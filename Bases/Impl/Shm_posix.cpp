@@ -38,7 +38,7 @@ bool IsAttached(const unsigned char* address) {
     return address != nullptr && reinterpret_cast<std::intptr_t>(address) != -1;
 }
 
-// Where it may not be attached, the segment stays as the platform made it: zero on Linux.
+// If it may not be attached, the segment stays as the platform created it: zero on Linux.
 void FillWithZero(Shm& shm, unsigned long size) {
     unsigned char* const address = shm.Map();
     if (!IsAttached(address))

@@ -78,7 +78,7 @@ std::wstring utf8_to_wcs(const std::string& s) {
     const std::size_t count = std::mbstowcs(nullptr, s.c_str(), 0);
     CheckCount(count, "Invalid UTF-8 sequence.");
 
-    // The C library's terminating zero goes to the string's own terminator.
+    // The C library's terminating zero overwrites the string's own terminator.
     std::wstring buffer(count, L'\0');
     CheckSecondCount(std::mbstowcs(buffer.data(), s.c_str(), count + 1), count);
     return buffer;

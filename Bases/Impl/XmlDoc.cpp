@@ -463,7 +463,7 @@ bool XmlWriter::WriteComment(const std::string& text) {
     return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteComment, text);
 }
 
-// Typed values: each is printed and handed to the operation for texts.
+// Typed values: each is converted to text and passed to the operation for texts.
 
 bool XmlWriter::WriteAttribute(const std::string& name, const int& value) {
     return WriteAttribute(name, ToText(value));

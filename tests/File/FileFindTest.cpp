@@ -620,7 +620,7 @@ TEST(EntryTimes, OfARealFileAreThoseOfItsStatus) {
 
 struct Found {
     std::string name;
-    bool report; // false for a dangling link
+    bool found; // false for a dangling link
     unsigned int type;
     long long size;
     Times times;
@@ -654,11 +654,11 @@ std::vector<Found> ListingOf(const std::string& dir) {
 std::vector<Found> RestOf(FileFind& find) {
     std::vector<Found> listing;
     std::string last;
-    for (bool report = true; report || NameOf(find) != last; report = find.FindNext()) {
+    for (bool found = true; found || NameOf(find) != last; found = find.FindNext()) {
         last = NameOf(find);
         if (last == "." || last == "..")
             continue;
-        if (report)
+        if (found)
             listing.push_back({last, true, find.GetFileType(), find.GetFileSize(), TimesOf(find)});
         else
             listing.push_back({last, false, 0, 0, {}});

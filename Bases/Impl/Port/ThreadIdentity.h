@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_PORT_THREAD_IDENTITY_H
 #define VORN_BASES_IMPL_PORT_THREAD_IDENTITY_H
 
-// The number that tells the threads of a process apart.
+// The number that identifies a thread within its process.
 
 #include <cstdint>
 

@@ -24,7 +24,7 @@ struct alignas(16) ByteTable {
     std::uint8_t bytes[16];
 };
 
-// The numbers of the lanes that a vector of at most 64 bytes is made of.
+// The indices of the 32-bit lanes of a vector of at most 64 bytes.
 struct alignas(64) LaneTable {
     std::int32_t lanes[16];
 };

@@ -9,7 +9,7 @@
 // once, such as the choice among them, is inside #if HWY_ONCE. Only headers of Highway are used:
 // the library does not link its shared library.
 //
-// This file has no include guard, because it has to be included for each instruction set anew.
+// This file has no include guard, because it is included once for each instruction set.
 
 // No SSSE3, whose AES is slower than the portable code; no AVX-512 before Ice Lake, which gains
 // little over AVX2; no SVE, for which GCC 12 compiles index tables wrongly.
