@@ -22,28 +22,22 @@ using namespace VornTest;
 
 TEST(TaskPoolStop, FinishesTheRunningTaskAndDropsTheQueuedOnesUnrun) {
     Copies copies;
-    std::atomic<int> nRuns{0};
-    std::atomic<bool> finished{false};
-    ManualEvent entered;
+    ObedientTask obedient;
     ThreadTaskPool pool;
     EXPECT_TRUE(pool.StartThread(0));
-    pool.Post([&] {
-        entered.Set();
-        finished = pool.IsStopThread(WaitForever);
-    });
-    for (int i = 0; i < 3; ++i)
-        pool.Post(Counted(copies, [&] { ++nRuns; }));
-    EXPECT_TRUE(entered.Wait(Patience));
+    pool.Post(obedient.Task(pool));
+    PostCounted(pool, copies, 3);
+    EXPECT_TRUE(obedient.entered.Wait(Patience));
     EXPECT_EQ(3, copies.alive);
     pool.StopThread(WaitForever, 0);
-    EXPECT_TRUE(finished);
+    EXPECT_TRUE(obedient.finished);
     EXPECT_FALSE(pool.IsThreadRunning());
     EXPECT_EQ(0, copies.alive);
-    EXPECT_EQ(0, nRuns);
+    EXPECT_EQ(0, copies.runs);
 
     EXPECT_TRUE(pool.StartThread(0));
     Drain(pool);
-    EXPECT_EQ(0, nRuns);
+    EXPECT_EQ(0, copies.runs);
 }
 
 TEST(TaskPoolStop, DropsTheTasksOfAPoolThatWasNeverStarted) {
@@ -57,14 +51,12 @@ TEST(TaskPoolStop, DropsTheTasksOfAPoolThatWasNeverStarted) {
 
 TEST(TaskPoolStop, NotForcedDropsTheQueuedTasksOfAWorkerThatGoesOn) {
     Copies copies;
-    std::atomic<int> nRuns{0};
     DeafTask deaf;
     ThreadTaskPool pool;
     EXPECT_TRUE(pool.StartThread(0));
     pool.Post(deaf.Task());
     EXPECT_TRUE(deaf.entered.Wait(Patience));
-    for (int i = 0; i < 3; ++i)
-        pool.Post(Counted(copies, [&] { ++nRuns; }));
+    PostCounted(pool, copies, 3);
     pool.StopThread(0, 0);
     EXPECT_TRUE(pool.IsThreadRunning());
     EXPECT_EQ(0, copies.alive);
@@ -72,7 +64,7 @@ TEST(TaskPoolStop, NotForcedDropsTheQueuedTasksOfAWorkerThatGoesOn) {
     deaf.release.Set();
     pool.StopThread(WaitForever, 0);
     EXPECT_FALSE(pool.IsThreadRunning());
-    EXPECT_EQ(0, nRuns);
+    EXPECT_EQ(0, copies.runs);
 }
 
 TEST(TaskPoolStop, NotForcedIsSafeAgainstAWorkerThatIsTakingTasks) {
@@ -284,43 +276,36 @@ TEST(TaskPoolStop, TakenTaskIsDestroyedInTheQueueWithNoLockHeld) {
 
 TEST(TaskPoolRestart, DropsTheTasksQueuedAtThatMoment) {
     Copies copies;
-    std::atomic<int> nRuns{0};
-    ManualEvent entered;
+    ObedientTask obedient;
     ThreadTaskPool pool;
     EXPECT_TRUE(pool.StartThread(0));
-    pool.Post([&] {
-        entered.Set();
-        pool.IsStopThread(WaitForever);
-    });
-    for (int i = 0; i < 3; ++i)
-        pool.Post(Counted(copies, [&] { ++nRuns; }));
-    EXPECT_TRUE(entered.Wait(Patience));
+    pool.Post(obedient.Task(pool));
+    PostCounted(pool, copies, 3);
+    EXPECT_TRUE(obedient.entered.Wait(Patience));
     EXPECT_TRUE(pool.StartThread(0));
     EXPECT_EQ(0, copies.alive);
     Drain(pool);
-    EXPECT_EQ(0, nRuns);
+    EXPECT_EQ(0, copies.runs);
 }
 
 TEST(TaskPoolDestruction, StopsTheWorkerAndDropsTheQueuedTasks) {
     Copies copies;
-    std::atomic<int> nRuns{0};
-    std::atomic<bool> finished{false};
-    ManualEvent entered;
+    ObedientTask obedient;
+    std::atomic<bool> posted{false};
     {
         ThreadTaskPool pool;
         EXPECT_TRUE(pool.StartThread(0));
         pool.Post([&] {
-            entered.Set();
-            pool.IsStopThread(WaitForever);
-            pool.Post(Counted(copies, [&] { ++nRuns; }));
-            finished = true;
+            obedient.Task(pool)();
+            pool.Post(Counted(copies));
+            posted = true;
         });
-        pool.Post(Counted(copies, [&] { ++nRuns; }));
-        EXPECT_TRUE(entered.Wait(Patience));
+        pool.Post(Counted(copies));
+        EXPECT_TRUE(obedient.entered.Wait(Patience));
     }
-    EXPECT_TRUE(finished);
+    EXPECT_TRUE(posted);
     EXPECT_EQ(0, copies.alive);
-    EXPECT_EQ(0, nRuns);
+    EXPECT_EQ(0, copies.runs);
 }
 
 TEST(TaskPoolDestruction, DestroysTasksThatWereNeverStarted) {

@@ -19,16 +19,14 @@
 
 #include <Bases/Thread.h>
 
+#include "Thread/ManualEvent.h"
 #include "fault/Platform.h"
 
 namespace VornTest {
 
-using Vorn::Event;
 using Vorn::Thread;
 using Vorn::ThreadTaskPool;
 using Vorn::WaitForever;
-
-inline constexpr unsigned int Patience = 30000; // a wait that fails only when the test has failed
 
 /// Calls this with the deadline of each limited wait of any thread, until Platform::Reset.
 inline void WatchWaits(std::function<void(const timespec&)> onWait) {
@@ -64,19 +62,15 @@ inline void HookUnlocks() {
     });
 }
 
-class ManualEvent : public Event {
-public:
-    ManualEvent() { EXPECT_TRUE(Create(1, 0, nullptr)); }
-};
-
-// How often a task's function object was copied, and how many of them live.
+// How often a task's function object was copied, how many of them live, and how often one was run.
 struct Copies {
     std::atomic<int> made{0};
     std::atomic<int> alive{0};
+    std::atomic<int> runs{0};
 };
 
-// A function object that counts its copies. It is too large for the buffer inside boost::function,
-// so that a swap of two task objects copies nothing.
+// A function object that counts its copies and runs. It is too large for the buffer inside
+// boost::function, so that a swap of two task objects copies nothing.
 class Counted {
 public:
     explicit Counted(Copies& copies, std::function<void()> run = {})
@@ -91,6 +85,7 @@ public:
     Counted& operator=(const Counted&) = delete;
 
     void operator()() const {
+        ++m_copies.runs;
         if (m_run)
             m_run();
     }
@@ -129,7 +124,26 @@ public:
     ManualEvent release;
 };
 
+// A task that says when it has begun and then obeys.
+class ObedientTask {
+public:
+    boost::function<void()> Task(ThreadTaskPool& pool) {
+        return [this, &pool] {
+            entered.Set();
+            finished = pool.IsStopThread(WaitForever);
+        };
+    }
+
+    ManualEvent entered;
+    std::atomic<bool> finished{false};
+};
+
 inline void Nothing() {}
+
+inline void PostCounted(ThreadTaskPool& pool, Copies& copies, int count) {
+    for (int i = 0; i < count; ++i)
+        pool.Post(Counted(copies));
+}
 
 // Waits until everything posted so far has been run.
 inline void Drain(ThreadTaskPool& pool) {

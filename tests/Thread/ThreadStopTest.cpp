@@ -33,9 +33,7 @@ using ThreadDestruction = VornTest::ThreadTest;
 
 TEST_F(ThreadStop, AsksTheBodyAndJoinsIt) {
     ObedientBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     TakeCalls();
     thread.StopThread(WaitForever, 0);
@@ -45,9 +43,7 @@ TEST_F(ThreadStop, AsksTheBodyAndJoinsIt) {
 
 TEST_F(ThreadStop, ForcedDoesNotCancelABodyThatEndsInTime) {
     ObedientBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     TakeCalls();
     thread.StopThread(Patience, 1);
@@ -57,9 +53,7 @@ TEST_F(ThreadStop, ForcedDoesNotCancelABodyThatEndsInTime) {
 
 TEST_F(ThreadStop, NotForcedLeavesADeafBodyRunningWithTheRequestStanding) {
     DeafBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     EXPECT_FALSE(thread.IsStopThread(0));
     pthread_t* const pHandle = thread.GetHandle();
@@ -80,9 +74,7 @@ TEST_F(ThreadStop, NotForcedLeavesADeafBodyRunningWithTheRequestStanding) {
 
 TEST_F(ThreadStop, WaitsForTheGivenTime) {
     DeafBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_GE(TimeOf([&] { thread.StopThread(60, 0); }), 60ms);
     EXPECT_TRUE(thread.IsThreadRunning());
     body.release.Set();
@@ -90,9 +82,7 @@ TEST_F(ThreadStop, WaitsForTheGivenTime) {
 
 TEST_F(ThreadStop, ForcedCancelsADeafBodyAndJoinsIt) {
     DeafBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     thread.StopThread(0, 0);
     EXPECT_TRUE(thread.IsThreadRunning());
@@ -113,9 +103,7 @@ TEST_F(ThreadStop, CancelUnwindsTheBody) {
         });
         deaf.OnThreadEntry(&self);
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(deaf.entered.Wait(Patience));
     EXPECT_FALSE(destroyed);
     thread.StopThread(0, 1);
@@ -128,9 +116,7 @@ TEST_F(ThreadStop, ForcedCancelsABodyThatSleeps) {
         entered.Set();
         self.SleepThread(4000000);
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(entered.Wait(Patience));
     thread.StopThread(0, 1);
     ExpectNoThread(thread);
@@ -138,9 +124,7 @@ TEST_F(ThreadStop, ForcedCancelsABodyThatSleeps) {
 
 TEST_F(ThreadStop, AfterACancelInAWaitTheEventAndTheThreadWorkOn) {
     DeafBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     thread.StopThread(0, 1);
 
@@ -175,9 +159,7 @@ TEST_F(ThreadStop, FinishesTheJoinWhenTheOwnerIsCancelledMeanwhile) {
         stopping.Set();
         release.Wait(WaitForever);
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(stopping.Wait(Patience));
     std::atomic<bool> begun{false};
     std::atomic<bool> joined{false};
@@ -202,9 +184,7 @@ TEST_F(ThreadStop, FromTheBodyItselfReturnsWhenItsTimeIsUp) {
         self.StopThread(1, 0);
         runningAfter = self.IsThreadRunning() && self.IsStopThread(0);
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(runningAfter);
     ExpectNoThread(thread);
@@ -216,9 +196,7 @@ TEST_F(ThreadStop, ForcedFromTheBodyItselfEndsIt) {
         self.StopThread(0, 1);
         goneOn = true;
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     thread.StopThread(WaitForever, 0);
     EXPECT_FALSE(goneOn);
     ExpectNoThread(thread);
@@ -231,9 +209,7 @@ TEST_F(ThreadStop, ForcedFromABodyThatPutCancellationOffLeavesItRunning) {
         self.StopThread(0, 1);
         runningAfter = self.IsThreadRunning();
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(runningAfter);
     ExpectNoThread(thread);
@@ -241,9 +217,7 @@ TEST_F(ThreadStop, ForcedFromABodyThatPutCancellationOffLeavesItRunning) {
 
 TEST_F(ThreadStop, BodyLeftThroughPthreadExitCountsAsEnded) {
     Body body([](Thread&) { pthread_exit(nullptr); });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     thread.StopThread(WaitForever, 0);
     ExpectNoThread(thread);
     EXPECT_EQ(Success, Start(thread)); // and the destructor does not wait for ever either
@@ -251,9 +225,7 @@ TEST_F(ThreadStop, BodyLeftThroughPthreadExitCountsAsEnded) {
 
 TEST_F(ThreadStop, BodyCancelledThroughTheHandleCountsAsEnded) {
     DeafBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     pthread_cancel(*thread.GetHandle());
     thread.StopThread(WaitForever, 0);
     ExpectNoThread(thread);
@@ -265,9 +237,7 @@ TEST_F(ThreadStopRequest, IsSeenByABodyThatWaitsForIt) {
         if (self.IsStopThread(WaitForever))
             seen.Set();
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_GE(TimeOf([&] { EXPECT_FALSE(thread.IsStopThread(40)); }), 40ms);
     EXPECT_TRUE(thread.StopThreadEvent());
     EXPECT_TRUE(seen.Wait(Patience));
@@ -278,9 +248,7 @@ TEST_F(ThreadStopRequest, IsSeenByABodyThatWaitsForIt) {
 
 TEST_F(ThreadStopRequest, DoesNotOutliveTheStop) {
     ObedientBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(thread.StopThreadEvent());
     thread.StopThread(WaitForever, 0);
     EXPECT_EQ(Success, Start(thread));
@@ -333,9 +301,7 @@ TEST_F(ThreadRestart, WaitsForABodyThatDoesNotObeyAndNeverCancelsIt) {
 
 TEST_F(ThreadRestart, RefusedLeavesTheOldThreadStopped) {
     ObedientBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     body.allow = [](Thread&) { return 0; };
     EXPECT_EQ((Started{false, ""}), Start(thread));
     ExpectNoThread(thread);
@@ -366,9 +332,7 @@ TEST_F(ThreadDestruction, WaitsWithoutLimitAndJoins) {
         ended = true;
     });
     {
-        Thread thread;
-        thread.SetThreadHandler(&body);
-        EXPECT_EQ(Success, Start(thread));
+        StartedThread thread(body);
         TakeCalls();
         release.Set();
     }

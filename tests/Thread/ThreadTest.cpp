@@ -133,9 +133,7 @@ TEST_F(ThreadYield, ReportsWhatThePlatformSays) {
 TEST_F(ThreadStart, RunsTheHandlersBodyOnAThreadOfItsOwn) {
     pthread_t inside{};
     Body body([&](Thread&) { inside = pthread_self(); });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     thread.StopThread(WaitForever, 0);
 
     EXPECT_EQ(1, body.nRuns);
@@ -170,9 +168,7 @@ TEST_F(ThreadStart, WithoutHandlerTheBodyEndsAtOnce) {
 
 TEST_F(ThreadStart, ThenPausesForAHundredMicroseconds) {
     ObedientBody body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_THAT(TakeCalls(), ElementsAre("create", "usleep 100"));
 }
 
@@ -211,9 +207,7 @@ TEST_F(ThreadStart, RefusedByASubclassDoesNotAskTheHandler) {
 TEST_F(ThreadStart, AnyAnswerButZeroLetsItGoOn) {
     Body body;
     body.allow = [](Thread&) { return -1; };
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
 }
 
 TEST_F(ThreadStart, IdentifiesTheThreadByItsHandle) {
@@ -286,9 +280,7 @@ TEST_F(ThreadStart, MayBeRepeatedAfterEveryStop) {
 TEST_F(ThreadStart, EndedBodyStaysAThreadUntilStopJoinsIt) {
     ManualEvent ended;
     Body body([&](Thread&) { ended.Set(); });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread));
+    StartedThread thread(body);
     EXPECT_TRUE(ended.Wait(Patience));
     EXPECT_TRUE(thread.IsThreadRunning());
     EXPECT_NE(nullptr, thread.GetHandle());
@@ -308,9 +300,7 @@ TEST_F(ThreadSuspended, HoldsTheBodyUntilResume) {
         stopAsked = self.IsStopThread(0);
         entered.Set();
     });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread, 1));
+    StartedThread thread(body, 1);
     EXPECT_FALSE(entered.Wait(50));
     EXPECT_TRUE(thread.IsThreadRunning());
     EXPECT_TRUE(thread.ResumeThread());
@@ -343,9 +333,7 @@ TEST_F(ThreadSuspended, StopOpensTheGateAndTheBodySeesTheRequest) {
 TEST_F(ThreadSuspended, StopRequestAloneDoesNotOpenTheGate) {
     ManualEvent entered;
     Body body([&](Thread&) { entered.Set(); });
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread, 1));
+    StartedThread thread(body, 1);
     EXPECT_TRUE(thread.StopThreadEvent());
     EXPECT_FALSE(entered.Wait(50));
     thread.StopThread(WaitForever, 0);
@@ -354,19 +342,13 @@ TEST_F(ThreadSuspended, StopRequestAloneDoesNotOpenTheGate) {
 
 TEST_F(ThreadSuspended, DestructionOpensTheGate) {
     Body body;
-    {
-        Thread thread;
-        thread.SetThreadHandler(&body);
-        EXPECT_EQ(Success, Start(thread, 1));
-    }
+    { StartedThread thread(body, 1); }
     EXPECT_EQ(1, body.nRuns);
 }
 
 TEST_F(ThreadSuspended, CancelledAtTheGateNeverRunsItsBody) {
     Body body;
-    Thread thread;
-    thread.SetThreadHandler(&body);
-    EXPECT_EQ(Success, Start(thread, 1));
+    StartedThread thread(body, 1);
     pthread_cancel(*thread.GetHandle());
     thread.StopThread(WaitForever, 0);
     EXPECT_EQ(0, body.nRuns);

@@ -19,17 +19,15 @@
 #include <Bases/Impl/Sem_mac.h>
 #include <Bases/Thread.h>
 
+#include "Thread/ManualEvent.h"
 #include "fault/Platform.h"
 #include "support/StdoutCapture.h"
 
 namespace VornTest {
 
-using Vorn::Event;
 using Vorn::Thread;
 using Vorn::ThreadHandler;
 using Vorn::WaitForever;
-
-inline constexpr unsigned int Patience = 30000; // a wait that fails only when the test has failed
 
 // The calls for threads that the library makes, in their order.
 class ThreadCalls {
@@ -118,11 +116,6 @@ private:
     RunBody m_run;
 };
 
-class ManualEvent : public Event {
-public:
-    ManualEvent() { EXPECT_TRUE(Create(1, 0, nullptr)); }
-};
-
 // A body that says when it has begun and then waits for its own event, whatever the owner asks.
 class DeafBody : public Body {
 public:
@@ -188,6 +181,15 @@ inline const Started StopEventFailure{false, "[Thread] Create stop event failure
 inline const Started ExitEventFailure{false, "[Thread] Create exit event failure.\r\n"};
 inline const Started SuspendEventFailure{false, "[Thread] Create suspend event failure.\r\n"};
 inline const Started ThreadFailure{false, "[Thread] Create thread failure.\r\n"};
+
+/// A thread that was started with this handler.
+class StartedThread : public Thread {
+public:
+    explicit StartedThread(ThreadHandler& handler, int bSuspended = 0) {
+        SetThreadHandler(&handler);
+        EXPECT_EQ(Success, Start(*this, bSuspended));
+    }
+};
 
 inline void ExpectNoThread(Thread& thread) {
     EXPECT_FALSE(thread.IsThreadRunning());
