@@ -3,11 +3,8 @@
 // it; the lock is free while a thread sleeps, and held again whichever way its wait ends.
 #include <Bases/Impl/Port/KernelSem.h>
 
-#include <atomic>
 #include <chrono>
 #include <ctime>
-#include <memory>
-#include <vector>
 
 #include <gtest/gtest.h>
 
@@ -69,20 +66,11 @@ TEST_F(HostWaits, EndWhenAPostComes) {
 }
 
 TEST_F(HostWaits, EndAllWithOnePost) {
-    std::atomic<int> ended{0};
-    std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
-    std::vector<const VornTest::PosixThread*> views;
-    for (int i = 0; i < 5; ++i) {
-        threads.push_back(std::make_unique<VornTest::PosixThread>([&] {
-            if (WaitForPost(nullptr) == KernelWait::Success)
-                ++ended;
-        }));
-        views.push_back(threads.back().get());
-    }
-    VornTest::WaitUntilBlocked(views);
+    VornTest::Waiters waiters;
+    for (int i = 0; i < 5; ++i)
+        waiters.Add([this] { return WaitForPost(nullptr) == KernelWait::Success; });
     Post();
-    threads.clear();
-    EXPECT_EQ(5, ended);
+    EXPECT_EQ(5, waiters.PassedInTheEnd());
 }
 
 TEST_F(HostWaits, ReportTheEndOfTheirTimeNeitherTooEarlyNorNever) {

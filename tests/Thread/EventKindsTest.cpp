@@ -2,7 +2,6 @@
 // differ: see Naming.h.
 #include <Bases/Thread.h>
 
-#include <atomic>
 #include <chrono>
 
 #include <gtest/gtest.h>
@@ -178,25 +177,18 @@ TYPED_TEST(EventKinds, LimitedWaitLastsItsTimeOrIsASingleTry) {
 // flag is over.
 TYPED_TEST(EventKinds, SetReleasesEveryBlockedThreadOrOne) {
     this->Make(EventKind::ManualReset, 0);
-    std::atomic<int> passed{0};
-    const auto body = [&] {
-        if (this->m_event.Wait(WaitForever))
-            ++passed;
-    };
-    PosixThread first(body);
-    PosixThread second(body);
-    VornTest::WaitUntilBlocked({&first, &second});
+    VornTest::Waiters waiters;
+    for (int i = 0; i < 2; ++i)
+        waiters.Add([this] { return this->m_event.Wait(WaitForever); });
     EXPECT_TRUE(this->m_event.Set());
     const int released = TypeParam::PostReleasesEveryWaiter ? 2 : 1;
-    while (passed < released)
+    while (waiters.Passed() < released)
         sched_yield();
-    EXPECT_EQ(released, passed);
+    EXPECT_EQ(released, waiters.Passed());
     EXPECT_TRUE(this->m_event.Wait(0)); // a wait that comes now passes
     this->m_event.Reset();
     this->m_event.Set();
-    EXPECT_FALSE(first.Join());
-    EXPECT_FALSE(second.Join());
-    EXPECT_EQ(2, passed);
+    EXPECT_EQ(2, waiters.PassedInTheEnd());
 }
 
 TYPED_TEST(EventKinds, WaitInterruptedByASignalHandlerGoesOnOrFails) {

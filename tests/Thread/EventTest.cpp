@@ -36,6 +36,11 @@ int ReportedCount(const VornEvent& event) {
     return count;
 }
 
+class UnsetEvent : public Event {
+public:
+    explicit UnsetEvent(int kind) { EXPECT_TRUE(Create(kind, 0, nullptr)); }
+};
+
 TEST(Event, IsNotOpenedAtFirst) {
     Event event;
     EXPECT_FALSE(event.IsOpened());
@@ -130,31 +135,19 @@ TEST(Event, EveryBlockedWaitHasLoweredTheReportedCount) {
 
 TEST(Event, OneSetReleasesEightBlockedThreads) {
     for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
-        Event event;
-        ASSERT_TRUE(event.Create(kind, 0, nullptr));
-        std::atomic<int> passed{0};
-        std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
-        std::vector<const VornTest::PosixThread*> views;
-        for (int i = 0; i < 8; ++i) {
-            const unsigned int timeoutMs = i % 2 == 0 ? WaitForever : 600000;
-            threads.push_back(std::make_unique<VornTest::PosixThread>([&, timeoutMs] {
-                if (event.Wait(timeoutMs))
-                    ++passed;
-            }));
-            views.push_back(threads.back().get());
-        }
-        VornTest::WaitUntilBlocked(views);
+        UnsetEvent event(kind);
+        VornTest::Waiters waiters;
+        for (int i = 0; i < 8; ++i)
+            waiters.Add([&, i] { return event.Wait(i % 2 == 0 ? WaitForever : 600000); });
         EXPECT_TRUE(event.Set());
-        threads.clear();
-        EXPECT_EQ(8, passed);
+        EXPECT_EQ(8, waiters.PassedInTheEnd());
         EXPECT_EQ(kind == EventKind::ManualReset, event.Wait(0));
     }
 }
 
 // The reset runs while the released thread is held back: what a post has decided stays decided.
 TEST(Event, ResetDoesNotRevokeASet) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    UnsetEvent event(EventKind::ManualReset);
     VornTest::Gate gate;
     bool passed = false;
     VornTest::PosixThread waiter([&] {
@@ -171,8 +164,7 @@ TEST(Event, ResetDoesNotRevokeASet) {
 }
 
 TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
+    UnsetEvent event(EventKind::AutoReset);
     VornTest::Gate gate;
     bool latePassed = false;
     VornTest::PosixThread early([&] { event.Wait(WaitForever); });
@@ -191,8 +183,7 @@ TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
 }
 
 TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
+    UnsetEvent event(EventKind::AutoReset);
     VornTest::RunAfterTimeOut([&] { event.Set(); });
     EXPECT_TRUE(event.Wait(1));
     EXPECT_FALSE(VornTest::IsTimeOutToCome()); // the Set came in the gap
@@ -200,8 +191,7 @@ TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
 }
 
 TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    UnsetEvent event(EventKind::ManualReset);
     VornTest::RunAfterTimeOut([&] { event.Set(); });
     EXPECT_FALSE(event.Wait(1));
     EXPECT_FALSE(VornTest::IsTimeOutToCome());
@@ -210,8 +200,7 @@ TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
 
 // A Set and a Reset come as soon as the waiter has looked at the flag and let go of the event.
 TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    UnsetEvent event(EventKind::ManualReset);
     sem_t start;
     sem_t finish;
     ASSERT_EQ(0, sem_init(&start, 0, 0));
@@ -237,8 +226,7 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
 
 // Whoever has waited may destroy the event, so the setter must be done with it by then.
 TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    UnsetEvent event(EventKind::ManualReset);
     std::atomic<bool> returned{false};
     sem_t finish;
     ASSERT_EQ(0, sem_init(&finish, 0, 0));
@@ -262,8 +250,7 @@ TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
 }
 
 TEST(Event, SetThatReleasedACancelledThreadIsSeenByTheNextWait) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
+    UnsetEvent event(EventKind::AutoReset);
     VornTest::PosixThread waiter([&] {
         VornTest::SetOnWake(VornTest::OnWake::BeCancelled);
         event.Wait(WaitForever);
@@ -276,8 +263,7 @@ TEST(Event, SetThatReleasedACancelledThreadIsSeenByTheNextWait) {
 }
 
 TEST(Event, SetThatReleasedACancelledThreadDoesNotOutliveAReset) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    UnsetEvent event(EventKind::ManualReset);
     VornTest::Gate gate;
     VornTest::PosixThread waiter([&] {
         VornTest::SetGate(gate);
@@ -335,10 +321,8 @@ TEST(Event, GoesOnWithoutASemaphoreWhereAssertionsAreCompiledOut) {
 #endif
 
 void HandOver(int rounds) {
-    Event ping;
-    Event pong;
-    ASSERT_TRUE(ping.Create(EventKind::AutoReset, 0, nullptr));
-    ASSERT_TRUE(pong.Create(EventKind::AutoReset, 0, nullptr));
+    UnsetEvent ping(EventKind::AutoReset);
+    UnsetEvent pong(EventKind::AutoReset);
     std::atomic<int> answered{0};
     std::thread partner([&] {
         for (int i = 0; i < rounds; ++i) {
@@ -368,8 +352,7 @@ TEST(EventStress, HandOversAcrossProcessorsLoseNothing) { HandOver(100000); }
 // Waits of every kind fail again and again while Sets come at any moment. A Set swallowed by the
 // reset of a failed wait would never be acknowledged.
 TEST(EventStress, NoSetIsSwallowedByTheResetOfAFailedWait) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
+    UnsetEvent event(EventKind::AutoReset);
     constexpr int Rounds = 20000;
     std::atomic<int> seen{0};
     std::thread waiter([&] {
@@ -387,8 +370,7 @@ TEST(EventStress, NoSetIsSwallowedByTheResetOfAFailedWait) {
 }
 
 TEST(EventStress, SetsAndResetsOfManyThreadsKeepTheEventWhole) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    UnsetEvent event(EventKind::ManualReset);
     std::vector<std::thread> threads;
     for (int t = 0; t < 4; ++t)
         threads.emplace_back([&, t] {
@@ -411,8 +393,7 @@ TEST(EventStress, SetsAndResetsOfManyThreadsKeepTheEventWhole) {
 // The waiter frees the event at once while the setter may still be on its way out of Set.
 TEST(EventStress, MayBeDestroyedAsSoonAsAWaitHasReturned) {
     for (int i = 0; i < 3000; ++i) {
-        auto event = std::make_unique<Event>();
-        ASSERT_TRUE(event->Create(i % 2, 0, nullptr));
+        auto event = std::make_unique<UnsetEvent>(i % 2);
         std::thread setter([pEvent = event.get()] { pEvent->Set(); });
         ASSERT_TRUE(event->Wait(WaitForever));
         event.reset();
@@ -421,8 +402,7 @@ TEST(EventStress, MayBeDestroyedAsSoonAsAWaitHasReturned) {
 }
 
 TEST(EventStress, SurvivesCancellationAtAnyMoment) {
-    Event event;
-    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
+    UnsetEvent event(EventKind::AutoReset);
     for (int i = 0; i < 1500; ++i) {
         VornTest::PosixThread waiter([&] {
             for (;;)

@@ -2,7 +2,6 @@
 // differ (see Naming.h); the exact messages, and when there is none.
 #include <Bases/Thread.h>
 
-#include <atomic>
 #include <chrono>
 #include <string>
 #include <thread>
@@ -85,26 +84,17 @@ TYPED_TEST(MutexKinds, MayBeUnlockedByAnyThread) {
 
 TYPED_TEST(MutexKinds, OneUnlockLetsEveryWaiterPassOrOne) {
     this->MakeHeld();
-    std::atomic<int> passed{0};
-    const auto body = [&] {
-        if (this->m_mutex.Lock(WaitForever))
-            ++passed;
-    };
-    PosixThread first(body);
-    PosixThread second(body);
-    PosixThread third(body);
-    VornTest::WaitUntilBlocked({&first, &second, &third});
+    VornTest::Waiters waiters;
+    for (int i = 0; i < 3; ++i)
+        waiters.Add([this] { return this->m_mutex.Lock(WaitForever); });
     const int unlocks = TypeParam::PostReleasesEveryWaiter ? 1 : 3;
     for (int i = 1; i <= unlocks; ++i) {
         this->m_mutex.Unlock();
-        while (passed < i * 3 / unlocks)
+        while (waiters.Passed() < i * 3 / unlocks)
             std::this_thread::yield();
-        EXPECT_EQ(i * 3 / unlocks, passed);
+        EXPECT_EQ(i * 3 / unlocks, waiters.Passed());
     }
-    first.Join();
-    second.Join();
-    third.Join();
-    EXPECT_EQ(3, passed);
+    EXPECT_EQ(3, waiters.PassedInTheEnd());
     EXPECT_FALSE(this->m_mutex.Lock(0));
     this->m_mutex.Unlock();
     EXPECT_TRUE(this->m_mutex.Lock(0));

@@ -3,10 +3,7 @@
 #include <Bases/Impl/Sem_mac.h>
 #include <Bases/Thread.h>
 
-#include <atomic>
 #include <chrono>
-#include <memory>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <sched.h>
@@ -145,27 +142,18 @@ TYPED_TEST(SemaphoreKinds, WaitOfZeroNeverBlocks) {
 
 TYPED_TEST(SemaphoreKinds, PostReleasesEveryBlockedThreadOrOne) {
     this->Make(VornSemaphore::SemLocked);
-    std::atomic<int> passed{0};
-    std::vector<std::unique_ptr<PosixThread>> threads;
-    std::vector<const PosixThread*> views;
-    for (int i = 0; i < 4; ++i) {
-        threads.push_back(std::make_unique<PosixThread>([&] {
-            if (this->m_sem.Wait(WaitForever))
-                ++passed;
-        }));
-        views.push_back(threads.back().get());
-    }
-    VornTest::WaitUntilBlocked(views);
+    VornTest::Waiters waiters;
+    for (int i = 0; i < 4; ++i)
+        waiters.Add([this] { return this->m_sem.Wait(WaitForever); });
 
     const int posts = TypeParam::PostReleasesEveryWaiter ? 1 : 4;
     for (int i = 1; i <= posts; ++i) {
         this->m_sem.Post();
-        while (passed < i * 4 / posts)
+        while (waiters.Passed() < i * 4 / posts)
             sched_yield();
-        EXPECT_EQ(i * 4 / posts, passed);
+        EXPECT_EQ(i * 4 / posts, waiters.Passed());
     }
-    threads.clear();
-    EXPECT_EQ(4, passed);
+    EXPECT_EQ(4, waiters.PassedInTheEnd());
     EXPECT_FALSE(this->m_sem.Wait(0)); // nothing is left free
 }
 

@@ -7,9 +7,8 @@
 #include <atomic>
 #include <chrono>
 #include <climits>
-#include <memory>
+#include <functional>
 #include <thread>
-#include <vector>
 
 #include <gtest/gtest.h>
 #include <pthread.h>
@@ -24,8 +23,11 @@ using Vorn::VornSemaphore;
 using Vorn::WaitForever;
 using VornTest::Gate;
 using VornTest::OnWake;
+using VornTest::PosixThread;
 using VornTest::SetGate;
 using VornTest::SetOnWake;
+using VornTest::Waiters;
+using VornTest::WaitUntilBlocked;
 
 constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
 
@@ -37,6 +39,17 @@ protected:
         int count = 12345;
         EXPECT_TRUE(m_sem.GetSemCounts(count));
         return count;
+    }
+
+    // What threads do that wait without limit, and perhaps go through a gate or are cancelled when
+    // a post has woken them.
+    std::function<void()> Waiting(OnWake what = OnWake::Nothing, Gate* pGate = nullptr) {
+        return [this, what, pGate] {
+            SetOnWake(what);
+            if (pGate != nullptr)
+                SetGate(*pGate);
+            m_sem.Wait(WaitForever);
+        };
     }
 
     VornSemaphore m_sem;
@@ -97,22 +110,12 @@ TEST_F(UnnamedSemaphore, PostReportsZeroWhateverTheCountWas) {
 
 TEST_F(UnnamedSemaphore, OnePostReleasesEveryBlockedThreadAndLeavesNothingFree) {
     Make(VornSemaphore::SemLocked);
-    std::atomic<int> passed{0};
-    std::vector<std::unique_ptr<VornTest::PosixThread>> threads;
-    std::vector<const VornTest::PosixThread*> views;
-    for (int i = 0; i < 8; ++i) {
-        const unsigned int timeoutMs = i % 2 == 0 ? WaitForever : 600000;
-        threads.push_back(std::make_unique<VornTest::PosixThread>([&, timeoutMs] {
-            if (m_sem.Wait(timeoutMs))
-                ++passed;
-        }));
-        views.push_back(threads.back().get());
-    }
-    VornTest::WaitUntilBlocked(views);
+    Waiters waiters;
+    for (int i = 0; i < 8; ++i)
+        waiters.Add([&, i] { return m_sem.Wait(i % 2 == 0 ? WaitForever : 600000); });
     EXPECT_EQ(-8, Count());
     m_sem.Post();
-    threads.clear();
-    EXPECT_EQ(8, passed);
+    EXPECT_EQ(8, waiters.PassedInTheEnd());
     EXPECT_FALSE(m_sem.Wait(0));
     m_sem.Post();
     EXPECT_TRUE(m_sem.Wait(0));
@@ -121,52 +124,23 @@ TEST_F(UnnamedSemaphore, OnePostReleasesEveryBlockedThreadAndLeavesNothingFree) 
 TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
     Make(VornSemaphore::SemLocked);
     bool passed = false;
-    VornTest::PosixThread waiter([&] {
+    PosixThread waiter([&] {
         SetOnWake(OnWake::TimeOut);
         passed = m_sem.Wait(600000);
     });
-    VornTest::WaitUntilBlocked({&waiter});
+    WaitUntilBlocked({&waiter});
     m_sem.Post();
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(passed);
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-// Threads that wait in the order in which they were added.
-class WaitersInOrder {
-public:
-    explicit WaitersInOrder(VornSemaphore& sem) : m_sem(sem) {}
-
-    void Add() {
-        m_threads.push_back(std::make_unique<VornTest::PosixThread>([this] {
-            if (m_sem.Wait(LongMs))
-                ++m_passed;
-        }));
-        VornTest::WaitUntilBlocked({m_threads.back().get()});
-    }
-
-    bool Cancel(std::size_t place) {
-        m_threads[place]->Cancel();
-        return m_threads[place]->Join();
-    }
-
-    int PassedInTheEnd() {
-        m_threads.clear();
-        return m_passed;
-    }
-
-private:
-    VornSemaphore& m_sem;
-    std::atomic<int> m_passed{0};
-    std::vector<std::unique_ptr<VornTest::PosixThread>> m_threads;
-};
-
 TEST_F(UnnamedSemaphore, CancellingAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
     Make(VornSemaphore::SemLocked);
     for (std::size_t place = 0; place < 3; ++place) {
-        WaitersInOrder waiters(m_sem);
+        Waiters waiters;
         for (int i = 0; i < 3; ++i)
-            waiters.Add();
+            waiters.Add([this] { return m_sem.Wait(LongMs); });
         EXPECT_TRUE(waiters.Cancel(place));
         m_sem.Post();
         EXPECT_EQ(2, waiters.PassedInTheEnd()) << place;
@@ -177,19 +151,20 @@ TEST_F(UnnamedSemaphore, CancellingAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
 TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
     Make(VornSemaphore::SemLocked);
     for (int place = 0; place < 3; ++place) {
-        WaitersInOrder waiters(m_sem);
+        const auto wait = [this] { return m_sem.Wait(LongMs); };
+        Waiters waiters;
         for (int i = 0; i < place; ++i)
-            waiters.Add();
+            waiters.Add(wait);
         Gate gate;
         bool passed = true;
-        VornTest::PosixThread timedOut([&] {
+        PosixThread timedOut([&] {
             SetGate(gate);
             passed = m_sem.Wait(1);
         });
         while (!gate.reached)
             sched_yield();
         for (int i = place; i < 2; ++i)
-            waiters.Add();
+            waiters.Add(wait);
         gate.open = true;
         EXPECT_FALSE(timedOut.Join());
         EXPECT_FALSE(passed);
@@ -201,11 +176,8 @@ TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
 
 TEST_F(UnnamedSemaphore, PostThatReleasedOnlyACancelledThreadIsPassedOn) {
     Make(VornSemaphore::SemLocked);
-    VornTest::PosixThread waiter([&] {
-        SetOnWake(OnWake::BeCancelled);
-        m_sem.Wait(WaitForever);
-    });
-    VornTest::WaitUntilBlocked({&waiter});
+    PosixThread waiter(Waiting(OnWake::BeCancelled));
+    WaitUntilBlocked({&waiter});
     m_sem.Post();
     EXPECT_TRUE(waiter.Join());
     EXPECT_TRUE(m_sem.Wait(0));
@@ -215,15 +187,11 @@ TEST_F(UnnamedSemaphore, PostThatReleasedOnlyACancelledThreadIsPassedOn) {
 TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
-    VornTest::PosixThread cancelled([&] {
-        SetOnWake(OnWake::BeCancelled);
-        SetGate(gate);
-        m_sem.Wait(WaitForever);
-    });
-    VornTest::WaitUntilBlocked({&cancelled});
+    PosixThread cancelled(Waiting(OnWake::BeCancelled, &gate));
+    WaitUntilBlocked({&cancelled});
     m_sem.Post();
-    VornTest::PosixThread late([&] { m_sem.Wait(WaitForever); });
-    VornTest::WaitUntilBlocked({&late});
+    PosixThread late(Waiting());
+    WaitUntilBlocked({&late});
     gate.open = true;
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(late.Join());
@@ -232,13 +200,9 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
 TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotPassedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
-    VornTest::PosixThread cancelled([&] {
-        SetOnWake(OnWake::BeCancelled);
-        SetGate(gate);
-        m_sem.Wait(WaitForever);
-    });
-    VornTest::PosixThread served([&] { m_sem.Wait(WaitForever); });
-    VornTest::WaitUntilBlocked({&cancelled, &served});
+    PosixThread cancelled(Waiting(OnWake::BeCancelled, &gate));
+    PosixThread served(Waiting());
+    WaitUntilBlocked({&cancelled, &served});
     m_sem.Post();
     EXPECT_FALSE(served.Join());
     gate.open = true;
@@ -249,12 +213,8 @@ TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotPassedOn) {
 TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotPassedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
-    VornTest::PosixThread cancelled([&] {
-        SetOnWake(OnWake::BeCancelled);
-        SetGate(gate);
-        m_sem.Wait(WaitForever);
-    });
-    VornTest::WaitUntilBlocked({&cancelled});
+    PosixThread cancelled(Waiting(OnWake::BeCancelled, &gate));
+    WaitUntilBlocked({&cancelled});
     m_sem.Post();
     m_sem.DiscardFree();
     gate.open = true;
@@ -265,15 +225,9 @@ TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotPassedOn) {
 TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotPassedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;
-    VornTest::PosixThread cancelled([&] {
-        SetOnWake(OnWake::BeCancelled);
-        m_sem.Wait(WaitForever);
-    });
-    VornTest::PosixThread slow([&] {
-        SetGate(gate);
-        m_sem.Wait(WaitForever);
-    });
-    VornTest::WaitUntilBlocked({&cancelled, &slow});
+    PosixThread cancelled(Waiting(OnWake::BeCancelled));
+    PosixThread slow(Waiting(OnWake::Nothing, &gate));
+    WaitUntilBlocked({&cancelled, &slow});
     m_sem.Post();
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(m_sem.Wait(0));
@@ -284,13 +238,9 @@ TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotPassedOn) {
 
 TEST_F(UnnamedSemaphore, OfTwoReleasedAndCancelledThreadsTheLastPassesThePostOn) {
     Make(VornSemaphore::SemLocked);
-    const auto body = [&] {
-        SetOnWake(OnWake::BeCancelled);
-        m_sem.Wait(WaitForever);
-    };
-    VornTest::PosixThread first(body);
-    VornTest::PosixThread second(body);
-    VornTest::WaitUntilBlocked({&first, &second});
+    PosixThread first(Waiting(OnWake::BeCancelled));
+    PosixThread second(Waiting(OnWake::BeCancelled));
+    WaitUntilBlocked({&first, &second});
     m_sem.Post();
     EXPECT_TRUE(first.Join());
     EXPECT_TRUE(second.Join());
@@ -302,7 +252,7 @@ TEST_F(UnnamedSemaphore, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsN
     Make(VornSemaphore::SemLocked);
     for (const unsigned int timeoutMs : {WaitForever, 1U}) {
         std::atomic<bool> triedWithoutBlocking{false};
-        VornTest::PosixThread thread([&] {
+        PosixThread thread([&] {
             pthread_cancel(pthread_self());
             m_sem.Wait(0);
             triedWithoutBlocking = true;

@@ -118,6 +118,30 @@ void WaitUntilBlocked(const std::vector<const PosixThread*>& threads) {
     Until([&] { return AreAllBlocked(threads); }, "all threads are blocked");
 }
 
+void Waiters::Add(std::function<bool()> wait) {
+    m_threads.push_back(std::make_unique<PosixThread>([this, wait = std::move(wait)] {
+        if (wait())
+            ++m_passed;
+    }));
+    std::vector<const PosixThread*> views;
+    for (const std::unique_ptr<PosixThread>& pThread : m_threads)
+        views.push_back(pThread.get());
+    WaitUntilBlocked(views);
+}
+
+bool Waiters::Cancel(std::size_t n) {
+    const auto place = m_threads.begin() + static_cast<std::ptrdiff_t>(n);
+    (*place)->Cancel();
+    const bool cancelled = (*place)->Join();
+    m_threads.erase(place);
+    return cancelled;
+}
+
+int Waiters::PassedInTheEnd() {
+    m_threads.clear();
+    return m_passed;
+}
+
 std::string WaitUntilProcessSleeps(pid_t process, const std::string& lastSleep) {
     Sleep sleep;
     const auto sleepsAnew = [&] {

@@ -4,7 +4,9 @@
 // Threads that tests let block, watch from outside, cancel and interrupt.
 
 #include <atomic>
+#include <cstddef>
 #include <functional>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -51,6 +53,27 @@ void WaitUntilBlocked(const std::vector<const PosixThread*>& threads);
 /// The same for the first thread of another process, which must have fallen asleep anew since
 /// `lastSleep`, an earlier result; empty for a sleep of any age. Returns what identifies the sleep.
 std::string WaitUntilProcessSleeps(pid_t process, const std::string& lastSleep);
+
+/// Threads that are asleep in a wait, in the order in which they were added.
+class Waiters {
+public:
+    /// Adds a thread that calls `wait`, which says whether it has passed. Returns when all are
+    /// asleep at the same moment.
+    void Add(std::function<bool()> wait);
+
+    /// Cancels the nth thread and takes it out. Returns false when its wait had ended before.
+    bool Cancel(std::size_t n);
+
+    /// How many have passed so far.
+    int Passed() const { return m_passed; }
+
+    /// Joins all threads. Returns how many have passed.
+    int PassedInTheEnd();
+
+private:
+    std::atomic<int> m_passed{0};
+    std::vector<std::unique_ptr<PosixThread>> m_threads;
+};
 
 } // namespace VornTest
 
