@@ -63,6 +63,9 @@ TYPED_TEST(EventKinds, AnyNonZeroKindIsManualResetAndAnyNonZeroStateIsSet) {
     this->Make(-7, 42);
     EXPECT_TRUE(this->m_event.Wait(0));
     EXPECT_TRUE(this->m_event.Wait(0));
+    int count = 77;
+    EXPECT_TRUE(this->m_event.GetHandle()->GetSemaphore()->GetSemCounts(count));
+    EXPECT_EQ(1, count); // one wait is free for whoever has opened the name
 }
 
 TYPED_TEST(EventKinds, SetThenResetThenWaitFails) {

@@ -6,11 +6,14 @@
 #include <cerrno>
 #include <chrono>
 #include <string>
+#include <vector>
 
 #include <fcntl.h>
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <semaphore.h>
 #include <sys/stat.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <Bases/Impl/Sem_mac.h>
@@ -22,6 +25,8 @@
 namespace {
 
 using Vorn::Event;
+namespace EventKind = Vorn::EventKind;
+namespace EventState = Vorn::EventState;
 using Vorn::Mutex;
 using Vorn::MutexLocker;
 using Vorn::VornEvent;
@@ -239,6 +244,32 @@ TEST_F(NamedSemaphore, LosesItsNameWhenDestroyedAndCanBeCreatedAgain) {
     EXPECT_TRUE(sem.Wait(0));
 }
 
+// The time of a limited wait is a time since the epoch to it, which shows on a clock that has just
+// begun to count.
+TEST_F(NamedSemaphore, LimitedWaitTriesAndYieldsUntilTheClockItselfShowsItsTime) {
+    VornSemaphore sem;
+    ASSERT_TRUE(sem.Create(VornSemaphore::SemLocked, Name(), 1));
+    std::vector<timeval> clock = {{1, 500000}, {1, 499999}, {0, 0}}; // read from its end
+    Platform::gettimeofday.Do([&](timeval* now, void*) {
+        *now = clock.back();
+        clock.pop_back();
+        return 0;
+    });
+    Platform::sem_trywait.Record();
+    Platform::sched_yield.Record();
+    EXPECT_FALSE(sem.Wait(1500));
+    EXPECT_THAT(clock, testing::IsEmpty());
+    EXPECT_EQ(3U, Platform::sem_trywait.Count());
+    EXPECT_EQ(2U, Platform::sched_yield.Count());
+
+    clock = {{0, 0}, {0, 0}};
+    Platform::sched_yield.At(1).Do([&] {
+        sem.Post();
+        return 0;
+    });
+    EXPECT_TRUE(sem.Wait(1500));
+}
+
 TEST_F(NamedEvent, ReachesAnotherProcess) {
     Event event;
     ASSERT_TRUE(event.Create(1, 0, Name()));
@@ -282,6 +313,20 @@ TEST_F(NamedEvent, ResetDrainsEveryCountThatTheSemaphoreReports) {
     int count = 77;
     EXPECT_TRUE(event.GetSemaphore()->GetSemCounts(count));
     EXPECT_EQ(0, count);
+    EXPECT_FALSE(event.Wait(0));
+}
+
+TEST_F(NamedEvent, FailedWaitDrainsWhatAnotherProcessSetsMeanwhile) {
+    Event event;
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, EventState::NotSet, Name()));
+    Peer peer;
+    ASSERT_TRUE(peer.Do("event-open " + m_name));
+    Platform::sem_trywait.At(1).Do([&](sem_t* sem) {
+        EXPECT_EQ(-1, Platform::sem_trywait.Real(sem));
+        EXPECT_TRUE(peer.Do("event-set"));
+        return -1;
+    });
+    EXPECT_FALSE(event.Wait(0));
     EXPECT_FALSE(event.Wait(0));
 }
 

@@ -5,8 +5,10 @@
 #include <Bases/Thread.h>
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <climits>
+#include <ctime>
 #include <functional>
 #include <thread>
 
@@ -14,6 +16,7 @@
 #include <pthread.h>
 #include <sched.h>
 
+#include "fault/Platform.h"
 #include "fault/WaitHooks.h"
 #include "support/BlockedThreads.h"
 
@@ -28,6 +31,7 @@ using VornTest::SetGate;
 using VornTest::SetOnWake;
 using VornTest::Waiters;
 using VornTest::WaitUntilBlocked;
+namespace Platform = VornTest::Platform;
 
 constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
 
@@ -93,6 +97,28 @@ TEST_F(UnnamedSemaphore, CountStopsFallingAtTheSmallestInt) {
     EXPECT_EQ(INT_MIN, Count());
     EXPECT_FALSE(m_sem.Wait(0));
     EXPECT_EQ(INT_MIN, Count());
+}
+#endif
+
+#ifndef VORN_ON_SIMULATED_MAC // which sleeps in pieces of its own
+TEST_F(UnnamedSemaphore, WaitThatEndsOnAFullSecondHasNoNanosecondsLeft) {
+    Make(VornSemaphore::SemLocked);
+    Platform::clock_gettime.Do([](clockid_t, timespec* now) {
+        *now = {5, 999000000};
+        return 0;
+    });
+    timespec deadline{};
+    Platform::pthread_cond_timedwait.Do(
+        [&](pthread_cond_t*, pthread_mutex_t*, const timespec* pDeadline) {
+            deadline = *pDeadline;
+            return ETIMEDOUT;
+        });
+    EXPECT_FALSE(m_sem.Wait(1));
+    EXPECT_EQ(6, deadline.tv_sec);
+    EXPECT_EQ(0, deadline.tv_nsec);
+    EXPECT_FALSE(m_sem.Wait(1002));
+    EXPECT_EQ(7, deadline.tv_sec);
+    EXPECT_EQ(1000000, deadline.tv_nsec);
 }
 #endif
 

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <chrono>
 #include <thread>
+#include <tuple>
 #include <type_traits>
 #include <vector>
 
@@ -22,6 +23,7 @@ using Vorn::CsLocker;
 using Vorn::Mutex;
 using Vorn::MutexLocker;
 using Vorn::WaitForever;
+namespace Platform = VornTest::Platform;
 
 bool TryFromAnotherThread(const Cs& cs) {
     bool taken = false;
@@ -65,14 +67,34 @@ TEST(Cs, LockWaitsForTheHolder) {
 
 // No result of the platform is checked. What is left is a lock of the default kind.
 TEST(Cs, ExcludesOtherThreadsEvenWhenThePlatformRefusedARecursiveLock) {
-    VornTest::Platform::pthread_mutex_init.At(1).Fail(ENOMEM);
+    Platform::pthread_mutex_init.At(1).Fail(ENOMEM);
     const Cs cs;
-    ASSERT_EQ(1U, VornTest::Platform::pthread_mutex_init.Scripted());
+    ASSERT_EQ(1U, Platform::pthread_mutex_init.Scripted());
     cs.Lock();
     EXPECT_FALSE(cs.TryLock());
     EXPECT_FALSE(TryFromAnotherThread(cs));
     cs.Unlock();
     EXPECT_TRUE(TryFromAnotherThread(cs));
+}
+
+TEST(Cs, IsNotTakenWhenThePlatformReportsAnyError) {
+    const Cs cs;
+    for (const int error : {EBUSY, EAGAIN, EINVAL}) {
+        Platform::pthread_mutex_trylock.At(1).Answer(error);
+        EXPECT_FALSE(cs.TryLock()) << error;
+    }
+    EXPECT_TRUE(cs.TryLock());
+    cs.Unlock();
+}
+
+TEST(Cs, DestroysItsMutexWithItself) {
+    Platform::pthread_mutex_init.Record();
+    Platform::pthread_mutex_destroy.Record();
+    { const Cs cs; }
+    ASSERT_EQ(1U, Platform::pthread_mutex_init.Count());
+    ASSERT_EQ(1U, Platform::pthread_mutex_destroy.Count());
+    EXPECT_EQ(std::get<0>(Platform::pthread_mutex_init.Calls().front()),
+              Platform::pthread_mutex_destroy.Calls().front());
 }
 
 TEST(CsLocker, HoldsTheSectionForItsScope) {

@@ -126,8 +126,10 @@ TEST_F(ThreadSleep, ComputesMicrosecondsIn32Bits) {
 TEST_F(ThreadYield, ReportsWhatThePlatformSays) {
     Thread thread;
     EXPECT_TRUE(thread.YieldThread());
-    Platform::sched_yield.At(1).Answer(-1);
-    EXPECT_FALSE(thread.YieldThread());
+    for (const int failure : {-1, 1}) {
+        Platform::sched_yield.At(1).Answer(failure);
+        EXPECT_FALSE(thread.YieldThread()) << failure;
+    }
 }
 
 TEST_F(ThreadStart, RunsTheHandlersBodyOnAThreadOfItsOwn) {

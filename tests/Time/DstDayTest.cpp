@@ -116,7 +116,7 @@ void CheckEveryRule(const std::chrono::sys_days& day) {
                           0};
     const SysTime otherMonth = Rule(month % 12 + 1, weekday, 1);
     for (int ruleWeekday = 0; ruleWeekday < 7; ++ruleWeekday) {
-        for (int occurrence = 1; occurrence <= 5; ++occurrence) {
+        for (int occurrence = 0; occurrence <= 6; ++occurrence) { // 0 and 6 are no special days
             const SysTime rule = Rule(month, ruleWeekday, occurrence);
             const bool expected = ruleWeekday == weekday && IsRuleDay(date, weekday, occurrence);
             const TimeZone starting = ZoneWithRules(rule, otherMonth);
