@@ -3,9 +3,15 @@
 #include <Bases/Container.h>
 
 #include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <cstring>
 #include <functional>
 #include <new>
 #include <utility>
+
+#include <Bases/Impl/Route/BitsKernel.h>
 
 namespace Vorn {
 
@@ -29,6 +35,47 @@ void ClearUnused(unsigned char* data, unsigned long size) {
         data[size / 8] &= static_cast<unsigned char>(MaskOf(size) - 1);
 }
 
+// Counts the bits that are 1.
+unsigned long CountOnes(const unsigned char* bytes, unsigned long size) {
+    unsigned long count = 0;
+    unsigned long done = 0;
+    if (const BitsCountKernel kernel = FindBitsKernels(CurrentRoute()).count)
+        done = kernel(bytes, size, count);
+    for (; size - done >= sizeof(std::uint64_t); done += sizeof(std::uint64_t)) {
+        std::uint64_t word = 0;
+        std::memcpy(&word, bytes + done, sizeof word);
+        count += static_cast<unsigned long>(std::popcount(word));
+    }
+    for (; done < size; ++done)
+        count += static_cast<unsigned long>(std::popcount(bytes[done]));
+    return count;
+}
+
+// An operation on bytes, and which kernel does the same.
+template <typename Operation>
+struct Logic {
+    Operation combine;
+    BitsLogicKernel BitsKernels::*kernel;
+};
+
+constexpr Logic<std::bit_and<unsigned char>> And = {{}, &BitsKernels::logicAnd};
+constexpr Logic<std::bit_or<unsigned char>> Or = {{}, &BitsKernels::logicOr};
+constexpr Logic<std::bit_xor<unsigned char>> Xor = {{}, &BitsKernels::logicXor};
+
+// `result` may be an operand.
+template <typename Operation>
+void CombineBytes(const unsigned char* left, const unsigned char* right, unsigned long size,
+                  unsigned char* result, Logic<Operation> logic) {
+    unsigned long done = 0;
+    if (const BitsLogicKernel kernel = FindBitsKernels(CurrentRoute()).*logic.kernel) {
+        constexpr unsigned long Alignment = 64; // of the result, for the kernel
+        done = std::min(size, -reinterpret_cast<std::uintptr_t>(result) % Alignment);
+        std::transform(left, left + done, right, result, logic.combine);
+        done += kernel(left + done, right + done, size - done, result + done);
+    }
+    std::transform(left + done, left + size, right + done, result + done, logic.combine);
+}
+
 struct Operand {
     const unsigned char* data;
     unsigned long size;
@@ -38,11 +85,10 @@ struct Operand {
 // those beyond `size`, only for operands of equally many bytes.
 template <typename Operation>
 void Combine(unsigned char* result, unsigned long size, Operand left, Operand right,
-             Operation operation) {
+             Logic<Operation> logic) {
     const unsigned long leftBytes = Bits::SizeToBytes(left.size);
     const unsigned long rightBytes = Bits::SizeToBytes(right.size);
-    const unsigned long common = std::min(leftBytes, rightBytes);
-    std::transform(left.data, left.data + common, right.data, result, operation);
+    CombineBytes(left.data, right.data, std::min(leftBytes, rightBytes), result, logic);
     if (leftBytes == rightBytes)
         ClearUnused(result, size);
 }
@@ -51,11 +97,56 @@ void Combine(unsigned char* result, unsigned long size, Operand left, Operand ri
 // operand, even if the result has that of the right one; see
 // BitsCombined.KeepsTheBitsWithinTheLeftSizeOnly.
 template <typename Operation>
-Bits Combined(unsigned long size, Operand left, Operand right, Operation operation) {
+Bits Combined(unsigned long size, Operand left, Operand right, Logic<Operation> logic) {
     Bits result;
     if (result.SetSize(size, 1) != 0)
-        Combine(result.GetData(), left.size, left, right, operation);
+        Combine(result.GetData(), left.size, left, right, logic);
     return result;
+}
+
+// The text of each byte, its highest bit first.
+using ByteText = std::array<char, 8>;
+
+constexpr std::array<ByteText, 256> TextTable() {
+    std::array<ByteText, 256> texts{};
+    for (unsigned byte = 0; byte < texts.size(); ++byte) {
+        for (unsigned bit = 0; bit < 8; ++bit)
+            texts[byte][7 - bit] = (byte >> bit & 1U) != 0 ? '1' : '0';
+    }
+    return texts;
+}
+
+constexpr std::array<ByteText, 256> Texts = TextTable();
+
+// Eight characters at once, each of which is to be 0 or 1. They differ in their lowest bit.
+class Digits {
+public:
+    explicit Digits(const char* text) { std::memcpy(&m_nCharacters, text, sizeof m_nCharacters); }
+
+    bool AreAll() const { return (m_nCharacters & ~LowestBits) == LowestBits * '0'; }
+
+    // The first character is the highest bit. A multiplication adds up shifted copies of them all
+    // such that each character's bit gets to its place in the highest byte; no two bits meet.
+    unsigned char Byte() const {
+        return static_cast<unsigned char>((m_nCharacters & LowestBits) * ToHighestByte >> 56);
+    }
+
+private:
+    static constexpr std::uint64_t LowestBits = 0x0101010101010101;
+    static constexpr std::uint64_t ToHighestByte =
+        std::endian::native == std::endian::little ? 0x8040201008040201 : 0x0102040810204080;
+
+    std::uint64_t m_nCharacters = 0;
+};
+
+// The number of characters 0 and 1 at the end of a text.
+std::size_t CountDigits(const std::string& text) {
+    std::size_t begin = text.size();
+    while (begin >= 8 && Digits(&text[begin - 8]).AreAll())
+        begin -= 8;
+    while (begin > 0 && (text[begin - 1] == '0' || text[begin - 1] == '1'))
+        --begin;
+    return text.size() - begin;
 }
 
 } // namespace
@@ -150,12 +241,12 @@ void Bits::Clear() {
 }
 
 unsigned long Bits::GetSetCount() {
-    unsigned long count = 0;
-    for (unsigned long pos = 0; pos < m_nSize; ++pos) {
-        if (Test(pos) != 0)
-            ++count;
-    }
-    return count;
+    const unsigned long whole = m_nSize / 8;
+    const unsigned long count = CountOnes(m_pData.get(), whole);
+    if (m_nSize % 8 == 0)
+        return count;
+    const unsigned lastBits = m_pData[whole] & (MaskOf(m_nSize) - 1U);
+    return count + static_cast<unsigned long>(std::popcount(lastBits));
 }
 
 unsigned long Bits::GetUnsetCount() { return m_nSize - GetSetCount(); }
@@ -164,8 +255,9 @@ int Bits::Any() const { return None() == 0 ? 1 : 0; }
 
 int Bits::None() const {
     const unsigned char* data = m_pData.get();
-    const auto isZero = [](unsigned char byte) { return byte == 0; };
-    return std::all_of(data, data + SizeToBytes(m_nSize), isZero) ? 1 : 0;
+    const unsigned long bytes = SizeToBytes(m_nSize);
+    // The first is 0, and each is the same as the one before it.
+    return bytes == 0 || (data[0] == 0 && std::memcmp(data, data + 1, bytes - 1) == 0) ? 1 : 0;
 }
 
 Bits& Bits::operator~() {
@@ -177,7 +269,7 @@ Bits& Bits::operator~() {
 
 Bits& Bits::operator&=(const Bits& other) {
     Combine(m_pData.get(), m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
-            std::bit_and<unsigned char>());
+            And);
     return *this;
 }
 
@@ -187,7 +279,7 @@ Bits& Bits::operator|=(const Bits& other) {
     const unsigned long size = m_nSize;
     SetSize(other.m_nSize, 1);
     Combine(m_pData.get(), m_nSize, {m_pData.get(), size}, {other.m_pData.get(), other.m_nSize},
-            std::bit_or<unsigned char>());
+            Or);
     return *this;
 }
 
@@ -195,25 +287,24 @@ Bits& Bits::operator^=(const Bits& other) {
     const unsigned long size = m_nSize;
     SetSize(other.m_nSize, 1);
     Combine(m_pData.get(), m_nSize, {m_pData.get(), size}, {other.m_pData.get(), other.m_nSize},
-            std::bit_xor<unsigned char>());
+            Xor);
     return *this;
 }
 
 // Callers rely on the size of each result, the left one for & and the right one for | and ^; see
 // BitsCombined.HasTheLeftSizeForAndButTheRightSizeForOrAndXor.
 Bits Bits::operator&(const Bits& other) const {
-    return Combined(m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
-                    std::bit_and<unsigned char>());
+    return Combined(m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize}, And);
 }
 
 Bits Bits::operator|(const Bits& other) const {
     return Combined(other.m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
-                    std::bit_or<unsigned char>());
+                    Or);
 }
 
 Bits Bits::operator^(const Bits& other) const {
     return Combined(other.m_nSize, {m_pData.get(), m_nSize}, {other.m_pData.get(), other.m_nSize},
-                    std::bit_xor<unsigned char>());
+                    Xor);
 }
 
 int Bits::operator==(const Bits& other) const {
@@ -237,11 +328,16 @@ Bits& Bits::operator<<(unsigned long /*count*/) { return *this; }
 Bits& Bits::operator>>(unsigned long /*count*/) { return *this; }
 
 void Bits::ToString(std::string& out) const {
-    out.assign(m_nSize, '0');
-    for (unsigned long pos = 0; pos < m_nSize; ++pos) {
-        if (Test(pos) != 0)
-            out[m_nSize - 1 - pos] = '1';
+    out.resize(m_nSize);
+    const unsigned char* const data = m_pData.get();
+    const unsigned long whole = m_nSize / 8;
+    char* text = out.data() + m_nSize;
+    for (unsigned long i = 0; i < whole; ++i) {
+        text -= 8;
+        std::memcpy(text, Texts[data[i]].data(), 8);
     }
+    if (const unsigned long rest = m_nSize % 8; rest != 0)
+        std::memcpy(out.data(), Texts[data[whole]].data() + 8 - rest, rest);
 }
 
 std::string Bits::ToString() const {
@@ -252,14 +348,18 @@ std::string Bits::ToString() const {
 
 void Bits::FromString(const std::string& text) {
     Clear();
-    const std::size_t other = text.find_last_not_of("01");
-    const std::size_t first = other == std::string::npos ? 0 : other + 1;
+    const std::size_t digits = CountDigits(text);
+    const char* const end = text.data() + text.size();
+    std::size_t pos = 0;
     // Allocates once; growing bit by bit ends with the same capacity. If memory does not suffice
     // for all, growing bit by bit keeps what fits.
-    SetSize(text.size() - first, 1);
-    for (std::size_t pos = 0; pos < text.size() - first; ++pos) {
+    if (SetSize(digits, 1) != 0) {
+        for (; digits - pos >= 8; pos += 8)
+            m_pData[pos / 8] = Digits(end - pos - 8).Byte();
+    }
+    for (; pos < digits; ++pos) {
         SetSize(PosToSize(pos), 1);
-        if (text[text.size() - 1 - pos] == '1')
+        if (end[-1 - static_cast<std::ptrdiff_t>(pos)] == '1')
             Set(pos);
         else
             Reset(pos);
