@@ -40,6 +40,19 @@ TEST(TaskPoolStop, FinishesTheRunningTaskAndDropsTheQueuedOnesUnrun) {
     EXPECT_EQ(0, copies.runs);
 }
 
+TEST(TaskPoolStop, AlsoDropsWhatTheRunningTaskPostsBeforeItEnds) {
+    Copies copies;
+    ObedientTask obedient;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(obedient.Task(pool, [&] { pool.Post(Counted(copies)); }));
+    EXPECT_TRUE(obedient.entered.Wait(Patience));
+    pool.StopThread(WaitForever, 0);
+    EXPECT_TRUE(obedient.finished);
+    EXPECT_EQ(0, copies.alive);
+    EXPECT_EQ(0, copies.runs);
+}
+
 TEST(TaskPoolStop, DropsTheTasksOfAPoolThatWasNeverStarted) {
     Copies copies;
     ThreadTaskPool pool;
@@ -175,23 +188,6 @@ TEST_P(TaskPoolStopAtDestruction, DoesNotEndTheProcess) {
 INSTANTIATE_TEST_SUITE_P(OfTheQueuedAndOfTheRunCopy, TaskPoolStopAtDestruction,
                          testing::Values(1, 2));
 
-// Copies wait for ever on any thread but the one that made the first.
-class DeafToCopies {
-public:
-    explicit DeafToCopies(DeafTask& deaf) : m_deaf(deaf), m_maker(pthread_self()) {}
-    DeafToCopies(const DeafToCopies& other) : m_deaf(other.m_deaf), m_maker(other.m_maker) {
-        if (pthread_equal(m_maker, pthread_self()) == 0)
-            m_deaf.Task()();
-    }
-    ~DeafToCopies() = default;
-    DeafToCopies& operator=(const DeafToCopies&) = delete;
-    void operator()() const {}
-
-private:
-    DeafTask& m_deaf;
-    pthread_t m_maker;
-};
-
 TEST(TaskPoolStop, ForcedWhileATaskIsCopiedOutLeavesTheQueueUnlocked) {
     DeafTask deaf;
     PostElsewhere postElsewhere;
@@ -291,19 +287,14 @@ TEST(TaskPoolRestart, DropsTheTasksQueuedAtThatMoment) {
 TEST(TaskPoolDestruction, StopsTheWorkerAndDropsTheQueuedTasks) {
     Copies copies;
     ObedientTask obedient;
-    std::atomic<bool> posted{false};
     {
         ThreadTaskPool pool;
         EXPECT_TRUE(pool.StartThread(0));
-        pool.Post([&] {
-            obedient.Task(pool)();
-            pool.Post(Counted(copies));
-            posted = true;
-        });
+        pool.Post(obedient.Task(pool, [&] { pool.Post(Counted(copies)); }));
         pool.Post(Counted(copies));
         EXPECT_TRUE(obedient.entered.Wait(Patience));
     }
-    EXPECT_TRUE(posted);
+    EXPECT_TRUE(obedient.finished);
     EXPECT_EQ(0, copies.alive);
     EXPECT_EQ(0, copies.runs);
 }

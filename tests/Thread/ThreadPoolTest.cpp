@@ -17,6 +17,7 @@
 #include <pthread.h>
 
 #include "Thread/ThreadPoolTest.h"
+#include "support/BlockedThreads.h"
 #include "support/Slot.h"
 
 namespace {
@@ -106,6 +107,26 @@ TEST(TaskPool, SeveralThreadsMayPostAndEachKeepsItsOrder) {
     Drain(pool);
     for (const std::vector<int>& order : orders)
         EXPECT_EQ(Numbers(Each), order);
+}
+
+TEST(TaskPool, PostWaitsWhileTheWorkerCopiesATaskOut) {
+    DeafTask deaf;
+    std::atomic<bool> posted{false};
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(DeafToCopies(deaf));
+    EXPECT_TRUE(deaf.entered.Wait(Patience));
+    VornTest::PosixThread poster([&] {
+        pool.Post(Nothing);
+        posted = true;
+        deaf.release.Wait(WaitForever);
+    });
+    VornTest::WaitUntilBlocked({&poster});
+    EXPECT_FALSE(posted);
+    deaf.release.Set();
+    EXPECT_FALSE(poster.Join());
+    EXPECT_TRUE(posted);
+    Drain(pool);
 }
 
 TEST(TaskPool, NoLockIsHeldWhileATaskRuns) {

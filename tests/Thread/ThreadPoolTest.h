@@ -110,6 +110,8 @@ private:
     std::shared_ptr<std::function<void()>> m_pAction;
 };
 
+inline void Nothing() {}
+
 // A task that says when it has begun and then waits for its own event, whatever the owner asks.
 class DeafTask {
 public:
@@ -124,21 +126,38 @@ public:
     ManualEvent release;
 };
 
-// A task that says when it has begun and then obeys.
+// Copies wait for ever on any thread but the one that made the first.
+class DeafToCopies {
+public:
+    explicit DeafToCopies(DeafTask& deaf) : m_deaf(deaf), m_maker(pthread_self()) {}
+    DeafToCopies(const DeafToCopies& other) : m_deaf(other.m_deaf), m_maker(other.m_maker) {
+        if (pthread_equal(m_maker, pthread_self()) == 0)
+            m_deaf.Task()();
+    }
+    ~DeafToCopies() = default;
+    DeafToCopies& operator=(const DeafToCopies&) = delete;
+    void operator()() const {}
+
+private:
+    DeafTask& m_deaf;
+    pthread_t m_maker;
+};
+
+// A task that says when it has begun, obeys, and perhaps does something more before it ends.
 class ObedientTask {
 public:
-    boost::function<void()> Task(ThreadTaskPool& pool) {
-        return [this, &pool] {
+    boost::function<void()> Task(ThreadTaskPool& pool, std::function<void()> last = Nothing) {
+        return [this, &pool, last = std::move(last)] {
             entered.Set();
-            finished = pool.IsStopThread(WaitForever);
+            const bool asked = pool.IsStopThread(WaitForever);
+            last();
+            finished = asked;
         };
     }
 
     ManualEvent entered;
     std::atomic<bool> finished{false};
 };
-
-inline void Nothing() {}
 
 inline void PostCounted(ThreadTaskPool& pool, Copies& copies, int count) {
     for (int i = 0; i < count; ++i)
