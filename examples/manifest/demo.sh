@@ -11,7 +11,7 @@ readonly tree=(Bases examples tests benchmarks fuzz)
 
 say() { printf '== %s\n' "$*"; }
 
-# Ends with a message unless the value, which the first argument tells, is the expected one.
+# Ends with a message unless the value, described by the first argument, is the expected one.
 expect() {
     [ "$2" = "$3" ] && return
     printf 'demo: %s is %s, but should be %s\n' "$1" "$2" "$3" >&2
@@ -41,7 +41,7 @@ check() {
         "total $bytes $lines ${#files[@]} files, $directories others, 0 failed"
 }
 
-# Damages three of the files, one of them so that neither its length nor its time tells.
+# Damages three of the files, one of them so that neither its length nor its time shows it.
 damage() {
     say "overwriting a byte of Bases/Bases.h and giving it its old time; removing Bases/File.h;" \
         "adding Bases/Extra.h"

@@ -95,6 +95,6 @@
 //
 //   Owed     True only for what both the processor and the host support, since kernels then use it.
 //            False where the host cannot tell: that costs speed only.
-//   Differs  Which processors there are. x86 processors are asked directly, on every host.
+//   Differs  Which processors there are. x86 processors are queried directly, on every host.
 
 #endif

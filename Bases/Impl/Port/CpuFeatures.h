@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_PORT_CPU_FEATURES_H
 #define VORN_BASES_IMPL_PORT_CPU_FEATURES_H
 
-// What the processor can do, as far as only the host may ask it.
+// Features of the processor that only the host can query.
 
 namespace Vorn {
 

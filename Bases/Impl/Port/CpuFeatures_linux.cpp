@@ -1,4 +1,4 @@
-// Linux: the features of the processor that the kernel hands to every program.
+// Linux: the features of the processor that the kernel passes to every program.
 
 #include <Bases/Impl/Port/CpuFeatures.h>
 

@@ -1,7 +1,7 @@
 #ifndef VORN_BASES_IMPL_ROUTE_BITS_KERNEL_H
 #define VORN_BASES_IMPL_ROUTE_BITS_KERNEL_H
 
-// The kernels of bit-sets: whole vectors of bytes counted and combined.
+// The kernels of bit-sets, which count and combine whole vectors of bytes.
 
 #include <cstddef>
 
@@ -9,13 +9,13 @@
 
 namespace Vorn {
 
-/// Adds to `count` the bits that are 1 in bytes from the first of the `size` ones at `bytes` on.
-/// Returns how many bytes.
+/// Adds the bits that are 1 in a leading part of the `size` bytes at `bytes` to `count`. Returns
+/// the length of that part.
 using BitsCountKernel = std::size_t (*)(const unsigned char* bytes, std::size_t size,
                                         std::size_t& count);
 
-/// Combines bytes from the first of the `size` ones at `left` and at `right` on. Returns how many
-/// bytes. `result` may be either operand; where it is aligned to 64, the kernel is fastest.
+/// Combines a leading part of the `size` bytes at `left` and at `right`. Returns the length of that
+/// part. `result` may be either operand; the kernel is fastest if it is aligned to 64.
 using BitsLogicKernel = std::size_t (*)(const unsigned char* left, const unsigned char* right,
                                         std::size_t size, unsigned char* result);
 

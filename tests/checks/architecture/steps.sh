@@ -1,5 +1,5 @@
 #!/bin/sh
-# Checks that the page of the architecture tells the steps that have to pass before a change lands.
+# Checks that the page of the architecture lists the steps that have to pass before a change lands.
 #
 # steps.sh RUN PAGE: the commands of the script RUN that begin with ./dev are the first cells of the
 # rows of PAGE that begin with "| `./dev", in that order.

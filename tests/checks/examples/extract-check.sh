@@ -9,7 +9,7 @@ dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 failures=0
 
-# In the place of the real one: every test runs at once, and tells of what does not hold.
+# In place of the real one: every test runs at once, and reports what does not hold.
 mkdir -p "$dir/checks/examples"
 cat >"$dir/checks/examples/Example.h" <<'END'
 #include <cstdio>

@@ -56,7 +56,7 @@ done
 lost=$(sed -n 's/^\/\/ \([A-Z][A-Za-z]*\): .*/\1/p' $wing/Contract.h | while read -r seam; do
     [ -f "$wing/$seam.h" ] || echo "$seam"
 done)
-[ -z "$lost" ] || complain "Contract.h tells of what is not there: $lost"
+[ -z "$lost" ] || complain "Contract.h describes what is not there: $lost"
 
 including=$(grep -rnl 'Port/Contract\.h[>"]' Bases examples || true)
 [ -z "$including" ] || complain "includes what is only to be read: $including"
