@@ -1,13 +1,77 @@
-// The ring of waiting threads, and what a post, a time-out and a cancellation do to it.
+// Monitor: the steps from word to word, and the ring of the threads that wait.
 
 #include <Bases/Impl/Monitor.h>
 
 #include <ctime>
-#include <utility>
+#include <limits>
 
 #include <pthread.h>
 
+#include <Bases/Thread.h>
+
 namespace Vorn {
+
+namespace {
+
+// The word: the reported count in its upper half, and these bits.
+using Word = std::uint64_t;
+constexpr Word FreeBit = 1;    // a wait that nobody has taken yet
+constexpr Word SetBit = 2;     // the event is set
+constexpr Word WaitersBit = 4; // there are waiters; never with a free wait
+constexpr unsigned int CountShift = 32;
+constexpr Word OneCount = Word{1} << CountShift;
+
+constexpr int CountOf(Word word) { return static_cast<int>(word >> CountShift); }
+
+constexpr Word Counted(Word word) {
+    return CountOf(word) != std::numeric_limits<int>::min() ? word - OneCount : word;
+}
+
+constexpr Word JoinedAndCounted(Word word) { return Counted(word) | WaitersBit; }
+
+constexpr Word Unchanged(Word word) { return word; }
+
+// A reset takes what the count shows, and also what it does not: the wait that a post has left.
+constexpr Word Cleared(Word word) {
+    const Word rest = word & ~(FreeBit | SetBit);
+    return CountOf(rest) > 0 ? rest % OneCount : rest;
+}
+
+constexpr bool IsPassable(Word word, Monitor::Kind kind) {
+    return (word & FreeBit) != 0 || (kind != Monitor::Kind::Semaphore && (word & SetBit) != 0);
+}
+
+// After a wait that passes. By the flag it passes without counting as an attempt.
+constexpr Word Passed(Word word, Monitor::Kind kind) {
+    const bool byFlag = kind != Monitor::Kind::Semaphore && (word & SetBit) != 0;
+    const Word passed = byFlag ? word : Counted(word) & ~FreeBit;
+    return kind == Monitor::Kind::AutoReset ? Cleared(passed) : passed;
+}
+
+constexpr bool IsForWaiters(Word word, Word flag) {
+    return (word & (WaitersBit | flag)) == WaitersBit;
+}
+
+// After a post that has no waiters to release: one that raises the flag changes nothing when it is
+// up.
+constexpr Word Posted(Word word, Word flag) {
+    return (word & flag) != 0 ? word : (word & SetBit) | flag | FreeBit;
+}
+
+timespec DeadlineIn(unsigned int ms) {
+    constexpr long NanosecondsPerSecond = 1000000000;
+    timespec deadline{};
+    clock_gettime(CLOCK_MONOTONIC, &deadline);
+    deadline.tv_sec += ms / 1000;
+    deadline.tv_nsec += ms % 1000 * 1000000L;
+    if (deadline.tv_nsec >= NanosecondsPerSecond) {
+        deadline.tv_nsec -= NanosecondsPerSecond;
+        ++deadline.tv_sec;
+    }
+    return deadline;
+}
+
+} // namespace
 
 // A thread's entry among the waiters, on that thread's stack. It joins on construction and leaves
 // on destruction, both with the monitor locked: a cancelled wait holds the lock again when its
@@ -24,12 +88,12 @@ public:
     ~Waiter() {
         const bool wasLast = m_pNext == this;
         LeaveRing();
-        if (!m_bChosen || m_bPassed)
-            return;
+        if (!m_bChosen && wasLast)
+            m_monitor.m_word.fetch_and(~WaitersBit, std::memory_order_acq_rel);
         // Cancelled after a post had released this thread. That post must not be lost, unless
-        // another thread has used it or it was taken back.
-        if (wasLast && !m_bServed && m_nDiscards == m_monitor.m_nDiscards)
-            m_monitor.Post();
+        // another thread has used it.
+        if (m_bChosen && !m_bPassed && wasLast && !m_bServed)
+            m_monitor.PassOn();
     }
 
     Waiter(const Waiter&) = delete;
@@ -46,11 +110,11 @@ public:
     }
 
     // Releases the whole ring that `pFirst` is in.
-    static void ChooseAll(Waiter* pFirst, unsigned long nDiscards) {
+    static void ChooseAll(Waiter* pFirst, bool served) {
         Waiter* pWaiter = pFirst;
         do {
             pWaiter->m_bChosen = true;
-            pWaiter->m_nDiscards = nDiscards;
+            pWaiter->m_bServed = served;
             pWaiter = pWaiter->m_pNext;
         } while (pWaiter != pFirst);
     }
@@ -73,99 +137,129 @@ private:
     Monitor& m_monitor;
     Waiter* m_pNext = this;
     Waiter* m_pPrevious = this;
-    bool m_bChosen = false;        // a post has released this thread
-    bool m_bPassed = false;        // and it has returned success
-    bool m_bServed = false;        // another thread that the same post released has passed
-    unsigned long m_nDiscards = 0; // the monitor's number at the time of the post
+    bool m_bChosen = false; // a post has released this thread
+    bool m_bPassed = false; // and it has returned success
+    bool m_bServed = false; // that post is not lost with this thread
 };
-
-namespace {
-
-timespec DeadlineIn(unsigned int seconds, unsigned int nanoseconds) {
-    constexpr long NanosecondsPerSecond = 1000000000;
-    timespec deadline{};
-    clock_gettime(CLOCK_MONOTONIC, &deadline);
-    deadline.tv_sec += seconds;
-    deadline.tv_nsec += nanoseconds;
-    if (deadline.tv_nsec >= NanosecondsPerSecond) {
-        deadline.tv_nsec -= NanosecondsPerSecond;
-        ++deadline.tv_sec;
-    }
-    return deadline;
-}
-
-} // namespace
 
 bool Monitor::Create(int initialCount) {
     if (!m_sem.Create(initialCount))
         return false;
-    const Locker lock(m_lock);
-    m_bFree = initialCount > 0;
+    const Word count = static_cast<unsigned int>(initialCount);
+    m_word.store(count << CountShift | (initialCount > 0 ? FreeBit : 0));
     return true;
 }
 
-KernelWait Monitor::Wait(Locker* pGuard) {
+bool Monitor::Wait(unsigned int timeoutMs, Kind kind) {
+    if (timeoutMs == TryOnce)
+        return Attempt(kind, Counted);
     pthread_testcancel(); // a wait that may block is a cancellation point even if it does not
-    return Await(nullptr, pGuard);
+    return Attempt(kind, Unchanged) || Block(timeoutMs, kind);
 }
 
-KernelWait Monitor::TimedWait(unsigned int seconds, unsigned int nanoseconds, Locker* pGuard) {
-    if (seconds == 0 && nanoseconds == 0)
-        return TakeFree() ? KernelWait::Success : KernelWait::TimedOut;
-    pthread_testcancel();
-    const timespec deadline = DeadlineIn(seconds, nanoseconds);
-    return Await(&deadline, pGuard);
+void Monitor::Post() { Post(0); }
+
+void Monitor::Set() { Post(SetBit); }
+
+void Monitor::RaiseFlag() { m_word.fetch_or(SetBit, std::memory_order_acq_rel); }
+
+void Monitor::Reset() {
+    Word word = m_word.load(std::memory_order_acquire);
+    while (Cleared(word) != word && !Replace(word, Cleared(word))) {
+    }
 }
 
-void Monitor::PostAll() {
+bool Monitor::IsSet() const { return (m_word.load(std::memory_order_acquire) & SetBit) != 0; }
+
+int Monitor::Count() const { return CountOf(m_word.load(std::memory_order_acquire)); }
+
+// Passes if it can, and otherwise leaves the word as `refuse` says; either is one step.
+template <typename Refuse>
+bool Monitor::Attempt(Kind kind, Refuse refuse) {
+    Word word = m_word.load(std::memory_order_acquire);
+    for (;;) {
+        const bool passes = IsPassable(word, kind);
+        const Word next = passes ? Passed(word, kind) : refuse(word);
+        if (next == word || Replace(word, next))
+            return passes;
+    }
+}
+
+// On failure `word` is what was found instead, or the same again.
+bool Monitor::Replace(Word& word, Word next) {
+    return m_word.compare_exchange_weak(word, next, std::memory_order_acq_rel,
+                                        std::memory_order_acquire);
+}
+
+// The word is written also when nothing changes: what the caller has done before must be seen by
+// the thread that takes the earlier post.
+void Monitor::Post(Word flag) {
+    do {
+        Word word = m_word.load(std::memory_order_relaxed);
+        while (!IsForWaiters(word, flag))
+            if (Replace(word, Posted(word, flag)))
+                return;
+    } while (!PostToWaiters(flag));
+}
+
+// Returns false when the waiters are gone, or a Set by another thread has come first.
+bool Monitor::PostToWaiters(Word flag) {
     const Locker lock(m_lock);
-    Post();
+    Word word = m_word.load(std::memory_order_relaxed);
+    do {
+        if (!IsForWaiters(word, flag))
+            return false;
+    } while (!Replace(word, (word & SetBit) | flag));
+    // A raised flag is there for whoever comes when a chosen thread is cancelled.
+    ChooseWaiters(flag != 0);
+    return true;
 }
 
-void Monitor::DiscardFree() {
+bool Monitor::Block(unsigned int timeoutMs, Kind kind) {
     const Locker lock(m_lock);
-    m_bFree = false;
-    ++m_nDiscards;
-}
+    if (Attempt(kind, JoinedAndCounted))
+        return true;
 
-bool Monitor::TakeFree() {
-    const Locker lock(m_lock);
-    return std::exchange(m_bFree, false);
-}
-
-// Sleeps until a post has released this thread, or until the deadline (null: none). The guard is
-// locked again only after the monitor has been unlocked: whoever holds the guard may be about to
-// post.
-KernelWait Monitor::Await(const timespec* pDeadline, Locker* pGuard) {
-    KernelWait result = KernelWait::Success;
-    {
-        const Locker lock(m_lock);
-        if (std::exchange(m_bFree, false))
-            return result;
-
-        Waiter waiter(*this);
-        if (pGuard != nullptr)
-            pGuard->Pause();
-        while (!waiter.IsChosen() && result == KernelWait::Success)
-            result = m_sem.Wait(m_lock, pDeadline);
-        if (waiter.IsChosen()) {
-            waiter.Pass();
-            result = KernelWait::Success;
+    Waiter waiter(*this);
+    if (timeoutMs == WaitForever) {
+        Sleep(waiter, nullptr);
+    } else {
+        // A sleep that the kernel aborted is tried once more, with the full time again.
+        timespec deadline = DeadlineIn(timeoutMs);
+        if (Sleep(waiter, &deadline) == KernelWait::Aborted) {
+            deadline = DeadlineIn(timeoutMs);
+            Sleep(waiter, &deadline);
         }
     }
-    if (pGuard != nullptr)
-        pGuard->Resume();
+    if (!waiter.IsChosen())
+        return false; // and the event is not set: a Set would have chosen this thread
+    waiter.Pass();
+    if (kind == Kind::AutoReset)
+        Reset();
+    return true;
+}
+
+KernelWait Monitor::Sleep(const Waiter& waiter, const timespec* pDeadline) {
+    KernelWait result = KernelWait::Success;
+    while (!waiter.IsChosen() && result == KernelWait::Success)
+        result = m_sem.Wait(m_lock, pDeadline);
     return result;
 }
 
-void Monitor::Post() {
-    if (m_pWaiting == nullptr) {
-        m_bFree = true;
-        return;
-    }
-    Waiter::ChooseAll(m_pWaiting, m_nDiscards);
+void Monitor::ChooseWaiters(bool served) {
+    Waiter::ChooseAll(m_pWaiting, served);
     m_pWaiting = nullptr;
     m_sem.PostAll();
+}
+
+// Posts anew in place of a post that was lost with its thread, without touching the count.
+void Monitor::PassOn() {
+    if (m_pWaiting == nullptr) {
+        m_word.fetch_or(FreeBit, std::memory_order_acq_rel);
+        return;
+    }
+    m_word.fetch_and(~WaitersBit, std::memory_order_acq_rel);
+    ChooseWaiters(false);
 }
 
 } // namespace Vorn

@@ -1,52 +1,85 @@
 #ifndef VORN_BASES_IMPL_MONITOR_H
 #define VORN_BASES_IMPL_MONITOR_H
 
-// Who waits on an unnamed semaphore, whom a post releases, and what a post leaves free. The same
-// for every host; a host only puts threads to sleep and wakes them.
+// The state of an unnamed semaphore, mutex or event, and the threads that wait on it. The same for
+// every host; a host only puts threads to sleep and wakes them.
+
+#include <atomic>
+#include <cstdint>
 
 #include <Bases/Impl/Lock.h>
 #include <Bases/Impl/Port/KernelSem.h>
 
 namespace Vorn {
 
-/// A post decides, at once and for good, which threads it releases: all that have joined the
-/// waiters. When each of them runs is up to the scheduler; a time-out in between changes nothing
-/// for it.
+/// All that decides is in one atomic word: the reported count, whether a wait is free, whether the
+/// event is set, and whether there are waiters. Every operation replaces the whole word in one
+/// step, what it has seen by what follows from it, so that no two operations mix. As long as no
+/// thread sleeps, this is all they do.
+///
+/// The lock is for sleeping and waking:
+/// - A thread that has to block joins the waiters with the lock held, by a step that fails when
+///   there is something to pass by. So a post either comes before it and is seen, or finds the
+///   thread among the waiters.
+/// - A post that sees waiters takes the lock and looks again. With the lock held it replaces the
+///   word and releases all of them, at once and for good. When each of them runs is up to the
+///   scheduler; neither a reset nor a time-out in between changes anything for it.
+///
+/// A thread may destroy the object when its wait has returned. So a post does nothing more after
+/// the step that lets threads pass, or after its unlock: threads that it has released need the lock
+/// to return. Others need none once the event is set, and therefore a post that finds the waiters
+/// gone when it has the lock gives it back and starts again.
 class Monitor {
 public:
-    /// Creates the monitor, with one wait free if `initialCount` is above 0. Returns false when the
-    /// platform refuses. All other operations need a created monitor.
+    enum class Kind { Semaphore, ManualReset, AutoReset };
+
+    /// Creates the monitor, not set, with one wait free if `initialCount` is above 0. Returns false
+    /// when the platform refuses. All other operations need a created monitor.
     bool Create(int initialCount);
 
-    /// Waits without limit. When `pGuard` is not null and the thread has to block, it joins the
-    /// waiters before it pauses the guard: a post by whoever locks that next releases it. The guard
-    /// is held again on return. A cancellation point; a thread that is cancelled holds neither
-    /// lock.
-    KernelWait Wait(Locker* pGuard);
-
-    /// The same for at most the given time, measured on the monotonic clock. With a time of zero it
-    /// takes a free wait or returns TimedOut; it then never blocks and is no cancellation point.
-    KernelWait TimedWait(unsigned int seconds, unsigned int nanoseconds, Locker* pGuard);
+    /// Waits for a free wait, which it takes, or, unless the kind is Semaphore, for the event to be
+    /// set. Returns true when it has passed. Any wait but TryOnce is a cancellation point. A thread
+    /// that is cancelled does not hold the lock, and a post that has released it is not lost.
+    bool Wait(unsigned int timeoutMs, Kind kind);
 
     /// Releases every thread that has joined the waiters. With nobody waiting, leaves one wait
     /// free; a second such post adds nothing.
-    void PostAll();
+    void Post();
 
-    /// Takes back the wait that a post left free. Threads already released stay released.
-    void DiscardFree();
+    /// Sets the event, which releases as Post does. Does nothing when it is set.
+    void Set();
+
+    /// Sets the event without a post. Only before others use it.
+    void RaiseFlag();
+
+    /// Resets the event and takes back a wait that a post left free. Threads already released stay
+    /// released.
+    void Reset();
+
+    bool IsSet() const;
+
+    /// The reported count: down with every attempt to wait, 0 with every post. At the smallest int
+    /// it stays.
+    int Count() const;
 
 private:
     class Waiter;
+    using Word = std::uint64_t;
 
-    bool TakeFree();
-    KernelWait Await(const timespec* pDeadline, Locker* pGuard);
-    void Post() VORN_REQUIRES(m_lock);
+    template <typename Refuse>
+    bool Attempt(Kind kind, Refuse refuse);
+    bool Replace(Word& word, Word next);
+    void Post(Word flag);
+    bool PostToWaiters(Word flag);
+    bool Block(unsigned int timeoutMs, Kind kind);
+    KernelWait Sleep(const Waiter& waiter, const timespec* pDeadline) VORN_REQUIRES(m_lock);
+    void ChooseWaiters(bool served) VORN_REQUIRES(m_lock);
+    void PassOn() VORN_REQUIRES(m_lock);
 
+    std::atomic<Word> m_word{0};
     Lock m_lock;
     KernelSem m_sem;
-    bool m_bFree VORN_GUARDED_BY(m_lock) = false;          // a wait that nobody has taken yet
-    Waiter* m_pWaiting VORN_GUARDED_BY(m_lock) = nullptr;  // one of the ring of those not released
-    unsigned long m_nDiscards VORN_GUARDED_BY(m_lock) = 0; // how often a free wait was taken back
+    Waiter* m_pWaiting VORN_GUARDED_BY(m_lock) = nullptr; // one of the ring of those not released
 };
 
 } // namespace Vorn

@@ -3,9 +3,7 @@
 
 #include <Bases/Impl/Sem_mac.h>
 
-#include <atomic>
 #include <cstddef>
-#include <limits>
 #include <new>
 #include <string>
 
@@ -36,26 +34,18 @@ public:
     virtual void Post() = 0;
     virtual bool GetSemCounts(int& count) = 0;
 
-    // What an event needs besides. For a semaphore that keeps every post for a later wait the
-    // defaults suffice.
-    virtual bool WaitJoined(unsigned int timeoutMs, Locker& guard) {
-        guard.Pause();
-        const bool passed = timeoutMs == WaitForever ? Wait() : TimedWait(timeoutMs);
-        guard.Resume();
-        return passed;
-    }
-    virtual void DiscardFree() {}
+    // Null for a platform semaphore, which an event can only post and wait for.
+    virtual Monitor* GetMonitor() { return nullptr; }
 };
 
 class VornSemaphore::SemUnnamed : public SemImpl {
 public:
-    SemUnnamed() : m_bCreated(0), m_nCount(0) {}
+    SemUnnamed() : m_bCreated(0) {}
     ~SemUnnamed() override = default;
     SemUnnamed(const SemUnnamed&) = delete;
     SemUnnamed& operator=(const SemUnnamed&) = delete;
 
     bool Create(SemInitState state) override {
-        m_nCount.store(state, std::memory_order_relaxed);
         if (!m_monitor.Create(state))
             return false;
         m_bCreated = 1;
@@ -64,72 +54,31 @@ public:
 
     void Destroy() override { m_bCreated = 0; }
 
-    bool Wait() override {
-        if (m_bCreated == 0)
-            return false;
-        CountDown();
-        return m_monitor.Wait(nullptr) == KernelWait::Success;
+    bool Wait() override { return TimedWait(WaitForever); }
+
+    bool TryWait() override { return TimedWait(TryOnce); }
+
+    bool TimedWait(unsigned int timeoutMs) override {
+        return m_bCreated != 0 && m_monitor.Wait(timeoutMs, Monitor::Kind::Semaphore);
     }
-
-    bool TryWait() override { return TimedWait(0); }
-
-    bool TimedWait(unsigned int timeoutMs) override { return TimedWait(timeoutMs, nullptr); }
 
     // Wakes all waiting threads, not one: mutexes and events rely on it.
     void Post() override {
-        if (m_bCreated == 0)
-            return;
-        m_nCount.store(0, std::memory_order_relaxed);
-        m_monitor.PostAll();
+        if (m_bCreated != 0)
+            m_monitor.Post();
     }
 
     bool GetSemCounts(int& count) override {
         if (m_bCreated == 0)
             return false;
-        count = m_nCount.load(std::memory_order_relaxed);
+        count = m_monitor.Count();
         return true;
     }
 
-    bool WaitJoined(unsigned int timeoutMs, Locker& guard) override {
-        if (m_bCreated == 0)
-            return false;
-        if (timeoutMs != WaitForever)
-            return TimedWait(timeoutMs, &guard);
-        CountDown();
-        return m_monitor.Wait(&guard) == KernelWait::Success;
-    }
-
-    void DiscardFree() override {
-        if (m_bCreated != 0)
-            m_monitor.DiscardFree();
-    }
+    Monitor* GetMonitor() override { return m_bCreated != 0 ? &m_monitor : nullptr; }
 
 private:
-    bool TimedWait(unsigned int timeoutMs, Locker* pGuard) {
-        if (m_bCreated == 0)
-            return false;
-        CountDown();
-        const unsigned int seconds = timeoutMs / 1000;
-        const unsigned int nanoseconds = timeoutMs % 1000 * 1000000;
-
-        // A wait that the kernel aborted is tried once more, with the full time again.
-        KernelWait result = m_monitor.TimedWait(seconds, nanoseconds, pGuard);
-        if (result == KernelWait::Aborted)
-            result = m_monitor.TimedWait(seconds, nanoseconds, pGuard);
-        return result == KernelWait::Success;
-    }
-
-    // The reported count is this class's own record: decremented by every attempt to wait, down to
-    // the smallest int, and set to 0 by every post. Relaxed, because it orders nothing.
-    void CountDown() {
-        int count = m_nCount.load(std::memory_order_relaxed);
-        while (count != std::numeric_limits<int>::min() &&
-               !m_nCount.compare_exchange_weak(count, count - 1, std::memory_order_relaxed)) {
-        }
-    }
-
     int m_bCreated;
-    std::atomic<int> m_nCount;
     Monitor m_monitor;
 };
 
@@ -241,26 +190,19 @@ bool VornSemaphore::Wait(unsigned int timeoutMs) {
     }
 }
 
-bool VornSemaphore::WaitJoined(unsigned int timeoutMs, Locker& guard) {
-    if (m_pImpl == nullptr)
-        return false;
-    return timeoutMs == 0 ? m_pImpl->TryWait() : m_pImpl->WaitJoined(timeoutMs, guard);
-}
-
 void VornSemaphore::Post() {
     if (m_pImpl != nullptr)
         m_pImpl->Post();
-}
-
-void VornSemaphore::DiscardFree() {
-    if (m_pImpl != nullptr)
-        m_pImpl->DiscardFree();
 }
 
 bool VornSemaphore::IsCreated() const { return m_pImpl != nullptr; }
 
 bool VornSemaphore::GetSemCounts(int& count) {
     return m_pImpl != nullptr && m_pImpl->GetSemCounts(count);
+}
+
+Monitor* VornSemaphore::GetMonitor() const {
+    return m_pImpl != nullptr ? m_pImpl->GetMonitor() : nullptr;
 }
 
 bool VornEvent::Create(int bManualReset, int bInitialState, const char* name) {
@@ -270,6 +212,7 @@ bool VornEvent::Create(int bManualReset, int bInitialState, const char* name) {
     const Locker lock(m_flagLock);
     m_bSignaled = bInitialState;
     m_bManualReset = bManualReset;
+    LendFlag();
     return true;
 }
 
@@ -278,10 +221,15 @@ bool VornEvent::Open(const char* name) {
         return false;
     const Locker lock(m_flagLock);
     m_bManualReset = 0;
+    LendFlag();
     return true;
 }
 
 bool VornEvent::Set() {
+    if (m_pMonitor != nullptr) {
+        m_pMonitor->Set();
+        return true;
+    }
     if (m_pSem == nullptr)
         return false;
     const Locker lock(m_flagLock);
@@ -293,24 +241,27 @@ bool VornEvent::Set() {
 }
 
 bool VornEvent::Reset() {
+    if (m_pMonitor != nullptr) {
+        m_pMonitor->Reset();
+        return true;
+    }
     if (m_pSem == nullptr)
         return false;
     const Locker lock(m_flagLock);
     return ResetLocked();
 }
 
-// Looking at the flag and joining the semaphore's waiters is one step under the lock, so that a Set
-// either is seen in the flag or finds this thread waiting. The lock is held again after the wait,
-// also when nothing is left to do: the thread whose Set released this one may still be about to
-// raise the flag, and the caller may destroy the event on return.
 bool VornEvent::Wait(unsigned int timeoutMs) {
+    if (m_pMonitor != nullptr)
+        return m_pMonitor->Wait(timeoutMs, m_bManualReset != 0 ? Monitor::Kind::ManualReset
+                                                               : Monitor::Kind::AutoReset);
     if (m_pSem == nullptr)
         return false;
-    if (timeoutMs != 0)
+    if (timeoutMs != TryOnce)
         pthread_testcancel();
 
     Locker lock(m_flagLock);
-    bool passed = m_bSignaled != 0 || m_pSem->WaitJoined(timeoutMs, lock);
+    bool passed = m_bSignaled != 0 || WaitUnlocked(timeoutMs, lock);
     if (m_bManualReset != 0)
         return passed;
     // A Set that came after the wait had failed must not be lost in the reset.
@@ -320,9 +271,10 @@ bool VornEvent::Wait(unsigned int timeoutMs) {
 }
 
 void VornEvent::Close() {
+    const Locker lock(m_flagLock);
+    TakeFlagBack();
     if (m_pSem != nullptr)
         m_pSem->Destroy();
-    const Locker lock(m_flagLock);
     m_bManualReset = 1;
 }
 
@@ -340,16 +292,38 @@ VornEvent::VornEvent()
 
 VornEvent::~VornEvent() { Close(); }
 
+// The platform's semaphore keeps every post for a later wait, so none is missed on the way. The
+// lock is held again after it, also when nothing is left to do: the thread whose Set released this
+// one may still be about to raise the flag, and the caller may destroy the event on return.
+bool VornEvent::WaitUnlocked(unsigned int timeoutMs, Locker& lock) {
+    if (timeoutMs == TryOnce)
+        return m_pSem->Wait(timeoutMs);
+    lock.Pause();
+    const bool passed = m_pSem->Wait(timeoutMs);
+    lock.Resume();
+    return passed;
+}
+
 bool VornEvent::ResetLocked() {
     int count = 0;
     if (!m_pSem->GetSemCounts(count))
         return false;
     for (; count > 0; --count)
-        m_pSem->Wait(0);
-    // The count does not show the wait that an unnamed post left free when nobody was waiting.
-    m_pSem->DiscardFree();
+        m_pSem->Wait(TryOnce);
     m_bSignaled = 0;
     return true;
+}
+
+void VornEvent::LendFlag() {
+    m_pMonitor = m_pSem->GetMonitor();
+    if (m_pMonitor != nullptr && m_bSignaled != 0)
+        m_pMonitor->RaiseFlag();
+}
+
+void VornEvent::TakeFlagBack() {
+    if (m_pMonitor != nullptr)
+        m_bSignaled = m_pMonitor->IsSet() ? 1 : 0;
+    m_pMonitor = nullptr;
 }
 
 } // namespace Vorn

@@ -10,6 +10,8 @@
 
 namespace Vorn {
 
+class Monitor;
+
 /// A counting semaphore, named (shared between processes) or unnamed (of this process).
 ///
 /// Create and Destroy belong to one thread while no other thread uses the object; the other
@@ -38,16 +40,8 @@ public:
     /// `timeoutMs` milliseconds. Returns true when a count was taken.
     bool Wait(unsigned int timeoutMs);
 
-    /// The same for a caller that holds `guard`, which is paused while the thread is blocked. The
-    /// thread joins the semaphore's waiters first, so that no post made under the guard is missed.
-    bool WaitJoined(unsigned int timeoutMs, Locker& guard);
-
     /// Releases every blocked waiter (unnamed) or one (named).
     void Post();
-
-    /// Drops a count that an unnamed post left free because nobody was waiting. The reported count
-    /// stays as it is.
-    void DiscardFree();
 
     bool IsCreated() const;
 
@@ -55,11 +49,15 @@ public:
     /// a named one. Returns false, with `count` unchanged, when there is none.
     bool GetSemCounts(int& count);
 
+    /// Returns the monitor of an unnamed semaphore that was created; null otherwise.
+    Monitor* GetMonitor() const;
+
 private:
     std::unique_ptr<SemImpl> m_pImpl;
 };
 
-/// An event: a flag of this object and one semaphore to block on.
+/// An event: a flag and one semaphore to block on. While there is an unnamed semaphore, its monitor
+/// is the event and has the flag. Otherwise the flag is this object's own, with a lock.
 class VornEvent {
 public:
     VornEvent();
@@ -78,11 +76,15 @@ public:
 
 private:
     bool ResetLocked() VORN_REQUIRES(m_flagLock);
+    bool WaitUnlocked(unsigned int timeoutMs, Locker& lock) VORN_REQUIRES(m_flagLock);
+    void LendFlag() VORN_REQUIRES(m_flagLock);
+    void TakeFlagBack() VORN_REQUIRES(m_flagLock);
 
     int m_bSignaled VORN_GUARDED_BY(m_flagLock);
-    int m_bManualReset VORN_GUARDED_BY(m_flagLock);
+    int m_bManualReset;
     std::unique_ptr<VornSemaphore> m_pSem;
-    Lock m_flagLock; // never held while blocked
+    Lock m_flagLock;               // never held while blocked
+    Monitor* m_pMonitor = nullptr; // has the flag, unless null
 };
 
 } // namespace Vorn

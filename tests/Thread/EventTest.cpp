@@ -182,23 +182,44 @@ TEST(Event, ResetOfALateWaiterTakesBackASetMadeAfterAnEarlierOneReturned) {
     EXPECT_FALSE(event.Wait(0));
 }
 
-TEST(Event, SetBetweenATimeOutAndTheResetItCausesIsSeenByThatWait) {
-    UnsetEvent event(EventKind::AutoReset);
-    VornTest::RunAfterTimeOut([&] { event.Set(); });
-    EXPECT_TRUE(event.Wait(1));
-    EXPECT_FALSE(VornTest::IsTimeOutToCome()); // the Set came in the gap
-    EXPECT_FALSE(event.Wait(0));
+TEST(Event, SetReleasesAThreadWhoseTimeRunsOutMeanwhile) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
+        UnsetEvent event(kind);
+        bool passed = false;
+        VornTest::PosixThread waiter([&] {
+            VornTest::SetOnWake(VornTest::OnWake::TimeOut);
+            passed = event.Wait(600000);
+        });
+        VornTest::WaitUntilBlocked({&waiter});
+        event.Set();
+        EXPECT_FALSE(waiter.Join());
+        EXPECT_TRUE(passed);
+        EXPECT_EQ(kind == EventKind::ManualReset, event.Wait(0));
+    }
 }
 
-TEST(Event, SetAfterATimeOutOfAManualResetEventStays) {
-    UnsetEvent event(EventKind::ManualReset);
-    VornTest::RunAfterTimeOut([&] { event.Set(); });
-    EXPECT_FALSE(event.Wait(1));
-    EXPECT_FALSE(VornTest::IsTimeOutToCome());
-    EXPECT_TRUE(event.Wait(0));
+// The failed wait of an auto-reset event does not reset it either: there was nothing to reset.
+TEST(Event, SetAfterATimeOutStaysForTheNextWait) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
+        UnsetEvent event(kind);
+        VornTest::RunAfterTimeOut([&] { event.Set(); });
+        EXPECT_FALSE(event.Wait(1));
+        EXPECT_FALSE(VornTest::IsActionToCome());
+        EXPECT_TRUE(event.Wait(0));
+    }
 }
 
-// A Set and a Reset come as soon as the waiter has looked at the flag and let go of the event.
+TEST(Event, SetIsSeenByAThreadThatHasLookedButNotJoinedTheWaiters) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
+        UnsetEvent event(kind);
+        VornTest::RunBeforeLock([&] { event.Set(); });
+        EXPECT_TRUE(event.Wait(20000));
+        EXPECT_FALSE(VornTest::IsActionToCome());
+        EXPECT_EQ(kind == EventKind::ManualReset, event.Wait(0));
+    }
+}
+
+// A Set and a Reset come as soon as the waiter has joined the waiters, before it sleeps.
 TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) {
     UnsetEvent event(EventKind::ManualReset);
     sem_t start;
@@ -212,11 +233,12 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
         sem_wait(&finish);
     });
 
-    VornTest::RunAfterUnlock([&] {
+    VornTest::RunBeforeSleep([&] {
         sem_post(&start);
         VornTest::WaitUntilBlocked({&setter}); // done, or held up because this thread is joining
     });
     EXPECT_TRUE(event.Wait(2000));
+    EXPECT_FALSE(VornTest::IsActionToCome());
     sem_post(&finish);
     EXPECT_FALSE(setter.Join());
     EXPECT_FALSE(event.Wait(0));
@@ -225,7 +247,7 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
 }
 
 // Whoever has waited may destroy the event, so the setter must be done with it by then.
-TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
+TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasUnlocked) {
     UnsetEvent event(EventKind::ManualReset);
     std::atomic<bool> returned{false};
     sem_t finish;
@@ -237,16 +259,49 @@ TEST(Event, WaitReturnsOnlyWhenTheSetThatReleasedItHasRaisedTheFlag) {
     });
     VornTest::WaitUntilBlocked({&waiter});
 
-    VornTest::RunAfterUnlock([&] { // the post is made, the flag is not raised yet
+    VornTest::RunBeforeUnlock([&] {
+        EXPECT_TRUE(event.Wait(0));
         VornTest::WaitUntilBlocked({&waiter});
         EXPECT_FALSE(returned);
     });
     event.Set();
-    EXPECT_FALSE(VornTest::IsUnlockToCome());
+    EXPECT_FALSE(VornTest::IsActionToCome());
     sem_post(&finish);
     EXPECT_FALSE(waiter.Join());
     EXPECT_TRUE(returned);
     sem_destroy(&finish);
+}
+
+// A wait that sees the flag needs no lock, so a setter that has one would not be done yet.
+TEST(Event, SetWhoseWaitersAreGoneWhenItHasTheLockRaisesTheFlagWithoutIt) {
+    UnsetEvent event(EventKind::ManualReset);
+    VornTest::PosixThread waiter([&] { event.Wait(WaitForever); });
+    VornTest::WaitUntilBlocked({&waiter});
+
+    VornTest::RunBeforeLock([&] {
+        waiter.Cancel();
+        EXPECT_TRUE(waiter.Join());
+    });
+    VornTest::RunBeforeUnlock([&] { EXPECT_FALSE(event.Wait(0)); });
+    event.Set();
+    EXPECT_FALSE(VornTest::IsActionToCome());
+    EXPECT_TRUE(event.Wait(0));
+}
+
+TEST(Event, OfTwoSetsThatFindTheSameWaitersTheSecondDoesNothing) {
+    VornEvent event;
+    ASSERT_TRUE(event.Create(EventKind::ManualReset, 0, nullptr));
+    VornTest::PosixThread waiter([&] { event.Wait(WaitForever); });
+    VornTest::WaitUntilBlocked({&waiter});
+
+    VornTest::RunBeforeLock([&] {
+        event.Set();
+        EXPECT_FALSE(event.GetSemaphore()->Wait(0)); // lowers the count, which a post would raise
+    });
+    event.Set();
+    EXPECT_FALSE(VornTest::IsActionToCome());
+    EXPECT_EQ(-1, ReportedCount(event));
+    EXPECT_FALSE(waiter.Join());
 }
 
 TEST(Event, SetThatReleasedACancelledThreadIsSeenByTheNextWait) {

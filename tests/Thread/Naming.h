@@ -27,7 +27,6 @@ struct Unnamed {
     // Of posts with nobody waiting, at least one.
     static constexpr int FreeAfterPosts(int /*posts*/) { return 1; }
     static constexpr int CountAfterPosts(int /*posts*/) { return 0; }
-    static constexpr int FreeAfterPostsAndADiscard(int /*posts*/) { return 0; }
 };
 
 struct Named {
@@ -39,7 +38,6 @@ struct Named {
 
     static constexpr int FreeAfterPosts(int posts) { return posts; }
     static constexpr int CountAfterPosts(int posts) { return posts; }
-    static constexpr int FreeAfterPostsAndADiscard(int posts) { return posts; }
 };
 
 using BothNamings = testing::Types<Unnamed, Named>;

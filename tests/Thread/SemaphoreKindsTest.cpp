@@ -78,17 +78,6 @@ TYPED_TEST(SemaphoreKinds, PostsWithNobodyWaitingLeaveWaitsFree) {
     }
 }
 
-TYPED_TEST(SemaphoreKinds, DiscardTakesAFreeWaitBackOrNothingAndKeepsTheCount) {
-    this->Make(VornSemaphore::SemLocked);
-    for (const int posts : {1, 2}) {
-        for (int i = 0; i < posts; ++i)
-            this->m_sem.Post();
-        this->m_sem.DiscardFree();
-        EXPECT_EQ(TypeParam::CountAfterPosts(posts), this->Count());
-        EXPECT_EQ(TypeParam::FreeAfterPostsAndADiscard(posts), this->TakeAll());
-    }
-}
-
 TYPED_TEST(SemaphoreKinds, SecondCreateFailsUntilDestroyed) {
     this->Make(VornSemaphore::SemFree);
     EXPECT_FALSE(this->m_sem.Create(VornSemaphore::SemLocked, this->Name(), 1));
@@ -113,7 +102,6 @@ TYPED_TEST(SemaphoreKinds, CountsAsCreatedAfterThePlatformRefused) {
     EXPECT_FALSE(this->m_sem.GetSemCounts(count));
     EXPECT_EQ(77, count);
     this->m_sem.Post();
-    this->m_sem.DiscardFree();
 
     EXPECT_TRUE(this->m_sem.Destroy());
     this->Make(VornSemaphore::SemFree);

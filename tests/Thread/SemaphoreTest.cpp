@@ -236,18 +236,6 @@ TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotPassedOn) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-TEST_F(UnnamedSemaphore, PostTakenBackBeforeTheCancelIsNotPassedOn) {
-    Make(VornSemaphore::SemLocked);
-    Gate gate;
-    PosixThread cancelled(Waiting(OnWake::BeCancelled, &gate));
-    WaitUntilBlocked({&cancelled});
-    m_sem.Post();
-    m_sem.DiscardFree();
-    gate.open = true;
-    EXPECT_TRUE(cancelled.Join());
-    EXPECT_FALSE(m_sem.Wait(0));
-}
-
 TEST_F(UnnamedSemaphore, PostThatWillStillServeAnotherThreadIsNotPassedOn) {
     Make(VornSemaphore::SemLocked);
     Gate gate;

@@ -12,14 +12,21 @@ namespace VornTest {
 
 namespace {
 
-constexpr int NoTimeOut = -1;
+using Action = std::function<void()>;
 
 std::atomic<bool> g_refused{false};
 thread_local Gate* g_pGate = nullptr;
 thread_local OnWake g_onWake = OnWake::Nothing;
-thread_local std::function<void()> g_afterTimeOut;
-thread_local std::function<void()> g_afterUnlock;
-thread_local int g_locksToSkip = NoTimeOut;
+thread_local bool g_timedOut = false;
+thread_local Action g_beforeLock;
+thread_local Action g_beforeUnlock;
+thread_local Action g_beforeSleep;
+thread_local Action g_afterTimeOut;
+
+void RunOnce(Action& action) {
+    if (action)
+        std::exchange(action, nullptr)();
+}
 
 // A wait returns with its lock held.
 int EndWait(pthread_mutex_t* lock, int status) {
@@ -28,7 +35,7 @@ int EndWait(pthread_mutex_t* lock, int status) {
     ::pthread_mutex_lock(lock);
     ::pthread_testcancel();
     if (timedOut || status == ETIMEDOUT)
-        TimedOut(0);
+        TimedOut();
     return timedOut ? ETIMEDOUT : status;
 }
 
@@ -36,19 +43,24 @@ int EndWait(pthread_mutex_t* lock, int status) {
 // again by a later thread that the system gave the same place.
 void HookWaits() {
     Platform::pthread_cond_wait.OnAnyThread().Do([](pthread_cond_t* posted, pthread_mutex_t* lock) {
+        FallAsleep();
         return EndWait(lock, Platform::pthread_cond_wait.Real(posted, lock));
     });
     Platform::pthread_cond_timedwait.OnAnyThread().Do(
         [](pthread_cond_t* posted, pthread_mutex_t* lock, const timespec* deadline) {
+            FallAsleep();
             return EndWait(lock, Platform::pthread_cond_timedwait.Real(posted, lock, deadline));
         });
 }
 
-void BeforeLock() {
-    if (g_locksToSkip == NoTimeOut || g_locksToSkip-- > 0)
-        return;
-    if (g_afterTimeOut)
-        std::exchange(g_afterTimeOut, nullptr)();
+void HookUnlocks() {
+    Platform::pthread_mutex_unlock.OnAnyThread().Do([](pthread_mutex_t* lock) {
+        RunOnce(g_beforeUnlock);
+        const int status = Platform::pthread_mutex_unlock.Real(lock);
+        if (std::exchange(g_timedOut, false))
+            RunOnce(g_afterTimeOut);
+        return status;
+    });
 }
 
 } // namespace
@@ -63,31 +75,34 @@ void SetOnWake(OnWake what) {
     HookWaits();
 }
 
-void RunAfterTimeOut(std::function<void()> action) {
-    g_afterTimeOut = std::move(action);
-    g_locksToSkip = NoTimeOut; // what an earlier wait has left
-    HookWaits();
+void RunBeforeLock(Action action) {
+    g_beforeLock = std::move(action);
     Platform::pthread_mutex_lock.OnAnyThread().Do([](pthread_mutex_t* lock) {
-        BeforeLock();
+        RunOnce(g_beforeLock);
         return Platform::pthread_mutex_lock.Real(lock);
     });
 }
 
-void RunAfterUnlock(std::function<void()> action) {
-    g_afterUnlock = std::move(action);
-    Platform::pthread_mutex_unlock.OnAnyThread().Do([](pthread_mutex_t* lock) {
-        const int status = Platform::pthread_mutex_unlock.Real(lock);
-        if (g_afterUnlock)
-            std::exchange(g_afterUnlock, nullptr)();
-        return status;
-    });
+void RunBeforeUnlock(Action action) {
+    g_beforeUnlock = std::move(action);
+    HookUnlocks();
+}
+
+void RunBeforeSleep(Action action) {
+    g_beforeSleep = std::move(action);
+    HookWaits();
+}
+
+void RunAfterTimeOut(Action action) {
+    g_afterTimeOut = std::move(action);
+    g_timedOut = false; // what an earlier wait has left
+    HookWaits();
+    HookUnlocks();
 }
 
 bool IsWakeToCome() { return g_pGate != nullptr || g_onWake != OnWake::Nothing; }
 
-bool IsTimeOutToCome() { return g_afterTimeOut != nullptr; }
-
-bool IsUnlockToCome() { return g_afterUnlock != nullptr; }
+bool IsActionToCome() { return g_beforeLock || g_beforeUnlock || g_beforeSleep || g_afterTimeOut; }
 
 WaitsRefused::WaitsRefused() {
     g_refused = true;
@@ -101,6 +116,8 @@ WaitsRefused::~WaitsRefused() { g_refused = false; }
 
 bool WaitsRefused::IsOn() { return g_refused; }
 
+void FallAsleep() { RunOnce(g_beforeSleep); }
+
 bool Wake() {
     if (g_pGate != nullptr) {
         g_pGate->reached = true;
@@ -112,6 +129,6 @@ bool Wake() {
     return g_onWake == OnWake::TimeOut;
 }
 
-void TimedOut(int locks) { g_locksToSkip = locks; }
+void TimedOut() { g_timedOut = true; }
 
 } // namespace VornTest

@@ -22,19 +22,19 @@ enum class OnWake { Nothing, BeCancelled, TimeOut };
 void SetGate(Gate& gate);
 void SetOnWake(OnWake what);
 
-/// Run once by this thread when its next limited wait is over by time and it has unlocked what it
-/// waited on; before its next lock.
+/// Each is run once by this thread: before its next lock; before its next unlock; when it is next
+/// about to sleep; and when its next limited wait is over by time and has unlocked what it waited
+/// on.
+void RunBeforeLock(std::function<void()> action);
+void RunBeforeUnlock(std::function<void()> action);
+void RunBeforeSleep(std::function<void()> action);
 void RunAfterTimeOut(std::function<void()> action);
-
-/// Run once by this thread after its next unlock.
-void RunAfterUnlock(std::function<void()> action);
 
 /// Whether this thread has a gate or something to do when it wakes.
 bool IsWakeToCome();
 
-/// Whether an action is still to come.
-bool IsTimeOutToCome();
-bool IsUnlockToCome();
+/// Whether one of this thread's actions is still to come.
+bool IsActionToCome();
 
 /// The platform refuses to make what threads wait on as long as this lives.
 class WaitsRefused {
@@ -47,12 +47,15 @@ public:
     static bool IsOn();
 };
 
+/// Called by a thread that is about to sleep.
+void FallAsleep();
+
 /// Called by a thread whose wait has just ended, with no lock held. Returns true when the wait is
 /// to report that its time has run out.
 bool Wake();
 
-/// Called by a thread that will lock again so often before it unlocks what it waited on.
-void TimedOut(int locks);
+/// Called by a thread whose wait is over by time; its next unlock is of what it waited on.
+void TimedOut();
 
 } // namespace VornTest
 

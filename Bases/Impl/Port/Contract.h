@@ -46,9 +46,8 @@
 //   Above    Guaranteed by Monitor: a post releases every thread that has joined the waiters
 //            before it, whatever follows; a post with nobody waiting leaves one wait free, never
 //            two; a time-out takes nothing back from a thread that was released; no Set is lost
-//            between the check of an event's flag and the sleep. An event or semaphore in one
-//            atomic word could be put in front of Monitor without more from a host, since it
-//            sleeps by the same rule: sleep while the record is unchanged, check it when woken.
+//            between the check of an event's flag and the sleep. What neither sleeps
+//            nor wakes anybody does not come here at all.
 //
 // ProgramDir: the directory of the running program
 //

@@ -11,7 +11,7 @@
 namespace Vorn {
 
 enum class KernelWait {
-    Success, // woken, for whatever reason; inside Monitor, released by a post
+    Success, // woken, for whatever reason
     TimedOut,
     Aborted, // the kernel gave up early; the caller may try again
     Failed,

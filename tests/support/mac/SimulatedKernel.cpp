@@ -198,6 +198,7 @@ kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t waitTim
         const Vorn::CancelShield shield;
         if (g_beforeWait)
             std::exchange(g_beforeWait, nullptr)();
+        FallAsleep();
         status = Wait(semaphore, IsWakeToCome() && limit == WholeSleep ? UntilWoken : limit);
     }
     if (status == KERN_OPERATION_TIMED_OUT && limit == WholeSleep)
@@ -205,7 +206,7 @@ kern_return_t semaphore_timedwait(semaphore_t semaphore, mach_timespec_t waitTim
     if (Wake())
         status = KERN_OPERATION_TIMED_OUT;
     if (status == KERN_OPERATION_TIMED_OUT)
-        TimedOut(1); // the library first locks again to look at its record
+        TimedOut();
     return status;
 }
 
