@@ -5,7 +5,6 @@
 
 #include <array>
 #include <climits>
-#include <memory>
 #include <random>
 #include <string>
 #include <type_traits>
@@ -17,6 +16,7 @@
 
 #include "Container/Bits.h"
 #include "Container/FilledArrays.h"
+#include "support/DeletedAsBase.h"
 #include "support/NoMemory.h"
 #include "support/Slot.h"
 
@@ -95,18 +95,7 @@ TEST(BitsConstruction, ComputesBytesAndPositionsUpToTheLargest) {
 }
 
 TEST(BitsConstruction, CanBeDestroyedThroughItsBase) {
-    struct Derived : Bits {
-        explicit Derived(bool& gone) : m_gone(gone) {}
-        Derived(const Derived&) = delete;
-        Derived& operator=(const Derived&) = delete;
-        ~Derived() override { m_gone = true; }
-
-    private:
-        bool& m_gone;
-    };
-    bool gone = false;
-    std::unique_ptr<Bits>(new Derived(gone)).reset();
-    EXPECT_TRUE(gone);
+    EXPECT_TRUE(VornTest::IsWhollyDeletedAsBase<Bits>());
 }
 
 TEST(BitsConstruction, HasNoVirtualOperationBesideTheDestructor) {

@@ -20,6 +20,7 @@
 #include <gtest/gtest.h>
 
 #include "Container/FilledArrays.h"
+#include "support/DeletedAsBase.h"
 #include "support/NoMemory.h"
 #include "support/RandomSteps.h"
 #include "support/Slot.h"
@@ -100,18 +101,7 @@ TEST(SerialBufferConstruction, KeepsItsFieldsInOrderAfterTheVirtualTable) {
 }
 
 TEST(SerialBufferConstruction, CanBeDestroyedThroughItsBase) {
-    struct Derived : SerialBuffer {
-        explicit Derived(bool& gone) : m_gone(gone) {}
-        Derived(const Derived&) = delete;
-        Derived& operator=(const Derived&) = delete;
-        ~Derived() override { m_gone = true; }
-
-    private:
-        bool& m_gone;
-    };
-    bool gone = false;
-    std::unique_ptr<SerialBuffer>(new Derived(gone)).reset();
-    EXPECT_TRUE(gone);
+    EXPECT_TRUE(VornTest::IsWhollyDeletedAsBase<SerialBuffer>());
 }
 
 TEST(SerialBufferConstruction, HasNoVirtualOperationBesideTheDestructor) {

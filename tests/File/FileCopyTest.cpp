@@ -27,25 +27,13 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace FileSys = Vorn::FileSys;
-namespace Platform = VornTest::Platform;
 
 using testing::_;
 using testing::Each;
 using testing::ElementsAre;
 using testing::FieldsAre;
 using testing::IsEmpty;
-using VornTest::Deadline;
-using VornTest::IsThere;
-using VornTest::Link;
-using VornTest::Node;
-using VornTest::OpenDescriptors;
-using VornTest::OpenToAll;
-using VornTest::StatusOf;
-using VornTest::TempDir;
-using VornTest::TextOf;
-using VornTest::Umask;
-using VornTest::Unprivileged;
-using VornTest::WriteFile;
+using namespace VornTest;
 
 // Different at every distance that a lost or repeated part could shift by.
 std::string Bytes(std::size_t size) {

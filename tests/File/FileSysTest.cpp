@@ -19,26 +19,13 @@ namespace {
 
 namespace fs = std::filesystem;
 namespace FileSys = Vorn::FileSys;
-namespace Platform = VornTest::Platform;
 
 using testing::_;
 using testing::Each;
 using testing::ElementsAre;
 using testing::FieldsAre;
 using testing::IsEmpty;
-using VornTest::Deadline;
-using VornTest::IsThere;
-using VornTest::Link;
-using VornTest::Node;
-using VornTest::OpenDescriptors;
-using VornTest::OpenToAll;
-using VornTest::StatusOf;
-using VornTest::StdoutOf;
-using VornTest::TempDir;
-using VornTest::TextOf;
-using VornTest::Umask;
-using VornTest::Unprivileged;
-using VornTest::WriteFile;
+using namespace VornTest;
 
 // Concerns: the result never depends on the path, and the output stays unchanged.
 

@@ -1,11 +1,11 @@
 #include <Bases/File.h>
 
+#include "support/DeletedAsBase.h"
+#include "support/Files.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
 #include <filesystem>
-#include <iterator>
-#include <memory>
 #include <string>
 #include <type_traits>
 
@@ -27,34 +27,19 @@ TEST(TextFileIoHandle, HoldsNothingAndIsUnrelatedToTheBinaryHandle) {
 }
 
 TEST(TextFileIoHandle, CanBeDeletedAsWhatItIsDerivedTo) {
-    struct Derived : Vorn::TextFileIo {
-        explicit Derived(int& deleted) : m_deleted(deleted) {}
-        ~Derived() override { ++m_deleted; }
-        Derived(const Derived&) = delete;
-        Derived& operator=(const Derived&) = delete;
-
-    private:
-        int& m_deleted;
-    };
-    int deleted = 0;
-    std::unique_ptr<Vorn::TextFileIo> file = std::make_unique<Derived>(deleted);
-    file.reset();
-    EXPECT_EQ(1, deleted);
+    EXPECT_TRUE(VornTest::IsWhollyDeletedAsBase<Vorn::TextFileIo>());
 }
 
 TEST(TextFileIoHandle, LeavesFilesDescriptorsAndOutputAlone) {
     const VornTest::TempDir dir;
     const fs::path before = fs::current_path();
     fs::current_path(dir.Path());
-    const auto descriptors = [] {
-        return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
-    };
     std::ptrdiff_t during = 0;
     std::ptrdiff_t outside = 0;
     const std::string output = VornTest::StdoutOf([&] {
-        outside = descriptors();
+        outside = VornTest::OpenDescriptors();
         const Vorn::TextFileIo file;
-        during = descriptors();
+        during = VornTest::OpenDescriptors();
     });
     fs::current_path(before);
     EXPECT_EQ("", output);

@@ -4,9 +4,7 @@
 #include <cerrno>
 #include <functional>
 #include <memory>
-#include <thread>
 #include <type_traits>
-#include <vector>
 
 #include <libxml/catalog.h>
 #include <libxml/globals.h>
@@ -90,7 +88,7 @@ TEST_F(XmlReaderSilence, CoversUnstructuredReports) {
 }
 
 TEST_F(XmlReaderSilence, HoldsOnEveryThreadByItself) {
-    const auto work = [this] {
+    VornTest::OnFourThreads([this] {
         HostErrors host;
         for (int i = 0; i < 50; ++i) {
             XmlReader reader;
@@ -101,13 +99,7 @@ TEST_F(XmlReaderSilence, HoldsOnEveryThreadByItself) {
         }
         VornTest::ProvokeReport();
         EXPECT_LT(0, host.Count());
-    };
-    std::vector<std::thread> threads;
-    threads.reserve(4);
-    for (int i = 0; i < 4; ++i)
-        threads.emplace_back(work);
-    for (std::thread& thread : threads)
-        thread.join();
+    });
 }
 
 // Concerns: several threads load at once for the first time in the process.

@@ -136,7 +136,7 @@ TEST_F(XmlRelease, WhatWasWrittenCanStillBeFetched) {
     EXPECT_TRUE(m_writer.Save(m_dir.File("a.xml")));
     EXPECT_FALSE(m_writer.EndDocument());
     EXPECT_EQ(written, Bytes(m_writer));
-    EXPECT_EQ(written, VornTest::ReadFile(m_dir.File("a.xml")));
+    EXPECT_EQ(written, VornTest::TextOf(m_dir.File("a.xml")));
     m_writer.Close();
     EXPECT_EQ("(none)", Bytes(m_writer));
 }

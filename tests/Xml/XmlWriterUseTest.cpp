@@ -20,7 +20,6 @@ using VornTest::Bytes;
 using VornTest::Finish;
 using VornTest::Hangul;
 using VornTest::Parse;
-using VornTest::ReadFile;
 using VornTest::TextOf;
 using VornTest::Utf8;
 using VornTest::XmlWriterTest;
@@ -38,7 +37,7 @@ TEST_F(XmlWriterExample, WritesAShop) {
     writer.EndDocument();
     writer.Save(m_dir.File("shop.xml"));
     EXPECT_EQ(Utf8 + "<shop items=\"1\"><item>salt &amp; pepper</item></shop>\n",
-              ReadFile(m_dir.File("shop.xml")));
+              TextOf(m_dir.File("shop.xml")));
 }
 
 // Concerns: sizes of real use.

@@ -2,12 +2,12 @@
 #define VORN_BASES_TESTS_SUPPORT_XML_TEST_H
 
 #include <cstddef>
-#include <cstring>
-#include <fstream>
-#include <iterator>
+#include <functional>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <utility>
+#include <vector>
 
 #include <unistd.h>
 
@@ -19,6 +19,7 @@
 #include <Bases/Bases.h>
 #include <Bases/Xml.h>
 
+#include "Files.h"
 #include "IconvSpy.h"
 #include "Locale.h"
 #include "TempDir.h"
@@ -47,17 +48,6 @@ protected:
     TempDir m_dir;
 };
 
-#ifdef __x86_64__
-/// Returns the place of a virtual member function in its class's table, counted from 0; -1 for one
-/// that is not virtual. Programs built earlier find the functions there.
-template <typename Function>
-std::ptrdiff_t SlotOf(Function function) {
-    std::ptrdiff_t word = 0; // one more than the offset in the table, or the address of the code
-    std::memcpy(&word, &function, sizeof word);
-    return word % 2 == 0 ? -1 : word / static_cast<std::ptrdiff_t>(sizeof(void*));
-}
-#endif
-
 /// A parameter whose text may hold anything, with a name for the lists of tests.
 struct NamedText {
     const char* name;
@@ -78,22 +68,20 @@ std::string StderrOf(Action&& action) {
     return testing::internal::GetCapturedStderr();
 }
 
+/// Runs the action on four threads at the same time.
+inline void OnFourThreads(const std::function<void()>& action) {
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+        threads.emplace_back(action);
+    for (std::thread& thread : threads)
+        thread.join();
+}
+
 /// Loads from a copy of the text that is gone afterwards.
 inline bool LoadText(Vorn::XmlReader& reader, std::string text) {
     const bool result = reader.Load(reinterpret_cast<unsigned char*>(text.data()), text.size());
     text.assign(text.size(), '#');
     return result;
-}
-
-inline std::string ReadFile(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
-
-inline void WriteFile(const std::string& path, const std::string& text) {
-    std::ofstream file(path, std::ios::binary);
-    file << text;
-    ASSERT_TRUE(file.flush().good()) << path;
 }
 
 /// Standard input holds a text and nothing more while this lives.
