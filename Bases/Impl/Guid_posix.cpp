@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
+#include <limits>
 #include <new>
 #include <stdexcept>
 #include <string_view>
@@ -15,7 +16,6 @@
 #include <boost/uuid/random_generator.hpp>
 #include <boost/uuid/string_generator.hpp>
 #include <boost/uuid/uuid.hpp>
-#include <boost/uuid/uuid_io.hpp>
 
 #include <Bases/Impl/Port/RandomSource.h>
 
@@ -32,30 +32,103 @@ using EngineState = std::array<std::uint32_t, Engine::state_size>;
 
 constexpr unsigned char GuidNone[16] = {};
 
-// Seeds an engine with a complete state drawn beforehand: the system is asked once for all of it,
-// and a failure shows before there is an engine.
-class CompleteSeed {
+// The first outputs of Boost's engine with a complete state, drawn beforehand: the system is asked
+// once for all of it, and a failure shows before there is an engine. Each output comes from three
+// words of the state, so that an identifier need not wait for the hundreds of others.
+class FirstOutputs {
 public:
-    explicit CompleteSeed(const EngineState& state) : m_state(state) {}
+    using result_type = std::uint32_t;
 
-    void generate(std::uint32_t* first, const std::uint32_t* last) const {
-        std::copy_n(m_state.begin(), last - first, first);
+    explicit FirstOutputs(EngineState& state) : m_state(state) {
+        // Only the highest bit of the first word counts, and no state is all zeros.
+        m_state[0] &= Upper;
+        if (std::all_of(m_state.begin(), m_state.end(), [](std::uint32_t word) { return !word; }))
+            m_state[0] = Upper;
+    }
+
+    static constexpr result_type min() { return 0; }
+    static constexpr result_type max() { return std::numeric_limits<result_type>::max(); }
+
+    result_type operator()() {
+        const std::uint32_t word = (m_state[m_nNext] & Upper) | (m_state[m_nNext + 1] & ~Upper);
+        const std::uint32_t twist = word % 2 != 0 ? Engine::xor_mask : 0;
+        std::uint32_t output = m_state[m_nNext + Engine::shift_size] ^ word >> 1 ^ twist;
+        ++m_nNext;
+        output ^= output >> Engine::tempering_u & Engine::tempering_d;
+        output ^= output << Engine::tempering_s & Engine::tempering_b;
+        output ^= output << Engine::tempering_t & Engine::tempering_c;
+        return output ^ output >> Engine::tempering_l;
     }
 
 private:
-    const EngineState& m_state;
+    static constexpr std::uint32_t Upper = ~std::uint32_t{0} << Engine::mask_bits;
+
+    EngineState& m_state;
+    std::size_t m_nNext = 0;
 };
 
+using Bytes = std::array<unsigned char, 16>;
+
 // Stores a value from outside; refuses nil.
-bool Adopt(const boost::uuids::uuid& source, unsigned char (&bytes)[16]) {
-    if (source.is_nil())
+bool Adopt(const Bytes& source, unsigned char (&bytes)[16]) {
+    if (std::memcmp(source.data(), GuidNone, source.size()) == 0)
         return false;
     std::copy(source.begin(), source.end(), bytes);
     return true;
 }
 
+bool Adopt(const boost::uuids::uuid& source, unsigned char (&bytes)[16]) {
+    Bytes copy;
+    std::copy(source.begin(), source.end(), copy.begin());
+    return Adopt(copy, bytes);
+}
+
+// A dash comes before these bytes of a dashed text.
+constexpr bool FollowsDash(std::size_t byte) {
+    return byte == 4 || byte == 6 || byte == 8 || byte == 10;
+}
+
+constexpr std::uint8_t NoDigit = 0xFF;
+
+constexpr std::array<std::uint8_t, 256> DigitValues() {
+    std::array<std::uint8_t, 256> values{};
+    values.fill(NoDigit);
+    for (std::uint8_t value = 0; value < 16; ++value) {
+        values[static_cast<unsigned char>("0123456789abcdef"[value])] = value;
+        values[static_cast<unsigned char>("0123456789ABCDEF"[value])] = value;
+    }
+    return values;
+}
+
+constexpr std::array<std::uint8_t, 256> ValueOf = DigitValues();
+
+// Reads an identifier of digits only, in any of its shapes. Returns false for every other text,
+// and looks no further than at what differs: a terminator, too.
+bool Read(const char* text, Bytes& bytes) {
+    const auto* next = reinterpret_cast<const unsigned char*>(text);
+    const bool braced = *next == '{';
+    if (braced)
+        ++next;
+    bool dashed = false;
+    for (std::size_t i = 0; i < bytes.size(); ++i) {
+        if (i == 4)
+            dashed = *next == '-';
+        if (dashed && FollowsDash(i) && *next++ != '-')
+            return false;
+        const std::uint8_t high = ValueOf[*next++];
+        if (high == NoDigit)
+            return false;
+        const std::uint8_t low = ValueOf[*next++];
+        if (low == NoDigit)
+            return false;
+        bytes[i] = static_cast<unsigned char>(high << 4 | low);
+    }
+    return !braced || *next == '}';
+}
+
 // Callers pass texts that continue after the identifier, which Boost's parser refuses, so it gets
-// the identifier alone. A text that is too short is passed to it uncut and refused there.
+// the identifier alone. A text that is too short is passed to it uncut and refused there. So is
+// one that is not of digits only: what Boost makes of it depends on its version.
 std::string_view IdentifierAt(std::string_view text) {
     const std::size_t brace = text.substr(0, 1) == "{" ? 1 : 0;
     const bool dashed = text.size() > brace + 8 && text[brace + 8] == '-';
@@ -69,6 +142,31 @@ boost::uuids::uuid Parse(std::string_view identifier) {
         // The message is part of the interface, and Boost's differs between versions.
         throw std::runtime_error("invalid uuid string");
     }
+}
+
+constexpr std::size_t TextLength = 36;
+constexpr std::size_t ClippedLength = TextLength - 2;
+
+// Plain arithmetic, which compilers do for all the digits at once.
+constexpr char DigitOf(unsigned value) {
+    return static_cast<char>(value + (value < 10 ? '0' : 'a' - 10));
+}
+
+void Print(const unsigned char (&bytes)[16], char* text) {
+    char digits[32];
+    for (std::size_t i = 0; i < sizeof bytes; ++i) {
+        digits[2 * i] = DigitOf(bytes[i] >> 4);
+        digits[2 * i + 1] = DigitOf(bytes[i] & 0xFU);
+    }
+    std::memcpy(text, digits, 8);
+    text[8] = '-';
+    std::memcpy(text + 9, digits + 8, 4);
+    text[13] = '-';
+    std::memcpy(text + 14, digits + 12, 4);
+    text[18] = '-';
+    std::memcpy(text + 19, digits + 16, 4);
+    text[23] = '-';
+    std::memcpy(text + 24, digits + 20, 12);
 }
 
 // Compares two unsigned integers in host byte order: -1, 0 or 1.
@@ -92,9 +190,8 @@ bool Guid::Generate() {
     try {
         // Not the default constructor of Boost's generator: it asks the system once per word, and
         // leaks its engine if the system fails while seeding.
-        CompleteSeed seed(state);
-        Engine engine(seed);
-        boost::uuids::basic_random_generator<Engine> generator(engine);
+        FirstOutputs engine(state);
+        boost::uuids::basic_random_generator<FirstOutputs> generator(engine);
         return Adopt(generator(), m_bytes);
     } catch (const std::bad_alloc&) {
         return false;
@@ -104,6 +201,8 @@ bool Guid::Generate() {
 bool Guid::FromString(const char* text) {
     if (text == nullptr)
         return false;
+    if (Bytes bytes; Read(text, bytes))
+        return Adopt(bytes, m_bytes);
     return Adopt(Parse(IdentifierAt(text)), m_bytes);
 }
 
@@ -116,13 +215,14 @@ bool Guid::FromString(const std::string& text) {
 bool Guid::ToString(std::string& out, int form) const {
     if (None())
         return false;
-    boost::uuids::uuid value;
-    std::copy(std::begin(m_bytes), std::end(m_bytes), value.begin());
-    out = boost::uuids::to_string(value);
+    char text[TextLength];
+    Print(m_bytes, text);
     // Callers store and compare the clipped text; see
     // GuidText.DropsTheFirstAndLastDigitWithFormZero.
     if (form == GuidForm::Clipped)
-        out = out.substr(1, out.size() - 2);
+        out.assign(text + 1, ClippedLength);
+    else
+        out.assign(text, TextLength);
     return true;
 }
 
@@ -133,10 +233,17 @@ std::string Guid::ToString(int form) const {
 }
 
 bool Guid::ToString(char* buffer, int form) const {
-    std::string text;
-    if (buffer == nullptr || !ToString(text, form))
+    if (buffer == nullptr || None())
         return false;
-    std::memcpy(buffer, text.c_str(), text.size() + 1);
+    if (form == GuidForm::Clipped) {
+        char text[TextLength];
+        Print(m_bytes, text);
+        std::memcpy(buffer, text + 1, ClippedLength);
+        buffer[ClippedLength] = '\0';
+        return true;
+    }
+    Print(m_bytes, buffer);
+    buffer[TextLength] = '\0';
     return true;
 }
 

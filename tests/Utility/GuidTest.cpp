@@ -18,6 +18,7 @@
 
 #include <boost/random/mersenne_twister.hpp>
 #include <boost/uuid/random_generator.hpp>
+#include <boost/uuid/string_generator.hpp>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/types.h>
@@ -89,21 +90,26 @@ void AnswerInTurn(const std::vector<ssize_t>& answers) {
 
 constexpr ssize_t WholeSeed = 2496; // 624 words of 32 bits
 
-// The identifier that a generator gives whose complete state are the script's bytes.
-Bytes ExpectedFromScript() {
+// The identifier that a generator gives with this complete state.
+Bytes ExpectedFrom(const std::vector<std::uint32_t>& state) {
     struct Words {
-        void generate(std::uint32_t* first, std::uint32_t* last) {
-            unsigned char byte = 0;
-            auto* bytes = reinterpret_cast<unsigned char*>(first);
-            std::generate_n(bytes, (last - first) * 4, [&] { return byte += 37; });
+        const std::vector<std::uint32_t>& state;
+        void generate(std::uint32_t* first, std::uint32_t* last) const {
+            std::copy_n(state.begin(), last - first, first);
         }
     };
-    Words words;
+    Words words{state};
     boost::random::mt19937 engine(words);
     const auto value = boost::uuids::basic_random_generator<boost::random::mt19937>(engine)();
     Bytes bytes;
     std::copy(value.begin(), value.end(), bytes.begin());
     return bytes;
+}
+
+Bytes ExpectedFromScript() {
+    std::vector<std::uint32_t> state(WholeSeed / 4);
+    ScriptedBytes()(state.data(), WholeSeed, 0);
+    return ExpectedFrom(state);
 }
 
 class GuidGenerate : public testing::Test {
@@ -166,6 +172,28 @@ TEST_F(GuidGenerate, IsAMersenneTwisterSeededWithTheBytesOfTheSystem) {
     Guid guid;
     ASSERT_TRUE(guid.Generate());
     EXPECT_EQ(ExpectedFromScript(), BytesOf(guid));
+}
+
+// States with few bits, of which the engine makes something else if there are none that count.
+TEST_F(GuidGenerate, IsThatOfTheEngineForEveryBitOfTheState) {
+    std::vector<std::uint32_t> state(WholeSeed / 4);
+    Platform::getrandom.OnAnyThread().Do([&](void* buffer, std::size_t size, unsigned) {
+        std::memcpy(buffer, state.data(), size);
+        return static_cast<ssize_t>(size);
+    });
+    const auto expectEngines = [&] {
+        Guid guid;
+        ASSERT_TRUE(guid.Generate());
+        ASSERT_EQ(ExpectedFrom(state), BytesOf(guid));
+    };
+    expectEngines();
+    for (std::uint32_t& word : state) {
+        for (unsigned bit = 0; bit < 32; ++bit) {
+            word = 1U << bit;
+            expectEngines();
+        }
+        word = 0;
+    }
 }
 
 TEST_F(GuidGenerate, KeepsNothingForTheNextCall) {
@@ -379,6 +407,43 @@ TEST(GuidParse, DoesNotLookAtWhatFollowsTheIdentifier) {
     ExpectSample(SampleText + std::string(100000, '{'));
 }
 
+// What Boost's parser, which gets the identifier alone, makes of a text.
+std::string ParsedByBoost(const std::string& text) {
+    const std::size_t brace = text[0] == '{' ? 1 : 0;
+    const bool dashed = text.size() > brace + 8 && text[brace + 8] == '-';
+    const std::string identifier = text.substr(0, 2 * brace + (dashed ? 36 : 32));
+    boost::uuids::uuid value{};
+    const std::string thrown =
+        Thrown([&] { value = boost::uuids::string_generator()(identifier); });
+    return thrown != "nothing" ? Invalid : std::string(value.begin(), value.end());
+}
+
+TEST(GuidParse, ReadsDamagedTextsAsBoostDoes) {
+    std::mt19937 random(Seed);
+    const std::string characters = "0123456789abcdefABCDEF--{}gG/:@` x";
+    const std::vector<std::string> shapes = Shapes(SampleText);
+    for (int i = 0; i < 20000; ++i) {
+        std::string text = shapes[random() % shapes.size()] + "tail";
+        for (unsigned changes = random() % 4; changes > 0; --changes) {
+            const std::size_t place = random() % text.size();
+            const char c = characters[random() % characters.size()];
+            if (random() % 2 == 0)
+                text[place] = c;
+            else if (random() % 2 == 0)
+                text.insert(place, 1, c);
+            else
+                text.erase(place, 1 + random() % 3);
+        }
+        Guid guid;
+        std::string result = Thrown([&] { guid.FromString(text.c_str()); });
+        if (result == "nothing") {
+            const Bytes bytes = BytesOf(guid);
+            result.assign(bytes.begin(), bytes.end());
+        }
+        ASSERT_EQ(ParsedByBoost(text), result) << text << ", seed " << Seed;
+    }
+}
+
 // Boost 1.74 refuses a character that is no digit; older versions read it as 255. Both are sound.
 void ExpectInvalidOr(const std::string& text, std::size_t byte, unsigned char value) {
     Guid guid = GuidOf(Sample);
@@ -412,6 +477,26 @@ TEST(GuidText, IsThirtyTwoLowerCaseDigitsInFiveGroups) {
     bytes[0] = 0xAB;
     bytes[15] = 0x0C;
     EXPECT_EQ("ab000000-0000-0000-0000-00000000000c", GuidOf(bytes).ToString(1));
+}
+
+TEST(GuidText, HasEveryByteAtItsPlace) {
+    for (std::size_t place = 0; place < 16; ++place) {
+        for (unsigned value = 1; value < 256; ++value) {
+            Bytes bytes = Sample;
+            bytes[place] = static_cast<unsigned char>(value);
+            std::string expected;
+            for (std::size_t i = 0; i < 16; ++i) {
+                expected += i == 4 || i == 6 || i == 8 || i == 10 ? "-" : "";
+                expected += "0123456789abcdef"[bytes[i] / 16];
+                expected += "0123456789abcdef"[bytes[i] % 16];
+            }
+            ASSERT_EQ(expected, GuidOf(bytes).ToString(1));
+            ASSERT_EQ(expected.substr(1, 34), GuidOf(bytes).ToString(0));
+            char buffer[Vorn::GuidTextSize];
+            ASSERT_TRUE(GuidOf(bytes).ToString(buffer, 1));
+            ASSERT_EQ(expected, buffer);
+        }
+    }
 }
 
 TEST(GuidText, DropsTheFirstAndLastDigitWithFormZero) {
