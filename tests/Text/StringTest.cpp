@@ -228,6 +228,36 @@ TEST_F(MultibyteToWide, StopsAtTheEndOfABufferThatTheFacetFilled) {
     EXPECT_EQ(std::wstring(101, L'x'), Vorn::mbs_to_wcs(std::string(100, 'a'), facet.Locale()));
 }
 
+// A facet of a UTF-8 locale that makes other characters of some.
+class CapitalFacet : public std::codecvt_byname<wchar_t, char, std::mbstate_t> {
+public:
+    CapitalFacet() : codecvt_byname(Utf8Locale) {}
+
+protected:
+    result do_in(std::mbstate_t& state, const char* from, const char* fromEnd,
+                 const char*& fromNext, wchar_t* to, wchar_t* toEnd,
+                 wchar_t*& toNext) const override {
+        const result answer =
+            codecvt_byname::do_in(state, from, fromEnd, fromNext, to, toEnd, toNext);
+        std::replace(to, toNext, L'a', L'A');
+        return answer;
+    }
+
+    result do_out(std::mbstate_t& state, const wchar_t* from, const wchar_t* fromEnd,
+                  const wchar_t*& fromNext, char* to, char* toEnd, char*& toNext) const override {
+        const result answer =
+            codecvt_byname::do_out(state, from, fromEnd, fromNext, to, toEnd, toNext);
+        std::replace(to, toNext, 'a', 'A');
+        return answer;
+    }
+};
+
+TEST_F(MultibyteToWide, AsksAFacetThatOnlyStartsFromUtf8) {
+    const std::locale capital(std::locale::classic(), new CapitalFacet);
+    for (const std::size_t length : {std::size_t{1}, std::size_t{1000}})
+        EXPECT_EQ(std::wstring(length, L'A'), Vorn::mbs_to_wcs(std::string(length, 'a'), capital));
+}
+
 // Concerns: as above in the other direction; the capacity is the input's length plus one, times
 // what the facet says one character may need.
 
@@ -332,6 +362,33 @@ TEST_F(Utf8ToWide, UsesTheEncodingOfTheCLocale) {
     EXPECT_EQ(L"plain", Vorn::utf8_to_wcs("plain"));
 }
 
+// Gives the thread a locale of its own for the C library.
+class ThreadLocale {
+public:
+    explicit ThreadLocale(const char* name)
+        : m_own(newlocale(LC_ALL_MASK, name, nullptr)), m_before(uselocale(m_own)) {}
+    ~ThreadLocale() {
+        uselocale(m_before);
+        freelocale(m_own);
+    }
+    ThreadLocale(const ThreadLocale&) = delete;
+    ThreadLocale& operator=(const ThreadLocale&) = delete;
+
+private:
+    locale_t m_own;
+    locale_t m_before;
+};
+
+TEST_F(Utf8ToWide, UsesTheEncodingOfTheThreadsOwnLocale) {
+    {
+        const ThreadLocale own(Utf8Locale);
+        EXPECT_EQ(L"\u00E9", Vorn::utf8_to_wcs("\u00E9"));
+    }
+    SetCLocale(Utf8Locale);
+    const ThreadLocale own("C");
+    EXPECT_EQ(BadUtf8, Thrown([] { Vorn::utf8_to_wcs("\u00E9"); }));
+}
+
 TEST_F(Utf8ToWide, ConvertsEveryCodePoint) {
     SetCLocale(Utf8Locale);
     for (const Block& block : AllCodePoints())
@@ -370,9 +427,9 @@ TEST_F(Utf8ToWide, EndsAtAnEmbeddedZeroWhateverFollows) {
 }
 
 TEST_F(Utf8ToWide, CountsFirstAndThenConvertsIntoThatCapacity) {
-    SetCLocale(Utf8Locale);
+    SetCLocale(KoreanLocale);
     Platform::mbstowcs.Record();
-    Vorn::utf8_to_wcs("\u00E9\u20AC!");
+    Vorn::utf8_to_wcs("\xC7\xD1\xB1\xDB!");
     EXPECT_THAT(Platform::mbstowcs.Calls(),
                 ElementsAre(FieldsAre(IsNull(), _, 0U), FieldsAre(NotNull(), _, 4U)));
 }

@@ -30,7 +30,9 @@ inline std::string RouteNameOf(const testing::TestParamInfo<Vorn::Route>& info) 
     return Vorn::NameOf(info.param);
 }
 
-class RouteTest : public testing::TestWithParam<Vorn::Route> {
+/// A test that is `Base` besides.
+template <typename Base>
+class RouteTestOf : public Base, public testing::WithParamInterface<Vorn::Route> {
 protected:
     void SetUp() override {
         Vorn::LimitRoute(GetParam());
@@ -39,6 +41,8 @@ protected:
     }
     void TearDown() override { Vorn::LimitRoute(Vorn::NoLimit); }
 };
+
+using RouteTest = RouteTestOf<testing::Test>;
 
 /// A route that no choice among kernels knows would fall back to the portable code, unnoticed by
 /// tests of results: what x86 routes have, those above them have, too.

@@ -7,6 +7,8 @@
 #undef HWY_TARGET_INCLUDE
 #define HWY_TARGET_INCLUDE "Bases/Impl/Route/Base64Kernel_hwy.cpp"
 #include <Bases/Impl/Route/Highway.h>
+// After Highway.
+#include <Bases/Impl/Route/Groups.h>
 
 #include <cstdint>
 
@@ -18,32 +20,6 @@
 namespace Vorn {
 
 namespace {
-
-// Sixteen bytes that a lookup reads.
-struct alignas(16) ByteTable {
-    std::uint8_t bytes[16];
-};
-
-// The indices of the 32-bit lanes of a vector of at most 64 bytes.
-struct alignas(64) LaneTable {
-    std::int32_t lanes[16];
-};
-
-// To spread bytes: of every 12, the next 16 from there on, in blocks of 16.
-constexpr LaneTable SpreadTable() {
-    LaneTable table{};
-    for (int lane = 0; lane < 16; ++lane)
-        table.lanes[lane] = lane / 4 * 3 + lane % 4;
-    return table;
-}
-
-// To close the gaps: of every block of 16 bytes, the first 12.
-constexpr LaneTable CloseTable() {
-    LaneTable table{};
-    for (int lane = 0; lane < 16; ++lane)
-        table.lanes[lane] = lane < 12 ? lane / 3 * 4 + lane % 3 : 0;
-    return table;
-}
 
 // The offset from a value to its character. Values below 26 are looked up at 13, others at what is
 // left of them above 51: 0 for the small letters, then one place for each digit and sign.
@@ -113,17 +89,14 @@ constexpr ByteTable OffsetToValue() {
     return table;
 }
 
-constexpr LaneTable Spread = SpreadTable();
-constexpr LaneTable Close = CloseTable();
 constexpr ByteTable ToCharacter = OffsetToCharacter();
 constexpr ByteTable UpperHalfSets = SetsByUpperHalf();
 constexpr ByteTable LowerHalfExclusions = ExcludingSetsByLowerHalf();
 constexpr ByteTable ToValue = OffsetToValue();
 
 // Three bytes to a lane, the middle one twice, so that each half of the lane has the bits of two
-// characters; and three bytes out of a lane, highest first.
-constexpr ByteTable GroupIntoLane{{1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10}};
-constexpr ByteTable GroupOutOfLane{{2, 1, 0, 6, 5, 4, 10, 9, 8, 14, 13, 12, 128, 128, 128, 128}};
+// characters.
+constexpr ByteTable GroupsIntoLanes{{1, 0, 2, 1, 4, 3, 5, 4, 7, 6, 8, 7, 10, 9, 11, 10}};
 
 } // namespace
 
@@ -139,36 +112,18 @@ namespace {
 
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
-namespace hn = hwy::HWY_NAMESPACE;
-
-using OctetTag = hn::CappedTag<std::uint8_t, 64>;
-using Octets = hn::Vec<OctetTag>;
-
-constexpr OctetTag InOctets;
 constexpr hn::Repartition<std::uint16_t, OctetTag> InHalves;
 constexpr hn::Repartition<std::int16_t, OctetTag> InSignedHalves;
-constexpr hn::Repartition<std::uint32_t, OctetTag> InWords;
 constexpr hn::Repartition<std::int32_t, OctetTag> InSignedWords;
 
 HWY_INLINE Octets Lookup(const ByteTable& table, Octets index) {
     return hn::TableLookupBytes(hn::LoadDup128(InOctets, table.bytes), index);
 }
 
-HWY_INLINE Octets Shuffle(Octets bytes, const ByteTable& order) {
-    return hn::TableLookupBytesOr0(bytes, hn::LoadDup128(InOctets, order.bytes));
-}
-
-HWY_INLINE Octets MoveLanes(Octets bytes, const LaneTable& table) {
-    if constexpr (HWY_MAX_BYTES == 16)
-        return bytes; // one block: nothing to spread or to close
-    const auto indices = hn::SetTableIndices(InWords, table.lanes);
-    return hn::BitCast(InOctets, hn::TableLookupLanes(hn::BitCast(InWords, bytes), indices));
-}
-
 // The four values of each group, one to a byte: the first and third by a multiplication that moves
 // them down, the second and fourth by one that moves them up.
 HWY_INLINE Octets ValuesOf(Octets bytes) {
-    const Octets groups = Shuffle(MoveLanes(bytes, Spread), GroupIntoLane);
+    const Octets groups = Shuffle(MoveLanes(bytes, Spread), GroupsIntoLanes);
     const auto outer = hn::And(hn::BitCast(InWords, groups), hn::Set(InWords, 0x0FC0FC00));
     const auto inner = hn::And(hn::BitCast(InWords, groups), hn::Set(InWords, 0x003F03F0));
     const auto down = hn::MulHigh(hn::BitCast(InHalves, outer),
@@ -205,7 +160,7 @@ HWY_INLINE Octets BytesOf(Octets values) {
     auto unused = hn::Zero(InSignedWords);
     const auto groups = hn::ReorderWidenMulAccumulate(InSignedWords, twelveBits, factors,
                                                       hn::Zero(InSignedWords), unused);
-    return Shuffle(hn::BitCast(InOctets, groups), GroupOutOfLane);
+    return Shuffle(hn::BitCast(InOctets, groups), GroupsOutOfLanes);
 }
 
 std::size_t Decode(const char* text, std::size_t length, unsigned char* bytes) {
