@@ -475,9 +475,9 @@ private:
 /// Any thread may post, a running task included. Start and stop it as a Thread; tasks posted before
 /// the start wait.
 ///
-/// An idle worker checks for a stop request every 100 ms. An exception that leaves a task, such as
-/// the boost::bad_function_call of an empty one, ends the process. What a task refers to must live
-/// until the task has run or the pool has been stopped.
+/// StopThread wakes an idle worker; other stop requests are seen within 100 ms. An exception that
+/// leaves a task, such as the boost::bad_function_call of an empty one, ends the process. What a
+/// task refers to must live until the task has run or the pool has been stopped.
 ///
 ///     Vorn::Event done;
 ///     done.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr);
@@ -519,13 +519,22 @@ private:
     using Task = boost::function<void()>;
     using TaskList = std::list<Task>;
 
+    VORN_BASES_LOCAL void RequestStop();
     VORN_BASES_LOCAL void RunNextTask();
-    VORN_BASES_LOCAL bool TakeTask(Task& task, TaskList& taken);
+    VORN_BASES_LOCAL bool TakeTask(Task& task);
+    VORN_BASES_LOCAL bool Refill() VORN_BASES_LOCK_MARK(requires_capability(m_csNext));
     VORN_BASES_LOCAL bool DropTasks();
 
+    // The queue is the list of the tasks that the worker takes next and, behind it, the list of
+    // those posted since: the worker meets posting threads only when its own list is used up. Then
+    // it also returns the list nodes that it has used, for further posts.
     std::unique_ptr<TaskList> m_pTasks VORN_BASES_LOCK_MARK(pt_guarded_by(m_csTasks));
     Cs m_csTasks;
-    Event m_evtTasks; // set while there are tasks; changed with the lock held, waited for without
+    Event m_evtTasks; // set while there are tasks, and to wake the worker for a stop
+    TaskList m_spareNodes VORN_BASES_LOCK_MARK(guarded_by(m_csTasks)); // hold empty tasks
+    TaskList m_nextTasks VORN_BASES_LOCK_MARK(guarded_by(m_csNext));
+    TaskList m_usedNodes; // the worker's own; hold empty tasks
+    Cs m_csNext;          // locked before the other one
 };
 
 /// How an object of Shm attaches its segment; any number but ReadWrite counts as ReadOnly.

@@ -2,13 +2,27 @@
 
 #include <Bases/Thread.h>
 
+#include <cstddef>
+
 #include <Bases/Impl/CancelShield.h>
 
 namespace Vorn {
 
 namespace {
 
-constexpr unsigned int IdlePollMs = 100; // how late an idle worker sees a stop request
+constexpr unsigned int IdlePollMs = 100;    // how late an idle worker sees a stop request by itself
+constexpr std::size_t MostNodesKept = 1024; // in either list of nodes, before a batch is added
+
+// Destroying a task may reach a cancellation point, such as the closing of a file; plain data, such
+// as a lambda that captures references, has nothing to destroy.
+void Destroy(boost::function<void()>& task) {
+    if (task.has_trivial_copy_and_destroy()) {
+        task.clear();
+        return;
+    }
+    const CancelShield shield;
+    task.clear();
+}
 
 } // namespace
 
@@ -20,12 +34,14 @@ ThreadTaskPool::ThreadTaskPool() : m_pTasks(std::make_unique<TaskList>()) {
 // destructors of dropped ones post are dropped in turn.
 ThreadTaskPool::~ThreadTaskPool() {
     const CancelShield shield;
+    RequestStop();
     Thread::StopThread(WaitForever, ThreadStop::Cancel);
     while (DropTasks()) {
     }
 }
 
 void ThreadTaskPool::StopThread(unsigned int timeoutMs, int bForce) {
+    RequestStop();
     Thread::StopThread(timeoutMs, bForce);
     DropTasks();
 }
@@ -42,47 +58,68 @@ int ThreadTaskPool::OnThreadEntry() {
 void ThreadTaskPool::Post(
     boost::function<void()> task) { // NOLINT(performance-unnecessary-value-param)
     const CsLocker lock(m_csTasks);
-    m_pTasks->push_back(task);
-    m_evtTasks.Set();
+    const bool wasEmpty = m_pTasks->empty();
+    if (m_spareNodes.empty()) {
+        m_pTasks->push_back(task);
+    } else {
+        m_spareNodes.front() = task;
+        m_pTasks->splice(m_pTasks->end(), m_spareNodes, m_spareNodes.begin());
+    }
+    if (wasEmpty)
+        m_evtTasks.Set();
 }
 
-// Destroying a task may reach a cancellation point, such as the closing of a file, so both copies
-// are destroyed with the worker's cancellation disabled, and the queue's without the lock.
+// Wakes an idle worker. Without the locks, which a task may hold up that is being copied: the
+// worker looks for the request after every reset of the event.
+void ThreadTaskPool::RequestStop() {
+    if (StopThreadEvent())
+        m_evtTasks.Set();
+}
+
+// Both copies of the task are destroyed without a lock.
 void ThreadTaskPool::RunNextTask() {
-    TaskList taken;
     Task task;
-    const bool found = TakeTask(task, taken);
-    {
-        const CancelShield shield;
-        taken.clear();
-    }
-    if (!found)
+    if (!TakeTask(task))
         return;
+    Destroy(m_usedNodes.front());
+    if (m_usedNodes.size() > MostNodesKept)
+        m_usedNodes.pop_front();
     task();
-    const CancelShield shield;
-    task.clear();
+    Destroy(task);
 }
 
-// Copies the oldest task and moves it from the queue to `taken`. Returns false when there is none.
-bool ThreadTaskPool::TakeTask(Task& task, TaskList& taken) {
-    const CsLocker lock(m_csTasks);
-    if (m_pTasks->empty()) {
-        m_evtTasks.Reset();
+// Copies the oldest task and moves it from the queue to the front of the used nodes. Returns false
+// when there is none.
+bool ThreadTaskPool::TakeTask(Task& task) {
+    const CsLocker lock(m_csNext);
+    if (m_nextTasks.empty() && !Refill())
         return false;
-    }
-    task = m_pTasks->front();
-    taken.splice(taken.begin(), *m_pTasks, m_pTasks->begin());
+    task = m_nextTasks.front();
+    m_usedNodes.splice(m_usedNodes.begin(), m_nextTasks, m_nextTasks.begin());
     return true;
 }
 
-// Destroys the queued tasks without the lock, because a task's destructor may post, and with the
-// caller's cancellation disabled, as RunNextTask does. Returns false when there was none.
+// Takes over what has been posted. Returns false when there is nothing.
+bool ThreadTaskPool::Refill() {
+    const CsLocker lock(m_csTasks);
+    if (m_spareNodes.size() < MostNodesKept)
+        m_spareNodes.splice(m_spareNodes.end(), m_usedNodes);
+    m_nextTasks.swap(*m_pTasks);
+    if (m_nextTasks.empty())
+        m_evtTasks.Reset();
+    return !m_nextTasks.empty();
+}
+
+// Destroys the queued tasks without the locks, because a task's destructor may post, and with the
+// caller's cancellation disabled, as the worker does. Returns false when there was none.
 bool ThreadTaskPool::DropTasks() {
     const CancelShield shield;
     TaskList dropped;
     {
+        const CsLocker next(m_csNext);
+        dropped.swap(m_nextTasks);
         const CsLocker lock(m_csTasks);
-        dropped.swap(*m_pTasks);
+        dropped.splice(dropped.end(), *m_pTasks);
     }
     return !dropped.empty();
 }

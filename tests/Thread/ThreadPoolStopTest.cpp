@@ -19,6 +19,7 @@
 namespace {
 
 using namespace VornTest;
+using namespace std::chrono_literals;
 
 TEST(TaskPoolStop, FinishesTheRunningTaskAndDropsTheQueuedOnesUnrun) {
     Copies copies;
@@ -78,6 +79,76 @@ TEST(TaskPoolStop, NotForcedDropsTheQueuedTasksOfAWorkerThatGoesOn) {
     pool.StopThread(WaitForever, 0);
     EXPECT_FALSE(pool.IsThreadRunning());
     EXPECT_EQ(0, copies.runs);
+}
+
+// The worker has taken over the first three, to take them one by one.
+TEST(TaskPoolStop, NotForcedDropsWhatTheWorkerHasTakenOverToo) {
+    Copies copies;
+    DeafTask deaf;
+    ThreadTaskPool pool;
+    pool.Post(deaf.Task());
+    for (int i = 0; i < 3; ++i)
+        pool.Post(Counted(copies));
+    EXPECT_TRUE(pool.StartThread(0));
+    EXPECT_TRUE(deaf.entered.Wait(Patience));
+    for (int i = 0; i < 3; ++i)
+        pool.Post(Counted(copies));
+    EXPECT_EQ(6, copies.alive);
+    pool.StopThread(0, 0);
+    EXPECT_EQ(0, copies.alive);
+    deaf.release.Set();
+}
+
+// Lets an idle worker sleep so long that it cannot see a stop by itself, and says when it sleeps.
+class IdleWorkerSleepsOn {
+public:
+    IdleWorkerSleepsOn() {
+        Platform::pthread_cond_timedwait.OnAnyThread().Do(
+            [this](pthread_cond_t* posted, pthread_mutex_t* lock, const timespec* deadline) {
+                timespec later = *deadline;
+                if (Nanoseconds(later) - Now() < 1000000000LL) {
+                    later.tv_sec += 20;
+                    m_sleeps.Set();
+                }
+                return Platform::pthread_cond_timedwait.Real(posted, lock, &later);
+            });
+    }
+    ~IdleWorkerSleepsOn() { Platform::pthread_cond_timedwait.Reset(); }
+    IdleWorkerSleepsOn(const IdleWorkerSleepsOn&) = delete;
+    IdleWorkerSleepsOn& operator=(const IdleWorkerSleepsOn&) = delete;
+
+    void StartIn(ThreadTaskPool& pool) {
+        m_sleeps.Reset();
+        EXPECT_TRUE(pool.StartThread(0));
+        EXPECT_TRUE(m_sleeps.Wait(WaitForever));
+        m_start = std::chrono::steady_clock::now();
+    }
+
+    bool IsOver() const { return std::chrono::steady_clock::now() - m_start > 10s; }
+
+private:
+    ManualEvent m_sleeps;
+    std::chrono::steady_clock::time_point m_start;
+};
+
+TEST(TaskPoolStop, WakesAnIdleWorker) {
+    IdleWorkerSleepsOn sleep;
+    ThreadTaskPool pool;
+    sleep.StartIn(pool);
+    pool.StopThread(WaitForever, 0);
+    EXPECT_FALSE(sleep.IsOver());
+
+    sleep.StartIn(pool); // and is no reason for the next one not to sleep
+    pool.StopThread(WaitForever, 0);
+}
+
+TEST(TaskPoolDestruction, WakesAnIdleWorker) {
+    IdleWorkerSleepsOn sleep;
+    {
+        ThreadTaskPool pool;
+        sleep.StartIn(pool);
+    }
+    EXPECT_FALSE(sleep.IsOver());
 }
 
 TEST(TaskPoolStop, NotForcedIsSafeAgainstAWorkerThatIsTakingTasks) {

@@ -109,24 +109,24 @@ TEST(TaskPool, SeveralThreadsMayPostAndEachKeepsItsOrder) {
         EXPECT_EQ(Numbers(Each), order);
 }
 
-TEST(TaskPool, PostWaitsWhileTheWorkerCopiesATaskOut) {
+TEST(TaskPool, PostWaitsWhileAnotherOneCopiesItsTaskIntoTheQueue) {
     DeafTask deaf;
     std::atomic<bool> posted{false};
     ThreadTaskPool pool;
-    EXPECT_TRUE(pool.StartThread(0));
-    pool.Post(DeafToCopies(deaf));
+    boost::function<void()> slow = DeafToCopies(deaf);
+    VornTest::PosixThread first([&] { pool.Post(std::move(slow)); });
     EXPECT_TRUE(deaf.entered.Wait(Patience));
-    VornTest::PosixThread poster([&] {
+    VornTest::PosixThread second([&] {
         pool.Post(Nothing);
         posted = true;
         deaf.release.Wait(WaitForever);
     });
-    VornTest::WaitUntilBlocked({&poster});
+    VornTest::WaitUntilBlocked({&second});
     EXPECT_FALSE(posted);
     deaf.release.Set();
-    EXPECT_FALSE(poster.Join());
+    EXPECT_FALSE(first.Join());
+    EXPECT_FALSE(second.Join());
     EXPECT_TRUE(posted);
-    Drain(pool);
 }
 
 TEST(TaskPool, NoLockIsHeldWhileATaskRuns) {
@@ -228,6 +228,20 @@ TEST(TaskPool, IdleWorkerWaitsAHundredMillisecondsAtATime) {
         EXPECT_GE(deadline - previous, Poll);
         previous = deadline;
     }
+}
+
+TEST(TaskPool, PostsUseTheListNodesOfEarlierTasksAgain) {
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    for (int i = 0; i < 5; ++i)
+        pool.Post(Nothing);
+    Drain(pool);
+    Drain(pool); // the worker has gone to the queue again after the first five
+    Platform::operator_new.Record();
+    pool.Post(Nothing);
+    pool.Post(Nothing);
+    EXPECT_THAT(Platform::operator_new.Calls(), IsEmpty());
+    Drain(pool);
 }
 
 TEST(TaskPool, IdleWorkerSeesAStopRequestSoon) {

@@ -126,7 +126,8 @@ public:
     ManualEvent release;
 };
 
-// Copies wait for ever on any thread but the one that made the first.
+// Copies wait for ever on any thread but the one that made the first. A move of a task object
+// copies nothing, as with Counted.
 class DeafToCopies {
 public:
     explicit DeafToCopies(DeafTask& deaf) : m_deaf(deaf), m_maker(pthread_self()) {}
@@ -141,6 +142,7 @@ public:
 private:
     DeafTask& m_deaf;
     pthread_t m_maker;
+    [[maybe_unused]] std::array<char, 128> m_room{};
 };
 
 // A task that says when it has begun, obeys, and perhaps does something more before it ends.
