@@ -352,6 +352,17 @@ TEST_F(XmlWriterOutput, SaveFailsWhereTheFileCannotBeOpened) {
     EXPECT_TRUE(writer.Save(m_dir.File("a.xml")));
 }
 
+TEST_F(XmlWriterOutput, SaveWritesOnceAndTakesLessForSuccess) {
+    XmlWriter writer;
+    EXPECT_TRUE(writer.BeginDocument("UTF-8"));
+    EXPECT_TRUE(writer.EndDocument());
+    Platform::fwrite.Record();
+    Platform::fwrite.At(1).Answer(3);
+    EXPECT_TRUE(writer.Save(m_dir.File("a.xml")));
+    EXPECT_EQ(1U, Platform::fwrite.Count());
+    EXPECT_EQ("", TextOf(m_dir.File("a.xml")));
+}
+
 TEST_F(XmlWriterOutput, SaveDoesNotNoticeAFullDisk) {
     if (access("/dev/full", W_OK) != 0)
         GTEST_SKIP() << "needs /dev/full";
