@@ -121,6 +121,7 @@ std::unique_ptr<XmlReader::PrivateData> XmlReader::PrivateData::Create() {
 }
 
 void XmlReader::PrivateData::Clear() {
+    const XmlSilence silence;
     document.reset();
     converter.reset();
     scratch->clear();
@@ -196,10 +197,8 @@ bool XmlReader::Load(unsigned char* buffer, unsigned long size) {
 }
 
 void XmlReader::Close() {
-    if (!m_pPrivateData)
-        return;
-    const XmlSilence silence;
-    m_pPrivateData->Clear();
+    if (m_pPrivateData)
+        m_pPrivateData->Clear();
 }
 
 bool XmlReader::IsLoaded() const { return m_pPrivateData && m_pPrivateData->document; }
@@ -361,9 +360,9 @@ bool XmlWriter::PrivateData::EndDocument() {
     const bool ended = Succeeds([this] {
         const int result = writer.Get() == nullptr ? -1 : xmlTextWriterEndDocument(writer.Get());
         writer.Close();
+        hiddenBuffer.reset();
         return result;
     });
-    hiddenBuffer.reset();
     converter.reset();
     return ended && !m_bLoss;
 }
