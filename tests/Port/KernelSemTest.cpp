@@ -3,11 +3,14 @@
 // it; the lock is free while a thread sleeps, and held again whichever way its wait ends.
 #include <Bases/Impl/Port/KernelSem.h>
 
+#include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <tuple>
 
 #include <gtest/gtest.h>
 
+#include "fault/Platform.h"
 #include "fault/WaitHooks.h"
 #include "support/BlockedThreads.h"
 
@@ -18,6 +21,7 @@ using Vorn::KernelWait;
 using Vorn::Lock;
 using Vorn::Locker;
 using namespace std::chrono_literals;
+namespace Platform = VornTest::Platform;
 
 timespec In(std::chrono::nanoseconds time) {
     timespec now{};
@@ -136,5 +140,27 @@ TEST_F(HostWaits, FailToBeCreatedWhenThePlatformRefuses) {
     EXPECT_TRUE(sem.Destroy());
     EXPECT_FALSE(sem.Destroy());
 }
+
+#ifndef VORN_ON_SIMULATED_MAC // which has no condition variables
+TEST_F(HostWaits, LeaveNothingOfThePlatformBehind) {
+    Platform::pthread_cond_init.Record();
+    Platform::pthread_cond_destroy.Record();
+    Platform::pthread_condattr_destroy.Record();
+    {
+        KernelSem sem;
+        ASSERT_TRUE(sem.Create(0));
+    }
+    ASSERT_EQ(1U, Platform::pthread_cond_init.Count());
+    ASSERT_EQ(1U, Platform::pthread_cond_destroy.Count());
+    EXPECT_EQ(std::get<0>(Platform::pthread_cond_init.Calls().front()),
+              Platform::pthread_cond_destroy.Calls().front());
+    EXPECT_EQ(1U, Platform::pthread_condattr_destroy.Count());
+
+    Platform::pthread_cond_init.At(1).Fail(ENOMEM);
+    EXPECT_FALSE(KernelSem().Create(0));
+    EXPECT_EQ(1U, Platform::pthread_cond_destroy.Count());
+    EXPECT_EQ(2U, Platform::pthread_condattr_destroy.Count());
+}
+#endif
 
 } // namespace
