@@ -317,13 +317,16 @@ private:
     template <typename Call>
     bool Succeeds(Call call);
 
+    XmlErrorPlaces m_places;
     bool m_bLoss = false; // part of the document is missing for lack of memory
 };
 
 // Returns whether a call of libxml2 neither fails nor loses anything.
 template <typename Call>
 bool XmlWriter::PrivateData::Succeeds(Call call) {
-    const XmlSilence silence;
+    if (!m_places.AreOfThread())
+        m_places = XmlErrorPlaces::OfThread();
+    const XmlSilence silence(m_places);
     const bool result = call() >= 0;
     m_bLoss = m_bLoss || silence.HasLoss();
     return result && !silence.HasLoss();

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include <libxml/globals.h>
 #include <libxml/parser.h>
@@ -57,16 +58,25 @@ void OnStructuredError(void* silence, Error* error) {
 
 } // namespace
 
-XmlSilence::XmlSilence()
-    : m_pGeneric(xmlGenericError), m_pGenericContext(xmlGenericErrorContext),
-      m_pStructured(xmlStructuredError), m_pStructuredContext(xmlStructuredErrorContext) {
-    xmlSetGenericErrorFunc(this, OnGenericError);
-    xmlSetStructuredErrorFunc(this, OnStructuredError);
+XmlErrorPlaces XmlErrorPlaces::OfThread() {
+    return {&xmlGenericError, &xmlGenericErrorContext, &xmlStructuredError,
+            &xmlStructuredErrorContext};
 }
 
+// All four are in one block for each thread, so one that is where it was means that all are.
+bool XmlErrorPlaces::AreOfThread() const { return pGeneric == &xmlGenericError; }
+
+XmlSilence::XmlSilence(const XmlErrorPlaces& places)
+    : m_places(places), m_pGeneric(std::exchange(*places.pGeneric, OnGenericError)),
+      m_pGenericContext(std::exchange(*places.pGenericContext, this)),
+      m_pStructured(std::exchange(*places.pStructured, OnStructuredError)),
+      m_pStructuredContext(std::exchange(*places.pStructuredContext, this)) {}
+
 XmlSilence::~XmlSilence() {
-    xmlSetGenericErrorFunc(m_pGenericContext, m_pGeneric);
-    xmlSetStructuredErrorFunc(m_pStructuredContext, m_pStructured);
+    *m_places.pGeneric = m_pGeneric;
+    *m_places.pGenericContext = m_pGenericContext;
+    *m_places.pStructured = m_pStructured;
+    *m_places.pStructuredContext = m_pStructuredContext;
 }
 
 } // namespace Vorn

@@ -7,6 +7,20 @@
 
 namespace Vorn {
 
+/// Where libxml2 keeps the error functions of a thread. To look that up takes longer than most of
+/// what is done in silence; who is silent often can keep it.
+struct XmlErrorPlaces {
+    static XmlErrorPlaces OfThread();
+
+    /// Returns true when they are those of the calling thread.
+    bool AreOfThread() const;
+
+    xmlGenericErrorFunc* pGeneric = nullptr;
+    void** pGenericContext = nullptr;
+    xmlStructuredErrorFunc* pStructured = nullptr;
+    void** pStructuredContext = nullptr;
+};
+
 /// Replaces the error functions of libxml2 for the calling thread while it lives, so that nothing
 /// is reported to the host, then restores them. May be nested; the innermost one receives the
 /// reports. Not needed for calls that only read the tree or measure a text, which report nothing.
@@ -15,7 +29,7 @@ namespace Vorn {
 /// only report it: check HasLoss before relying on their result.
 class XmlSilence {
 public:
-    XmlSilence();
+    explicit XmlSilence(const XmlErrorPlaces& places = XmlErrorPlaces::OfThread());
     ~XmlSilence();
     XmlSilence(const XmlSilence&) = delete;
     XmlSilence& operator=(const XmlSilence&) = delete;
@@ -25,6 +39,9 @@ public:
     void NoteLoss() { m_bLoss = true; }
 
 private:
+    XmlErrorPlaces m_places;
+
+    // What was there before.
     xmlGenericErrorFunc m_pGeneric;
     void* m_pGenericContext;
     xmlStructuredErrorFunc m_pStructured;
