@@ -8,6 +8,8 @@
 #include <cstring>
 #include <locale>
 #include <new>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include <Bases/Impl/Assert.h>
@@ -89,6 +91,28 @@ std::string ToText(double value) {
     return text;
 }
 
+// A text in the encoding of the document: the caller's own where that is the same.
+class EncodedText {
+public:
+    EncodedText() = default;
+    explicit EncodedText(const char* text) : m_pText(reinterpret_cast<const xmlChar*>(text)) {}
+    explicit EncodedText(XmlText converted)
+        : m_converted(std::move(converted)), m_pText(m_converted.get()) {}
+
+    explicit operator bool() const { return m_pText != nullptr; }
+    const xmlChar* Get() const { return m_pText; }
+
+private:
+    XmlText m_converted;
+    const xmlChar* m_pText = nullptr;
+};
+
+// As xmlTextWriterWriteString, which copies every text to escape it, even where it changes nothing.
+int WriteString(xmlTextWriter* writer, const xmlChar* text) {
+    const bool isPlain = std::strpbrk(reinterpret_cast<const char*>(text), "<>&\"\r") == nullptr;
+    return isPlain ? xmlTextWriterWriteRaw(writer, text) : xmlTextWriterWriteString(writer, text);
+}
+
 struct FileClose {
     void operator()(std::FILE* file) const { std::fclose(file); }
 };
@@ -102,7 +126,8 @@ struct XmlReader::PrivateData {
 
     static std::unique_ptr<PrivateData> Create();
     void Clear();
-    bool OpenDecoder();
+    void OpenDecoder(const char* encoding);
+    bool FinishLoad();
     bool ConvertDecoding(const xmlChar* text, std::string& out);
 
 private:
@@ -123,7 +148,7 @@ std::unique_ptr<XmlReader::PrivateData> XmlReader::PrivateData::Create() {
 void XmlReader::PrivateData::Clear() {
     const XmlSilence silence;
     document.reset();
-    converter.reset();
+    converter.Close();
     scratch->clear();
 }
 
@@ -136,27 +161,38 @@ bool XmlReader::PrivateData::GrowScratch(std::size_t size) {
     }
 }
 
-// Makes the loaded document readable, or empties the reader.
-//
 // libxml2 returns UTF-8 whatever the document declares, and yet the converter reads the declared
 // encoding, so only documents declared UTF-8 decode exactly. Callers rely on the results of others.
-bool XmlReader::PrivateData::OpenDecoder() {
-    const auto* encoding = reinterpret_cast<const char*>(document->encoding);
-    if (encoding != nullptr)
-        converter = OpenConverter(LocaleEncoding, encoding);
-    if (converter && GrowScratch(InitialScratchSize))
+//
+// Called as soon as the encoding is known: a large block that is allocated behind the tree makes
+// the C library tidy its heap again and again while the tree is freed, which takes longer than all
+// else about closing.
+void XmlReader::PrivateData::OpenDecoder(const char* encoding) {
+    if (GrowScratch(InitialScratchSize))
+        converter.Open(LocaleEncoding, encoding);
+}
+
+// Makes the parsed document readable, or empties the reader. Releases of libxml2 differ in whether
+// they name every encoding before the tree.
+bool XmlReader::PrivateData::FinishLoad() {
+    if (document && document->encoding != nullptr && !converter.IsOpen())
+        OpenDecoder(reinterpret_cast<const char*>(document->encoding));
+    if (document && converter.IsOpen())
         return true;
     Clear();
     return false;
 }
 
 bool XmlReader::PrivateData::ConvertDecoding(const xmlChar* text, std::string& out) {
-    const char* input = text == nullptr ? "" : reinterpret_cast<const char*>(text);
-    const auto length = static_cast<std::size_t>(xmlStrlen(text));
-    const std::size_t capacity = length + DecodingSlack;
+    const std::string_view input = text == nullptr ? "" : reinterpret_cast<const char*>(text);
+    if (converter.Keeps(input)) {
+        out = input;
+        return true;
+    }
+    const std::size_t capacity = input.size() + DecodingSlack;
     if (scratch->size() < capacity && !GrowScratch(capacity))
         return false;
-    if (!Convert(converter, input, length + 1, scratch->data(), capacity))
+    if (!converter.Convert(input.data(), input.size() + 1, scratch->data(), capacity))
         return false;
     // An encoding of wide units may yield no zero byte. What an earlier text left in the array then
     // follows, at most up to the end of the array.
@@ -174,12 +210,12 @@ bool XmlReader::Load(const std::string& path) {
     if (!m_pPrivateData || m_pPrivateData->document)
         return false;
     XmlDocument& document = m_pPrivateData->document;
-    document = ParseXmlFile(tcs_to_mbs(path, std::locale()).c_str());
-    if (!document)
-        return false;
-    if (document->encoding == nullptr)
+    document = ParseXmlFile(tcs_to_mbs(path, std::locale()).c_str(), [this](const char* encoding) {
+        m_pPrivateData->OpenDecoder(encoding);
+    });
+    if (document && document->encoding == nullptr)
         std::printf("[XmlDoc] Load from file (%s file is not xml document)\n", path.c_str());
-    return m_pPrivateData->OpenDecoder();
+    return m_pPrivateData->FinishLoad();
 }
 
 bool XmlReader::Load(unsigned char* buffer, unsigned long size) {
@@ -188,12 +224,12 @@ bool XmlReader::Load(unsigned char* buffer, unsigned long size) {
     if (!m_pPrivateData || m_pPrivateData->document)
         return false;
     XmlDocument& document = m_pPrivateData->document;
-    document = ParseXmlMemory(reinterpret_cast<const char*>(buffer), static_cast<int>(size));
-    if (!document)
-        return false;
-    if (document->encoding == nullptr)
+    document =
+        ParseXmlMemory(reinterpret_cast<const char*>(buffer), static_cast<int>(size),
+                       [this](const char* encoding) { m_pPrivateData->OpenDecoder(encoding); });
+    if (document && document->encoding == nullptr)
         std::puts("[XmlDoc] Load from memory (not xml document)");
-    return m_pPrivateData->OpenDecoder();
+    return m_pPrivateData->FinishLoad();
 }
 
 void XmlReader::Close() {
@@ -312,7 +348,7 @@ struct XmlWriter::PrivateData {
     bool Write(TwoTextCall pfnCall, const std::string& name, const std::string& text);
 
 private:
-    XmlText ConvertEncoding(const std::string& text);
+    EncodedText ConvertEncoding(const std::string& text);
 
     template <typename Call>
     bool Succeeds(Call call);
@@ -347,9 +383,7 @@ bool XmlWriter::PrivateData::StartDocument(const std::string& encoding) {
             return -1;
         return xmlTextWriterStartDocument(writer.Get(), nullptr, encoding.c_str(), nullptr);
     });
-    if (started)
-        converter = OpenConverter(encoding.c_str(), LocaleEncoding);
-    return converter != nullptr;
+    return started && converter.Open(encoding.c_str(), LocaleEncoding);
 }
 
 bool XmlWriter::PrivateData::EndElement() {
@@ -366,7 +400,7 @@ bool XmlWriter::PrivateData::EndDocument() {
         hiddenBuffer.reset();
         return result;
     });
-    converter.reset();
+    converter.Close();
     return ended && !m_bLoss;
 }
 
@@ -375,24 +409,26 @@ void XmlWriter::PrivateData::Close() {
     if (writer.Get() != nullptr && buffer)
         hiddenBuffer = std::move(buffer);
     buffer.reset();
-    converter.reset();
+    converter.Close();
 }
 
 // The capacity is three bytes for each byte of the text and its terminator. An encoding may turn
 // that terminator into something without a zero byte and fill the capacity, hence the extra byte.
-XmlText XmlWriter::PrivateData::ConvertEncoding(const std::string& text) {
-    if (!converter)
-        return nullptr;
+EncodedText XmlWriter::PrivateData::ConvertEncoding(const std::string& text) {
+    if (!converter.IsOpen())
+        return {};
+    if (converter.Keeps(text))
+        return EncodedText(text.c_str());
     const std::size_t capacity = 3 * (text.size() + 1);
     XmlText converted(static_cast<xmlChar*>(xmlMalloc(capacity + 1)));
     if (!converted)
-        return nullptr;
-    const auto written = Convert(converter, text.c_str(), text.size() + 1,
-                                 reinterpret_cast<char*>(converted.get()), capacity);
+        return {};
+    const auto written = converter.Convert(text.c_str(), text.size() + 1,
+                                           reinterpret_cast<char*>(converted.get()), capacity);
     if (!written)
-        return nullptr;
+        return {};
     converted.get()[*written] = 0;
-    return converted;
+    return EncodedText(std::move(converted));
 }
 
 // libxml2 is not called with a text that could not be converted: instead of refusing, it would
@@ -400,19 +436,18 @@ XmlText XmlWriter::PrivateData::ConvertEncoding(const std::string& text) {
 bool XmlWriter::PrivateData::Write(OneTextCall pfnCall, const std::string& text) {
     if (writer.Get() == nullptr)
         return false;
-    const XmlText converted = ConvertEncoding(text);
-    return converted && Succeeds([&] { return pfnCall(writer.Get(), converted.get()); });
+    const EncodedText encoded = ConvertEncoding(text);
+    return encoded && Succeeds([&] { return pfnCall(writer.Get(), encoded.Get()); });
 }
 
 bool XmlWriter::PrivateData::Write(TwoTextCall pfnCall, const std::string& name,
                                    const std::string& text) {
     if (writer.Get() == nullptr)
         return false;
-    const XmlText convertedName = ConvertEncoding(name);
-    const XmlText convertedText = ConvertEncoding(text);
-    return convertedName && convertedText && Succeeds([&] {
-               return pfnCall(writer.Get(), convertedName.get(), convertedText.get());
-           });
+    const EncodedText encodedName = ConvertEncoding(name);
+    const EncodedText encodedText = ConvertEncoding(text);
+    return encodedName && encodedText &&
+           Succeeds([&] { return pfnCall(writer.Get(), encodedName.Get(), encodedText.Get()); });
 }
 
 XmlWriter::XmlWriter() : m_pPrivateData(new (std::nothrow) PrivateData) {
@@ -450,7 +485,7 @@ bool XmlWriter::WriteAttribute(const std::string& name, const std::string& value
 }
 
 bool XmlWriter::WriteEntity(const std::string& text) {
-    return m_pPrivateData && m_pPrivateData->Write(xmlTextWriterWriteString, text);
+    return m_pPrivateData && m_pPrivateData->Write(WriteString, text);
 }
 
 bool XmlWriter::WriteElementEntity(const std::string& name, const std::string& text) {

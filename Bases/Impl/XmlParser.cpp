@@ -21,8 +21,21 @@ struct ParserDelete {
     void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
 };
 
-XmlSilence& SilenceOf(const xmlParserCtxt& parser) {
-    return *static_cast<XmlSilence*>(parser._private);
+// What the functions that libxml2 calls need besides the parser.
+struct Parsing {
+    const OnXmlEncoding& onEncoding;
+    XmlSilence silence{};
+};
+
+Parsing& ParsingOf(const xmlParserCtxt& parser) { return *static_cast<Parsing*>(parser._private); }
+
+XmlSilence& SilenceOf(const xmlParserCtxt& parser) { return ParsingOf(parser).silence; }
+
+void StartDocument(void* context) {
+    xmlSAX2StartDocument(context);
+    const auto& parser = *static_cast<const xmlParserCtxt*>(context);
+    if (parser.myDoc != nullptr && parser.myDoc->encoding != nullptr)
+        ParsingOf(parser).onEncoding(reinterpret_cast<const char*>(parser.myDoc->encoding));
 }
 
 // A prefix without a namespace is part of the name, and is dropped without a report when there is
@@ -82,32 +95,34 @@ bool AreTypesKnown(const xmlParserCtxt& parser, const xmlDoc& document) {
 }
 
 template <typename Read>
-XmlDocument Parse(Read read) {
-    XmlSilence silence;
+XmlDocument Parse(const OnXmlEncoding& onEncoding, Read read) {
+    Parsing parsing{onEncoding};
     SetUpCatalogs(); // a document may name one of its own
     const std::unique_ptr<xmlParserCtxt, ParserDelete> parser(xmlNewParserCtxt());
     if (!parser)
         return nullptr;
-    parser->_private = &silence;
+    parser->_private = &parsing;
+    parser->sax->startDocument = StartDocument;
     parser->sax->startElementNs = StartElement;
     parser->sax->entityDecl = DeclareEntity;
     XmlDocument document(read(parser.get()));
-    if (!document || silence.HasLoss() || !AreTypesKnown(*parser, *document))
+    if (!document || parsing.silence.HasLoss() || !AreTypesKnown(*parser, *document))
         return nullptr;
     return document;
 }
 
 } // namespace
 
-XmlDocument ParseXmlFile(const char* path) {
+XmlDocument ParseXmlFile(const char* path, const OnXmlEncoding& onEncoding) {
     if (IsReadElsewhere(path))
         return nullptr;
-    return Parse(
-        [path](xmlParserCtxt* parser) { return xmlCtxtReadFile(parser, path, nullptr, 0); });
+    return Parse(onEncoding, [path](xmlParserCtxt* parser) {
+        return xmlCtxtReadFile(parser, path, nullptr, 0);
+    });
 }
 
-XmlDocument ParseXmlMemory(const char* bytes, int size) {
-    return Parse([bytes, size](xmlParserCtxt* parser) {
+XmlDocument ParseXmlMemory(const char* bytes, int size, const OnXmlEncoding& onEncoding) {
+    return Parse(onEncoding, [bytes, size](xmlParserCtxt* parser) {
         return xmlCtxtReadMemory(parser, bytes, size, "noname.xml", nullptr, 0);
     });
 }
