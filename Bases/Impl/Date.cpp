@@ -21,8 +21,15 @@ bool IsDayOfMonth(unsigned long year, unsigned long month, unsigned long day) {
     return day != 0 && day <= GetDays(year, month);
 }
 
-constexpr unsigned long GetLeapYearsUpTo(unsigned long year) {
-    return year / 4 - year / 100 + year / 400;
+// Counted in years that begin in March, the leap day is the last of its year, behind all months.
+constexpr unsigned long GetDayNumber(unsigned long year, unsigned long month, unsigned long day) {
+    const bool isBeforeMarch = month < 3;
+    const unsigned long marchYear = isBeforeMarch ? year - 1 : year;
+    const unsigned long marchMonth = isBeforeMarch ? month + 9 : month - 3;
+    const unsigned long centuries = marchYear / 100;
+    const unsigned long leapDays = marchYear / 4 - centuries + centuries / 4;
+    // 153 days in five months, 31, 30, 31, 30, 31, and so again.
+    return 365 * marchYear + leapDays + (153 * marchMonth + 2) / 5 + day;
 }
 
 // 1980-01-01 is day 1; dates that are not counted are day 0. The day is checked against 31 only, so
@@ -30,13 +37,7 @@ constexpr unsigned long GetLeapYearsUpTo(unsigned long year) {
 unsigned long GetDaysSince1980(unsigned long year, unsigned long month, unsigned long day) {
     if (year < FirstYear || !IsMonth(month) || day < 1 || day > 31)
         return 0;
-
-    unsigned long days = day;
-    const unsigned char* table = GetMonthTable(year);
-    for (unsigned long i = 0; i < month - 1; ++i)
-        days += table[i];
-    days += 365 * (year - FirstYear);
-    return days + GetLeapYearsUpTo(year - 1) - GetLeapYearsUpTo(FirstYear - 1);
+    return GetDayNumber(year, month, day) - GetDayNumber(FirstYear, 1, 0);
 }
 
 void StepToNextMonth(unsigned long& year, unsigned long& month) {

@@ -127,8 +127,8 @@ bool Read(const char* text, Bytes& bytes) {
 }
 
 // Callers pass texts that continue after the identifier, which Boost's parser refuses, so it gets
-// the identifier alone. A text that is too short is passed to it uncut and refused there. So is
-// one that is not of digits only: what Boost makes of it depends on its version.
+// the identifier alone. A text that is too short is passed to it uncut and refused there. It also
+// judges characters that are no digits, differently from version to version.
 std::string_view IdentifierAt(std::string_view text) {
     const std::size_t brace = text.substr(0, 1) == "{" ? 1 : 0;
     const bool dashed = text.size() > brace + 8 && text[brace + 8] == '-';

@@ -3,8 +3,10 @@
 #include <Bases/Text.h>
 
 #include <algorithm>
+#include <charconv>
 #include <cstddef>
 #include <cstdio>
+#include <cstring>
 
 namespace Vorn {
 
@@ -12,17 +14,59 @@ namespace {
 
 constexpr std::size_t TextSize = 255;
 
+// A number as text, with room for the separator and the terminator.
+struct NumberText {
+    char characters[TextSize + 1];
+    std::size_t length;
+};
+
 // Hosts lay out their displays for exactly one separator. It goes into the finished text, where a
 // sign or a letter counts like a digit.
-void InsertSeperator(const char* text, char* buffer, unsigned long size) {
-    std::string s(text);
-    const std::size_t point = s.find('.');
-    const std::size_t upToStart = point == std::string::npos ? s.size() : point + 1;
-    if (upToStart >= 3)
-        s.insert(upToStart - 3, 1, ',');
+void InsertSeperator(NumberText& text) {
+    const auto* const point =
+        static_cast<const char*>(std::memchr(text.characters, '.', text.length));
+    const std::size_t upToStart =
+        point == nullptr ? text.length : static_cast<std::size_t>(point - text.characters) + 1;
+    if (upToStart < 3)
+        return;
+    char* const place = text.characters + upToStart - 3;
+    std::memmove(place + 1, place, text.length - (upToStart - 3));
+    *place = ',';
+    ++text.length;
+}
 
-    const std::size_t copied = s.copy(buffer, size - 1);
-    std::fill(buffer + copied, buffer + size, '\0');
+NumberText TextOf(long long value) {
+    NumberText text;
+    char* const end = std::to_chars(text.characters, text.characters + TextSize, value).ptr;
+    text.length = static_cast<std::size_t>(end - text.characters);
+    InsertSeperator(text);
+    return text;
+}
+
+NumberText TextOf(double value, int precision) {
+    // Hosts pass a precision and still expect six decimals. Only a negative one goes into the
+    // format; the C library decides what it prints for that.
+    char format[32] = "%f";
+    if (precision < 0)
+        std::snprintf(format, sizeof format, "%%.%df", precision);
+    NumberText text;
+    const int length = std::snprintf(text.characters, TextSize, format, value);
+    text.length = std::min(static_cast<std::size_t>(std::max(length, 0)), TextSize - 1);
+    InsertSeperator(text);
+    return text;
+}
+
+// Cuts the text to what the buffer holds with a terminator; the rest of the buffer is zeros.
+int Put(const NumberText& text, char* buffer, unsigned long size) {
+    const std::size_t copied = std::min<std::size_t>(text.length, size - 1);
+    std::memcpy(buffer, text.characters, copied);
+    std::memset(buffer + copied, 0, size - copied);
+    return 1;
+}
+
+int Put(const NumberText& text, std::string& out) {
+    out.assign(text.characters, std::min(text.length, TextSize - 1));
+    return 1;
 }
 
 } // namespace
@@ -40,38 +84,19 @@ int GetSizeUnit(long long bytes, double& scaled) {
 int GetSizeFormat(char* buffer, unsigned long size, long long value) {
     if (buffer == nullptr || size == 0)
         return 0;
-    char text[TextSize] = {};
-    std::snprintf(text, sizeof text, "%lld", value);
-    InsertSeperator(text, buffer, size);
-    return 1;
+    return Put(TextOf(value), buffer, size);
 }
 
 int GetSizeFormat(char* buffer, unsigned long size, double value, int precision) {
     if (buffer == nullptr || size == 0)
         return 0;
-    // Hosts pass a precision and still expect six decimals. Only a negative one goes into the
-    // format; the C library decides what it prints for that.
-    char format[32] = "%f";
-    if (precision < 0)
-        std::snprintf(format, sizeof format, "%%.%df", precision);
-    char text[TextSize] = {};
-    std::snprintf(text, sizeof text, format, value);
-    InsertSeperator(text, buffer, size);
-    return 1;
+    return Put(TextOf(value, precision), buffer, size);
 }
 
-int GetSizeFormat(std::string& out, long long value) {
-    char buffer[TextSize] = {};
-    GetSizeFormat(buffer, sizeof buffer, value);
-    out = buffer;
-    return 1;
-}
+int GetSizeFormat(std::string& out, long long value) { return Put(TextOf(value), out); }
 
 int GetSizeFormat(std::string& out, double value, int precision) {
-    char buffer[TextSize] = {};
-    GetSizeFormat(buffer, sizeof buffer, value, precision);
-    out = buffer;
-    return 1;
+    return Put(TextOf(value, precision), out);
 }
 
 } // namespace Vorn

@@ -2,9 +2,13 @@
 
 #include <Bases/Time.h>
 
-#include <cstdio>
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <cstdlib>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 #include <string_view>
 
 #include <sys/time.h>
@@ -111,79 +115,86 @@ bool IsChangeDay(const SysTime& date, const TimeZone& timeZone, const SysTime& r
            static_cast<unsigned long>(rule.day);
 }
 
-struct NumberToken {
-    std::string_view text;
-    int digits; // minimum width, sign included
-    bool skipsZero;
-    int (*getValue)(const SysTime& sysTime);
-};
-
-int GetYear(const SysTime& sysTime) { return sysTime.year; }
-int GetCentury(const SysTime& sysTime) { return sysTime.year / 100; }
-int GetMonth(const SysTime& sysTime) { return sysTime.month; }
-int GetDay(const SysTime& sysTime) { return sysTime.day; }
-int GetHour(const SysTime& sysTime) { return sysTime.hour; }
-int GetMinute(const SysTime& sysTime) { return sysTime.minute; }
-int GetSecond(const SysTime& sysTime) { return sysTime.second; }
-int GetMilliseconds(const SysTime& sysTime) { return sysTime.milliseconds; }
-int GetHundredths(const SysTime& sysTime) { return sysTime.milliseconds / 10; }
-int GetTenths(const SysTime& sysTime) { return sysTime.milliseconds / 100; }
-
-// Midnight stays 0: only hours above 12 are reduced.
-int GetHourOfHalfDay(const SysTime& sysTime) {
-    return sysTime.hour > 12 ? sysTime.hour - 12 : sysTime.hour;
+constexpr std::array<bool, 256> LetterTable() {
+    std::array<bool, 256> letters{};
+    for (const char c : std::string_view("FHMSTYdfhmsty"))
+        letters[static_cast<unsigned char>(c)] = true;
+    return letters;
 }
-
-constexpr NumberToken NumberTokens[] = {
-    {"y", 1, false, GetCentury},
-    {"yy", 2, false, GetCentury},
-    {"yyy", 3, false, GetYear},
-    {"yyyy", 4, false, GetYear},
-    {"M", 1, false, GetMonth},
-    {"MM", 2, false, GetMonth},
-    {"d", 1, false, GetDay},
-    {"dd", 2, false, GetDay},
-    {"h", 1, false, GetHourOfHalfDay},
-    {"hh", 2, false, GetHourOfHalfDay},
-    {"H", 1, false, GetHour},
-    {"HH", 2, false, GetHour},
-    {"m", 1, false, GetMinute},
-    {"mm", 2, false, GetMinute},
-    {"s", 1, false, GetSecond},
-    {"ss", 2, false, GetSecond},
-    {"f", 1, false, GetTenths},
-    {"ff", 2, false, GetHundredths},
-    {"fff", 3, false, GetMilliseconds},
-    {"F", 1, true, GetTenths},
-    {"FF", 2, true, GetHundredths},
-    {"FFF", 3, true, GetMilliseconds},
-};
 
 bool IsPatternLetter(char c) {
-    return std::string_view("FHMSTYdfhmsty").find(c) != std::string_view::npos;
+    static constexpr std::array<bool, 256> Letters = LetterTable();
+    return Letters[static_cast<unsigned char>(c)];
 }
 
-void AppendNumber(int value, int digits, std::string& out) {
-    char scratch[255];
-    std::snprintf(scratch, sizeof scratch, "%0*d", digits, value);
-    out += scratch;
-}
+// What a run of a letter stands for: a number, written with as many digits as there are letters,
+// and the longest run that is a token.
+struct NumberToken {
+    int value;
+    std::size_t longest;
+};
 
-void DateTimeFormatToString(std::string_view token, const SysTime& sysTime, std::string& out) {
-    for (const NumberToken& number : NumberTokens) {
-        if (number.text != token)
-            continue;
-        const int value = number.getValue(sysTime);
-        if (value != 0 || !number.skipsZero)
-            AppendNumber(value, number.digits, out);
-        return;
+NumberToken NumberOf(char letter, std::size_t length, const SysTime& sysTime) {
+    switch (letter) {
+    case 'y':
+        return {length <= 2 ? sysTime.year / 100 : sysTime.year, 4};
+    case 'M':
+        return {sysTime.month, 2};
+    case 'd':
+        return {sysTime.day, 2};
+    case 'h': // midnight stays 0: only hours above 12 are reduced
+        return {sysTime.hour > 12 ? sysTime.hour - 12 : sysTime.hour, 2};
+    case 'H':
+        return {sysTime.hour, 2};
+    case 'm':
+        return {sysTime.minute, 2};
+    case 's':
+        return {sysTime.second, 2};
+    case 'f':
+    case 'F':
+        return {sysTime.milliseconds / (length == 1 ? 100 : length == 2 ? 10 : 1), 3};
+    default:
+        return {0, 0};
     }
-    if (token == "t")
-        out += sysTime.hour < 12 ? "A" : "P";
-    else if (token == "tt")
-        out += sysTime.hour < 12 ? "AM" : "PM";
-    else
-        out += token;
+}
+
+// What no number, with its sign, and no token is longer than.
+constexpr std::size_t LongestToken = 6;
+
+// As printf does with a width that includes the sign, and zeros. Returns the end.
+char* AddNumber(int value, std::size_t width, char* out) {
+    if (width == 2 && value >= 0 && value < 100) {
+        out[0] = static_cast<char>('0' + value / 10);
+        out[1] = static_cast<char>('0' + value % 10);
+        return out + 2;
+    }
+    char digits[LongestToken];
+    char* first = std::end(digits);
+    for (int rest = std::abs(value); rest != 0; rest /= 10)
+        *--first = static_cast<char>('0' + rest % 10);
+    const std::size_t sign = value < 0 ? 1 : 0;
+    while (sign + static_cast<std::size_t>(std::end(digits) - first) < width)
+        *--first = '0';
+    if (value < 0)
+        *--first = '-';
+    return std::copy(first, std::end(digits), out);
+}
+
+// Writes at most LongestToken characters, or the token itself. Returns the end.
+char* DateTimeFormatToString(std::string_view token, const SysTime& sysTime, char* out) {
+    if (token.empty())
+        return out;
+    const char letter = token.front();
+    const auto isOther = [letter](char c) { return c != letter; };
+    const bool isMixed = std::any_of(token.begin(), token.end(), isOther); // which is no token
+    if (!isMixed && letter == 't' && token.size() <= 2)
+        return std::copy_n(sysTime.hour < 12 ? "AM" : "PM", token.size(), out);
+    const NumberToken number = NumberOf(letter, token.size(), sysTime);
+    if (isMixed || token.size() > number.longest)
+        return std::copy(token.begin(), token.end(), out);
+    if (letter == 'F' && number.value == 0)
+        return out;
+    return AddNumber(number.value, token.size(), out);
 }
 
 // All zeros for a time that cannot be converted.
@@ -334,15 +345,27 @@ bool SysTimeToTime(const SysTime&, Time&, const TimeZone&) { return false; }
 bool GetDateTimeFormat(std::string& out, const std::string& pattern, const SysTime& sysTime) {
     out.clear(); // first, because the pattern may be the same string
     const std::string_view text = pattern;
+    char piece[256]; // of the result, which grows by large pieces
+    char* end = piece;
     std::size_t tokenBegin = 0;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        if (IsPatternLetter(text[i]))
+    for (std::size_t i = 0; i <= text.size(); ++i) {
+        if (i < text.size() && IsPatternLetter(text[i]))
             continue;
-        DateTimeFormatToString(text.substr(tokenBegin, i - tokenBegin), sysTime, out);
-        out += text[i];
+        const std::string_view token = text.substr(tokenBegin, i - tokenBegin);
+        const bool isLong = token.size() > LongestToken;
+        if (isLong || std::end(piece) - end < static_cast<std::ptrdiff_t>(LongestToken + 1)) {
+            out.append(piece, end);
+            end = piece;
+        }
+        if (isLong)
+            out += token;
+        else
+            end = DateTimeFormatToString(token, sysTime, end);
+        if (i < text.size())
+            *end++ = text[i];
         tokenBegin = i + 1;
     }
-    DateTimeFormatToString(text.substr(tokenBegin), sysTime, out);
+    out.append(piece, end);
     return !out.empty();
 }
 
