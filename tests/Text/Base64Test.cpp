@@ -291,6 +291,14 @@ TEST(Base64Decode, GivesZeroInPlaceForTheTextIsClearedFirst) {
     EXPECT_EQ(std::string(sizeof text, '\0'), std::string(text, sizeof text));
 }
 
+// One byte more is cleared than the text has characters.
+TEST(Base64Decode, GivesZeroWhereTheLastClearedByteIsTheFirstOfTheText) {
+    Base64 base64;
+    char area[] = "....Zm9v";
+    EXPECT_EQ(0U, base64.Decode(area + 4, area));
+    EXPECT_EQ(std::string(5, '\0') + "m9v", std::string(area, 8));
+}
+
 // All eight bits of every byte, as characters.
 std::string BitsOf(const std::string& bytes) {
     std::string bits;
