@@ -170,6 +170,7 @@ template <typename From, typename To>
 std::size_t Append(std::basic_string_view<From> from, std::basic_string<To>& to, std::size_t most,
                    Convert<From, To> kernel, Convert<From, To> portable) {
     constexpr std::size_t PieceSize = 4096;
+    constexpr std::size_t ShortEnd = 128; // too short for a kernel, so it belongs to the same piece
     To piece[PieceSize];
     if (most > PieceSize)
         to.reserve(to.size() + most + 1); // the caller's codec may need one more
@@ -178,8 +179,13 @@ std::size_t Append(std::basic_string_view<From> from, std::basic_string<To>& to,
         Utf8Progress step;
         if (kernel != nullptr)
             step = kernel(from.data() + read, from.size() - read, piece, PieceSize);
-        if (step.read == 0)
-            step = portable(from.data() + read, from.size() - read, piece, PieceSize);
+        const std::size_t left = from.size() - read - step.read;
+        if (step.read == 0 || left < ShortEnd) {
+            const Utf8Progress more = portable(from.data() + read + step.read, left,
+                                               piece + step.written, PieceSize - step.written);
+            step.read += more.read;
+            step.written += more.written;
+        }
         if (step.read == 0)
             return read;
         to.append(piece, step.written);
