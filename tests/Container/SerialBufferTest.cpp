@@ -257,6 +257,14 @@ TEST(SerialBufferAdd, RefusesSumsBeyondTheRange) {
     EXPECT_EQ(3UL, buffer.GetMaxSize());
 }
 
+TEST(SerialBufferAdd, AcceptsTheLargestSumWhereTheCapacityIsSaidToHoldIt) {
+    SerialBuffer buffer;
+    EXPECT_EQ(1, buffer.SetBuffer(nullptr, 3, ULONG_MAX));
+    EXPECT_EQ(1, buffer.AddBuffer(nullptr, ULONG_MAX - 3, 0));
+    EXPECT_EQ(0, buffer.AddBuffer(nullptr, ULONG_MAX - 2, 0));
+    EXPECT_EQ(3UL, buffer.GetSize());
+}
+
 TEST(SerialBufferAdd, TakesBytesOfItsOwnWhileTheArrayGrows) {
     SerialBuffer buffer;
     Add(buffer, "abcdefgh");
