@@ -182,6 +182,7 @@ private:
     std::unique_ptr<unsigned char[]> m_pData;
     unsigned long m_nCapacity; // in bits; SetData does not adjust it
     unsigned long m_nSize;
+    unsigned long m_nReserve; // bytes of the array behind the capacity
 };
 
 /// A buffer of bytes that is filled at its end and consumed from its front. Its one array can be
@@ -244,8 +245,9 @@ public:
     /// array with the claimed capacity is null; see SetBuffer.
     ///
     /// Note: with a null `data` the array still grows, nothing is appended, and the result is 1.
-    /// Note: growth adds no spare capacity, so every append that grows copies all bytes in use;
-    /// call SetMaxSize first where the total is known.
+    /// Note: the capacity is exactly the bytes needed. A long array may have a hidden reserve
+    /// behind it, of at most half the bytes in use, so that appending costs the same per byte
+    /// however many there are.
     int AddBuffer(unsigned char* data, unsigned long len, int grow);
 
     /// Drops `n` bytes, or all if there are fewer, from the front and moves the rest there. The
@@ -278,6 +280,7 @@ private:
     std::unique_ptr<unsigned char[]> m_pBuffer;
     unsigned long m_nMaxSize;
     unsigned long m_nSize;
+    unsigned long m_nReserve; // bytes of the array behind the capacity
 };
 
 } // namespace Vorn

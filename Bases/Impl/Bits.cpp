@@ -11,6 +11,7 @@
 #include <new>
 #include <utility>
 
+#include <Bases/Impl/Reserve.h>
 #include <Bases/Impl/Route/BitsKernel.h>
 
 namespace Vorn {
@@ -151,7 +152,7 @@ std::size_t CountDigits(const std::string& text) {
 
 } // namespace
 
-Bits::Bits() : m_nCapacity(0), m_nSize(0) {}
+Bits::Bits() : m_nCapacity(0), m_nSize(0), m_nReserve(0) {}
 
 Bits::Bits(unsigned long size) : Bits() { SetSize(size, 1); }
 
@@ -180,12 +181,18 @@ int Bits::SetSize(unsigned long size, int /*flag*/) {
     if (size == 0)
         return 0;
     const unsigned long bytes = SizeToBytes(size);
-    if (SizeToBytes(m_nCapacity) < bytes) {
+    const unsigned long capacity = SizeToBytes(m_nCapacity);
+    if (capacity < bytes) {
         // After SetData more bytes may be in use than the capacity says.
-        Array data = CopyOf(m_pData.get(), std::min(GetBytes(), bytes), bytes);
-        if (data == nullptr)
-            return 0;
-        m_pData = std::move(data);
+        const unsigned long kept = std::min(GetBytes(), bytes);
+        if (!TakeReserve(m_pData.get(), capacity, bytes, m_nReserve)) {
+            ReservedArray longer = NewArray(m_pData.get(), kept, bytes);
+            if (longer.bytes == nullptr)
+                return 0;
+            m_pData = std::move(longer.bytes);
+            m_nReserve = longer.reserve;
+        }
+        std::fill(m_pData.get() + kept, m_pData.get() + bytes, static_cast<unsigned char>(0));
         m_nCapacity = bytes * 8;
     }
     // Nothing is cleared: the bits that a set had before it shrank come back when it grows; see
@@ -204,6 +211,7 @@ int Bits::SetData(unsigned char* data, unsigned long sizeInBits) {
         return 0;
     m_pData = std::move(copy);
     m_nSize = sizeInBits;
+    m_nReserve = 0;
     return 1;
 }
 
@@ -238,6 +246,7 @@ void Bits::Clear() {
     m_pData.reset();
     m_nCapacity = 0;
     m_nSize = 0;
+    m_nReserve = 0;
 }
 
 unsigned long Bits::GetSetCount() {

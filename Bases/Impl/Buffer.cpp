@@ -5,8 +5,9 @@
 #include <algorithm>
 #include <cstring>
 #include <limits>
-#include <new>
 #include <utility>
+
+#include <Bases/Impl/Reserve.h>
 
 namespace Vorn {
 
@@ -14,15 +15,25 @@ namespace {
 
 using Array = std::unique_ptr<unsigned char[]>;
 
-// Replaces `array` with one of `length` bytes that starts with its first `count` bytes; the rest is
-// not written. Moves the old array to `old`, as the caller may still need its content. Returns
+// The fields of a buffer that growth changes.
+struct Room {
+    Array& array;
+    unsigned long& capacity;
+    unsigned long& reserve;
+};
+
+// Raises the capacity to `length` bytes and keeps the first `kept` ones; the rest is not written.
+// Moves an array that is replaced to `old`, as the caller may still need its content. Returns
 // false, with nothing changed, if memory runs out.
-bool Replace(Array& array, unsigned long count, unsigned long length, Array& old) {
-    Array longer(new (std::nothrow) unsigned char[length]);
-    if (longer == nullptr)
-        return false;
-    std::copy_n(array.get(), count, longer.get());
-    old = std::exchange(array, std::move(longer));
+bool Grow(Room room, unsigned long kept, unsigned long length, Array& old) {
+    if (!TakeReserve(room.array.get(), room.capacity, length, room.reserve)) {
+        ReservedArray longer = NewArray(room.array.get(), kept, length);
+        if (longer.bytes == nullptr)
+            return false;
+        old = std::exchange(room.array, std::move(longer.bytes));
+        room.reserve = longer.reserve;
+    }
+    room.capacity = length;
     return true;
 }
 
@@ -33,7 +44,7 @@ unsigned long Present(const Array& array, unsigned long size, unsigned long maxS
 
 } // namespace
 
-SerialBuffer::SerialBuffer() : m_nMaxSize(0), m_nSize(0) {}
+SerialBuffer::SerialBuffer() : m_nMaxSize(0), m_nSize(0), m_nReserve(0) {}
 
 SerialBuffer::SerialBuffer(unsigned long maxSize) : SerialBuffer() { SetMaxSize(maxSize, 1); }
 
@@ -54,10 +65,7 @@ int SerialBuffer::SetMaxSize(unsigned long size, int keep) {
     // the copy; see SerialBufferCapacity.KeepsTheSizeWhenItDropsTheBytes.
     const unsigned long kept = keep != 0 ? Present(m_pBuffer, m_nSize, m_nMaxSize) : 0;
     Array old;
-    if (!Replace(m_pBuffer, kept, size, old))
-        return 0;
-    m_nMaxSize = size;
-    return 1;
+    return Grow({m_pBuffer, m_nMaxSize, m_nReserve}, kept, size, old) ? 1 : 0;
 }
 
 int SerialBuffer::AddBuffer(unsigned char* data, unsigned long len, int grow) {
@@ -67,9 +75,8 @@ int SerialBuffer::AddBuffer(unsigned char* data, unsigned long len, int grow) {
     Array old; // the data may lie in the array that growth replaces
     if (size > m_nMaxSize) {
         const unsigned long kept = Present(m_pBuffer, m_nSize, m_nMaxSize);
-        if (grow == 0 || !Replace(m_pBuffer, kept, size, old))
+        if (grow == 0 || !Grow({m_pBuffer, m_nMaxSize, m_nReserve}, kept, size, old))
             return 0;
-        m_nMaxSize = size;
     }
     if (data == nullptr || len == 0)
         return 1;
@@ -98,12 +105,14 @@ int SerialBuffer::SetBuffer(unsigned char* data, unsigned long size, unsigned lo
         m_pBuffer.reset(data);
     m_nMaxSize = maxSize;
     m_nSize = size;
+    m_nReserve = 0; // whatever there is behind the array is the caller's business
     return 1;
 }
 
 unsigned char* SerialBuffer::Fetch() {
     m_nMaxSize = 0;
     m_nSize = 0;
+    m_nReserve = 0;
     return m_pBuffer.release();
 }
 
@@ -113,6 +122,7 @@ void SerialBuffer::Delete() {
     m_pBuffer.reset();
     m_nMaxSize = 0;
     m_nSize = 0;
+    m_nReserve = 0;
 }
 
 } // namespace Vorn

@@ -21,6 +21,7 @@ struct Fields {
     unsigned char* data;
     unsigned long capacity;
     unsigned long size;
+    unsigned long reserve;
 };
 static_assert(sizeof(Vorn::Bits) == sizeof(Fields));
 

@@ -47,6 +47,7 @@ struct Fields {
     unsigned char* buffer;
     unsigned long maxSize;
     unsigned long size;
+    unsigned long reserve;
 };
 static_assert(sizeof(SerialBuffer) == sizeof(Fields));
 
