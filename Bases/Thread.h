@@ -212,8 +212,9 @@ inline constexpr int Set = 1;
 ///     | ---------------- | ------------------ | ----------------------- | ---------------------- |
 ///     | Set              | true, becomes set  | true, releases waiters  | true, does nothing     |
 ///     | Reset            | false, stays       | true                    | true, becomes not set  |
-///     | Wait, manual     | false (true if it  | waits                   | true                   |
-///     |                  | was closed set)    |                         |                        |
+///     | Wait, manual     | false (true once   | waits                   | true                   |
+///     |                  | set, also if since |                         |                        |
+///     |                  | closed)            |                         |                        |
 ///     | Wait, auto       | as manual          | waits, then resets      | true, becomes not set  |
 ///
 /// Any thread may call Set, Reset and Wait; Create, Open and Close belong to one thread while no

@@ -344,7 +344,8 @@ VORN_BASES_API std::string GetDateTimeFormat(const std::string& pattern, const S
 // The same for a count since the epoch. If the C library cannot convert the time, all fields are 0.
 //
 // Note: GetDateTimeFormat prints local time into a string and UTC into a buffer;
-// GetLocalDateTimeFormat always prints local time.
+// GetLocalDateTimeFormat always prints local time, so this is the time now as a clock shows it:
+// GetLocalDateTimeFormat(pattern, GetCurLocalTime()).
 
 VORN_BASES_API bool GetDateTimeFormat(std::string& out, const std::string& pattern,
                                       const Time& time);

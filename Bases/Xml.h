@@ -1,7 +1,9 @@
 #ifndef VORN_BASES_XML_H
 #define VORN_BASES_XML_H
 
-// Reading and writing of XML documents, loaded or built as a whole in memory.
+// Reading and writing of XML documents, loaded or built as a whole in memory. For documents of a
+// program's own: the reader delivers elements, attributes and texts only, so that reading, changing
+// and writing a document again loses its comments, CDATA sections and namespaces.
 //
 // Names, texts and values are strings in the multibyte encoding of the C library's current locale
 // (LC_CTYPE), so call BasesInit first: in the C locale every text with a non-ASCII character fails.

@@ -6,7 +6,7 @@
 #include <cassert>
 
 // A macro, because the standard assert prints the text of its argument: this one passes it on
-// expanded, so that a failed check reads "pData != __null", as hosts know it, whatever name the
+// expanded, so that a failed check reads "pData != __null", as programs know it, whatever name the
 // source used. Where assertions are compiled out, the expression is still evaluated, so that a
 // check with an effect behaves alike in every build.
 #ifdef NDEBUG

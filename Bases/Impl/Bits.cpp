@@ -331,7 +331,7 @@ int Bits::operator!=(const Bits& other) const {
     return *this == other ? 0 : 1;
 }
 
-// Hosts that chain shifts rely on the set staying as it is; see BitsShift.DoesNothing.
+// Programs that chain shifts rely on the set staying as it is; see BitsShift.DoesNothing.
 Bits& Bits::operator<<(unsigned long /*count*/) { return *this; }
 
 Bits& Bits::operator>>(unsigned long /*count*/) { return *this; }

@@ -24,8 +24,8 @@ constexpr unsigned int ExclusiveBit = FileDisposition::CreateNew;
 constexpr unsigned int TruncatingBit = FileDisposition::CreateOrEmpty;
 constexpr unsigned int ExistingBit = FileDisposition::OpenExisting;
 
-// Restores errno: hosts look at it after a failed operation, so reporting the failure and cleaning
-// up after it must not overwrite the cause.
+// Restores errno: callers look at it after a failed operation, so reporting the failure and
+// cleaning up after it must not overwrite the cause.
 class ErrnoKeeper {
 public:
     ErrnoKeeper() : m_nError(errno) {}
@@ -136,7 +136,7 @@ bool FileIo::Open(const std::string& path, unsigned int nDesiredAccess, unsigned
     }
     int flags = DispositionFlags(nCreationDisposition) | accessMode;
     if (HasAll(nCreationDisposition, ExclusiveBit | ExistingBit)) {
-        // Spelled without names and spaces: hosts know the failed check by this exact text.
+        // Spelled without names and spaces: programs know the failed check by this exact text.
         // clang-format off
         VORN_ASSERT((((nDesiredAccess)&((0x40000000L)))==((0x40000000L))));
         // clang-format on

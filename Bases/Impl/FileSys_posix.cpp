@@ -153,7 +153,7 @@ unsigned int FileFind::GetFileType() {
 }
 
 // The creation time combines the second of one stamp with the fraction of another, and the access
-// time is not that of the last access. Hosts compare these values with stored ones, so they stay.
+// time is not that of the last access. Callers compare these values with stored ones, so they stay.
 Time FileFind::GetFileCreationTime() {
     const FileInfo* pInfo = Current();
     if (pInfo == nullptr)

@@ -90,7 +90,7 @@ public:
     SemNamed& operator=(const SemNamed&) = delete;
 
     // Tests for null, not for the platform's failure value: where the two differ, a refused
-    // semaphore counts as created, and hosts rely on it.
+    // semaphore counts as created, and programs rely on it.
     bool Create(SemInitState state) override {
         if (m_strName.empty())
             return false;
@@ -282,8 +282,8 @@ bool VornEvent::IsOpened() const { return m_pSem != nullptr && m_pSem->IsCreated
 
 VornSemaphore* VornEvent::GetSemaphore() const { return m_pSem.get(); }
 
-// Hosts compare the assertion's message, which names line 352, wherever the check stands. Where it
-// is compiled out and the allocation failed, every operation that needs the semaphore fails.
+// Callers compare the assertion's message, which names line 352, wherever the check stands. Where
+// it is compiled out and the allocation failed, every operation that needs the semaphore fails.
 VornEvent::VornEvent()
     : m_bSignaled(0), m_bManualReset(1), m_pSem(new (std::nothrow) VornSemaphore) {
 #line 352

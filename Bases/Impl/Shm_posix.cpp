@@ -97,7 +97,7 @@ bool Shm::IsOpened() { return m_hShm != 0; }
 // Removes the segment for every process, even if this object only opened it, so that none is left
 // when all processes have ended.
 //
-// A segment that cannot be removed stops the program. Hosts compare the message, which names the
+// A segment that cannot be removed stops the program. Programs compare the message, which names the
 // expression, this file and line 104, wherever the check stands.
 // (ShmDeathTest.ClosingARemovedSegmentNamesTheLine)
 void Shm::Close() {

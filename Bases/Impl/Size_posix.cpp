@@ -14,13 +14,13 @@ namespace {
 
 constexpr std::size_t TextSize = 255;
 
-// A number as text, with room for the separator and the terminator.
+// A number as text, with space for the separator and the terminator.
 struct NumberText {
     char characters[TextSize + 1];
     std::size_t length;
 };
 
-// Hosts lay out their displays for exactly one separator. It goes into the finished text, where a
+// Callers lay out their displays for exactly one separator. It goes into the finished text, where a
 // sign or a letter counts like a digit.
 void InsertSeperator(NumberText& text) {
     const auto* const point =

@@ -162,8 +162,8 @@ bool Thread::operator==(const Thread& other) const { return m_pThread.get() == o
 
 bool Thread::operator!=(const Thread& other) const { return !(*this == other); }
 
-// Hosts rely on what a failure leaves open: the event that failed, except the exit event, and after
-// a failed exit event the stop event. Every later start then fails at the event left open.
+// Callers rely on what a failure leaves open: the event that failed, except the exit event, and
+// after a failed exit event the stop event. Every later start then fails at the event left open.
 bool Thread::CreateEvents() {
     if (!CreateOrReport(*m_pStopEvent, "[Thread] Create stop event failure.\r"))
         return false;

@@ -466,7 +466,7 @@ bool XmlWriter::BeginDocument(const std::string& encoding) {
         return false;
     if (m_pPrivateData->StartDocument(encoding))
         return true;
-    Close(); // an override may belong to the host, so it is called outside the silence
+    Close(); // an override may belong to the program, so it is called outside the silence
     return false;
 }
 

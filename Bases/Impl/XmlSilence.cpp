@@ -1,5 +1,5 @@
-// The error functions that replace the host's, which recognise in a report that libxml2 has dropped
-// something for lack of memory.
+// The error functions that replace the program's own, and recognise in a report that libxml2 has
+// dropped something for lack of memory.
 
 #include <Bases/Impl/XmlSilence.h>
 

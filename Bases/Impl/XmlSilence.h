@@ -22,7 +22,7 @@ struct XmlErrorPlaces {
 };
 
 /// Replaces the error functions of libxml2 for the calling thread while it lives, so that nothing
-/// is reported to the host, then restores them. May be nested; the innermost one receives the
+/// is reported to the program, then restores them. May be nested; the innermost one receives the
 /// reports. Not needed for calls that only read the tree or measure a text, which report nothing.
 ///
 /// Many calls of libxml2 succeed after a failed allocation with part of their work missing, and
