@@ -510,7 +510,7 @@ public:
 
     /// Appends a copy of the task to the queue and wakes the worker. Any thread may call it. Blocks
     /// only while the queue is locked: at most for copying one task. An empty task is accepted
-    /// here.
+    /// here. The copying itself may post, but not stop the pool.
     ///
     /// The worker takes a second copy out of the queue and destroys the queued one. It runs its
     /// copy with no lock held and destroys it before it waits or takes the next.

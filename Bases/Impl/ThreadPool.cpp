@@ -54,17 +54,20 @@ int ThreadTaskPool::OnThreadEntry() {
     return 0;
 }
 
-// The queue keeps its own copy, made under the lock; nothing is moved.
+// The queue keeps its own copy, made under the lock; nothing is moved. The copying may post, so no
+// other list may hold the node meanwhile.
 void ThreadTaskPool::Post(
     boost::function<void()> task) { // NOLINT(performance-unnecessary-value-param)
     const CsLocker lock(m_csTasks);
     const bool wasEmpty = m_pTasks->empty();
+    TaskList node;
     if (m_spareNodes.empty()) {
-        m_pTasks->push_back(task);
+        node.push_back(task);
     } else {
-        m_spareNodes.front() = task;
-        m_pTasks->splice(m_pTasks->end(), m_spareNodes, m_spareNodes.begin());
+        node.splice(node.end(), m_spareNodes, m_spareNodes.begin());
+        node.front() = task;
     }
+    m_pTasks->splice(m_pTasks->end(), node);
     if (wasEmpty)
         m_evtTasks.Set();
 }

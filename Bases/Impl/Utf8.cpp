@@ -169,7 +169,7 @@ using Convert = Utf8Progress (*)(const From* from, std::size_t size, To* to, std
 template <typename From, typename To>
 std::size_t Append(std::basic_string_view<From> from, std::basic_string<To>& to, std::size_t most,
                    Convert<From, To> kernel, Convert<From, To> portable) {
-    constexpr std::size_t PieceSize = 4096;
+    constexpr std::size_t PieceSize = 1024; // the stacks of threads may be small
     constexpr std::size_t ShortEnd = 128; // too short for a kernel, so it belongs to the same piece
     To piece[PieceSize];
     if (most > PieceSize)

@@ -108,8 +108,12 @@ private:
 };
 
 // As xmlTextWriterWriteString, which copies every text to escape it, even where it changes nothing.
+// Control characters are left to it, too: not every version treats them alike.
 int WriteString(xmlTextWriter* writer, const xmlChar* text) {
-    const bool isPlain = std::strpbrk(reinterpret_cast<const char*>(text), "<>&\"\r") == nullptr;
+    constexpr const char* Special = "<>&\"\r\x01\x02\x03\x04\x05\x06\x07\x08\x0B\x0C\x0E\x0F"
+                                    "\x10\x11\x12\x13\x14\x15\x16\x17"
+                                    "\x18\x19\x1A\x1B\x1C\x1D\x1E\x1F";
+    const bool isPlain = std::strpbrk(reinterpret_cast<const char*>(text), Special) == nullptr;
     return isPlain ? xmlTextWriterWriteRaw(writer, text) : xmlTextWriterWriteString(writer, text);
 }
 

@@ -460,6 +460,13 @@ TEST_P(CopyingInTheKernel, ContinuesWithTheLoopWhereBothCallsFailAfterSomeBytes)
 INSTANTIATE_TEST_SUITE_P(, CopyingInTheKernel, testing::Bool(),
                          [](const auto& made) { return made.param ? "AfterSomeBytes" : "AtOnce"; });
 
+TEST_F(Copying, LeavesErrnoAloneWhereTheKernelRefuses) {
+    WriteFile(from, Bytes(Part));
+    LeaveAllToTheLoop();
+    EXPECT_TRUE(Copy());
+    EXPECT_EQ(ENOENT, errno); // of the look at the target, which was not there
+}
+
 TEST_F(Copying, GoesOnWhereTheKernelReportsTheEndTooEarly) {
     const std::string bytes = Bytes(10 * Part);
     WriteFile(from, bytes);

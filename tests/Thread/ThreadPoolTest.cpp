@@ -154,6 +154,43 @@ TEST(TaskPool, CopiesATaskOnceIntoTheQueueAndOnceOutOfIt) {
     EXPECT_EQ(0, copies.alive);
 }
 
+// Posts another task the next time it is copied once the hook is set.
+class PostsWhenCopied {
+public:
+    explicit PostsWhenCopied(std::function<void()>& hook) : m_hook(hook) {}
+    ~PostsWhenCopied() = default;
+    PostsWhenCopied(const PostsWhenCopied& other) : m_hook(other.m_hook) {
+        if (m_hook)
+            std::exchange(m_hook, {})();
+    }
+    PostsWhenCopied& operator=(const PostsWhenCopied&) = delete;
+
+    void operator()() const {}
+
+private:
+    std::function<void()>& m_hook;
+    std::array<char, 64> m_bytes{}; // kept on the heap, so that moving a task does not copy it
+};
+
+TEST(TaskPool, QueuesBothWhenTheCopyingOfATaskPosts) {
+    std::atomic<int> runs{0};
+    std::function<void()> hook;
+    ThreadTaskPool pool;
+    boost::function<void()> task = PostsWhenCopied(hook);
+    EXPECT_TRUE(pool.StartThread(0));
+    for (int i = 0; i < 8; ++i)
+        pool.Post(Nothing); // leave list nodes, which the next posts use again
+    Drain(pool);
+
+    pool.Post([&] {
+        hook = [&] { pool.Post([&] { ++runs; }); };
+        pool.Post(std::move(task));
+    });
+    Drain(pool);
+    Drain(pool); // what that task posted stands behind the first one
+    EXPECT_EQ(1, runs);
+}
+
 TEST(TaskPool, RunsTheOnlyCopyThatIsLeft) {
     Copies copies;
     std::atomic<int> aliveInside{0};

@@ -3,6 +3,7 @@
 
 #include <Bases/Impl/Port/FileCopy.h>
 
+#include <cerrno>
 #include <cstddef>
 
 #include <pthread.h>
@@ -21,10 +22,12 @@ constexpr std::size_t Piece = std::size_t{8} << 20;
 // Some kernels report the end of the file too early, so sendfile is asked in any case. Unlike
 // copy_file_range it is no cancellation point.
 void CopyInKernel(int from, int to) {
+    const int error = errno; // a refusal is no failure: the rest is copied another way
     while (copy_file_range(from, nullptr, to, nullptr, Piece, 0) > 0) {
     }
     while (sendfile(to, from, nullptr, Piece) > 0)
         pthread_testcancel();
+    errno = error;
 }
 
 } // namespace Vorn

@@ -58,7 +58,8 @@ Route DetectRoute() {
     const CpuId structured(7, 0);
     const std::uint32_t saved = SavedRegisters(features);
 
-    if (!HasAll(features.c, bit_SSE3 | bit_SSSE3 | bit_SSE4_1 | bit_SSE4_2 | bit_AES | bit_PCLMUL))
+    if (!HasAll(features.c,
+                bit_SSE3 | bit_SSSE3 | bit_SSE4_1 | bit_SSE4_2 | bit_POPCNT | bit_AES | bit_PCLMUL))
         return Route::Portable;
     if (!HasAll(features.c, bit_AVX | bit_FMA | bit_F16C) || !HasAll(extended.c, bit_LZCNT) ||
         !HasAll(structured.b, bit_AVX2 | bit_BMI | bit_BMI2) || !HasAll(saved, YmmState))

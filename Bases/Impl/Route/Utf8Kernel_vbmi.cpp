@@ -7,7 +7,6 @@
 
 #include <Bases/Impl/Route/Utf8Kernel.h>
 
-#include <bit>
 #include <cstdint>
 #include <iterator>
 
@@ -172,7 +171,7 @@ __mmask64 Starts(Vector bytes) {
 // not plain.
 bool DecodeMixture(Vector bytes, std::uint64_t starts, DecodingPlace& place) {
     const std::uint64_t laterStarts = starts & (starts - 1);
-    const auto count = static_cast<std::size_t>(std::popcount(laterStarts));
+    const auto count = static_cast<std::size_t>(_mm_popcnt_u64(laterStarts));
     const Vector begins = _mm512_maskz_compress_epi8(starts, Load(ByteNumbers.bytes));
     const Vector ends = _mm512_maskz_compress_epi8(laterStarts, Load(ByteNumbers.bytes));
     const Vector lengths = _mm512_sub_epi8(ends, begins);
@@ -191,7 +190,7 @@ bool DecodeMixture(Vector bytes, std::uint64_t starts, DecodingPlace& place) {
     }
     if (count == 0 || (wrong & isThere) != 0)
         return false;
-    place.from += std::bit_width(starts) - 1;
+    place.from += VectorSize - 1 - _lzcnt_u64(starts);
     place.to += count;
     return true;
 }
@@ -254,7 +253,7 @@ bool EncodeMixture(Vector points, EncodingPlace& place) {
     if ((AreSurrogates(points) | AreBeyond(points)) != 0)
         return false;
     place.from += LaneCount;
-    place.to += std::popcount(isInside);
+    place.to += _mm_popcnt_u64(isInside);
     return true;
 }
 
