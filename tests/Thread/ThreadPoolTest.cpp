@@ -169,7 +169,8 @@ public:
 
 private:
     std::function<void()>& m_hook;
-    std::array<char, 64> m_bytes{}; // kept on the heap, so that moving a task does not copy it
+    // Too large for the task itself, so that moving the task does not copy this.
+    [[maybe_unused]] std::array<char, 64> m_bytes{};
 };
 
 TEST(TaskPool, QueuesBothWhenTheCopyingOfATaskPosts) {

@@ -33,7 +33,8 @@ using ThreadDestruction = VornTest::ThreadTest;
 
 TEST_F(ThreadStop, AsksTheBodyAndJoinsIt) {
     ObedientBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     TakeCalls();
     thread.StopThread(WaitForever, 0);
@@ -43,7 +44,8 @@ TEST_F(ThreadStop, AsksTheBodyAndJoinsIt) {
 
 TEST_F(ThreadStop, ForcedDoesNotCancelABodyThatEndsInTime) {
     ObedientBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     TakeCalls();
     thread.StopThread(Patience, 1);
@@ -53,7 +55,8 @@ TEST_F(ThreadStop, ForcedDoesNotCancelABodyThatEndsInTime) {
 
 TEST_F(ThreadStop, NotForcedLeavesADeafBodyRunningWithTheRequestStanding) {
     DeafBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     EXPECT_FALSE(thread.IsStopThread(0));
     pthread_t* const pHandle = thread.GetHandle();
@@ -74,7 +77,8 @@ TEST_F(ThreadStop, NotForcedLeavesADeafBodyRunningWithTheRequestStanding) {
 
 TEST_F(ThreadStop, WaitsForTheGivenTime) {
     DeafBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_GE(TimeOf([&] { thread.StopThread(60, 0); }), 60ms);
     EXPECT_TRUE(thread.IsThreadRunning());
     body.release.Set();
@@ -82,7 +86,8 @@ TEST_F(ThreadStop, WaitsForTheGivenTime) {
 
 TEST_F(ThreadStop, ForcedCancelsADeafBodyAndJoinsIt) {
     DeafBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     thread.StopThread(0, 0);
     EXPECT_TRUE(thread.IsThreadRunning());
@@ -103,7 +108,8 @@ TEST_F(ThreadStop, CancelUnwindsTheBody) {
         });
         deaf.OnThreadEntry(&self);
     });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(deaf.entered.Wait(Patience));
     EXPECT_FALSE(destroyed);
     thread.StopThread(0, 1);
@@ -116,7 +122,8 @@ TEST_F(ThreadStop, ForcedCancelsABodyThatSleeps) {
         entered.Set();
         self.SleepThread(4000000);
     });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(entered.Wait(Patience));
     thread.StopThread(0, 1);
     ExpectNoThread(thread);
@@ -124,7 +131,8 @@ TEST_F(ThreadStop, ForcedCancelsABodyThatSleeps) {
 
 TEST_F(ThreadStop, AfterACancelInAWaitTheEventAndTheThreadWorkOn) {
     DeafBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(body.entered.Wait(Patience));
     thread.StopThread(0, 1);
 
@@ -159,7 +167,8 @@ TEST_F(ThreadStop, FinishesTheJoinWhenTheOwnerIsCancelledMeanwhile) {
         stopping.Set();
         release.Wait(WaitForever);
     });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(stopping.Wait(Patience));
     std::atomic<bool> begun{false};
     std::atomic<bool> joined{false};
@@ -184,7 +193,8 @@ TEST_F(ThreadStop, FromTheBodyItselfReturnsWhenItsTimeIsUp) {
         self.StopThread(1, 0);
         runningAfter = self.IsThreadRunning() && self.IsStopThread(0);
     });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(runningAfter);
     ExpectNoThread(thread);
@@ -196,7 +206,8 @@ TEST_F(ThreadStop, ForcedFromTheBodyItselfEndsIt) {
         self.StopThread(0, 1);
         goneOn = true;
     });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     thread.StopThread(WaitForever, 0);
     EXPECT_FALSE(goneOn);
     ExpectNoThread(thread);
@@ -209,7 +220,8 @@ TEST_F(ThreadStop, ForcedFromABodyThatPutCancellationOffLeavesItRunning) {
         self.StopThread(0, 1);
         runningAfter = self.IsThreadRunning();
     });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     thread.StopThread(WaitForever, 0);
     EXPECT_TRUE(runningAfter);
     ExpectNoThread(thread);
@@ -217,7 +229,8 @@ TEST_F(ThreadStop, ForcedFromABodyThatPutCancellationOffLeavesItRunning) {
 
 TEST_F(ThreadStop, BodyLeftThroughPthreadExitCountsAsEnded) {
     Body body([](Thread&) { pthread_exit(nullptr); });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     thread.StopThread(WaitForever, 0);
     ExpectNoThread(thread);
     EXPECT_EQ(Success, Start(thread)); // and the destructor does not wait for ever either
@@ -225,7 +238,8 @@ TEST_F(ThreadStop, BodyLeftThroughPthreadExitCountsAsEnded) {
 
 TEST_F(ThreadStop, BodyCancelledThroughTheHandleCountsAsEnded) {
     DeafBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     pthread_cancel(*thread.GetHandle());
     thread.StopThread(WaitForever, 0);
     ExpectNoThread(thread);
@@ -237,7 +251,8 @@ TEST_F(ThreadStopRequest, IsSeenByABodyThatWaitsForIt) {
         if (self.IsStopThread(WaitForever))
             seen.Set();
     });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_GE(TimeOf([&] { EXPECT_FALSE(thread.IsStopThread(40)); }), 40ms);
     EXPECT_TRUE(thread.StopThreadEvent());
     EXPECT_TRUE(seen.Wait(Patience));
@@ -248,7 +263,8 @@ TEST_F(ThreadStopRequest, IsSeenByABodyThatWaitsForIt) {
 
 TEST_F(ThreadStopRequest, DoesNotOutliveTheStop) {
     ObedientBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(thread.StopThreadEvent());
     thread.StopThread(WaitForever, 0);
     EXPECT_EQ(Success, Start(thread));
@@ -301,7 +317,8 @@ TEST_F(ThreadRestart, WaitsForABodyThatDoesNotObeyAndNeverCancelsIt) {
 
 TEST_F(ThreadRestart, RefusedLeavesTheOldThreadStopped) {
     ObedientBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     body.allow = [](Thread&) { return 0; };
     EXPECT_EQ((Started{false, ""}), Start(thread));
     ExpectNoThread(thread);
@@ -332,7 +349,8 @@ TEST_F(ThreadDestruction, WaitsWithoutLimitAndJoins) {
         ended = true;
     });
     {
-        StartedThread thread(body);
+        Thread thread;
+        StartWith(thread, body);
         TakeCalls();
         release.Set();
     }

@@ -135,7 +135,8 @@ TEST_F(ThreadYield, ReportsWhatThePlatformSays) {
 TEST_F(ThreadStart, RunsTheHandlersBodyOnAThreadOfItsOwn) {
     pthread_t inside{};
     Body body([&](Thread&) { inside = pthread_self(); });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     thread.StopThread(WaitForever, 0);
 
     EXPECT_EQ(1, body.nRuns);
@@ -170,7 +171,8 @@ TEST_F(ThreadStart, WithoutHandlerTheBodyEndsAtOnce) {
 
 TEST_F(ThreadStart, ThenPausesForAHundredMicroseconds) {
     ObedientBody body;
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_THAT(TakeCalls(), ElementsAre("create", "usleep 100"));
 }
 
@@ -209,7 +211,8 @@ TEST_F(ThreadStart, RefusedByASubclassDoesNotAskTheHandler) {
 TEST_F(ThreadStart, AnyAnswerButZeroLetsItGoOn) {
     Body body;
     body.allow = [](Thread&) { return -1; };
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
 }
 
 TEST_F(ThreadStart, IdentifiesTheThreadByItsHandle) {
@@ -282,7 +285,8 @@ TEST_F(ThreadStart, MayBeRepeatedAfterEveryStop) {
 TEST_F(ThreadStart, EndedBodyStaysAThreadUntilStopJoinsIt) {
     ManualEvent ended;
     Body body([&](Thread&) { ended.Set(); });
-    StartedThread thread(body);
+    Thread thread;
+    StartWith(thread, body);
     EXPECT_TRUE(ended.Wait(Patience));
     EXPECT_TRUE(thread.IsThreadRunning());
     EXPECT_NE(nullptr, thread.GetHandle());
@@ -302,7 +306,8 @@ TEST_F(ThreadSuspended, HoldsTheBodyUntilResume) {
         stopAsked = self.IsStopThread(0);
         entered.Set();
     });
-    StartedThread thread(body, 1);
+    Thread thread;
+    StartWith(thread, body, 1);
     EXPECT_FALSE(entered.Wait(50));
     EXPECT_TRUE(thread.IsThreadRunning());
     EXPECT_TRUE(thread.ResumeThread());
@@ -335,7 +340,8 @@ TEST_F(ThreadSuspended, StopOpensTheGateAndTheBodySeesTheRequest) {
 TEST_F(ThreadSuspended, StopRequestAloneDoesNotOpenTheGate) {
     ManualEvent entered;
     Body body([&](Thread&) { entered.Set(); });
-    StartedThread thread(body, 1);
+    Thread thread;
+    StartWith(thread, body, 1);
     EXPECT_TRUE(thread.StopThreadEvent());
     EXPECT_FALSE(entered.Wait(50));
     thread.StopThread(WaitForever, 0);
@@ -344,13 +350,17 @@ TEST_F(ThreadSuspended, StopRequestAloneDoesNotOpenTheGate) {
 
 TEST_F(ThreadSuspended, DestructionOpensTheGate) {
     Body body;
-    { StartedThread thread(body, 1); }
+    {
+        Thread thread;
+        StartWith(thread, body, 1);
+    }
     EXPECT_EQ(1, body.nRuns);
 }
 
 TEST_F(ThreadSuspended, CancelledAtTheGateNeverRunsItsBody) {
     Body body;
-    StartedThread thread(body, 1);
+    Thread thread;
+    StartWith(thread, body, 1);
     pthread_cancel(*thread.GetHandle());
     thread.StopThread(WaitForever, 0);
     EXPECT_EQ(0, body.nRuns);

@@ -182,14 +182,12 @@ inline const Started ExitEventFailure{false, "[Thread] Create exit event failure
 inline const Started SuspendEventFailure{false, "[Thread] Create suspend event failure.\r\n"};
 inline const Started ThreadFailure{false, "[Thread] Create thread failure.\r\n"};
 
-/// A thread that was started with this handler.
-class StartedThread : public Thread {
-public:
-    explicit StartedThread(ThreadHandler& handler, int bSuspended = 0) {
-        SetThreadHandler(&handler);
-        EXPECT_EQ(Success, Start(*this, bSuspended));
-    }
-};
+/// Starts a thread with this handler. There is no class for it: a subclass that does not stop its
+/// thread before it is destroyed races with the body.
+inline void StartWith(Thread& thread, ThreadHandler& handler, int bSuspended = 0) {
+    thread.SetThreadHandler(&handler);
+    EXPECT_EQ(Success, Start(thread, bSuspended));
+}
 
 inline void ExpectNoThread(Thread& thread) {
     EXPECT_FALSE(thread.IsThreadRunning());
