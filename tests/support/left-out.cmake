@@ -32,7 +32,7 @@ if(CMAKE_CROSSCOMPILING)
     WideToMultibyte.UsesTheEncodingOfTheLocaleArgument
     WideToMultibyte.IgnoresTheLocaleOfTheCLibrary
     WideToMultibyte.TakesTheGlobalLocaleByDefault
-    Utf8ToWide.CountsFirstAndThenConvertsIntoTheRoomThereIs
+    Utf8ToWide.CountsFirstAndThenConvertsIntoThatCapacity
     Utf8ToWide.UsesTheEncodingOfTheCLocale
     WideToUtf8.UsesTheEncodingOfTheCLocale
     ConversionChain.Utf8ToMultibyteConvertsBetweenTheTwoLocales
