@@ -6,9 +6,9 @@ set(VORN_TESTS_LEFT_OUT)
 if(NOT VORN_BASES_XML)
   # They call what needs libxml2: the set-up of the library and the XML classes.
   list(APPEND VORN_PROGRAMS_LEFT_OUT
-    BasesTest XmlMemoryTest XmlReaderContentTest XmlReaderEncodingTest XmlReaderLifeTest
-    XmlReaderLoadTest XmlReaderUseTest XmlReleaseTest XmlWriterContentTest XmlWriterEncodingTest
-    XmlWriterLifeTest XmlWriterUseTest)
+    BasesTest XmlMemoryTest XmlPlainTextTest XmlReaderContentTest XmlReaderEncodingTest
+    XmlReaderLifeTest XmlReaderLoadTest XmlReaderUseTest XmlReleaseTest XmlWriterContentTest
+    XmlWriterEncodingTest XmlWriterLifeTest XmlWriterUseTest)
 endif()
 
 if(CMAKE_CROSSCOMPILING)
