@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Set-up and tear-down of the library.
 
 #include <Bases/Bases.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bit-sets beside Boost's, buffers beside std::vector.
 
 #include <array>

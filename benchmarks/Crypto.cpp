@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SEED and MD5 beside OpenSSL's.
 
 #include <array>

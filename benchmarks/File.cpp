@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Files beside the standard library's and bare system calls. Everything lies below the current
 // directory, in its page cache, and stays for the next run.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions, integers as text and Base64 beside the standard libraries, fmt, OpenSSL and GLib.
 
 #include <array>

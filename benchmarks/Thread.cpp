@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Events, locks and the task pool beside the standard library's and Boost.Asio's.
 
 #include <atomic>

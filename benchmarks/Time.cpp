@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Calendar, clock and date-time text beside POCO's, fmt's and the standard library's.
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Identifiers beside libuuid's and Boost's.
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // XML beside libxml2 called directly, the way a program without the library would, and pugixml.
 
 #include <array>

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # What every target of this project is compiled with; a program that uses the installed library
 # gets none of it.
 add_library(VornBasesOptions INTERFACE) # whatever the edition of C++

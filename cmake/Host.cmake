@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Which of the variants in Bases/Impl/Port the build takes.
 if(CMAKE_SYSTEM_NAME STREQUAL "Linux")
   set(VORN_BASES_HOST linux)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Installs the library, its headers and the files by which find_package(VornBases) and
 # pkg-config Vorn-Bases find them.
 include(CMakePackageConfigHelpers)

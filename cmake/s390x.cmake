@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Debian's cross compiler for a big-endian machine, whose programs qemu runs here. For tests only.
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR s390x)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Base64: encoding, decoding, and the bit reader and writer.
 
 #include <Bases/Text.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Bits: the set of bits and its operators.
 
 #include <Bases/Container.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // SerialBuffer: an array of bytes that grows at its end and shrinks at its front.
 
 #include <Bases/Container.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Opening iconv, converting one text with it, and finding the texts that need no conversion.
 
 #include <Bases/Impl/Converter.h>

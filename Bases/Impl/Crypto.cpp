@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The factory of ciphers and digests.
 
 #include <Bases/Impl/CreatedCrypto.h>

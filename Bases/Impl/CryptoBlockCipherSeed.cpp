@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The SEED block cipher (RFC 4269): its tables, the key schedule, the rounds, and the class.
 
 #include <Bases/Crypto.h>

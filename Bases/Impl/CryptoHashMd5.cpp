@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The MD5 digest (RFC 1321): the compression function, the context functions and the class.
 
 #include <Bases/Impl/Md5Count.h>

@@ -1,1 +1,2 @@
+// SPDX-License-Identifier: MIT
 // Reserved for the engine's diagnostics; holds no code.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The machine's byte order, and conversions from and to it.
 
 #include <Bases/Utility.h>

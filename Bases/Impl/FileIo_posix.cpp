@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FileIo: binary files over POSIX descriptors.
 
 #include <Bases/File.h>

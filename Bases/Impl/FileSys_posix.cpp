@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // FileFind, which iterates over a directory, and FileSys, the operations on paths.
 
 #include <Bases/File.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Guid: random generation, text and order of identifiers, on top of Boost.Uuid.
 
 #include <Bases/Utility.h>

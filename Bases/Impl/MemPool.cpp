@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // MemPool: a reserved name.
 
 #include <Bases/Utility.h>

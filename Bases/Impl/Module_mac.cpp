@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Process queries and the directory of the running program.
 
 #include <Bases/Bases.h>

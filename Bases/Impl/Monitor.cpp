@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Monitor: the steps from word to word, and the ring of the threads that wait.
 
 #include <Bases/Impl/Monitor.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The command pattern: Command and MacroCommand.
 
 #include <Bases/Utility.h>

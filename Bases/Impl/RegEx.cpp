@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // RegEx: a reserved name.
 
 #include <Bases/Utility.h>

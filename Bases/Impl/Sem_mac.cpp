@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // VornSemaphore with its two implementations, unnamed over Monitor and named over POSIX semaphores,
 // and VornEvent.
 

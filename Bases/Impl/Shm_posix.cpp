@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shm: System V segments by name.
 
 #include <Bases/Thread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Sizes for display: units of powers of 1024, and numbers with one separator.
 
 #include <Bases/Text.h>

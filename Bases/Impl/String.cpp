@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Conversions between the character sets of a locale, of the C library and of wide strings.
 
 #include <Bases/Text.h>

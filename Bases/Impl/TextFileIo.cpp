@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // TextFileIo: a reserved name.
 
 #include <Bases/File.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // ThreadTaskPool: a queue of tasks and the worker that runs them.
 
 #include <Bases/Thread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Cs, Mutex and their guards, and Event.
 
 #include <Bases/Thread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Thread, one body on one POSIX thread, and ThreadHandler, which supplies the body.
 
 #include <Bases/Thread.h>

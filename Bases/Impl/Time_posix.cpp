@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Times: conversions, the system clock, days of clock changes, and date-time text.
 
 #include <Bases/Time.h>

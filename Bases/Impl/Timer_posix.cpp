@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Counters of the system clock.
 
 #include <Bases/Time.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Plain UTF-8 to wide characters and back.
 
 #include <Bases/Impl/Utf8.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // XmlReader and XmlWriter.
 
 #include <Bases/Xml.h>

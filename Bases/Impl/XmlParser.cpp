@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Parsing, with checks for everything that libxml2 drops without a report when memory runs out.
 
 #include <Bases/Impl/XmlParser.h>

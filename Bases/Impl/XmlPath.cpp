@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Which paths libxml2 would read from elsewhere than a file.
 
 #include <Bases/Impl/XmlPath.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The error functions that replace the program's own, and recognise in a report that libxml2 has
 // dropped something for lack of memory.
 

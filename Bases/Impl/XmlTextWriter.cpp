@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The list of open writers, so that BasesRelease finds them.
 
 #include <Bases/Impl/XmlTextWriter.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Integers as narrow and wide text in any radix.
 
 #include <Bases/Text.h>

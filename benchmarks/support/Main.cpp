@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Runs the rows of a family. Besides Google Benchmark's own options:
 //     --row=NAME        only that row, as --benchmark_list_tests names it, up to the size
 //     --contender=NAME  only that contender, "ours" or a peer's name

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <support/Route.h>
 
 #include <vector>

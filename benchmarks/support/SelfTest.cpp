@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Rows that show whether the harness does what it says.
 
 #include <string>

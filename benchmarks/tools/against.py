@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Compares two builds of the library by the times of one and the same program."""
 
 import random

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Measures the library beside its peers and reports; ./dev bench calls it."""
 
 import argparse

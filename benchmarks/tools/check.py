@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Tests of the harness and the tools; the build directory comes in VORN_BENCH_BUILD."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Measures how the cost of an item changes with their number."""
 
 import subprocess

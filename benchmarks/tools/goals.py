@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The goals of the table: what ratio to which peer is wanted, by the library's route."""
 
 import re

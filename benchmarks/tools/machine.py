@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What stands beside the figures: the machine, the compiler, the peers' versions."""
 
 import json

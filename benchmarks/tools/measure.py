@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Runs the benchmark programs, a process per row, and gathers their times."""
 
 import json

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Puts the figures and pictures of a report into docs/benchmarks.md."""
 
 import re

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Draws bars of the ratios, a picture per family, and the curves."""
 
 import matplotlib

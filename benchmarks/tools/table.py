@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The table of the rows, for a terminal and for a page."""
 
 

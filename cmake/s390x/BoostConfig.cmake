@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Boost for a foreign machine: the host's headers, but not those beside them. The link keeps them
 # apart.
 set(headers ${CMAKE_BINARY_DIR}/host-headers)

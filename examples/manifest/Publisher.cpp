@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Publisher.h"
 
 #include <memory>

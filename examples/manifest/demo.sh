@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Shows the program manifest at work: it makes an inventory of a copy of this source tree, which
 # other programs check; then the copy is damaged, and the program has to report every change.
 #

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Creates, shows and verifies XML inventories of files and directories; see "manifest help".
 
 #include <algorithm>

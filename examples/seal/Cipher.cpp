@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Cipher.h"
 
 #include <stdexcept>

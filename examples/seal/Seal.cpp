@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Seal.h"
 
 #include <cstddef>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #ifndef VORN_BASES_EXAMPLES_SEAL_SEAL_H
 #define VORN_BASES_EXAMPLES_SEAL_SEAL_H
 

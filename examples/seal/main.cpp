@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Encrypts a file as text, and back; see "seal help".
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the size rules of the six logic operators, and operands that are the same set;
 // comparison; the shifts.
 #include <Bases/Container.h>

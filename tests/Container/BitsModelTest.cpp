@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: random sequences of all operations against a model that knows single bits only.
 #include <Bases/Container.h>
 

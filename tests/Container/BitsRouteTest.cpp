@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: on every route and at every size, counting, logic and text give what the bits give one
 // by one, unused bits that are set included; kernels touch nothing beside their operands. Plan:
 // each route that the machine has, against single bits; the kernels themselves in front of pages

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: every operation on its own, at every size where that is small enough; what the bytes
 // beyond the bits hold, and when that comes back; sets with more or fewer bytes than their capacity
 // says; failing allocations.

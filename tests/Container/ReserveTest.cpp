@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: buffers and sets report exactly the capacity that growth asks for, at every step, hold
 // what the stated steps leave, and yet are seldom copied; the reserve behind them is bounded, never
 // necessary, never taken for one of an array that came from elsewhere, and no place to write to.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: every operation on its own; exact growth; bytes of the buffer's own array in each of
 // them; arrays that come from the caller and go to the caller; numbers that cannot be, and the sums
 // of such; failing allocations; then random sequences of all operations against a plain model.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what is made for which type, and that it is ready at once; null, and no memory taken,
 // for types that do not exist; what becomes of an object whose Create refuses, of one that is
 // destroyed, and of the caller's pointer, with storage and destructor watched apart; an allocator

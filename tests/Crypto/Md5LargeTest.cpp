@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: lengths whose number of bits does not fit into 32 bits, in one update or in many.
 // Md5Test sees to the count itself in every build.
 #include <Bases/Crypto.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: digests that another library computes, for every length around the block boundaries,
 // for long messages, and for messages in pieces.
 #include <Bases/Crypto.h>

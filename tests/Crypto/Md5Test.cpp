@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: digests against published ones and against a plain model, for every length around the
 // block boundaries, however the message is cut and wherever it and the context lie; what stands in
 // a context, to the byte, before, during and after a digest; the count of bits past each of its

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: ciphertexts and deciphered texts that another library makes, for single blocks and
 // whole messages under random keys, with the bytes of each word reversed on the way there and back.
 #include <Bases/Crypto.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Crypto.h>
 #include <Bases/Impl/Route/Route.h>
 #include <Bases/Impl/Route/SeedKernel.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: ciphertexts against published ones, in both directions; the round keys of a key; that
 // the plain functions keep to 16 bytes and 32 words at any address; messages of every length
 // against the block functions; padding; outputs on success, on refusal and without memory; what

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/File.h>
 
 #include "fault/Platform.h"

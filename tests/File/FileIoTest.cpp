@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "File/FileIoTest.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #ifndef VORN_BASES_TESTS_FILE_FILE_IO_TEST_H
 #define VORN_BASES_TESTS_FILE_FILE_IO_TEST_H
 

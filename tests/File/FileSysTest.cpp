@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "File/FileSysTest.h"
 
 #include <array>

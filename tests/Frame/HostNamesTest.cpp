@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: a host that has functions with the names of the library's. Linked against the shared
 // library, as a host is.
 #include <Bases/Crypto.h>

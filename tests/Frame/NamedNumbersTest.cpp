@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Crypto.h>
 #include <Bases/File.h>
 #include <Bases/Text.h>

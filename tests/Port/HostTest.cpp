@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what the small seams owe on every host, and over the simulated macOS what its variants
 // make of the platform's answers.
 #include <Bases/Impl/Port/ConverterName.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what a host's waits owe to those who build on them. A thread that sleeps is woken by a
 // post, with every other one; a wait never reports the end of its time too early, nor sleeps beyond
 // it; the lock is free while a thread sleeps, and held again whichever way its wait ends.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what kernel semaphores may do and the Linux variant never does. A limited wait that the
 // kernel aborts is tried once more; a post that finds the thread still on its way into the kernel
 // reaches it; a signal that the kernel keeps lets nobody pass.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Impl/Route/Route.h>
 
 #include <iterator>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Impl/Route/Base64Kernel.h>
 #include <Bases/Text.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the text of every length and byte value against an encoder of another make; what Decode
 // returns and leaves in the buffer, to the byte, for valid and invalid text of every kind; the bit
 // reader and writer on their own, state included; null arguments; the shape of the class.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: where the unit changes, up to values that a double cannot hold exactly; where the one
 // separator goes, for every kind of text that the C library can print, failure included; what a
 // buffer of any size holds afterwards, after the text and beyond the buffer; the string forms.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Text.h>
 
 #include <algorithm>

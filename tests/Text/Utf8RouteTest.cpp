@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Impl/Route/Utf8Kernel.h>
 #include <Bases/Impl/Utf8.h>
 #include <Bases/Text.h>

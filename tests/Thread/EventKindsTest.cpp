@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what an event without a name and one with a name have in common, and exactly how they
 // differ: see Naming.h.
 #include <Bases/Thread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what each kind of event remembers after every operation, failed ones included; no Set
 // is lost, whichever wait it meets; waiters may be cancelled and events destroyed as soon as a wait
 // returns.

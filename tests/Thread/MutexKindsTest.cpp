@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what a mutex without a name and one with a name have in common, and exactly how they
 // differ (see Naming.h); the exact messages, and when there is none.
 #include <Bases/Thread.h>

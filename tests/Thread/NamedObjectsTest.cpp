@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: named mutexes, semaphores and events are the platform's named semaphores, one post
 // for one waiter, shared with other processes until any of them closes its object; a limited wait
 // is a single try. The second process of these tests is a real one.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the reported count is the library's own bookkeeping and not the number of free waits;
 // an unnamed post wakes everybody and leaves at most one wait free; nothing is lost between two
 // threads; a wait survives cancellation, and a post that chose a cancelled thread is not lost.

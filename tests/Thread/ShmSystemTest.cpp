@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the permissions are what decides who may write; a segment lives until it is removed and
 // unmapped, in every process. Segments of the platform are looked at and removed past the class.
 #include <Bases/Thread.h>

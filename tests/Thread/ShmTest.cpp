@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what is asked of the platform, and what becomes of each of its answers, is fixed.
 #include <Bases/Thread.h>
 

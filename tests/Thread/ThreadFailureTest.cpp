@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the failures of a start, message by message, and the state that each leaves.
 #include <Bases/Thread.h>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: which tasks a stop, a restart and the destruction drop; that no lock is held while they
 // are destroyed; tasks that are empty, throw or are cancelled.
 #include <Bases/Thread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the order of tasks, whoever posts them and whenever; when a task object is copied and
 // destroyed, and that no lock is held while code of a task runs; how an idle worker waits.
 #include <Bases/Thread.h>

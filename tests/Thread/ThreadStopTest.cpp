@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: every way a stop can go (asked, timed out, forced, from the body itself) in every state
 // of the thread; what a start on top of a running thread does; that no way of ending a thread leaks
 // or hangs.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: what each lock does when it is free, held by this thread or by another, not opened, or
 // failed to open; the exact messages and when there is none.
 #include <Bases/Thread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the small queries with and without a thread; how a start goes, which body it runs, and
 // what a suspended start holds back.
 #include <Bases/Thread.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Time/TimeTest.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Time.h>
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: which commands of a macro are executed or deleted, how often and in which order, with
 // null entries, nested macros, exceptions and commands that are added on the way; who owns a
 // command that could not be added; the shape of the classes.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: the order of the machine the tests run on, whichever it is; every name of every width
 // against bytes reversed in memory, and against the bytes that the order demands; the upper half of
 // the 32-bit values, which is dropped or kept by order; that each name is a function of its own.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns, for each reserved class: what an object is made of and does to the memory around it;
 // that nothing is allocated; that it is a base class whose objects know their type and are deleted
 // through it; that it has no other operations.

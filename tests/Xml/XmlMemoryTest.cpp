@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Xml.h>
 
 #include <functional>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: texts that need no conversion skip iconv, and nothing else shows: whatever the bytes,
 // results are those of iconv, which a document declared as "UTF8" still uses.
 #include <Bases/Xml.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include <Bases/Bases.h>
 
 #include <array>

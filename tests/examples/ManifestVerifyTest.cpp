@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ManifestWatch.h"
 #include "fault/Platform.h"
 #include "support/Program.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "ManifestWatch.h"
 #include "support/Pipe.h"
 #include "support/Prepare.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/ExampleTest.h"
 #include "support/Prepare.h"
 #include "support/Program.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fault/Platform.h"
 
 extern "C" {

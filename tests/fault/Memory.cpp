@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The operators new and delete of every test program. The C++ library calls them too; an address or
 // thread sanitizer has some of its own, which are the next ones and see every block as before.
 #include "fault/Platform.h"

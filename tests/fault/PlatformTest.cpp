@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: which call of which thread a script is for, and how it answers in each convention of
 // failing; what is recorded; that nothing outlives a test, and a test's own calls can be kept out;
 // that the lists are complete; that allocations are seen wherever they are made, and nothing is

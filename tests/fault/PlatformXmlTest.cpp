@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: every allocation of libxml2 can be scripted and recorded, and its blocks still come
 // from malloc.
 #include "fault/Xml.h"

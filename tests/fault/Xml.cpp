@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "fault/Xml.h"
 
 #include <cstdlib>

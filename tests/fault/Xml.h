@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #ifndef VORN_BASES_TESTS_FAULT_XML_H
 #define VORN_BASES_TESTS_FAULT_XML_H
 

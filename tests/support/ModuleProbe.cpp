@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Tells what the module queries say in a program of its own, which tests copy to where they want
 // it. Prints the result of the buffer form, its text and the text of the string form, a line each.
 

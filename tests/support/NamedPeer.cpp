@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A second process for the tests of named objects and shared memory. It reads one command a line
 // and answers each with one line, so that a test decides the order of events in both processes.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Shared memory stays on the machine when a program forgets to remove it. Each test program
 // therefore checks at its end, and fails for every segment that is left.
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Concerns: a program that leaves shared memory fails and says what it left; one that does not, or
 // beside which somebody else does, passes; both with System V objects of its own and without.
 #include "support/Prepare.h"

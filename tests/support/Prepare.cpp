@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "Prepare.h"
 
 #include <array>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Options that every test program gives the sanitizer it is built with.
 //
 // A cancelled thread is unwound frame by frame, and frames that have nothing to destroy are

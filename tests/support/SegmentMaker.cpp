@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // A test program that makes shared memory and says with what identifier. OwnSegmentsTest runs it.
 #include <cstdio>
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #ifndef VORN_BASES_TESTS_SUPPORT_SLOT_H
 #define VORN_BASES_TESTS_SUPPORT_SLOT_H
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 

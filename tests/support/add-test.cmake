@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # How a test program is added. Each family's list sets VORN_TEST_TIMEOUT, the seconds that one of
 # its tests may take, before it adds any.
 include(GoogleTest)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Sets RESULT to the pattern by which GoogleTest's filter knows the test Suite.Name, or to nothing
 # when the sources, whose text is in the variable TEXT, define no such test. The name of a test with
 # parameters stands between those of the instantiation and the parameter; that of a suite of types

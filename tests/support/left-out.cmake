@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Tests that cannot run in some builds, by program or as Suite.Name, each with its reason. ctest
 # names them as disabled there; every test that is not named here runs in every build.
 set(VORN_PROGRAMS_LEFT_OUT)

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Locales that the tests bring along, so that they do not depend on which ones a machine has: a
 # UTF-8 one, a single-byte and a double-byte one. A program that links VornTestLocales finds their
 # directory in VORN_TEST_LOCPATH (see Locale.h). Debian's package locales has what they are made of.

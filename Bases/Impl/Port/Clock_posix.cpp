@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Setting the clock by settimeofday, on every host.
 
 #include <Bases/Impl/Port/Clock.h>

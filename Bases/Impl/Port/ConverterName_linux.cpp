@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: the codeset of the locale, because not every iconv there knows "char".
 
 #include <Bases/Impl/Port/ConverterName.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: iconv knows "char" as the encoding of the locale.
 
 #include <Bases/Impl/Port/ConverterName.h>

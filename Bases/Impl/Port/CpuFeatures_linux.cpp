@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: the features of the processor that the kernel passes to every program.
 
 #include <Bases/Impl/Port/CpuFeatures.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: every Arm processor that it runs on has AES. The tests build this for Linux.
 
 #include <Bases/Impl/Port/CpuFeatures.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: copy_file_range, which can even share the blocks, then sendfile, which also copies from
 // one file system to another.
 

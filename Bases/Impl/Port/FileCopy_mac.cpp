@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: its kernel copies whole files by their paths, not between open ones.
 
 #include <Bases/Impl/Port/FileCopy.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: the members have the names that POSIX gives them.
 
 #include <Bases/Impl/Port/FileTimes.h>

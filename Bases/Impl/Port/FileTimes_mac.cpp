@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: the members have names of its own. The tests build this over stand-ins for its headers.
 
 #include <Bases/Impl/Port/FileTimes.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: a condition variable in place of a kernel semaphore, which Linux lacks. It unlocks the
 // lock and falls asleep in one step, so no post is missed, and it never gives up.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: a Mach semaphore. The tests build this over a simulation of the kernel.
 //
 // The kernel has no call that unlocks a lock and falls asleep in one step, and whether it keeps a

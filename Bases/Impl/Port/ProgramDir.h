@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #ifndef VORN_BASES_IMPL_PORT_PROGRAM_DIR_H
 #define VORN_BASES_IMPL_PORT_PROGRAM_DIR_H
 

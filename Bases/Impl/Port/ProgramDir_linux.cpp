@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: the directory of the file that /proc/self/exe leads to.
 
 #include <Bases/Impl/Port/ProgramDir.h>

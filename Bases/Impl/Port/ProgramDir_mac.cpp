@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: the main bundle, which for a plain program is its directory. The tests build this over a
 // simulation of Core Foundation.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: getrandom, repeated until all bytes are there.
 
 #include <Bases/Impl/Port/RandomSource.h>

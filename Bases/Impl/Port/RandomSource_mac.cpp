@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: arc4random_buf, which cannot fail. The tests build this over a simulation of it.
 
 #include <Bases/Impl/Port/RandomSource.h>

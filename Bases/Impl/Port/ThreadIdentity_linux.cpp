@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Linux: the handle of a thread is a number itself.
 
 #include <Bases/Impl/Port/ThreadIdentity.h>

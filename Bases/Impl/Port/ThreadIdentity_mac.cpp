@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // macOS: the handle of a thread points to its object, whose first word is the number. The tests
 // build this over a simulation of such an object.
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The choice among the kernels of Base64 that were built.
 
 #include <Bases/Impl/Route/Base64Kernel.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels of Base64 for every instruction set of Highway.
 //
 // A group of three bytes and its four characters take one lane of 32 bits. Within a lane the bits

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels of Base64 for AVX-512 with VBMI, whose instructions look up bytes in tables of 64 and
 // 128, move bytes anywhere in a vector and extract eight bits from any position of a word. Highway
 // lacks these instructions.

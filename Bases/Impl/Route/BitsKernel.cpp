@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The choice among the kernels of bit-sets that were built.
 
 #include <Bases/Impl/Route/BitsKernel.h>

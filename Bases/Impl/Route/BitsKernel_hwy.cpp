@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels of bit-sets for every instruction set of Highway.
 
 #undef HWY_TARGET_INCLUDE

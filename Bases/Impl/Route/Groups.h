@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Groups of three bytes, each of which a kernel moves to a lane of 32 bits and back.
 //
 // A kernel's file includes this once, behind Highway.h. It has no include guard, because it has to

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Google Highway as the kernels use it. A kernel's file is compiled once for each instruction set
 // below, by including itself:
 //

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The detection of the machine's vector instructions, once for each process.
 
 #include <Bases/Impl/Route/Route.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The choice among the kernels of SEED that were built.
 
 #include <Bases/Impl/Route/SeedKernel.h>

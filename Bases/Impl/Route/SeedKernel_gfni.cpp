@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernel of SEED for AVX-512 with GFNI, whose instructions compute a bit-matrix product of
 // every byte, and one of the inverse of every byte in the field of AES. Otherwise as
 // SeedKernel_hwy.cpp, which explains the rest; Highway lacks these instructions.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels of SEED for every instruction set of Highway that has AES.
 //
 // Blocks are transposed, so that a vector holds the same word of several blocks; the rounds are

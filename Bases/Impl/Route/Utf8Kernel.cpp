@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The choice among the kernels of UTF-8 that were built.
 
 #include <Bases/Impl/Route/Utf8Kernel.h>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels of UTF-8 for every instruction set of Highway.
 //
 // Text comes in three kinds, for each of which there is a step: ASCII, which is only widened or

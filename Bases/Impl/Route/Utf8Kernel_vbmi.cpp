@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The kernels of UTF-8 for AVX-512 with VBMI, whose instructions move bytes anywhere in a vector,
 // take eight bits from any place of a word, and close the gaps between chosen bytes. So sixteen
 // characters of any lengths are converted at a time. Highway does not know these instructions.

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Holds what may include what, as the page of the architecture draws it.
 #
 # arrows.sh ROOT PAGE: prints every include below ROOT that goes against the table of PAGE that

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Holds the table that leads from a behaviour to its unit and its tests, on the page of the
 # architecture.
 #

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that the page of the architecture lists the steps that have to pass before a change lands.
 #
 # steps.sh RUN PAGE: the commands of the script RUN that begin with ./dev are the first cells of the

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that calls.sh (its path is the first argument) finds what it is there to find, with nm and
 # with objects that the compiler makes (second and third argument).
 set -eu

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that every call of the library to the system goes through the scripted platform of the
 # tests.
 #

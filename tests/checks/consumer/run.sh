@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Installs the built library, then does what the README tells a stranger to do: builds this
 # directory's program against it, once through find_package and once through pkg-config, runs both,
 # and compares what they print with what the README shows. A project that takes in the sources gets

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that links.sh (its path is the argument) finds what it is there to find.
 # shellcheck disable=SC2016 # the backquotes are Markdown's
 set -eu

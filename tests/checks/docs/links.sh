@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that every relative link of the pages leads somewhere.
 #
 # links.sh ROOT: for each Markdown page below ROOT, the target of [text](target), [name]: target,

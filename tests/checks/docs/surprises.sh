@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that the tests named in the last column of a page of surprises exist.
 #
 # surprises.sh PAGE TESTS: every row of a table in PAGE names at least one test, as `Suite.Name`,

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that the sources made by extract.awk (its path is the first argument) find what they are
 # there to find, when the compiler in the second argument compiles them.
 set -eu

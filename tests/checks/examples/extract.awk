@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Makes a source of tests out of the examples in a public header or on a Markdown page.
 #
 # awk -v name=NAME -f extract.awk FILE >SOURCE: NAME is what messages call the file.

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that compare.sh (its path is the first argument) finds what it is there to find, in a
 # library that the compiler in the second argument makes.
 set -eu

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that a library offers exactly the names of a list.
 #
 # compare.sh LIBRARY LIST: LIST has one demangled name a line; lines that begin with # and empty

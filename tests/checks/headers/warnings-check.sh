@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that warnings.sh (its path is the first argument) finds what it is there to find, with the
 # compiler in the second argument.
 set -eu

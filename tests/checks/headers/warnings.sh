@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Compiles a C++17 program that includes the headers, in their order and then once more, with every
 # warning that a consumer may have on, as errors.
 #

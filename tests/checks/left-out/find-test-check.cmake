@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 # Checks that vorn_find_test knows every macro that defines a test, and no other name.
 include(${CMAKE_CURRENT_LIST_DIR}/../../support/find-test.cmake)
 

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that the marks of the library's locks stand and are looked at: its units compile as they
 # are, but wherever one of them forgets a lock, Clang refuses what follows.
 #

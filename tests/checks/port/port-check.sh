@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that port.sh finds what it is there to find. port-check.sh PORT.SH DIRECTORY
 set -eu
 

@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks the port wing.
 #
 # port.sh DIRECTORY: DIRECTORY holds Bases/, cmake/ and examples/. Nothing but the sources of

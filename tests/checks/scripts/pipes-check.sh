@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that pipes.sh (its path is the argument) finds what it is there to find.
 # shellcheck disable=SC2016 # the scripts are to hold these texts as they are
 set -eu

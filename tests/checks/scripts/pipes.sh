@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that no script under `set -o pipefail` pipes into `grep -q`, `grep -m` or `head`. These may
 # end before all is written, the writer then dies of the broken pipe, and the pipe fails: now and
 # then, as it depends on who is quicker. A here-string or a variable between the two does not.

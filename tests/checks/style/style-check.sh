@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that style.sh (its path is the argument) finds what it is there to find.
 set -eu
 
@@ -8,8 +9,21 @@ trap 'rm -rf "$dir"' EXIT
 failures=0
 words='Words of a comment that is as long as it takes to come up to the column that has to be the last'
 
-# expect OUTPUT PATH LINE...: what is printed for a tree of a file PATH with these lines.
+# expect OUTPUT PATH LINE...: what is printed for a tree of a file PATH with these lines, below that
+# of the licence.
 expect() {
+    output=$1
+    path=$2
+    shift 2
+    case $path in
+    *.h | *.cpp) expect_all "$output" "$path" '// SPDX-License-Identifier: MIT' "$@" ;;
+    *.md) expect_all "$output" "$path" "$@" ;;
+    *) expect_all "$output" "$path" '# SPDX-License-Identifier: MIT' "$@" ;;
+    esac
+}
+
+# The same for nothing but these lines.
+expect_all() {
     output=$1
     path=$2
     shift 2
@@ -37,21 +51,21 @@ expect 'Bases/A.h:1: the include guard is not VORN_BASES_A_H' \
 expect '' Bases/A.h '// This file has no include guard, because it is included several times.' 'int a;'
 
 expect '' Bases/Impl/A.cpp '// A.' '' '#include "A.h"'
-expect 'Bases/Impl/A.cpp:1: does not begin with a comment that says what it holds' \
+expect 'Bases/Impl/A.cpp:2: does not begin with a comment that says what it holds' \
     Bases/Impl/A.cpp '#include "A.h"' '' '// A.'
-expect 'Bases/A.h:4: does not begin with a comment that says what it holds' \
+expect 'Bases/A.h:5: does not begin with a comment that says what it holds' \
     Bases/A.h '#ifndef VORN_BASES_A_H' '#define VORN_BASES_A_H' '' 'int a;' '#endif'
 expect '' a.cpp 'int a;'
 
 expect '' a.cpp "// $words" "int a = $words\"" '// https://'"$(printf '%0100d' 0)"
 expect '' a.cpp "// $words é"
-expect 'a.cpp:2: goes beyond column 100' a.cpp 'int a;' "int b; // $words"
-expect 'a.sh:1: goes beyond column 100' a.sh "#     $words" "echo $words"
+expect 'a.cpp:3: goes beyond column 100' a.cpp 'int a;' "int b; // $words"
+expect 'a.sh:2: goes beyond column 100' a.sh "#     $words" "echo $words"
 expect 'a.md:1: goes beyond column 100' a.md "- More: $words" '```' "More: $words" '```' "| ab | $words |"
 
 # member LETTERS TYPE NAME [REST]: for such a member of the library.
 member() {
-    expect "${1:+Bases/a.cpp:3: $3 should begin with m_ and $1}" \
+    expect "${1:+Bases/a.cpp:4: $3 should begin with m_ and $1}" \
         Bases/a.cpp '// A class.' 'class A {' "    $2 $3${4:-};"
 }
 member '' int m_nSize ' = 0'
@@ -80,8 +94,16 @@ member '' return m_size
 member '' '' m_size ' = 0'
 expect '' tests/a.cpp 'class A {' '    int m_size;'
 
-long=$(seq 799)
+long=$(seq 798)
 expect '' tests/a.cpp "$long"
 expect '' a.cpp "$long" 800
 expect 'tests/a.cpp:800: a file of tests has fewer than 800 lines' tests/a.cpp "$long" 800
+
+expect_all '' a.sh '#!/bin/sh' '# SPDX-License-Identifier: MIT' 'true'
+expect_all '' a.map '/* SPDX-License-Identifier: MIT */'
+expect_all '' tests/checks/consumer/main.cpp 'int main() {}'
+expect_all 'a.sh:1: does not begin with the line of its licence' \
+    a.sh '#!/bin/sh' 'true' '# SPDX-License-Identifier: MIT'
+expect_all 'a.py:1: does not begin with the line of its licence' a.py '# SPDX-License-Identifier: ISC'
+expect_all 'a.cpp:1: does not begin with the line of its licence' a.cpp 'int a;'
 exit "$failures"

@@ -1,6 +1,9 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Holds what no formatter does, for all files of the tree:
 #
+# - Every source has a line with its licence, at the very top or below the interpreter's. The
+#   program of the README, which is there to be copied, has none, and pages have none.
 # - Every header has an include guard, made from its path: Bases/Impl/XmlPath.h has
 #   VORN_BASES_IMPL_XML_PATH_H, and tests/support/Slot.h has VORN_BASES_TESTS_SUPPORT_SLOT_H. One
 #   that is included several times says in a comment that it has no include guard.
@@ -22,7 +25,8 @@ export LC_ALL=C
 # shellcheck disable=SC2016 # the program is awk's
 find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name '*.cpp' \
     -o -name '*.md' -o -name '*.sh' -o -name '*.awk' -o -name '*.cmake' -o -name CMakeLists.txt \
-    -o -name '*.map' -o -name '.clang-*' -o -path ./dev -o -path ./.ci/run \) -print | sort |
+    -o -name '*.py' -o -name '*.cmake.in' -o -name '*.pc.in' -o -name '*.map' \
+    -o -name '.clang-*' -o -path ./dev -o -path ./.ci/run \) -print | sort |
     xargs awk '
     function complain(line, text) {
         print substr(file, 3) ":" line ": " text
@@ -55,6 +59,9 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
 
     # The last file, when all of it has been seen.
     function finish() {
+        if (!licensed && file !~ /\.md$|\/\.clang-/ &&
+            file !~ /^\.\/tests\/checks\/consumer\/(main\.cpp|CMakeLists\.txt)$/)
+            complain(1, "does not begin with the line of its licence")
         if (file ~ /\.h$/ && (first != "#ifndef " guard || second != "#define " guard ||
                               last != "#endif") && !many)
             complain(1, "the include guard is not " guard)
@@ -68,10 +75,15 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
         file = FILENAME
         guard = guard_of(file)
         first = second = ""
-        inside = many = begun = 0
+        inside = many = begun = licensed = 0
+        top = /^#!/ ? 2 : 1
     }
 
     { lines = FNR }
+    FNR == top && /^(\/\/|#|\/\*) SPDX-License-Identifier: MIT( \*\/)?$/ {
+        licensed = 1
+        next
+    }
     file ~ /^\.\/Bases\/.*\.(h|cpp)$/ && !begun && NF > 0 && !/^#(ifndef|define) [A-Z0-9_]*_H$/ {
         begun = 1
         if (!/^\/\/ /)

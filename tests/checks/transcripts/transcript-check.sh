@@ -1,4 +1,5 @@
 #!/bin/sh
+# SPDX-License-Identifier: MIT
 # Checks that transcript.sh (its path is the argument) finds what it is there to find.
 # shellcheck disable=SC2016 # the backquotes are Markdown's, the dollars belong to the commands
 set -eu

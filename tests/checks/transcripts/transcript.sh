@@ -1,4 +1,5 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
 # Checks that the commands on a page print what the page says.
 #
 # transcript.sh PAGE [COMMAND SCRIPT]: runs the "$" lines of the page's console blocks, in their

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // The source of random bytes of macOS, which cannot fail: here a plain sequence, so that a test can
 // recognise it.
 #include <cstdlib>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 // Compiled like the library's macOS variant, whose handle of a thread is a pointer to the thread's
 // object. The rest of the library has the handles of Linux here.
 #include <cstdint>
