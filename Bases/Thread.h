@@ -506,7 +506,9 @@ public:
     /// Note: StartThread on a running pool stops it first and so drops the queued tasks.
     void StopThread(unsigned int timeoutMs, int bForce) override;
 
-    /// The worker's loop. Returns 0 when a stop is requested.
+    /// The worker's loop. Returns 0 when a stop is requested. Any further thread that calls it
+    /// between StartThread and StopThread takes tasks, too; it must have returned before StopThread
+    /// is called, which StopThreadEvent brings about.
     int OnThreadEntry() override;
 
     /// Appends a copy of the task to the queue and wakes the worker. Any thread may call it. Blocks
@@ -522,9 +524,9 @@ private:
     using TaskList = std::list<Task>;
 
     VORN_BASES_LOCAL void RequestStop();
-    VORN_BASES_LOCAL void RunNextTask();
-    VORN_BASES_LOCAL bool TakeTask(Task& task);
-    VORN_BASES_LOCAL bool Refill() VORN_BASES_LOCK_MARK(requires_capability(m_csNext));
+    VORN_BASES_LOCAL void RunNextTask(TaskList& used);
+    VORN_BASES_LOCAL bool TakeTask(Task& task, TaskList& used);
+    VORN_BASES_LOCAL bool Refill(TaskList& used) VORN_BASES_LOCK_MARK(requires_capability(m_csNext));
     VORN_BASES_LOCAL bool DropTasks();
 
     // The queue is the list of the tasks that the worker takes next and, behind it, the list of
@@ -535,8 +537,7 @@ private:
     Event m_evtTasks; // set while there are tasks, and to wake the worker for a stop
     TaskList m_spareNodes VORN_BASES_LOCK_MARK(guarded_by(m_csTasks)); // hold empty tasks
     TaskList m_nextTasks VORN_BASES_LOCK_MARK(guarded_by(m_csNext));
-    TaskList m_usedNodes; // the worker's own; hold empty tasks
-    Cs m_csNext;          // locked before the other one
+    Cs m_csNext; // locked before the other one
 };
 
 /// How an object of Shm attaches its segment; any number but ReadWrite counts as ReadOnly.
@@ -590,8 +591,8 @@ inline constexpr int Zero = 1;
 ///
 /// Note: the first segment created on a machine, or in a container with System V objects of its
 /// own, has the identifier 0, which this class takes for "no segment": Create reports success, Open
-/// failure, IsOpened is false, Map returns null, and Close removes nothing. Hosts that may run that
-/// early first create and remove a segment with the platform's tools (`ipcmk`, `ipcrm`).
+/// failure, IsOpened is false, Map returns null, and Close removes nothing. Programs that may run
+/// that early first create and remove a segment with the platform's tools (`ipcmk`, `ipcrm`).
 ///
 /// One object belongs to one thread at a time. Access to the memory is not synchronised: processes
 /// that write at the same time agree on a named Mutex. Memory that Map attached outlives Close and

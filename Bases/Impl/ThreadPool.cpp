@@ -47,10 +47,12 @@ void ThreadTaskPool::StopThread(unsigned int timeoutMs, int bForce) {
     DropTasks();
 }
 
+// The used nodes belong to the loop, so that several threads may run it.
 int ThreadTaskPool::OnThreadEntry() {
+    TaskList used;
     while (!IsStopThread(TryOnce)) {
         if (m_evtTasks.Wait(IdlePollMs))
-            RunNextTask();
+            RunNextTask(used);
     }
     return 0;
 }
@@ -81,33 +83,33 @@ void ThreadTaskPool::RequestStop() {
 }
 
 // Both copies of the task are destroyed without a lock.
-void ThreadTaskPool::RunNextTask() {
+void ThreadTaskPool::RunNextTask(TaskList& used) {
     Task task;
-    if (!TakeTask(task))
+    if (!TakeTask(task, used))
         return;
-    Destroy(m_usedNodes.front());
-    if (m_usedNodes.size() > MostNodesKept)
-        m_usedNodes.pop_front();
+    Destroy(used.front());
+    if (used.size() > MostNodesKept)
+        used.pop_front();
     task();
     Destroy(task);
 }
 
 // Copies the oldest task and moves it from the queue to the front of the used nodes. Returns false
 // when there is none.
-bool ThreadTaskPool::TakeTask(Task& task) {
+bool ThreadTaskPool::TakeTask(Task& task, TaskList& used) {
     const CsLocker lock(m_csNext);
-    if (m_nextTasks.empty() && !Refill())
+    if (m_nextTasks.empty() && !Refill(used))
         return false;
     task = m_nextTasks.front();
-    m_usedNodes.splice(m_usedNodes.begin(), m_nextTasks, m_nextTasks.begin());
+    used.splice(used.begin(), m_nextTasks, m_nextTasks.begin());
     return true;
 }
 
-// Takes over what has been posted. Returns false when there is nothing.
-bool ThreadTaskPool::Refill() {
+// Takes over what has been posted, for the used nodes. Returns false when there is nothing.
+bool ThreadTaskPool::Refill(TaskList& used) {
     const CsLocker lock(m_csTasks);
     if (m_spareNodes.size() < MostNodesKept)
-        m_spareNodes.splice(m_spareNodes.end(), m_usedNodes);
+        m_spareNodes.splice(m_spareNodes.end(), used);
     m_nextTasks.swap(*m_pTasks);
     if (m_nextTasks.empty())
         m_evtTasks.Reset();

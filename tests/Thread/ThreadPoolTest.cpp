@@ -110,6 +110,26 @@ TEST(TaskPool, SeveralThreadsMayPostAndEachKeepsItsOrder) {
         EXPECT_EQ(Numbers(Each), order);
 }
 
+TEST(TaskPool, ThreadsThatCallTheWorkersLoopTakeTasksBesideIt) {
+    constexpr int Tasks = 1000;
+    Copies copies;
+    ManualEvent done;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    std::thread second([&] { EXPECT_EQ(0, pool.OnThreadEntry()); });
+    for (int i = 0; i < Tasks; ++i)
+        pool.Post(Counted(copies, [&] {
+            if (copies.runs == Tasks)
+                done.Set();
+        }));
+    EXPECT_TRUE(done.Wait(Patience));
+    EXPECT_TRUE(pool.StopThreadEvent());
+    second.join();
+    pool.StopThread(WaitForever, 0);
+    EXPECT_EQ(Tasks, copies.runs);
+    EXPECT_EQ(0, copies.alive);
+}
+
 TEST(TaskPool, PostWaitsWhileAnotherOneCopiesItsTaskIntoTheQueue) {
     DeafTask deaf;
     std::atomic<bool> posted{false};
