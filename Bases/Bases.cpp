@@ -14,7 +14,7 @@ namespace Vorn {
 
 int BasesInit() {
     // The result is not used. The call itself initialises the C library's broken-down-time
-    // machinery before any thread starts, and hosts rely on that.
+    // machinery before any thread starts, and programs rely on that.
     const std::time_t anyTime = 1234567890123;
     std::tm utc{};
     gmtime_r(&anyTime, &utc);

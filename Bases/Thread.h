@@ -526,7 +526,8 @@ private:
     VORN_BASES_LOCAL void RequestStop();
     VORN_BASES_LOCAL void RunNextTask(TaskList& used);
     VORN_BASES_LOCAL bool TakeTask(Task& task, TaskList& used);
-    VORN_BASES_LOCAL bool Refill(TaskList& used) VORN_BASES_LOCK_MARK(requires_capability(m_csNext));
+    VORN_BASES_LOCAL bool Refill(TaskList& used)
+        VORN_BASES_LOCK_MARK(requires_capability(m_csNext));
     VORN_BASES_LOCAL bool DropTasks();
 
     // The queue is the list of the tasks that the worker takes next and, behind it, the list of

@@ -267,7 +267,7 @@ VORN_BASES_API bool IsDstEndDay(const Time& time, const TimeZone& timeZone);
 
 // --- Time-zone lists and adjustment --------------------------------------------------------------
 //
-// Placeholders that hosts already call: each returns false, or nothing, and changes no argument.
+// Placeholders that programs already call: each returns false, or nothing, and changes no argument.
 //
 // Note: the Clear functions neither remove nor free the entries.
 

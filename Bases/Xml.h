@@ -15,9 +15,9 @@
 //
 // Failures are returned; only a malformed identifier throws, and a std::string when memory runs
 // out. Nothing is written to standard error, and to standard output only the two lines of
-// XmlReader::Load. The host's error functions for libxml2 are not called for what happens here, and
-// are back in place when an operation returns; xmlGetLastError still reports libxml2's last error,
-// ours included.
+// XmlReader::Load. The program's error functions for libxml2 are not called for what happens here,
+// and are back in place when an operation returns; xmlGetLastError still reports libxml2's last
+// error, ours included.
 
 #include <memory>
 #include <string>

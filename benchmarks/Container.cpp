@@ -101,23 +101,23 @@ const Row BitsPair("Bits set and test", {Mbit(1)}, {"Boost"}, [](Run& run) {
     });
 });
 
-constexpr std::size_t InRoom = 4096;
+constexpr std::size_t Capacity = 4096;
 
 const Row Append("SerialBuffer append", {Bytes(1), Bytes(16), Bytes(64)}, {"std::vector"},
                  [](Run& run) {
                      std::string data = RandomBytes(run.Size());
                      auto* const bytes = reinterpret_cast<unsigned char*>(data.data());
-                     Vorn::SerialBuffer ours(InRoom);
+                     Vorn::SerialBuffer ours(Capacity);
                      run.Ours([&] {
-                         if (ours.GetSize() == InRoom)
+                         if (ours.GetSize() == Capacity)
                              ours.Clear();
                          ours.AddBuffer(bytes, run.Size(), 0);
                          return ours.GetSize();
                      });
                      std::vector<unsigned char> theirs;
-                     theirs.reserve(InRoom);
+                     theirs.reserve(Capacity);
                      run.Peer([&] {
-                         if (theirs.size() == InRoom)
+                         if (theirs.size() == Capacity)
                              theirs.clear();
                          theirs.insert(theirs.end(), bytes, bytes + run.Size());
                          return theirs.size();

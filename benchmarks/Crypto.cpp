@@ -50,10 +50,10 @@ private:
     bool Transform(decltype(&Vorn::Crypto::Encrypt) transform) {
         unsigned long done = 0;
         unsigned long size = 0;
-        unsigned char* output = nullptr;
+        unsigned char* out = nullptr;
         const bool result = (static_cast<Vorn::Crypto&>(m_cipher).*transform)(
-            reinterpret_cast<unsigned char*>(m_input.data()), m_input.size(), done, output, size);
-        m_output.reset(output);
+            reinterpret_cast<unsigned char*>(m_input.data()), m_input.size(), done, out, size);
+        m_output.reset(out);
         return result;
     }
 
@@ -126,10 +126,10 @@ const Row Md5(
                  [&] { return std::string(std::begin(digest.bytes), std::end(digest.bytes)); });
 
         Digest theirs{};
-        auto* const room = reinterpret_cast<unsigned char*>(theirs.data());
+        auto* const out = reinterpret_cast<unsigned char*>(theirs.data());
         const auto result = [&] { return std::string(theirs.data(), 16); };
         run.Peer(
-            [&] { return EVP_Digest(data.data(), data.size(), room, nullptr, EVP_md5(), nullptr); },
+            [&] { return EVP_Digest(data.data(), data.size(), out, nullptr, EVP_md5(), nullptr); },
             result);
 
         const std::unique_ptr<EVP_MD_CTX, decltype(&EVP_MD_CTX_free)> context(EVP_MD_CTX_new(),
@@ -140,7 +140,7 @@ const Row Md5(
             [&] {
                 EVP_DigestInit_ex2(context.get(), md5.get(), nullptr);
                 EVP_DigestUpdate(context.get(), data.data(), data.size());
-                return EVP_DigestFinal_ex(context.get(), room, nullptr);
+                return EVP_DigestFinal_ex(context.get(), out, nullptr);
             },
             result);
     });

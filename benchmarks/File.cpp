@@ -166,8 +166,8 @@ const std::vector<Size> Transfers = {Bytes(1), KiB(4), KiB(64), MiB(1)};
 
 const Row Read("FileIo read", Transfers, {"read"}, [](Run& run) {
     const std::string path = FileOf(FileBytes);
-    std::string room(run.Size(), '\0');
-    const auto result = [&]() -> const std::string& { return room; };
+    std::string output(run.Size(), '\0');
+    const auto result = [&]() -> const std::string& { return output; };
 
     Vorn::FileIo ours;
     ours.Open(path, Vorn::FileAccess::Read, Vorn::FileShare::Read,
@@ -176,7 +176,7 @@ const Row Read("FileIo read", Transfers, {"read"}, [](Run& run) {
         [&, lap = Lap()]() mutable {
             if (lap.IsOver(run.Size()))
                 ours.SeekToBegin();
-            return ours.Read(room.data(), static_cast<unsigned>(run.Size()));
+            return ours.Read(output.data(), static_cast<unsigned>(run.Size()));
         },
         result);
 
@@ -185,7 +185,7 @@ const Row Read("FileIo read", Transfers, {"read"}, [](Run& run) {
         [&, lap = Lap()]() mutable {
             if (lap.IsOver(run.Size()))
                 lseek(theirs.Get(), 0, SEEK_SET);
-            return read(theirs.Get(), room.data(), run.Size());
+            return read(theirs.Get(), output.data(), run.Size());
         },
         result);
 });

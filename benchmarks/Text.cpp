@@ -199,14 +199,14 @@ void EncodeBase64(Run& run) {
         return text;
     });
 
-    std::vector<unsigned char> room(data.size() * 4 / 3 + 4);
+    std::vector<unsigned char> output(data.size() * 4 / 3 + 4);
     std::size_t length = 0;
     run.Peer(
         [&] {
-            length = static_cast<std::size_t>(
-                EVP_EncodeBlock(room.data(), Unsigned(data.data()), static_cast<int>(data.size())));
+            length = static_cast<std::size_t>(EVP_EncodeBlock(output.data(), Unsigned(data.data()),
+                                                              static_cast<int>(data.size())));
         },
-        [&] { return std::string_view(reinterpret_cast<char*>(room.data()), length); });
+        [&] { return std::string_view(reinterpret_cast<char*>(output.data()), length); });
 
     run.Peer(
         [&] {
@@ -221,12 +221,12 @@ void DecodeBase64(Run& run) {
     const std::string data = RandomBytes(run.Size());
     const std::string text = Encoded(data);
     Vorn::Base64 base64;
-    std::string room(text.size() + 1, '\0');
-    const auto result = [&] { return std::string_view(room).substr(0, data.size()); };
-    run.Ours([&] { return base64.Decode(text.c_str(), room.data()); }, result);
+    std::string output(text.size() + 1, '\0');
+    const auto result = [&] { return std::string_view(output).substr(0, data.size()); };
+    run.Ours([&] { return base64.Decode(text.c_str(), output.data()); }, result);
     run.Peer(
         [&] {
-            return EVP_DecodeBlock(reinterpret_cast<unsigned char*>(room.data()),
+            return EVP_DecodeBlock(reinterpret_cast<unsigned char*>(output.data()),
                                    Unsigned(text.data()), static_cast<int>(text.size()));
         },
         result);
@@ -235,7 +235,7 @@ void DecodeBase64(Run& run) {
             gint state = 0;
             guint save = 0;
             return g_base64_decode_step(text.data(), text.size(),
-                                        reinterpret_cast<guchar*>(room.data()), &state, &save);
+                                        reinterpret_cast<guchar*>(output.data()), &state, &save);
         },
         result);
 }

@@ -212,11 +212,11 @@ public:
     void operator()(std::string& out, const char* text) const {
         std::size_t left = std::char_traits<char>::length(text);
         out.resize(left);
-        std::size_t room = left;
+        std::size_t capacity = left;
         char* from = const_cast<char*>(text);
         char* to = out.data();
-        iconv(m_handle, &from, &left, &to, &room);
-        out.resize(out.size() - room);
+        iconv(m_handle, &from, &left, &to, &capacity);
+        out.resize(out.size() - capacity);
     }
 
 private:

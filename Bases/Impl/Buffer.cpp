@@ -17,7 +17,7 @@ namespace {
 using Array = std::unique_ptr<unsigned char[]>;
 
 // The fields of a buffer that growth changes.
-struct Room {
+struct Storage {
     Array& array;
     unsigned long& capacity;
     unsigned long& reserve;
@@ -26,15 +26,15 @@ struct Room {
 // Raises the capacity to `length` bytes and keeps the first `kept` ones; the rest is not written.
 // Moves an array that is replaced to `old`, as the caller may still need its content. Returns
 // false, with nothing changed, if memory runs out.
-bool Grow(Room room, unsigned long kept, unsigned long length, Array& old) {
-    if (!TakeReserve(room.array.get(), room.capacity, length, room.reserve)) {
-        ReservedArray longer = NewArray(room.array.get(), kept, length);
+bool Grow(Storage storage, unsigned long kept, unsigned long length, Array& old) {
+    if (!TakeReserve(storage.array.get(), storage.capacity, length, storage.reserve)) {
+        ReservedArray longer = NewArray(storage.array.get(), kept, length);
         if (longer.bytes == nullptr)
             return false;
-        old = std::exchange(room.array, std::move(longer.bytes));
-        room.reserve = longer.reserve;
+        old = std::exchange(storage.array, std::move(longer.bytes));
+        storage.reserve = longer.reserve;
     }
-    room.capacity = length;
+    storage.capacity = length;
     return true;
 }
 

@@ -45,7 +45,7 @@ NumberText TextOf(long long value) {
 }
 
 NumberText TextOf(double value, int precision) {
-    // Hosts pass a precision and still expect six decimals. Only a negative one goes into the
+    // Callers pass a precision and still expect six decimals. Only a negative one goes into the
     // format; the C library decides what it prints for that.
     char format[32] = "%f";
     if (precision < 0)

@@ -1,5 +1,5 @@
 // SPDX-License-Identifier: MIT
-// Plain UTF-8 to wide characters and back.
+// Plain UTF-8: whether a text is, to wide characters, and back.
 
 #include <Bases/Impl/Utf8.h>
 
@@ -27,11 +27,31 @@ bool IsPlain(std::uint32_t point) {
 
 // --- Decoding ------------------------------------------------------------------------------------
 
-// Of eight bytes, the highest bit of each: those that are not ASCII have it.
-std::uint64_t HighBits(const unsigned char* bytes) {
-    std::uint64_t word = 0;
-    std::memcpy(&word, bytes, sizeof word);
-    return word & 0x8080808080808080;
+// The bits that only bytes have which are not ASCII.
+constexpr std::uint64_t HighBits = 0x8080808080808080;
+
+template <typename Unit>
+std::uint64_t Load(const unsigned char* bytes) {
+    Unit unit = 0;
+    std::memcpy(&unit, bytes, sizeof unit);
+    return unit;
+}
+
+// Most texts are short, so the last bytes are looked at together too, some of them twice.
+bool IsAscii(const unsigned char* bytes, std::size_t size) {
+    const unsigned char* const end = bytes + size;
+    std::uint64_t bits = 0;
+    if (size >= 8) {
+        for (; bytes < end - 8; bytes += 8)
+            bits |= Load<std::uint64_t>(bytes);
+        bits |= Load<std::uint64_t>(end - 8);
+    } else if (size >= 4) {
+        bits = Load<std::uint32_t>(bytes) | Load<std::uint32_t>(end - 4);
+    } else {
+        for (; bytes < end; ++bytes)
+            bits |= *bytes;
+    }
+    return (bits & HighBits) == 0;
 }
 
 std::size_t CountBytesBefore(std::uint64_t highBits) {
@@ -45,7 +65,7 @@ std::size_t CountBytesBefore(std::uint64_t highBits) {
 std::size_t DecodeAscii(const unsigned char* bytes, std::size_t size, wchar_t* to) {
     std::size_t done = 0;
     for (; size - done >= 8; done += 8) {
-        const std::uint64_t others = HighBits(bytes + done);
+        const std::uint64_t others = Load<std::uint64_t>(bytes + done) & HighBits;
         std::copy_n(bytes + done, 8, to + done);
         if (others != 0)
             return done + CountBytesBefore(others);
@@ -81,14 +101,15 @@ std::size_t DecodeCharacter(const unsigned char* bytes, std::size_t size, wchar_
     return DecodeForm<2>(bytes, size, character);
 }
 
-Utf8Progress Decode(const char* from, std::size_t size, wchar_t* to, std::size_t room) {
+Utf8Progress Decode(const char* from, std::size_t size, wchar_t* to, std::size_t capacity) {
     Utf8Progress done;
-    while (done.read < size && done.written < room) {
+    while (done.read < size && done.written < capacity) {
         const auto* const next = reinterpret_cast<const unsigned char*>(from) + done.read;
         const std::size_t left = size - done.read;
         wchar_t* const out = to + done.written;
         if (*next < 0x80) {
-            const std::size_t count = DecodeAscii(next, std::min(left, room - done.written), out);
+            const std::size_t count =
+                DecodeAscii(next, std::min(left, capacity - done.written), out);
             done.read += count;
             done.written += count;
             continue;
@@ -139,9 +160,9 @@ std::size_t EncodeCharacter(std::uint32_t point, char* to) {
     return point < Form<4>.least ? EncodeForm<3>(point, to) : EncodeForm<4>(point, to);
 }
 
-Utf8Progress Encode(const wchar_t* from, std::size_t size, char* to, std::size_t room) {
+Utf8Progress Encode(const wchar_t* from, std::size_t size, char* to, std::size_t capacity) {
     Utf8Progress done;
-    while (done.read < size && room - done.written >= AsciiCharacters) {
+    while (done.read < size && capacity - done.written >= AsciiCharacters) {
         const wchar_t* const next = from + done.read;
         const std::uint32_t point = PointOf(*next);
         if (point < 0x80 && size - done.read >= AsciiCharacters && AreAscii(next)) {
@@ -162,7 +183,7 @@ Utf8Progress Encode(const wchar_t* from, std::size_t size, char* to, std::size_t
 // --- Piece by piece ------------------------------------------------------------------------------
 
 template <typename From, typename To>
-using Convert = Utf8Progress (*)(const From* from, std::size_t size, To* to, std::size_t room);
+using Convert = Utf8Progress (*)(const From* from, std::size_t size, To* to, std::size_t capacity);
 
 // Appends what the kernel makes of the text, and the portable code of what the kernel leaves. They
 // write to a piece first, since a string can only be made longer by filling it with zeros. `most`
@@ -195,6 +216,21 @@ std::size_t Append(std::basic_string_view<From> from, std::basic_string<To>& to,
 }
 
 } // namespace
+
+bool IsPlainUtf8(std::string_view text) {
+    const auto* next = reinterpret_cast<const unsigned char*>(text.data());
+    if (IsAscii(next, text.size()))
+        return true;
+    wchar_t character = 0; // of no interest
+    for (std::size_t left = text.size(); left > 0;) {
+        const std::size_t length = *next < 0x80 ? 1 : DecodeCharacter(next, left, character);
+        if (length == 0)
+            return false;
+        next += length;
+        left -= length;
+    }
+    return true;
+}
 
 std::size_t AppendUtf8AsWide(std::string_view utf8, std::wstring& wide) {
     return Append(utf8, wide, utf8.size(), FindUtf8Kernels(CurrentRoute()).decode, Decode);

@@ -65,7 +65,7 @@ TEST(BufferReserve, IsNotReported) {
         Append(buffer, ByteAt(i));
         ASSERT_EQ(i + 1, buffer.GetMaxSize());
         ASSERT_EQ(i + 1, buffer.GetSize());
-        ASSERT_EQ(0, buffer.AddBuffer(nullptr, 1, 0)) << "no room is left";
+        ASSERT_EQ(0, buffer.AddBuffer(nullptr, 1, 0)) << "no capacity is left";
     }
     EXPECT_EQ(ExpectedContent(Many), ContentOf(buffer));
 }

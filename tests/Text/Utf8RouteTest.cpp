@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Conversions of UTF-8 on every route, against the C library's.
+
 #include <Bases/Impl/Route/Utf8Kernel.h>
 #include <Bases/Impl/Utf8.h>
 #include <Bases/Text.h>
@@ -22,9 +24,9 @@
 
 // Concerns: on every route the conversions of UTF-8 give what the C library's functions and the
 // locale's facet give, errors included, for texts of all kinds and lengths, whatever is wrong with
-// them and wherever; nothing beside the texts is read, nothing beside the room written. Plan: each
-// route that the machine has, against mbstowcs and the facet, with texts and rooms that end at a
-// page that may not be touched.
+// them and wherever; nothing beside the texts is read, nothing beyond the capacity written. Plan:
+// each route that the machine has, against mbstowcs and the facet, with texts and buffers that end
+// at a page that may not be touched.
 
 namespace {
 
@@ -328,26 +330,28 @@ TEST_P(Utf8Route, ReadsNothingBehindATextThatIsCutOff) {
 // A kernel converts what is in front, as much as it likes.
 template <typename From, typename To, typename Kernel>
 void ExpectInFront(const std::basic_string<From>& from, const std::basic_string<To>& to,
-                   std::size_t room, Kernel kernel) {
+                   std::size_t capacity, Kernel kernel) {
     Guarded<From> text(from);
-    Guarded<To> result(room);
-    const Vorn::Utf8Progress done = kernel(text.Data(), from.size(), result.Data(), room);
+    Guarded<To> result(capacity);
+    const Vorn::Utf8Progress done = kernel(text.Data(), from.size(), result.Data(), capacity);
     ASSERT_LE(done.read, from.size());
-    ASSERT_LE(done.written, room);
+    ASSERT_LE(done.written, capacity);
     ASSERT_EQ(to.substr(0, done.written), result.View().substr(0, done.written));
     ASSERT_EQ(done.read == from.size(), done.written == to.size());
 }
 
-TEST_P(Utf8Route, WritesNothingBehindTheRoom) {
+TEST_P(Utf8Route, WritesNothingBeyondTheCapacity) {
     const Vorn::Utf8Kernels kernels = Vorn::FindUtf8Kernels(GetParam());
     if (kernels.decode == nullptr)
         GTEST_SKIP() << "no kernels";
     for (const Kind kind : AllKinds)
-        for (std::size_t room = 0; room <= MostCharacters; ++room) {
+        for (std::size_t capacity = 0; capacity <= MostCharacters; ++capacity) {
             const std::wstring wide = RandomText(kind, MostCharacters);
             const std::string utf8 = WideToMultibyte(wide, m_facet);
-            ASSERT_NO_FATAL_FAILURE(ExpectInFront(utf8, wide, room, kernels.decode)) << room;
-            ASSERT_NO_FATAL_FAILURE(ExpectInFront(wide, utf8, room, kernels.encode)) << room;
+            ASSERT_NO_FATAL_FAILURE(ExpectInFront(utf8, wide, capacity, kernels.decode))
+                << capacity;
+            ASSERT_NO_FATAL_FAILURE(ExpectInFront(wide, utf8, capacity, kernels.encode))
+                << capacity;
         }
 }
 

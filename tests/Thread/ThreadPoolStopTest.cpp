@@ -239,7 +239,7 @@ public:
 
 private:
     State& m_state;
-    [[maybe_unused]] std::array<char, 128> m_room{};
+    [[maybe_unused]] std::array<char, 128> m_padding{};
 };
 
 class TaskPoolStopAtDestruction : public testing::TestWithParam<int> {};
@@ -330,7 +330,7 @@ TEST(TaskPoolStop, TakenTaskIsDestroyedInTheQueueWithNoLockHeld) {
         PostElsewhere& m_postElsewhere;
         std::atomic<int>& m_posted;
         pthread_t m_maker;
-        [[maybe_unused]] std::array<char, 128> m_room{};
+        [[maybe_unused]] std::array<char, 128> m_padding{};
     };
     std::atomic<int> posted{0};
     PostElsewhere postElsewhere;

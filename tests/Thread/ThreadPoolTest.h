@@ -94,7 +94,7 @@ public:
 private:
     Copies& m_copies;
     std::function<void()> m_run;
-    [[maybe_unused]] std::array<char, 128> m_room{};
+    [[maybe_unused]] std::array<char, 128> m_padding{};
 };
 
 // Runs something when the last of its copies is destroyed.
@@ -143,7 +143,7 @@ public:
 private:
     DeafTask& m_deaf;
     pthread_t m_maker;
-    [[maybe_unused]] std::array<char, 128> m_room{};
+    [[maybe_unused]] std::array<char, 128> m_padding{};
 };
 
 // A task that says when it has begun, obeys, and perhaps does something more before it ends.

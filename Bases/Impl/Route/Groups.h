@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: MIT
 // Groups of three bytes, each of which a kernel moves to a lane of 32 bits and back.
 //
-// A kernel's file includes this once, behind Highway.h. It has no include guard, because it has to
-// be included for each instruction set anew.
+// A kernel's file includes this once, behind Highway.h, and is itself compiled anew for each
+// instruction set. So the file as a whole has no include guard; only the tables, which all sets
+// share, have one.
 
 #ifndef VORN_BASES_IMPL_ROUTE_GROUPS_TABLES
 #define VORN_BASES_IMPL_ROUTE_GROUPS_TABLES

@@ -299,13 +299,13 @@ HWY_INLINE bool DecodeMixture(DecodingPlace& place) {
     return true;
 }
 
-Utf8Progress Decode(const char* text, std::size_t size, wchar_t* characters, std::size_t room) {
+Utf8Progress Decode(const char* text, std::size_t size, wchar_t* characters, std::size_t capacity) {
     const auto* const from = reinterpret_cast<const std::uint8_t*>(text);
     auto* const to = reinterpret_cast<std::uint32_t*>(characters);
-    if (size < BlockSize + 16 || room < BlockSize + 4)
+    if (size < BlockSize + 16 || capacity < BlockSize + 4)
         return {};
     const std::uint8_t* const lastFrom = from + size - BlockSize - 16;
-    const std::uint32_t* const lastTo = to + room - BlockSize - 4;
+    const std::uint32_t* const lastTo = to + capacity - BlockSize - 4;
     DecodingPlace place{from, to};
     while (place.from <= lastFrom && place.to <= lastTo) {
         if (IsAscii(place.from))
@@ -417,14 +417,14 @@ HWY_INLINE bool EncodeMixture(EncodingPlace& place) {
     return true;
 }
 
-Utf8Progress Encode(const wchar_t* characters, std::size_t size, char* text, std::size_t room) {
+Utf8Progress Encode(const wchar_t* characters, std::size_t size, char* text, std::size_t capacity) {
     const auto* const from = reinterpret_cast<const std::uint32_t*>(characters);
     auto* const to = reinterpret_cast<std::uint8_t*>(text);
     const std::size_t most = StepSize * LongestForm;
-    if (size < StepSize || room < most)
+    if (size < StepSize || capacity < most)
         return {};
     const std::uint32_t* const lastFrom = from + size - StepSize;
-    const std::uint8_t* const lastTo = to + room - most;
+    const std::uint8_t* const lastTo = to + capacity - most;
     EncodingPlace place{from, to};
     while (place.from <= lastFrom && place.to <= lastTo) {
         if (IsAscii(place.from))

@@ -261,11 +261,11 @@ bool EncodeMixture(Vector points, EncodingPlace& place) {
 } // namespace
 
 Utf8Progress Utf8DecodeKernelOfVbmi(const char* from, std::size_t size, wchar_t* to,
-                                    std::size_t room) {
-    if (size < VectorSize || room < VectorSize)
+                                    std::size_t capacity) {
+    if (size < VectorSize || capacity < VectorSize)
         return {};
     const char* const lastFrom = from + size - VectorSize;
-    const wchar_t* const lastTo = to + room - VectorSize;
+    const wchar_t* const lastTo = to + capacity - VectorSize;
     DecodingPlace place{from, to};
     while (place.from <= lastFrom && place.to <= lastTo) {
         const Vector bytes = Load(place.from);
@@ -280,11 +280,11 @@ Utf8Progress Utf8DecodeKernelOfVbmi(const char* from, std::size_t size, wchar_t*
 }
 
 Utf8Progress Utf8EncodeKernelOfVbmi(const wchar_t* from, std::size_t size, char* to,
-                                    std::size_t room) {
-    if (size < LaneCount || room < VectorSize)
+                                    std::size_t capacity) {
+    if (size < LaneCount || capacity < VectorSize)
         return {};
     const wchar_t* const lastFrom = from + size - LaneCount;
-    const char* const lastTo = to + room - VectorSize;
+    const char* const lastTo = to + capacity - VectorSize;
     EncodingPlace place{from, to};
     while (place.from <= lastFrom && place.to <= lastTo) {
         const Vector points = Load(place.from);
