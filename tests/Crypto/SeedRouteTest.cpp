@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// SEED on every route, against the block functions.
+
 #include <Bases/Crypto.h>
 #include <Bases/Impl/Route/Route.h>
 #include <Bases/Impl/Route/SeedKernel.h>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// CreateDirLevel: which directories it makes, in which order, and what it returns.
+
 #include <Bases/File.h>
 
 #include "fault/Platform.h"

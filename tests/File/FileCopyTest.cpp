@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Copying a file, by the kernel and by reading and writing, with every failure.
+
 #include "File/FileSysTest.h"
 
 #include <algorithm>

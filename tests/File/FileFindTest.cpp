@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// FindFirst, FindNext and FindClose: the entries of a directory, and what each one is.
+
 #include <Bases/File.h>
 
 #include "fault/Platform.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// FileIo: an open file, and the handle before and after.
+
 #include "File/FileIoTest.h"
 
 #include <array>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// FileSys: existence, sizes, extensions, disk space; moving and deleting.
+
 #include "File/FileSysTest.h"
 
 #include <array>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// TextFileIo, which only reserves its name.
+
 #include <Bases/File.h>
 
 #include "support/DeletedAsBase.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The set-up and release of the library, processes, and the directory of the program.
+
 #include <Bases/Bases.h>
 #include <Bases/Text.h>
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The named constants of the public headers.
+
 #include <Bases/Crypto.h>
 #include <Bases/File.h>
 #include <Bases/Text.h>

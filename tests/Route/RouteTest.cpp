@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The routes of the processor, and the limit that tests and benchmarks set.
+
 #include <Bases/Impl/Route/Route.h>
 
 #include <iterator>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Base64 on every route, against its bits one by one.
+
 #include <Bases/Impl/Route/Base64Kernel.h>
 #include <Bases/Text.h>
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Conversions between multibyte, wide and UTF-8 strings.
+
 #include <Bases/Text.h>
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Integers as text in every radix, narrow and wide.
+
 #include <Bases/Text.h>
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The current time in each of its forms.
+
 #include "Time/TimeTest.h"
 
 #include <algorithm>

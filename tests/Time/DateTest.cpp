@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The calendar: lengths and counts of days, weekdays, weeks, and steps from a date.
+
 #include <Bases/Time.h>
 
 #include <array>

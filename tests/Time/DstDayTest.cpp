@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The days on which daylight-saving time starts and ends.
+
 #include "Time/TimeTest.h"
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Date and time as text by a pattern.
+
 #include <Bases/Time.h>
 
 #include <algorithm>

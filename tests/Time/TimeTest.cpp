@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Time records: their layout, their conversions to each other, and shifts.
+
 #include "Time/TimeTest.h"
 
 #include <algorithm>

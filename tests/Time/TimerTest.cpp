@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The timers.
+
 #include "Time/TimeTest.h"
 
 #include <cerrno>

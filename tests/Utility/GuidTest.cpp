@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Guid: its bytes, its texts, its order, and new ones.
+
 #include <Bases/Utility.h>
 
 #include <algorithm>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Reading and writing XML while memory runs out.
+
 #include <Bases/Xml.h>
 
 #include <functional>

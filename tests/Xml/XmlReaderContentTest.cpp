@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlReader: the walk over elements and attributes, texts, and typed values.
+
 #include <Bases/Xml.h>
 
 #include <climits>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlReader: the encodings of documents and of the texts that come out.
+
 #include <Bases/Xml.h>
 
 #include <algorithm>

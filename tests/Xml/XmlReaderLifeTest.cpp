@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlReader: how long what it gives is valid, its silence, and several threads.
+
 #include <Bases/Xml.h>
 
 #include <atomic>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlReader::Load: what is accepted, what is refused, and what is printed.
+
 #include <Bases/Xml.h>
 
 #include <climits>

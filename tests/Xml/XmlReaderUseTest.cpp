@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlReader as the header shows its use.
+
 #include <Bases/Xml.h>
 
 #include <random>

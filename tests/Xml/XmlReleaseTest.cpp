@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Documents that are open while the library is released.
+
 #include <Bases/Bases.h>
 
 #include <array>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlWriter: the exact bytes of a document, and typed values.
+
 #include <Bases/Xml.h>
 
 #include <cerrno>

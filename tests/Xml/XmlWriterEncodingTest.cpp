@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlWriter: the encodings of documents and of the texts that go in.
+
 #include <Bases/Xml.h>
 
 #include <cstdlib>

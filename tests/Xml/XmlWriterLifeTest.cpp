@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// XmlWriter: its states, and what a failure leaves.
+
 #include <Bases/Xml.h>
 
 #include <cerrno>

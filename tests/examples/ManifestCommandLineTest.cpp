@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The command line of manifest.
+
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
 #include "support/Terminal.h"

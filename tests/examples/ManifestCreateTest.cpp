@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest create: the document.
+
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest with names of any bytes.
+
 #include "ManifestProgram.h"
 
 #include <cstddef>

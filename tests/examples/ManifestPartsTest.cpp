@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The parts of manifest one by one: sizes, times, progress, and the like.
+
 #include "fault/Platform.h"
 #include "support/TempDir.h"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// What tests of manifest expect of documents and output.
+
 #include "ManifestProgram.h"
 
 #include <algorithm>

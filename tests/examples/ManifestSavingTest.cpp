@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest create: how the document replaces an earlier one.
+
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
 

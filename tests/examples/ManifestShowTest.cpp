@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest show.
+
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest verify.
+
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest create: which files of a directory it takes.
+
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
 

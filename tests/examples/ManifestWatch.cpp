@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Runs of manifest that a test watches, and publishers in their place.
+
 #include "ManifestWatch.h"
 #include "fault/Platform.h"
 

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest watch: the shared place of the counters.
+
 #include "ManifestWatch.h"
 #include "fault/Platform.h"
 #include "support/Program.h"

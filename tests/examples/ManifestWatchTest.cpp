@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest watch: what it shows, and every end of a run.
+
 #include "ManifestWatch.h"
 #include "support/Pipe.h"
 #include "support/Prepare.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// manifest watch without the privilege to write shared memory.
+
 #include "ManifestWatch.h"
 #include "support/Prepare.h"
 #include "support/Program.h"

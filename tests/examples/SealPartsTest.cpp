@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The parts of seal one by one.
+
 #include "support/TempDir.h"
 #include "support/Unprivileged.h"
 

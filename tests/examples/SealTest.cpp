@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The program seal.
+
 #include "support/ExampleTest.h"
 #include "support/Prepare.h"
 #include "support/Program.h"

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The list of all scripted calls, what they record, and their reset.
+
 #include "fault/Call.h"
 
 #include <algorithm>

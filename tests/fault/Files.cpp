@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The scripted calls to the platform for files.
+
 #include "fault/Platform.h"
 
 #include <fcntl.h>

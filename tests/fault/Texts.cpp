@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The scripted calls to the platform for texts.
+
 #include "fault/Platform.h"
 
 #include <bit>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The scripted calls to the platform for clocks and zones.
+
 #include "fault/Platform.h"
 
 extern "C" {

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The hooks at the ends of waits, as scripts of the calls in them.
+
 #include "fault/WaitHooks.h"
 
 #include <cerrno>

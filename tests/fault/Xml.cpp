@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The scripted calls to the platform for libxml2 and its memory.
+
 #include "fault/Xml.h"
 
 #include <cstdlib>

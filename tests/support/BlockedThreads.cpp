@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Threads that block, watched through what the kernel says of them.
+
 #include "BlockedThreads.h"
 
 #include <chrono>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Preparing the process that a program takes over.
+
 #include "Prepare.h"
 
 #include <array>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// Running a program, with a limit of time.
+
 #include "Program.h"
 
 #include <array>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// What tests share: directories of their own, and captured output.
+
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 

@@ -57,6 +57,10 @@ expect 'Bases/A.h:5: does not begin with a comment that says what it holds' \
     Bases/A.h '#ifndef VORN_BASES_A_H' '#define VORN_BASES_A_H' '' 'int a;' '#endif'
 expect '' a.cpp 'int a;'
 
+expect '' tests/A.cpp '// A.' '#include "A.h"'
+expect 'tests/A.cpp:2: does not begin with a comment that says what it tests' \
+    tests/A.cpp '#include "A.h"' '// A.'
+
 expect '' a.cpp "// $words" "int a = $words\"" '// https://'"$(printf '%0100d' 0)"
 expect '' a.cpp "// $words é"
 expect 'a.cpp:3: goes beyond column 100' a.cpp 'int a;' "int b; // $words"
@@ -92,9 +96,9 @@ member '' 'Lock&' m_lock
 member '' 'pthread_mutex_t' m_mutex
 member '' return m_size
 member '' '' m_size ' = 0'
-expect '' tests/a.cpp 'class A {' '    int m_size;'
+expect '' tests/a.cpp '// A.' 'class A {' '    int m_size;'
 
-long=$(seq 798)
+long=$(printf '// A.\n'; seq 797)
 expect '' tests/a.cpp "$long"
 expect '' a.cpp "$long" 800
 expect 'tests/a.cpp:800: a file of tests has fewer than 800 lines' tests/a.cpp "$long" 800

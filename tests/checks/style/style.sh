@@ -9,6 +9,8 @@
 #   that is included several times says in a comment that it has no include guard.
 # - Every header and unit of the library begins with a comment that says what it holds; in a header
 #   it follows the include guard.
+# - Every source of the tests begins with a comment that says what it tests, or what it is for. Only
+#   the program that the README shows has none.
 # - Comments and Markdown end at column 100. Rows of Markdown tables and code blocks may be longer,
 #   and so may a line that has no space to break it at.
 # - Files of tests have fewer than 800 lines.
@@ -88,6 +90,10 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
         begun = 1
         if (!/^\/\/ /)
             complain(FNR, "does not begin with a comment that says what it holds")
+    }
+    FNR == top + licensed && file ~ /^\.\/tests\/.*\.cpp$/ && !/^\/\/ / &&
+        file != "./tests/checks/consumer/main.cpp" {
+        complain(FNR, "does not begin with a comment that says what it tests")
     }
     first != "" && second == "" { second = $0 }
     first == "" && /^#ifndef / { first = $0 }

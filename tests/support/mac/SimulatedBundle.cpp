@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The bundle of the program, as a simulation of macOS gives it.
+
 #include "SimulatedBundle.h"
 
 #include <cstring>

@@ -1,4 +1,6 @@
 // SPDX-License-Identifier: MIT
+// The semaphores of macOS's kernel, simulated.
+
 #include "SimulatedKernel.h"
 
 #include <chrono>
