@@ -6,15 +6,33 @@ add_library(VornBasesCompiler INTERFACE)
 target_link_libraries(VornBasesCompiler INTERFACE VornBasesOptions)
 target_compile_features(VornBasesCompiler INTERFACE cxx_std_20)
 target_compile_options(VornBasesOptions INTERFACE
-  -Wall -Wextra -Wpedantic -Wconversion -Wshadow
   $<$<BOOL:${VORN_BASES_WERROR}>:-Werror>
   # GCC 12 sees overlapping copies in optimised string concatenations where there are none.
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   # Assertions and other uses of __FILE__ name the file as it stands in the repository.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
+# Which warnings to see is the choice of the project at the top.
+if(PROJECT_IS_TOP_LEVEL)
+  target_compile_options(VornBasesOptions INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+endif()
+
 if(VORN_BASES_SANITIZE)
   target_compile_options(VornBasesOptions INTERFACE
     -fsanitize=${VORN_BASES_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
   target_link_options(VornBasesOptions INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
+endif()
+
+# What is made to be installed is hardened. Only in optimised code does the C library know the sizes
+# that it checks.
+add_library(VornBasesHardening INTERFACE)
+if(VORN_BASES_HARDENING AND NOT VORN_BASES_SANITIZE AND NOT APPLE)
+  target_compile_options(VornBasesHardening INTERFACE
+    -fstack-protector-strong
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+  if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")
+    target_compile_options(VornBasesHardening INTERFACE -fcf-protection)
+  endif()
+  target_link_options(VornBasesHardening INTERFACE LINKER:-z,relro LINKER:-z,now)
 endif()

@@ -6,11 +6,17 @@ include(CMakePackageConfigHelpers)
 set(VORN_BASES_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/VornBases)
 
 install(TARGETS VornBases EXPORT VornBasesTargets
-  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
+  LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}
+  ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/Bases/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Bases
   FILES_MATCHING PATTERN "*.h" PATTERN "Impl" EXCLUDE)
 install(EXPORT VornBasesTargets NAMESPACE Vorn:: DESTINATION ${VORN_BASES_CMAKE_DIR})
+install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/THIRD-PARTY.md
+  DESTINATION ${CMAKE_INSTALL_DOCDIR})
+# The build directory is a place where find_package looks, too.
+export(TARGETS VornBases NAMESPACE Vorn:: FILE ${PROJECT_BINARY_DIR}/VornBasesTargets.cmake)
 
+get_target_property(VORN_BASES_TYPE VornBases TYPE)
 configure_package_config_file(
   ${PROJECT_SOURCE_DIR}/cmake/VornBasesConfig.cmake.in
   ${PROJECT_BINARY_DIR}/VornBasesConfig.cmake

@@ -22,12 +22,12 @@ namespace {
 
 struct Moment {
     std::time_t seconds;
-    long milliseconds;
+    suseconds_t milliseconds;
 };
 
 Moment Split(Time time) {
     const Time seconds = time / 1000;
-    return {seconds, static_cast<long>(time - seconds * 1000)};
+    return {seconds, static_cast<suseconds_t>(time - seconds * 1000)};
 }
 
 // After a shift by the zone's offset the sum may exceed 64 bits.
@@ -94,7 +94,7 @@ bool ReadClock(Moment& now) {
     timeval clock;
     if (gettimeofday(&clock, nullptr) < 0)
         return false;
-    now = {clock.tv_sec, static_cast<long>(clock.tv_usec / 1000)};
+    now = {clock.tv_sec, clock.tv_usec / 1000};
     return true;
 }
 
@@ -291,7 +291,7 @@ bool SetCurTime(const Time& time) {
 bool SetCurTime(const SysTime& sysTime) {
     std::time_t seconds = 0;
     return ReadAsLocal(sysTime, seconds) && ReadLocalAsLocal(seconds) &&
-           SetClock(seconds, sysTime.milliseconds * 1000L);
+           SetClock(seconds, sysTime.milliseconds * 1000);
 }
 
 bool SetCurLocalTime(const SysTime& sysTime) { return SetCurTime(sysTime); }

@@ -6,12 +6,14 @@
 
 #include <ctime>
 
+#include <sys/types.h>
+
 namespace Vorn {
 
 /// Sets the clock to the moment so many seconds and microseconds after 1970-01-01 00:00:00 UTC.
 /// Returns false when the system refuses, as it does without privilege or for microseconds outside
 /// 0-999999.
-bool SetClock(std::time_t seconds, long microseconds);
+bool SetClock(std::time_t seconds, suseconds_t microseconds);
 
 } // namespace Vorn
 

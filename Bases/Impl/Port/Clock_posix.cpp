@@ -7,10 +7,10 @@
 
 namespace Vorn {
 
-bool SetClock(std::time_t seconds, long microseconds) {
+bool SetClock(std::time_t seconds, suseconds_t microseconds) {
     timeval clock;
     clock.tv_sec = seconds;
-    clock.tv_usec = static_cast<suseconds_t>(microseconds);
+    clock.tv_usec = microseconds;
     return settimeofday(&clock, nullptr) >= 0;
 }
 

@@ -1,13 +1,17 @@
 #!/usr/bin/env bash
 # SPDX-License-Identifier: MIT
-# Installs the built library, then does what the README tells a stranger to do: builds this
-# directory's program against it, once through find_package and once through pkg-config, runs both,
-# and compares what they print with what the README shows. A project that takes in the sources gets
-# the library and nothing else.
+# Does what the README tells a stranger to do: builds the program in this directory with the
+# library, runs it, and compares what it prints with what the README shows.
 #
-# usage: run.sh SOURCE_DIR BUILD_DIR CXX
+# run.sh SOURCE_DIR BUILD_DIR CXX WAY, where WAY is how the program gets at the library:
+#
+# - installed: the shared library of BUILD_DIR, installed and then moved to another directory, by
+#   find_package and by pkg-config, with each edition of C++
+# - static: the same for a static library, whose library directory is an absolute path
+# - build-directory: find_package finds BUILD_DIR itself
+# - sources: the program's project takes in the sources; it gets the library and nothing else
 set -euo pipefail
-readonly source_dir=$1 build_dir=$2 cxx=$3
+readonly source_dir=$1 build_dir=$2 cxx=$3 way=$4
 readonly consumer=$source_dir/tests/checks/consumer
 
 scratch=$(mktemp -d)
@@ -39,47 +43,119 @@ check_answers() {
         fail "README.md shows another size than $size"
 }
 
-diff <(readme_block cpp) "$consumer/main.cpp" || fail "README.md shows another program"
-diff <(readme_block cmake) "$consumer/CMakeLists.txt" || fail "README.md shows another CMakeLists.txt"
+# Builds the program where find_package finds the library in the directory, and runs it.
+check_find_package() {
+    cmake -S "$consumer" -B "$scratch/cmake" \
+        -DCMAKE_PREFIX_PATH="$1" -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev
+    cmake --build "$scratch/cmake"
+    check_answers "$scratch/cmake/size"
+}
 
-cmake --install "$build_dir" --prefix "$prefix" >/dev/null
+# Builds the program for an edition of C++ as pkg-config says, with further options for it, and runs
+# it.
+check_pkg_config() {
+    local edition=$1 flags
+    pkg-config --validate Vorn-Bases
+    read -ra flags <<<"$(pkg-config --cflags --libs "${@:2}" Vorn-Bases)"
+    "$cxx" -std="$edition" "$consumer/main.cpp" "${flags[@]}" \
+        -Wl,-rpath,"$(pkg-config --variable=libdir Vorn-Bases)" -o "$scratch/size"
+    check_answers "$scratch/size"
+}
 
-echo "== find_package(VornBases)"
-cmake -S "$consumer" -B "$scratch/cmake" \
-    -DCMAKE_PREFIX_PATH="$prefix" -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev
-cmake --build "$scratch/cmake"
-check_answers "$scratch/cmake/size"
+# Lets pkg-config find the library that is installed below the directory.
+use_pkg_config_below() {
+    local file
+    file=$(find "$1" -name Vorn-Bases.pc)
+    [ -n "$file" ] || fail "no Vorn-Bases.pc was installed"
+    PKG_CONFIG_PATH=$(dirname "$file")
+    export PKG_CONFIG_PATH
+}
 
-echo "== pkg-config Vorn-Bases"
-pc_file=$(find "$prefix" -name Vorn-Bases.pc)
-[ -n "$pc_file" ] || fail "no Vorn-Bases.pc was installed"
-PKG_CONFIG_PATH=$(dirname "$pc_file")
-export PKG_CONFIG_PATH
-library_dir=$(pkg-config --variable=libdir Vorn-Bases)
-read -ra flags <<<"$(pkg-config --cflags --libs Vorn-Bases)"
-"$cxx" -std=c++17 "$consumer/main.cpp" "${flags[@]}" -Wl,-rpath,"$library_dir" -o "$scratch/size"
-check_answers "$scratch/size"
-grep -q "libVorn-Bases.so.1 => $(realpath "$prefix")" <<<"$(ldd "$scratch/size")" ||
-    fail "the program runs with another libVorn-Bases than the installed one"
-grep -q -- -lxml2 <<<"$(pkg-config --static --libs Vorn-Bases)" ||
-    fail "a static link would lack libxml2"
+# Another major version is another library.
+check_other_version() {
+    local message=$scratch/message
+    mkdir "$scratch/other"
+    sed 's/find_package(VornBases/& 2/' "$consumer/CMakeLists.txt" >"$scratch/other/CMakeLists.txt"
+    ! cmake -S "$scratch/other" -B "$scratch/other/build" -DCMAKE_PREFIX_PATH="$1" \
+        -DCMAKE_CXX_COMPILER="$cxx" >/dev/null 2>"$message" || fail "version 2 was found"
+    grep -qz 'compatible with requested.*version: 1\.' "$message" ||
+        fail "what is wrong with version 2 is not said: $(cat "$message")"
+}
 
-echo "== add_subdirectory"
-mkdir "$scratch/host"
-cat >"$scratch/host/CMakeLists.txt" <<HOST
+check_installed() {
+    local edition
+    diff <(readme_block cpp) "$consumer/main.cpp" || fail "README.md shows another program"
+    diff <(readme_block cmake) "$consumer/CMakeLists.txt" ||
+        fail "README.md shows another CMakeLists.txt"
+    cmake --install "$build_dir" --prefix "$scratch/elsewhere" >/dev/null
+    mv "$scratch/elsewhere" "$prefix"
+    [ -n "$(find "$prefix" -name LICENSE)" ] || fail "the licence was not installed"
+
+    check_find_package "$prefix"
+    check_other_version "$prefix"
+    use_pkg_config_below "$prefix"
+    for edition in c++17 c++20 c++2b; do
+        check_pkg_config "$edition"
+    done
+    grep -q "libVorn-Bases.so.1 => $(realpath "$prefix")" <<<"$(ldd "$scratch/size")" ||
+        fail "the program runs with another libVorn-Bases than the installed one"
+}
+
+# What the option gives is made of the same objects, so they are not compiled again.
+check_static() {
+    local type
+    type=$(sed -n 's/^CMAKE_BUILD_TYPE:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
+    cmake -S "$source_dir" -B "$scratch/static" -G Ninja -DBUILD_SHARED_LIBS=OFF \
+        -DVORN_BASES_TESTS=OFF -DVORN_BASES_EXAMPLES=OFF -DCMAKE_BUILD_TYPE="$type" \
+        -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR="$prefix/lib" \
+        -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev \
+        -DCMAKE_CXX_COMPILER_LAUNCHER="sh;$consumer/copy-object.sh;$build_dir"
+    cmake --build "$scratch/static"
+    cmake --install "$scratch/static" >/dev/null
+    [ -z "$(find "$prefix" -name '*.so*')" ] || fail "a shared library was installed"
+
+    check_find_package "$prefix"
+    use_pkg_config_below "$prefix"
+    check_pkg_config c++17 --static
+    ! grep -q libVorn-Bases <<<"$(ldd "$scratch/size")" || fail "the program needs a shared library"
+}
+
+check_sources() {
+    local project=$scratch/project build=$scratch/project/build
+    mkdir "$project"
+    cat >"$project/CMakeLists.txt" <<PROJECT
 cmake_minimum_required(VERSION 3.25)
-project(host CXX)
+project(program CXX)
 enable_testing()
 add_subdirectory($source_dir bases)
 add_executable(size $consumer/main.cpp)
 target_link_libraries(size PRIVATE Vorn::Bases)
-HOST
-cmake -S "$scratch/host" -B "$scratch/host/build" -G "Unix Makefiles" \
-    -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev
-# Nothing is built yet, so anything to install would be missing.
-cmake --install "$scratch/host/build" --prefix "$scratch/host/prefix" >/dev/null
-[ ! -e "$scratch/host/prefix" ] || fail "something was installed along with a host"
-grep -q 'Total Tests: 0' <<<"$(ctest --test-dir "$scratch/host/build" -N)" ||
-    fail "a host gets tests"
-! grep -qE '^\.\.\. (manifest|seal)$' <<<"$(cmake --build "$scratch/host/build" --target help)" ||
-    fail "a host gets the example programs"
+PROJECT
+    # Clang does not know the last one.
+    local warnings='-Wall -Wextra -Wconversion -Wshadow -Werror'
+    [[ $("$cxx" --version) == *clang* ]] || warnings+=' -Wuseless-cast'
+    cmake -S "$project" -B "$build" -G "Unix Makefiles" -DCMAKE_CXX_FLAGS="$warnings" \
+        -DCMAKE_EXPORT_COMPILE_COMMANDS=ON \
+        -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev
+    # Nothing is built yet, so anything to install would be missing.
+    cmake --install "$build" --prefix "$project/prefix" >/dev/null
+    [ ! -e "$project/prefix" ] || fail "something was installed along with the program"
+    grep -q 'Total Tests: 0' <<<"$(ctest --test-dir "$build" -N)" || fail "the program's project gets tests"
+    ! grep -qE '^\.\.\. (manifest|seal)$' <<<"$(cmake --build "$build" --target help)" ||
+        fail "the program's project gets the example programs"
+
+    # Our own builds hold that no unit gives one of these warnings. To show that the program's flags
+    # reach the units, and no flags of ours, one will do.
+    ! grep -qE -- '-Wpedantic|-fstack-protector|-O[0-9]' "$build/compile_commands.json" ||
+        fail "the program's build passes our choice of flags"
+    make -C "$build/bases/Bases" Impl/Endian.o >/dev/null
+    grep -q -- '-Wall -Wextra' "$build/compile_commands.json" || fail "the program's flags do not count"
+}
+
+case $way in
+installed) check_installed ;;
+static) check_static ;;
+build-directory) check_find_package "$build_dir" ;;
+sources) check_sources ;;
+*) fail "no such way: $way" ;;
+esac
