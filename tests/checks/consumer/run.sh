@@ -82,6 +82,26 @@ check_other_version() {
         fail "what is wrong with version 2 is not said: $(cat "$message")"
 }
 
+# Whatever tells the version tells the one of the project.
+check_version() {
+    local version include library told major minor patch
+    version=$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
+    include=$(pkg-config --variable=includedir Vorn-Bases)
+    library=$(pkg-config --variable=libdir Vorn-Bases)
+    told=$(pkg-config --modversion Vorn-Bases)
+    [ "$told" = "$version" ] || fail "pkg-config tells version $told"
+    IFS=. read -r major minor patch <<<"$version"
+    "$cxx" -std=c++17 -fsyntax-only -x c++ -I"$include" - <<PROGRAM || fail "Version.h tells another"
+#include <Bases/Version.h>
+#include <string_view>
+static_assert(VORN_BASES_VERSION_TEXT == std::string_view("$version"));
+static_assert(VORN_BASES_VERSION == $major * 10000 + $minor * 100 + $patch);
+PROGRAM
+    [ -e "$library/libVorn-Bases.so.$version" ] || fail "the library's file has another version"
+    grep -q "\"$version\"" "$library/cmake/VornBases/VornBasesConfigVersion.cmake" ||
+        fail "the package file of CMake has another version"
+}
+
 check_installed() {
     local edition
     diff <(readme_block cpp) "$consumer/main.cpp" || fail "README.md shows another program"
@@ -94,6 +114,7 @@ check_installed() {
     check_find_package "$prefix"
     check_other_version "$prefix"
     use_pkg_config_below "$prefix"
+    check_version
     for edition in c++17 c++20 c++2b; do
         check_pkg_config "$edition"
     done

@@ -12,9 +12,10 @@ dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 export LC_ALL=C
 
-# Constructors and destructors have several symbols of one name.
+# Constructors and destructors have several symbols of one name; symbols.sh tells them apart.
 nm --dynamic --defined-only --demangle "$library" | cut -d ' ' -f 3- |
-    sed -e 's/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g' \
+    sed -e 's/@@VORN_BASES_1\.0$//' \
+        -e 's/std::__cxx11::basic_string<char, std::char_traits<char>, std::allocator<char> >/std::string/g' \
         -e 's/std::__cxx11::basic_string<wchar_t, std::char_traits<wchar_t>, std::allocator<wchar_t> >/std::wstring/g' \
         -e 's/std::deque<\([^,]*\), std::allocator<[^>]*> >/std::deque<\1>/g' \
         -e 's/\[abi:cxx11\]//g' |
