@@ -283,6 +283,11 @@ TEST_F(DirectoryChain, FindsTheFirstTwoSeparatorsFromTheThirdCharacterOn) {
     EXPECT_THAT(log, ElementsAre("look //x//y/", "make //x//y/", "kind //x//y/z"));
 }
 
+TEST_F(DirectoryChain, TakesTwoSeparatorsInARowForTwoDirectories) {
+    EXPECT_TRUE(CreateDirLevel("/new//sub/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look /new//sub/", "make /new//sub/", "kind /new//sub/"));
+}
+
 TEST_F(DirectoryChain, OfARelativePathBeginsAtItsFirstCharacter) {
     EXPECT_TRUE(CreateDirLevel("one/two/", 0, 0));
     EXPECT_THAT(log, ElementsAre("look one/", "make one/", "look one/two/", "make one/two/",

@@ -218,6 +218,29 @@ TYPED_TEST(EventKinds, WaitInterruptedByASignalHandlerGoesOnOrFails) {
         }
 }
 
+// The thread sanitizer looks on.
+TYPED_TEST(EventKinds, MayBeSetResetAndWaitedForByAllThreadsAtOnce) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
+        this->Make(kind, 0);
+        const auto use = [this] {
+            for (int i = 0; i < 300; ++i) {
+                this->m_event.Set();
+                this->m_event.Wait(0);
+                this->m_event.Reset();
+            }
+        };
+        PosixThread first(use);
+        PosixThread second(use);
+        use();
+        EXPECT_FALSE(first.Join());
+        EXPECT_FALSE(second.Join());
+        EXPECT_FALSE(this->m_event.Wait(0));
+        EXPECT_TRUE(this->m_event.Set());
+        EXPECT_TRUE(this->m_event.Wait(0));
+        this->m_event.Close();
+    }
+}
+
 TYPED_TEST(EventKinds, IsUsableAfterAThreadWasCancelledInItsWait) {
     for (const int kind : {EventKind::ManualReset, EventKind::AutoReset})
         for (const unsigned int timeoutMs : this->BlockingTimeOuts()) {

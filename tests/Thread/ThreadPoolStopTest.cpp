@@ -15,6 +15,7 @@
 #include <unistd.h>
 
 #include "Thread/ThreadPoolTest.h"
+#include "Thread/ThreadTest.h"
 #include "support/BlockedThreads.h"
 
 namespace {
@@ -163,6 +164,20 @@ TEST(TaskPoolStop, NotForcedIsSafeAgainstAWorkerThatIsTakingTasks) {
         pool.StopThread(0, 0);
         pool.StopThread(WaitForever, 0);
     }
+}
+
+// The thread sanitizer looks on.
+TEST(TaskPoolStop, IsSafeAgainstThreadsThatPost) {
+    constexpr int Tasks = 2000;
+    Copies copies;
+    ThreadTaskPool pool;
+    VornTest::PosixThread poster([&] { PostCounted(pool, copies, Tasks); });
+    while (copies.made < Tasks)
+        pool.StopThread(0, 0); // there is no worker: it only drops what is queued
+    EXPECT_FALSE(poster.Join());
+    pool.StopThread(0, 0);
+    EXPECT_EQ(0, copies.alive);
+    EXPECT_EQ(0, copies.runs);
 }
 
 TEST(TaskPoolStop, ForcedCancelsTheRunningTaskAndDestroysIt) {
@@ -369,6 +384,29 @@ TEST(TaskPoolDestruction, StopsTheWorkerAndDropsTheQueuedTasks) {
     EXPECT_TRUE(obedient.finished);
     EXPECT_EQ(0, copies.alive);
     EXPECT_EQ(0, copies.runs);
+}
+
+TEST(TaskPoolDestruction, WaitsForTheRunningTaskWithoutLimitAndCancelsNothing) {
+    DeafTask deaf;
+    std::atomic<bool> finished{false};
+    Platform::pthread_cancel.Record(true);
+    Platform::pthread_cond_wait.Record(true);
+    VornTest::PosixThread releaser([&] {
+        EXPECT_TRUE(BegunWaits(2)); // that of the task and that of the owner
+        deaf.release.Set();
+    });
+    {
+        ThreadTaskPool pool;
+        EXPECT_TRUE(pool.StartThread(0));
+        pool.Post([&] {
+            deaf.Task()();
+            finished = true;
+        });
+        EXPECT_TRUE(deaf.entered.Wait(Patience)); // has a limit and does not count
+    }
+    EXPECT_TRUE(finished);
+    EXPECT_EQ(0U, Platform::pthread_cancel.Count());
+    releaser.Join();
 }
 
 TEST(TaskPoolDestruction, DestroysTasksThatWereNeverStarted) {

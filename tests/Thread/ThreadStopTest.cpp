@@ -344,19 +344,23 @@ TEST_F(ThreadRestart, FailsAtTheStopEventWhenASubclassDoesNotStop) {
 TEST_F(ThreadDestruction, WaitsWithoutLimitAndJoins) {
     ManualEvent release;
     std::atomic<bool> ended{false};
-    Body body([&](Thread& self) {
-        self.IsStopThread(WaitForever);
+    Body body([&](Thread&) {
         release.Wait(WaitForever);
         ended = true;
+    });
+    Platform::pthread_cond_wait.Record(true);
+    VornTest::PosixThread releaser([&] {
+        EXPECT_TRUE(BegunWaits(2)); // that of the body and that of the owner
+        release.Set();
     });
     {
         Thread thread;
         StartWith(thread, body);
         TakeCalls();
-        release.Set();
     }
     EXPECT_TRUE(ended);
     EXPECT_THAT(TakeCalls(), ElementsAre("join"));
+    releaser.Join();
 }
 
 TEST_F(ThreadDestruction, DoesNotUseTheVirtualStop) {

@@ -267,6 +267,21 @@ TEST_F(XmlReaderLoad, NeverAsksTheNetwork) {
     xmlPopInputCallbacks();
 }
 
+TEST_F(XmlReaderLoad, TakesAFileWhoseNameOnlyResemblesAnAddress) {
+    const auto old = std::filesystem::current_path();
+    std::filesystem::current_path(m_dir.Path());
+    for (const std::string directory : {"http:", "ftp:", "https:"})
+        std::filesystem::create_directory(directory);
+    for (const std::string path :
+         {"http:/x", "ftp:/x", "https:/x", "http", "ftp", "http:x", "ftp:x"}) {
+        WriteFile(path, Utf8 + "<file/>");
+        XmlReader reader;
+        EXPECT_TRUE(reader.Load(path)) << path;
+        EXPECT_EQ("file", NameOf(reader, reader.GetRootElement()));
+    }
+    std::filesystem::current_path(old);
+}
+
 TEST_F(XmlReaderLoad, RefusesAMissingFileThatACatalogWouldReplace) {
     const std::string other = m_dir.File("other.xml");
     WriteFile(other, Utf8 + "<other/>");

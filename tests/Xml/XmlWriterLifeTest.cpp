@@ -424,6 +424,7 @@ void LetWrongBytesBeSeen() {
 
     XmlWriter dropped;
     WriteWrongBytes(dropped);
+    EXPECT_TRUE(dropped.WriteEntity("xyz abc")); // or the first byte might still be completed
 }
 
 // Everything that libxml2 would complain about.
