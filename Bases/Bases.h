@@ -8,6 +8,10 @@
 // Both change process-wide state, so no other thread may be using the library meanwhile. The
 // process queries keep no state; any thread may call them.
 //
+// In a child that a program with several threads has forked, call nothing of the library, nor of
+// most others, before `exec`: a thread that exists no more may have held a lock of the C library or
+// of libxml2, and a conversion or the loading of a document then waits for it for ever.
+//
 //     #include <Bases/Bases.h>
 //
 //     int main() {
@@ -35,6 +39,12 @@ VORN_BASES_API int BasesInit();
 /// Frees the XML parser's process-wide state; every further call does so again. Note: the global
 /// locale stays as BasesInit set it. Note: a document that an XmlWriter is still writing cannot be
 /// continued; what was written can still be fetched.
+///
+/// Note: the state is libxml2's own (`xmlCleanupParser`), which it shares with a program that uses
+/// libxml2 beside this library, or through another one. What such a program has registered is gone,
+/// as encoding aliases, input and output handlers, and catalogs are; a parser or writer that is at
+/// work with an encoder must not go on. Documents in memory stay. Such a program leaves
+/// BasesRelease out; the system takes the memory back.
 VORN_BASES_API void BasesRelease();
 
 /// Returns the calling process's identifier.

@@ -279,7 +279,8 @@ public:
     ///
     /// Returns false and changes nothing while a search is open. Returns false, without starting a
     /// search, when the directory cannot be opened or read, holds no entry, or its first entry
-    /// cannot be stat'ed. Note: a dangling link that comes first thus fails the whole search.
+    /// cannot be stat'ed. Note: a dangling link that comes first thus fails the whole search. Note:
+    /// a directory that cannot be read looks like an empty one; errno tells, as for FindNext.
     ///
     /// Note: names are appended to `dir` as they are. Without its trailing separator the search
     /// fails, or reports on another file that happens to have the resulting name.

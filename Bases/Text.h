@@ -25,6 +25,11 @@
 //     std::wstring wide = Vorn::mbs_to_wcs("\xF0\x9F\x98\x80"); // wide.size() is 1: 0x1F600
 //     std::string back = Vorn::wcs_to_mbs(wide); // "\xF0\x9F\x98\x80"
 //
+// What counts as malformed is the C library's to say. That of GNU takes, in UTF-8 locales, the 5-
+// and 6-byte forms and every number up to 0x7FFFFFFF, in both directions: a program that must keep
+// to 0x10FFFF, the last code point of Unicode, looks at the wide characters itself. Surrogates and
+// overlong forms are malformed.
+//
 // Any thread may call these functions. While a conversion from or to `utf8`, or GetSizeFormat of a
 // double, runs, no other thread may change the C library's locale, as BasesInit does.
 
@@ -41,7 +46,8 @@ namespace Vorn {
 /// Returns the wide string; empty for an empty string. Throws std::runtime_error with "can't
 /// convert string to wstring" if the facet reports an error.
 ///
-/// Note: a character cut off at the end is dropped without an error.
+/// Note: a character cut off at the end is dropped without an error. So is the start of one there
+/// that could not be completed any more, such as "\xE0\x80" or "\xED\xA0", while "\xFF" throws.
 /// Note: an embedded zero ends the result, but a malformed sequence after it still throws.
 VORN_BASES_API std::wstring mbs_to_wcs(const std::string& s,
                                        const std::locale& loc = std::locale());

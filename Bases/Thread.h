@@ -207,7 +207,9 @@ inline constexpr int Set = 1;
 /// - Where one Set releases several threads, each resets the event when it gets to run. A late one
 ///   takes back a Set that was made after an earlier one had returned.
 /// - On a named event, the reset drains whatever other objects with the name, in this process or
-///   another one, have set by then, even when the Wait itself has failed.
+///   another one, have set by then, even when the Wait itself has failed. Where processes announce
+///   to each other and each announcement counts, use a named Mutex instead, locked once at first:
+///   Unlock announces, Lock takes one announcement, and a Lock that fails takes none.
 ///
 ///     |                  | not created        | not set                 | set                    |
 ///     | ---------------- | ------------------ | ----------------------- | ---------------------- |

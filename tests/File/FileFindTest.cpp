@@ -340,6 +340,17 @@ TEST(FirstEntry, IsNotFoundInAnEmptyDirectory) {
     EXPECT_TRUE(find.FindFirst(dir.Path() + "/", "*"));
 }
 
+TEST(FirstEntry, ThatCannotBeReadDiffersFromAnEmptyDirectoryByErrno) {
+    Pretended directory({});
+    for (const int error : {0, EIO}) {
+        directory.endError = error;
+        FileFind find;
+        errno = 0;
+        EXPECT_FALSE(find.FindFirst("/x/", "*"));
+        EXPECT_EQ(error, errno);
+    }
+}
+
 TEST(FirstEntry, FailsTheSearchWhenItIsADanglingLink) {
     Pretended directory({{"broken", {}}, {"file", Status(S_IFREG)}});
     FileFind find;

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <cwchar>
+#include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include <gmock/gmock.h>
@@ -185,6 +187,39 @@ TEST_F(MultibyteToWide, DropsACharacterCutOffAtTheEnd) {
     EXPECT_EQ(L"ab", Vorn::mbs_to_wcs("ab\xE2", utf8));
     EXPECT_EQ(L"", Vorn::mbs_to_wcs("\xC3", utf8));
     EXPECT_EQ(L"\uD55C", Vorn::mbs_to_wcs("\xC7\xD1\xB1", std::locale(KoreanLocale)));
+}
+
+TEST_F(MultibyteToWide, DropsAlsoAMalformedStartAtTheEnd) {
+    const std::locale utf8(Utf8Locale);
+    for (const char* start : {"\xE0\x80", "\xED\xA0", "\xF0\x80", "\xF4\x90", "\xF8", "\xFC\x84"}) {
+        EXPECT_EQ(L"ab", Vorn::mbs_to_wcs(std::string("ab") + start, utf8)) << start;
+        SetCLocale(Utf8Locale);
+        EXPECT_EQ(BadUtf8, Thrown([&] { Vorn::utf8_to_wcs(start); })) << start;
+    }
+    for (const char* start : {"\xFE", "\xFF", "\x80", "\xC0", "\xC1"})
+        EXPECT_EQ(BadString, Thrown([&] { Vorn::mbs_to_wcs(std::string("ab") + start, utf8); }));
+}
+
+// The first and the last number of each length that Unicode lacks.
+TEST_F(MultibyteToWide, AndBackGoBeyondUnicodeWhereTheCLibraryDoes) {
+    const std::locale utf8(Utf8Locale);
+    SetCLocale(Utf8Locale);
+    for (const auto& [number, bytes] :
+         std::vector<std::pair<unsigned, std::string>>{{0x110000, "\xF4\x90\x80\x80"},
+                                                       {0x1FFFFF, "\xF7\xBF\xBF\xBF"},
+                                                       {0x200000, "\xF8\x88\x80\x80\x80"},
+                                                       {0x3FFFFFF, "\xFB\xBF\xBF\xBF\xBF"},
+                                                       {0x4000000, "\xFC\x84\x80\x80\x80\x80"},
+                                                       {0x7FFFFFFF, "\xFD\xBF\xBF\xBF\xBF\xBF"}}) {
+        const std::wstring wide(1, static_cast<wchar_t>(number));
+        EXPECT_EQ(wide, Vorn::mbs_to_wcs(bytes, utf8));
+        EXPECT_EQ(wide, Vorn::utf8_to_wcs(bytes));
+        EXPECT_EQ(bytes, Vorn::wcs_to_mbs(wide, utf8));
+        EXPECT_EQ(Convertible, Thrown([&] { Vorn::wcs_to_utf8(wide); }));
+    }
+    const std::wstring beyond(1, static_cast<wchar_t>(0x80000000));
+    EXPECT_EQ(BadWideString, Thrown([&] { Vorn::wcs_to_mbs(beyond, utf8); }));
+    EXPECT_EQ(BadWideForUtf8, Thrown([&] { Vorn::wcs_to_utf8(beyond); }));
 }
 
 TEST_F(MultibyteToWide, EndsAtAnEmbeddedZero) {

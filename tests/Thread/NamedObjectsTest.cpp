@@ -268,6 +268,24 @@ TEST_F(NamedSemaphore, LimitedWaitTriesAndYieldsUntilTheClockItselfShowsItsTime)
     EXPECT_TRUE(sem.Wait(1500));
 }
 
+TEST_F(NamedMutex, CountsWhatAnotherProcessAnnouncesAlsoWhileALockFails) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    ASSERT_TRUE(mutex.Lock(0));
+    Peer peer;
+    ASSERT_TRUE(peer.Do("mutex-open " + m_name));
+    Platform::sem_trywait.At(1).Do([&](sem_t* sem) {
+        EXPECT_EQ(-1, Platform::sem_trywait.Real(sem));
+        peer.Do("mutex-unlock");
+        return -1;
+    });
+    EXPECT_FALSE(mutex.Lock(0));
+    peer.Do("mutex-unlock");
+    EXPECT_TRUE(mutex.Lock(0));
+    EXPECT_TRUE(mutex.Lock(0));
+    EXPECT_FALSE(mutex.Lock(0));
+}
+
 TEST_F(NamedEvent, ReachesAnotherProcess) {
     Event event;
     ASSERT_TRUE(event.Create(1, 0, Name()));

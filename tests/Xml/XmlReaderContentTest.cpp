@@ -130,7 +130,32 @@ TEST_F(XmlReaderWalk, DropsPrefixesAndCountsNamespacesAsNoAttributes) {
     EXPECT_EQ(nullptr, reader.NextAttribute(attribute));
 }
 
-// Hosts put a different root under the operations of their own.
+TEST_F(XmlReaderWalk, KeepsAPrefixThatNothingBinds) {
+    XmlReader reader;
+    ASSERT_TRUE(LoadText(reader, Utf8 + "<p:r xmlns:q='u' x:y='1' q:z='2'/>"));
+    EXPECT_EQ("p:r", NameOf(reader, reader.GetRootElement()));
+    XmlReader::Attribute* const attribute = reader.GetFirstAttribute(reader.GetRootElement());
+    std::string name;
+    std::string value;
+    EXPECT_TRUE(reader.GetAttribute(attribute, name, value));
+    EXPECT_EQ("x:y", name);
+    EXPECT_TRUE(reader.GetAttribute(reader.NextAttribute(attribute), name, value));
+    EXPECT_EQ("z", name);
+}
+
+TEST_F(XmlReaderWalk, DeliversNoDefaultsOfAttributes) {
+    XmlReader reader;
+    ASSERT_TRUE(LoadText(reader, Utf8 + "<!DOCTYPE r [<!ATTLIST r a CDATA 'default' "
+                                        "b CDATA #FIXED 'fixed'>]><r c='given'/>"));
+    XmlReader::Attribute* const attribute = reader.GetFirstAttribute(reader.GetRootElement());
+    std::string name;
+    std::string value;
+    EXPECT_TRUE(reader.GetAttribute(attribute, name, value));
+    EXPECT_EQ("c", name);
+    EXPECT_EQ(nullptr, reader.NextAttribute(attribute));
+}
+
+// Programs put a different root under the operations of their own.
 class FixedRoot : public XmlReader {
 public:
     Element* GetRootElement() override { return root; }

@@ -12,6 +12,9 @@
 #include <thread>
 #include <vector>
 
+#include <libxml/encoding.h>
+#include <libxml/tree.h>
+
 #include <gtest/gtest.h>
 
 #include <Bases/Xml.h>
@@ -184,6 +187,17 @@ TEST_F(XmlRelease, NeedsNoSetUpBeforeTheNextDocument) {
     ExpectWholeDocument(m_writer);
     XmlReader reader;
     EXPECT_TRUE(LoadText(reader, Bytes(m_writer)));
+}
+
+TEST_F(XmlRelease, TakesAwayWhatTheProgramHasRegisteredWithLibxml2) {
+    ASSERT_EQ(0, xmlAddEncodingAlias("UTF-8", "HOUSE-ENCODING"));
+    ASSERT_NE(nullptr, xmlGetEncodingAlias("HOUSE-ENCODING"));
+    xmlDoc* const document = xmlNewDoc(nullptr);
+    xmlDocSetRootElement(document, xmlNewNode(nullptr, reinterpret_cast<const xmlChar*>("own")));
+    BasesRelease();
+    EXPECT_EQ(nullptr, xmlGetEncodingAlias("HOUSE-ENCODING"));
+    EXPECT_STREQ("own", reinterpret_cast<const char*>(xmlDocGetRootElement(document)->name));
+    xmlFreeDoc(document);
 }
 
 TEST_F(XmlRelease, LeavesALoadedDocument) {

@@ -208,4 +208,17 @@ TEST_F(XmlWriterEncoding, TextsBeyondAsciiAreForUtf8DocumentsOnly) {
     EXPECT_EQ(Utf8 + "<r>" + EAcute + "</r>\n", Finish(writer));
 }
 
+TEST_F(XmlWriterEncoding, ALostDocumentShowsInTheResultOfItsEndOnly) {
+    XmlWriter writer;
+    ASSERT_TRUE(writer.BeginDocument("ISO-8859-1"));
+    ASSERT_TRUE(writer.BeginElement("r"));
+    EXPECT_TRUE(writer.WriteElementEntity("a", "plain"));
+    EXPECT_TRUE(writer.WriteElementEntity("b", EAcute));
+    EXPECT_TRUE(writer.EndElement());
+    EXPECT_FALSE(writer.EndDocument());
+    EXPECT_EQ("", Bytes(writer));
+    EXPECT_TRUE(writer.Save(m_dir.File("lost.xml")));
+    EXPECT_EQ("", VornTest::TextOf(m_dir.File("lost.xml")));
+}
+
 } // namespace
