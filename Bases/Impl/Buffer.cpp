@@ -4,8 +4,9 @@
 #include <Bases/Container.h>
 
 #include <algorithm>
+#include <array>
+#include <cstddef>
 #include <cstring>
-#include <limits>
 #include <utility>
 
 #include <Bases/Impl/Reserve.h>
@@ -43,6 +44,70 @@ unsigned long Present(const Array& array, unsigned long size, unsigned long maxS
     return array == nullptr ? 0 : std::min(size, maxSize);
 }
 
+// The first and the last bytes of a piece, `Count` of each, which may overlap: together they are a
+// piece of any length from `Count` to twice that. All are read before any is written.
+template <std::size_t Count>
+class Ends {
+public:
+    Ends(const unsigned char* from, unsigned long size) {
+        std::memcpy(m_first.data(), from, Count);
+        std::memcpy(m_last.data(), from + size - Count, Count);
+    }
+
+    void Write(unsigned char* to, unsigned long size) const {
+        std::memcpy(to, m_first.data(), Count);
+        std::memcpy(to + size - Count, m_last.data(), Count);
+    }
+
+private:
+    std::array<unsigned char, Count> m_first;
+    std::array<unsigned char, Count> m_last;
+};
+
+// As memmove, for at least one byte, but without the call, which takes as long as all the rest of
+// appending a few bytes.
+void Move(const unsigned char* from, unsigned long size, unsigned char* to) {
+    if (size == 1) {
+        *to = *from;
+    } else if (size > 64) {
+        std::memmove(to, from, size);
+    } else if (size > 32) {
+        const Ends<16> front(from, 32);
+        const Ends<16> back(from + size - 32, 32);
+        front.Write(to, 32);
+        back.Write(to + size - 32, 32);
+    } else if (size >= 16) {
+        Ends<16>(from, size).Write(to, size);
+    } else if (size >= 8) {
+        Ends<8>(from, size).Write(to, size);
+    } else if (size >= 4) {
+        Ends<4>(from, size).Write(to, size);
+    } else {
+        Ends<2>(from, size).Write(to, size);
+    }
+}
+
+// Writes the bytes at the end of the array, which has the capacity unless it is null.
+bool Append(unsigned char* array, unsigned long& size, const unsigned char* data,
+            unsigned long len) {
+    if (data == nullptr || len == 0)
+        return true;
+    if (array == nullptr)
+        return false;
+    unsigned char* const end = array + size;
+    size += len;
+    Move(data, len, end);
+    return true;
+}
+
+// Not inlined: its clean-up would cost every append the saving of all registers.
+[[gnu::noinline]] bool AppendGrowing(Storage storage, unsigned long& size,
+                                     const unsigned char* data, unsigned long len) {
+    Array old; // the data may lie in the array that growth replaces
+    return Grow(storage, Present(storage.array, size, storage.capacity), size + len, old) &&
+           Append(storage.array.get(), size, data, len);
+}
+
 } // namespace
 
 SerialBuffer::SerialBuffer() : m_nMaxSize(0), m_nSize(0), m_nReserve(0) {}
@@ -70,22 +135,14 @@ int SerialBuffer::SetMaxSize(unsigned long size, int keep) {
 }
 
 int SerialBuffer::AddBuffer(unsigned char* data, unsigned long len, int grow) {
-    if (len > std::numeric_limits<unsigned long>::max() - m_nSize)
+    unsigned long size = 0;
+    if (__builtin_add_overflow(m_nSize, len, &size))
         return 0;
-    const unsigned long size = m_nSize + len;
-    Array old; // the data may lie in the array that growth replaces
-    if (size > m_nMaxSize) {
-        const unsigned long kept = Present(m_pBuffer, m_nSize, m_nMaxSize);
-        if (grow == 0 || !Grow({m_pBuffer, m_nMaxSize, m_nReserve}, kept, size, old))
-            return 0;
-    }
-    if (data == nullptr || len == 0)
-        return 1;
-    if (m_pBuffer == nullptr)
-        return 0;
-    std::memmove(m_pBuffer.get() + m_nSize, data, len);
-    m_nSize = size;
-    return 1;
+    if (size > m_nMaxSize) [[unlikely]]
+        return grow != 0 && AppendGrowing({m_pBuffer, m_nMaxSize, m_nReserve}, m_nSize, data, len)
+                   ? 1
+                   : 0;
+    return Append(m_pBuffer.get(), m_nSize, data, len) ? 1 : 0;
 }
 
 int SerialBuffer::Shift(unsigned long n) {

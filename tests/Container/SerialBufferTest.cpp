@@ -296,6 +296,36 @@ TEST(SerialBufferAdd, TakesBytesThatOverlapTheirNewPlace) {
     EXPECT_EQ("acbcdef", TextOf(buffer));
 }
 
+// Short pieces are copied by other means than long ones.
+constexpr unsigned long PiecesUpTo = 140;
+
+TEST(SerialBufferAdd, AppendsPiecesOfEveryLengthAndNoByteMore) {
+    for (unsigned long length = 1; length <= PiecesUpTo; ++length) {
+        const auto piece = Letters(length); // alone in its array, for the sanitizer
+        const std::string expected(piece.get(), piece.get() + length);
+        SerialBuffer buffer(3 + length + 1);
+        Add(buffer, "abc", 0);
+        ASSERT_EQ(1, buffer.AddBuffer(piece.get(), length, 0));
+        ASSERT_EQ("abc" + expected, TextOf(buffer));
+        ASSERT_EQ(Unwritten, buffer.GetBuffer()[3 + length]) << length;
+    }
+}
+
+TEST(SerialBufferAdd, TakesPiecesOfEveryLengthThatOverlapTheirNewPlace) {
+    for (unsigned long length = 1; length <= PiecesUpTo; ++length) {
+        for (unsigned long from = 0; from <= 2 * length; ++from) {
+            auto array = Letters(3 * length);
+            std::string expected(array.get(), array.get() + 3 * length);
+            expected.replace(length, length, expected.substr(from, length));
+            SerialBuffer buffer;
+            buffer.SetBuffer(array.release(), length, 3 * length);
+            ASSERT_EQ(1, buffer.AddBuffer(buffer.GetBuffer() + from, length, 0));
+            buffer.SetSize(3 * length);
+            ASSERT_EQ(expected, TextOf(buffer)) << length << " bytes from " << from;
+        }
+    }
+}
+
 // Concerns: parts and all of the bytes, more than there are, the capacity and the bytes beyond.
 
 TEST(SerialBufferShift, MovesTheRestToTheFront) {
