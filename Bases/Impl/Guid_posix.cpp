@@ -170,6 +170,14 @@ void Print(const unsigned char (&bytes)[16], char* text) {
     std::memcpy(text + 24, digits + 20, 12);
 }
 
+// Not inlined: a caller who gets the whole text needs no text of ours.
+[[gnu::noinline]] void PrintClipped(const unsigned char (&bytes)[16], char* buffer) {
+    char text[TextLength];
+    Print(bytes, text);
+    std::memcpy(buffer, text + 1, ClippedLength);
+    buffer[ClippedLength] = '\0';
+}
+
 // Compares two unsigned integers in host byte order: -1, 0 or 1.
 template <typename Word>
 int CompareWords(const unsigned char* left, const unsigned char* right) {
@@ -237,14 +245,11 @@ bool Guid::ToString(char* buffer, int form) const {
     if (buffer == nullptr || None())
         return false;
     if (form == GuidForm::Clipped) {
-        char text[TextLength];
-        Print(m_bytes, text);
-        std::memcpy(buffer, text + 1, ClippedLength);
-        buffer[ClippedLength] = '\0';
-        return true;
+        PrintClipped(m_bytes, buffer);
+    } else {
+        Print(m_bytes, buffer);
+        buffer[TextLength] = '\0';
     }
-    Print(m_bytes, buffer);
-    buffer[TextLength] = '\0';
     return true;
 }
 

@@ -162,13 +162,14 @@ NumberToken NumberOf(char letter, std::size_t length, const SysTime& sysTime) {
 // What no number, with its sign, and no token is longer than.
 constexpr std::size_t LongestToken = 6;
 
+// The two digits of a value below 100.
+void WritePair(unsigned value, char* out) {
+    out[0] = static_cast<char>('0' + value / 10);
+    out[1] = static_cast<char>('0' + value % 10);
+}
+
 // As printf does with a width that includes the sign, and zeros. Returns the end.
-char* AddNumber(int value, std::size_t width, char* out) {
-    if (width == 2 && value >= 0 && value < 100) {
-        out[0] = static_cast<char>('0' + value / 10);
-        out[1] = static_cast<char>('0' + value % 10);
-        return out + 2;
-    }
+char* AddAnyNumber(int value, std::size_t width, char* out) {
     char digits[LongestToken];
     char* first = std::end(digits);
     for (int rest = std::abs(value); rest != 0; rest /= 10)
@@ -181,21 +182,34 @@ char* AddNumber(int value, std::size_t width, char* out) {
     return std::copy(first, std::end(digits), out);
 }
 
-// Writes at most LongestToken characters, or the token itself. Returns the end.
-char* DateTimeFormatToString(std::string_view token, const SysTime& sysTime, char* out) {
-    if (token.empty())
-        return out;
-    const char letter = token.front();
-    const auto isOther = [letter](char c) { return c != letter; };
-    const bool isMixed = std::any_of(token.begin(), token.end(), isOther); // which is no token
-    if (!isMixed && letter == 't' && token.size() <= 2)
-        return std::copy_n(sysTime.hour < 12 ? "AM" : "PM", token.size(), out);
-    const NumberToken number = NumberOf(letter, token.size(), sysTime);
-    if (isMixed || token.size() > number.longest)
-        return std::copy(token.begin(), token.end(), out);
+// The same; values that have no more digits than the token has letters, as all fields of a date
+// have, take no loop.
+char* AddNumber(int value, std::size_t width, char* out) {
+    const auto number = static_cast<unsigned>(value); // negative ones are too large
+    if (width == 2 && number < 100) {
+        WritePair(number, out);
+    } else if (width == 4 && number < 10000) {
+        WritePair(number / 100, out);
+        WritePair(number % 100, out + 2);
+    } else if (width == 3 && number < 1000) {
+        out[0] = static_cast<char>('0' + number / 100);
+        WritePair(number % 100, out + 1);
+    } else {
+        return AddAnyNumber(value, width, out);
+    }
+    return out + width;
+}
+
+// Writes what a run of one letter stands for, or the run itself if it is no token. Returns the end.
+char* AddRun(char letter, std::size_t length, const SysTime& sysTime, char* out) {
+    if (letter == 't' && length <= 2)
+        return std::copy_n(sysTime.hour < 12 ? "AM" : "PM", length, out);
+    const NumberToken number = NumberOf(letter, length, sysTime);
+    if (length > number.longest)
+        return std::fill_n(out, length, letter);
     if (letter == 'F' && number.value == 0)
         return out;
-    return AddNumber(number.value, token.size(), out);
+    return AddNumber(number.value, length, out);
 }
 
 // All zeros for a time that cannot be converted.
@@ -344,27 +358,32 @@ bool TimeToSysTime(const Time&, SysTime&, const TimeZone&) { return false; }
 bool SysTimeToTime(const SysTime&, Time&, const TimeZone&) { return false; }
 
 bool GetDateTimeFormat(std::string& out, const std::string& pattern, const SysTime& sysTime) {
-    out.clear(); // first, because the pattern may be the same string
-    const std::string_view text = pattern;
+    out.clear();     // first, because the pattern may be the same string
     char piece[256]; // of the result, which grows by large pieces
     char* end = piece;
-    std::size_t tokenBegin = 0;
-    for (std::size_t i = 0; i <= text.size(); ++i) {
-        if (i < text.size() && IsPatternLetter(text[i]))
-            continue;
-        const std::string_view token = text.substr(tokenBegin, i - tokenBegin);
-        const bool isLong = token.size() > LongestToken;
-        if (isLong || std::end(piece) - end < static_cast<std::ptrdiff_t>(LongestToken + 1)) {
+    const char* next = pattern.data();
+    const char* const patternEnd = next + pattern.size();
+    while (next != patternEnd) {
+        if (std::end(piece) - end < static_cast<std::ptrdiff_t>(LongestToken)) {
             out.append(piece, end);
             end = piece;
         }
-        if (isLong)
-            out += token;
-        else
-            end = DateTimeFormatToString(token, sysTime, end);
-        if (i < text.size())
-            *end++ = text[i];
-        tokenBegin = i + 1;
+        if (!IsPatternLetter(*next)) {
+            *end++ = *next++;
+            continue;
+        }
+        const char* const run = next;
+        while (next != patternEnd && *next == *run)
+            ++next;
+        const auto length = static_cast<std::size_t>(next - run);
+        const bool isMixed = next != patternEnd && IsPatternLetter(*next); // which is no token
+        if (!isMixed && length <= LongestToken) {
+            end = AddRun(*run, length, sysTime, end);
+        } else {
+            next = std::find_if_not(next, patternEnd, IsPatternLetter);
+            out.append(piece, end).append(run, next);
+            end = piece;
+        }
     }
     out.append(piece, end);
     return !out.empty();

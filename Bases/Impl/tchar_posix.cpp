@@ -131,8 +131,8 @@ struct EightDigits {
 };
 
 // The first and the last digits are written in one piece each, which overlap where that is more
-// than there are.
-void WriteHexadecimal(Magnitude magnitude, char* text) {
+// than there are. Not inlined, so that the other radices need not save its many registers.
+[[gnu::noinline]] void WriteHexadecimal(Magnitude magnitude, char* text) {
     const int count = (static_cast<int>(std::bit_width(magnitude | 1)) + 3) / 4;
     const EightDigits last(static_cast<std::uint32_t>(magnitude));
     const EightDigits first(static_cast<std::uint32_t>(magnitude << (64 - 4 * count) >> 32));
@@ -145,12 +145,17 @@ void WriteHexadecimal(Magnitude magnitude, char* text) {
         std::memcpy(text + count - 4, last.text + 4, 4);
     } else {
         text[0] = first.text[0];
-        text[count / 2] = first.text[count / 2];
-        text[count - 1] = first.text[count - 1];
+        text[count / 2] = first.text[1];
+        text[count - 1] = last.text[7]; // in the same place as the one before if there are fewer
     }
 }
 
 // --- The choice ----------------------------------------------------------------------------------
+
+// Not inlined: its work area would cost the two usual radices a frame of that size.
+[[gnu::noinline]] char* WriteInAnyRadix(Magnitude magnitude, char* buffer, int radix) {
+    return IntegerText<char>(magnitude, false, radix).CopyTo(buffer);
+}
 
 char* WriteUnsigned(Magnitude magnitude, char* buffer, int radix) {
     if (radix == 10)
@@ -158,7 +163,7 @@ char* WriteUnsigned(Magnitude magnitude, char* buffer, int radix) {
     else if (radix == 16)
         WriteHexadecimal(magnitude, buffer);
     else
-        IntegerText<char>(magnitude, false, radix).CopyTo(buffer);
+        WriteInAnyRadix(magnitude, buffer, radix);
     return buffer;
 }
 

@@ -191,6 +191,24 @@ TEST_F(DateTimeToken, PrintsValuesOutOfRangeAsTheyAre) {
     EXPECT_EQ("-5|-05|0|00", Format("MM|fff|f|ff", negative));
 }
 
+TEST_F(DateTimeToken, GetsLongerWhereItsNumberDoes) {
+    const auto expectValues = [](int first, int last) {
+        for (int value = first; value <= last; ++value) {
+            SysTime sysTime{};
+            sysTime.year = sysTime.minute = sysTime.milliseconds = static_cast<short>(value);
+            const std::string expected = Digits(value, 4) + ' ' + Digits(value, 3) + ' ' +
+                                         Digits(value, 2) + ' ' + Digits(value, 1) + ' ' +
+                                         Digits(value, 3);
+            ASSERT_EQ(expected, Format("yyyy yyy mm m fff", sysTime));
+        }
+    };
+    expectValues(SHRT_MIN, SHRT_MIN + 10);
+    expectValues(-10010, -9990);
+    expectValues(-1010, 1010);
+    expectValues(9990, 10010);
+    expectValues(SHRT_MAX - 10, SHRT_MAX);
+}
+
 TEST_F(DateTimeToken, NeverPrintsTheWeekdayAndTheReservedField) {
     SysTime other = Morning;
     other.dayOfWeek = 77;
