@@ -20,7 +20,7 @@ endif()
 
 if(VORN_BASES_SANITIZE)
   target_compile_options(VornBasesOptions INTERFACE
-    -fsanitize=${VORN_BASES_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer -O1)
+    -fsanitize=${VORN_BASES_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(VornBasesOptions INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
 endif()
 

@@ -18,6 +18,7 @@
 #include "Container/Bits.h"
 #include "Container/FilledArrays.h"
 #include "support/NoMemory.h"
+#include "support/Sanitizers.h"
 
 namespace {
 
@@ -166,7 +167,7 @@ TEST(BufferReserve, IsGivenUpByABufferThatIsGivenItsOwnArray) {
     EXPECT_EQ(ExpectedContent(LongArray + 1), ContentOf(*buffer));
 }
 
-#ifdef __SANITIZE_ADDRESS__
+#ifdef VORN_ADDRESS_SANITIZER
 TEST(ReserveDeathTest, IsNoPlaceToWriteTo) {
     const auto buffer = Grown(LongArray + 1);
     EXPECT_DEATH(buffer->GetBuffer()[buffer->GetMaxSize()] = 1, "AddressSanitizer");

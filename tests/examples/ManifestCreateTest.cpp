@@ -3,6 +3,7 @@
 
 #include "ManifestProgram.h"
 #include "support/Prepare.h"
+#include "support/Sanitizers.h"
 
 #include <algorithm>
 #include <array>
@@ -225,7 +226,7 @@ TEST_F(ManifestFailures, AllOfThemAreReportedInOneRun) {
 }
 
 TEST_F(ManifestFailures, ARefusedWorkerThreadIsReportedInsteadOfWaitedFor) {
-#ifdef __SANITIZE_THREAD__
+#ifdef VORN_THREAD_SANITIZER
     GTEST_SKIP() << "the thread sanitizer cannot start with a stack limit like this";
 #endif
     // A new thread's stack is as large as the limit of the first one's; none is as large as this.

@@ -4,6 +4,7 @@
 #include "support/ExampleTest.h"
 #include "support/Prepare.h"
 #include "support/Program.h"
+#include "support/Sanitizers.h"
 
 #include <cstddef>
 #include <filesystem>
@@ -354,7 +355,7 @@ TEST_F(SealFailure, IsTheAnswerToFilesAboveTheLimits) {
 }
 
 TEST_F(SealFailure, ForLackOfMemoryIsReported) {
-#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+#if defined(VORN_ADDRESS_SANITIZER) || defined(VORN_THREAD_SANITIZER)
     GTEST_SKIP() << "the sanitizers need more memory than they would be left";
 #endif
     MakeHoles("in", std::uintmax_t{1} << 29U);
