@@ -86,6 +86,11 @@ std::size_t Call::Scripted() const {
     return m_pState == nullptr ? 0 : m_pState->scripted;
 }
 
+std::size_t Call::Failed() const {
+    const Detail::Notes notes;
+    return m_pState == nullptr ? 0 : m_pState->failed;
+}
+
 void Call::Forget() {
     const Detail::Notes notes;
     if (m_pState != nullptr)

@@ -26,12 +26,36 @@ namespace VornTest::Platform {
 /// Stands for an errno: the call does half of its work and returns the short count.
 inline constexpr int ShortCount = -1;
 
+class Call;
+
 /// Which calls a script is for. They are counted from 1, from the moment the script was given.
 struct When {
     std::size_t first = 1;
-    bool once = false;      // only that one; otherwise the later ones too
-    bool anyThread = false; // of all threads; otherwise of the one that gave the script
+    bool once = false;            // only that one; otherwise the later ones too
+    bool anyThread = false;       // of all threads; otherwise of the one that gave the script
+    bool inWindow = false;        // only those made while there is a Window; others are not counted
+    const Call* pAfter = nullptr; // only those made after this function was made to fail
 };
+
+/// While there is one, scripts hold that are for calls in a window, and over all others. For
+/// generic code that makes every call of an operation fail, and none of what a test does before and
+/// after it.
+class Window {
+public:
+    Window() { ++s_open; }
+    ~Window() { --s_open; }
+    Window(const Window&) = delete;
+    Window& operator=(const Window&) = delete;
+
+    static bool IsOpen() { return s_open != 0; }
+
+private:
+    static inline std::atomic<int> s_open{0};
+};
+
+/// Whether a call that reports an error has not done its work, or has: close gives its descriptor
+/// back in any case.
+enum class OnError { WorkIsNotDone, WorkIsDone };
 
 /// A function of the platform, whatever its type.
 class Call {
@@ -60,6 +84,9 @@ public:
     /// How many calls were answered by a script.
     std::size_t Scripted() const;
 
+    /// How many of these were made to fail.
+    std::size_t Failed() const;
+
     /// Forgets the recorded calls; goes on recording if it did.
     void Forget();
 
@@ -84,12 +111,16 @@ protected:
         const void* pRecorded = nullptr;  // the thread; null: all
         std::vector<std::size_t> moments; // of the recorded calls, among those of all functions
         std::size_t scripted = 0;
+        std::size_t failed = 0;
     };
 
     bool Records() const;
     void NoteMoment();
 
     State* GetState() const { return m_pState; }
+    static bool HasFailed(const Call& call) {
+        return call.m_pState != nullptr && call.m_pState->failed != 0;
+    }
     State& KeepState();
     virtual std::unique_ptr<State> MakeState() const = 0;
 
@@ -208,13 +239,11 @@ public:
         explicit Script(Function& function, When when = {}) : m_function(function), m_when(when) {}
 
         /// The nth call only.
-        Script At(std::size_t n) const { return Script(m_function, {n, true, m_when.anyThread}); }
+        Script At(std::size_t n) const { return For({n, true, m_when.anyThread}); }
         /// The nth call and all after it.
-        Script From(std::size_t n) const {
-            return Script(m_function, {n, false, m_when.anyThread});
-        }
+        Script From(std::size_t n) const { return For({n, false, m_when.anyThread}); }
         /// Calls of all threads.
-        Script OnAnyThread() const { return Script(m_function, {m_when.first, m_when.once, true}); }
+        Script OnAnyThread() const { return For({m_when.first, m_when.once, true}); }
 
         void Fail(int error) const { m_function.Fail(error, m_when); }
         void Answer(Result value) const {
@@ -223,6 +252,8 @@ public:
         void Do(Hook hook) const { m_function.Do(std::move(hook), m_when); }
 
     private:
+        Script For(const When& when) const { return Script(m_function, when); }
+
         Function& m_function;
         When m_when;
     };
@@ -230,8 +261,9 @@ public:
     /// `failing` sets errno and returns the result that means failure; null: the function cannot
     /// fail. `cut` is the call with a short count.
     constexpr Function(const char* name, Pointer real, std::span<const int> errors = {},
-                       Failing failing = Detail::Usual<R>(), Pointer cut = nullptr)
-        : Call(name, errors), m_real(real), m_failing(failing), m_cut(cut) {}
+                       Failing failing = Detail::Usual<R>(), Pointer cut = nullptr,
+                       OnError onError = OnError::WorkIsNotDone)
+        : Call(name, errors), m_real(real), m_failing(failing), m_cut(cut), m_onError(onError) {}
 
     R operator()(Args... args) { return IsWatched() ? Watched(args...) : m_real(args...); }
 
@@ -257,11 +289,11 @@ public:
         if (isCut ? m_cut == nullptr : m_failing == nullptr)
             throw std::logic_error(std::string(Name()) + " does not fail this way");
         if (isCut)
-            Do(m_cut, when);
+            Add(m_cut, when, true);
         else
-            Do([failing = m_failing, error](Args...) { return failing(error); }, when);
+            Add([this, error](Args... args) { return FailWith(error, args...); }, when, true);
     }
-    void Do(Hook hook, const When& when);
+    void Do(Hook hook, const When& when) { Add(std::move(hook), when, false); }
 
     /// What the recorded calls were given, and what they returned.
     std::vector<Arguments> Calls() const;
@@ -272,9 +304,12 @@ private:
         When when;
         const void* pThread;
         std::shared_ptr<const Hook> hook;
+        bool fails;
         std::size_t seen = 0;
     };
 
+    void Add(Hook hook, const When& when, bool fails);
+    R FailWith(int error, Args... args) const;
     R Watched(Args... args);
     std::shared_ptr<const Hook> Note(Args... args);
     std::shared_ptr<const Hook> Choose();
@@ -299,6 +334,7 @@ private:
     Pointer m_real;
     Failing m_failing;
     Pointer m_cut;
+    OnError m_onError;
 };
 
 template <typename R, typename... Args>
@@ -325,17 +361,26 @@ auto Function<R(Args...)>::Note(Args... args) -> std::shared_ptr<const Hook> {
 
 template <typename R, typename... Args>
 auto Function<R(Args...)>::Choose() -> std::shared_ptr<const Hook> {
-    std::shared_ptr<const Hook> chosen;
+    const Rule* chosen = nullptr;
     for (Rule& rule : Kept()->rules) {
         if (!rule.when.anyThread && rule.pThread != Detail::ThisThread())
             continue;
+        if (rule.when.inWindow && !Window::IsOpen())
+            continue;
+        if (rule.when.pAfter != nullptr && !HasFailed(*rule.when.pAfter))
+            continue;
         ++rule.seen;
-        if (rule.when.once ? rule.seen == rule.when.first : rule.seen >= rule.when.first)
-            chosen = rule.hook;
+        if (rule.when.once ? rule.seen != rule.when.first : rule.seen < rule.when.first)
+            continue;
+        if (chosen == nullptr || rule.when.inWindow || !chosen->when.inWindow)
+            chosen = &rule;
     }
-    if (chosen != nullptr)
-        ++Kept()->scripted;
-    return chosen;
+    if (chosen == nullptr)
+        return nullptr;
+    ++Kept()->scripted;
+    if (chosen->fails)
+        ++Kept()->failed;
+    return chosen->hook;
 }
 
 template <typename R, typename... Args>
@@ -354,11 +399,18 @@ void Function<R(Args...)>::NoteResult(Result result) {
 }
 
 template <typename R, typename... Args>
-void Function<R(Args...)>::Do(Hook hook, const When& when) {
+void Function<R(Args...)>::Add(Hook hook, const When& when, bool fails) {
     const Detail::Notes notes;
     static_cast<TypedState&>(KeepState())
         .rules.push_back(
-            {when, Detail::ThisThread(), std::make_shared<const Hook>(std::move(hook))});
+            {when, Detail::ThisThread(), std::make_shared<const Hook>(std::move(hook)), fails});
+}
+
+template <typename R, typename... Args>
+R Function<R(Args...)>::FailWith(int error, Args... args) const {
+    if (m_onError == OnError::WorkIsDone)
+        static_cast<void>(m_real(args...));
+    return m_failing(error);
 }
 
 template <typename R, typename... Args>

@@ -60,7 +60,8 @@ std::size_t HalfFwrite(const void* data, std::size_t size, std::size_t count, st
 constinit Function<int(const char*, int, mode_t)> open{
     "open", RealOpen,
     Errors<EACCES, EEXIST, EINTR, EIO, EISDIR, EMFILE, ENFILE, ENOENT, ENOMEM, ENOSPC, EROFS>};
-constinit Function<int(int)> close{"close", __real_close, Errors<EINTR, EIO>};
+constinit Function<int(int)> close{
+    "close", __real_close, Errors<EINTR, EIO>, Detail::Usual<int>(), nullptr, OnError::WorkIsDone};
 constinit Function<int(int)> dup{"dup", __real_dup, Errors<EMFILE>};
 constinit Function<ssize_t(int, void*, std::size_t)> read{"read", __real_read,
                                                           Errors<EINTR, EIO, EISDIR, ShortCount>,
@@ -85,7 +86,9 @@ constinit Function<std::FILE*(const char*, const char*)> fopen{
     "fopen", __real_fopen, Errors<EACCES, EINTR, EMFILE, ENOENT, ENOMEM, ENOSPC, EROFS>};
 constinit Function<std::size_t(const void*, std::size_t, std::size_t, std::FILE*)> fwrite{
     "fwrite", __real_fwrite, Errors<EIO, ENOSPC, ShortCount>, WriteNothing, HalfFwrite};
-constinit Function<int(std::FILE*)> fclose{"fclose", __real_fclose, Errors<EIO, ENOSPC>};
+constinit Function<int(std::FILE*)> fclose{
+    "fclose", __real_fclose,      Errors<EIO, ENOSPC>, Detail::Usual<int>(),
+    nullptr,  OnError::WorkIsDone};
 
 namespace {
 

@@ -35,7 +35,8 @@
 // - After each test all is forgotten. A hook that refers to a test's locals and could be called
 //   after them is undone with Reset() before.
 // - Generic code finds the functions with All() and Find(name), and what was called with
-//   RecordAll(), Count() and Order().
+//   RecordAll(), Count() and Order(). A script that it gives for calls in a Window leaves alone
+//   what the test itself does before and after, and holds over others.
 //
 // To add a function: declare it here, define it and its __wrap_ function in the file of its family,
 // and name it in the Family there. The build takes the names for the linker from those files.

@@ -131,6 +131,41 @@ TEST(PlatformScript, IsEndedByAReset) {
     EXPECT_EQ(EEXIST, errno);
 }
 
+TEST(PlatformScript, MayBeForCallsInAWindowOnly) {
+    Platform::access.Fail(EIO, {.first = 2, .inWindow = true});
+    EXPECT_THAT(FailedCalls(3), IsEmpty());
+    {
+        const Platform::Window window;
+        EXPECT_THAT(FailedCalls(3), ElementsAre(2, 3));
+    }
+    EXPECT_THAT(FailedCalls(3), IsEmpty());
+    EXPECT_EQ(2U, Platform::access.Scripted());
+}
+
+TEST(PlatformScript, ForAWindowHoldsOverALaterOneThatIsNot) {
+    Platform::access.Fail(EIO, {.first = 2, .once = true, .inWindow = true});
+    Platform::access.Answer(0);
+    const Platform::Window window;
+    EXPECT_THAT(FailedCalls(3), ElementsAre(2));
+}
+
+TEST(PlatformScript, MayBeForCallsAfterAnotherFunctionWasMadeToFail) {
+    Platform::rmdir.At(2).Fail(EBUSY);
+    Platform::access.Fail(EIO, {.pAfter = &Platform::rmdir});
+    EXPECT_EQ(-1, rmdir("/missing"));
+    EXPECT_THAT(FailedCalls(2), IsEmpty());
+    EXPECT_EQ(-1, rmdir("/missing"));
+    EXPECT_THAT(FailedCalls(2), ElementsAre(1, 2));
+}
+
+TEST(PlatformScript, SaysHowManyCallsItHasMadeToFail) {
+    Platform::access.Answer(0);
+    Platform::access.At(2).Fail(EIO);
+    EXPECT_THAT(FailedCalls(3), ElementsAre(2));
+    EXPECT_EQ(3U, Platform::access.Scripted());
+    EXPECT_EQ(1U, Platform::access.Failed());
+}
+
 // These two make one test: whichever is first, the other one finds nothing of it.
 class PlatformAfterATest : public testing::TestWithParam<int> {};
 
@@ -249,6 +284,16 @@ TEST(PlatformShortCount, IsHalfOfWhatWasAskedFor) {
     Platform::getrandom.Fail(Platform::ShortCount);
     std::array<char, 8> random{};
     EXPECT_EQ(4, Platform::getrandom(random.data(), 8, 0));
+}
+
+TEST(PlatformFailure, OfClosingComesAfterItIsDone) {
+    const int file = open("/", O_RDONLY);
+    Platform::close.Fail(EIO);
+    EXPECT_EQ(-1, close(file));
+    EXPECT_EQ(EIO, errno);
+    Platform::close.Reset();
+    EXPECT_EQ(-1, close(file));
+    EXPECT_EQ(EBADF, errno);
 }
 
 TEST(PlatformFailure, ThatAFunctionDoesNotHaveIsRefused) {
