@@ -115,13 +115,10 @@ public:
         timeval limit{};
         limit.tv_sec = timeoutMs / 1000;
         limit.tv_usec = timeoutMs % 1000 * 1000L;
-        timeval now{};
-        gettimeofday(&now, nullptr);
-        while (LowerTimeVal(now, limit)) {
+        while (IsBefore(limit)) {
             if (sem_trywait(m_hSem) == 0)
                 return true;
             sched_yield();
-            gettimeofday(&now, nullptr);
         }
         return false;
     }
@@ -143,6 +140,12 @@ private:
             return;
         sem_unlink(m_strName.c_str());
         m_hSem = nullptr;
+    }
+
+    // A clock that cannot be read is past every limit: no wait may last for ever because of it.
+    static bool IsBefore(const timeval& limit) {
+        timeval now{};
+        return gettimeofday(&now, nullptr) == 0 && LowerTimeVal(now, limit);
     }
 
     static bool LowerTimeVal(const timeval& a, const timeval& b) {

@@ -9,9 +9,13 @@
 
 namespace Vorn {
 
+// Without attributes, a lock of the default kind remains: there is no way to report it.
 Cs::Cs() : m_mutex() {
     pthread_mutexattr_t attributes;
-    pthread_mutexattr_init(&attributes);
+    if (pthread_mutexattr_init(&attributes) != 0) {
+        pthread_mutex_init(&m_mutex, nullptr);
+        return;
+    }
     pthread_mutexattr_settype(&attributes, PTHREAD_MUTEX_RECURSIVE);
     pthread_mutex_init(&m_mutex, &attributes);
     pthread_mutexattr_destroy(&attributes);

@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <ctime>
+#include <new>
 #include <tuple>
 
 #include <gtest/gtest.h>
@@ -161,6 +162,20 @@ TEST_F(HostWaits, LeaveNothingOfThePlatformBehind) {
     EXPECT_FALSE(KernelSem().Create(0));
     EXPECT_EQ(1U, Platform::pthread_cond_destroy.Count());
     EXPECT_EQ(2U, Platform::pthread_condattr_destroy.Count());
+
+    Platform::operator_new.Fail(ENOMEM);
+    EXPECT_THROW(KernelSem().Create(0), std::bad_alloc);
+    Platform::operator_new.Reset();
+    EXPECT_EQ(2U, Platform::pthread_condattr_destroy.Count());
+}
+
+// A limit would otherwise be compared with another clock.
+TEST_F(HostWaits, FailToBeCreatedWithoutTheMonotonicClock) {
+    Platform::pthread_condattr_setclock.At(1).Fail(EINVAL);
+    EXPECT_FALSE(KernelSem().Create(0));
+    Platform::pthread_condattr_init.At(1).Fail(ENOMEM);
+    EXPECT_FALSE(KernelSem().Create(0));
+    EXPECT_TRUE(KernelSem().Create(0));
 }
 #endif
 

@@ -232,6 +232,14 @@ TEST_F(NamedSemaphore, ReportsThePlatformsCount) {
     EXPECT_EQ(77, count);
 }
 
+TEST_F(NamedSemaphore, DoesNotWaitForEverWhenTheClockCannotBeRead) {
+    VornSemaphore sem;
+    ASSERT_TRUE(sem.Create(VornSemaphore::SemLocked, Name(), 0));
+    Platform::gettimeofday.Fail(EFAULT);
+    EXPECT_FALSE(sem.Wait(1000));
+    EXPECT_EQ(1U, Platform::gettimeofday.Failed());
+}
+
 TEST_F(NamedSemaphore, LosesItsNameWhenDestroyedAndCanBeCreatedAgain) {
     VornSemaphore sem;
     ASSERT_TRUE(sem.Create(VornSemaphore::SemFree, Name(), 0));

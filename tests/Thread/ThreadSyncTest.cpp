@@ -78,6 +78,16 @@ TEST(Cs, ExcludesOtherThreadsEvenWhenThePlatformRefusedARecursiveLock) {
     EXPECT_TRUE(TryFromAnotherThread(cs));
 }
 
+TEST(Cs, IsMadeWithoutAttributesWhereThereAreNone) {
+    Platform::pthread_mutexattr_init.At(1).Fail(ENOMEM);
+    Platform::pthread_mutex_init.Record();
+    const Cs cs;
+    ASSERT_EQ(1U, Platform::pthread_mutex_init.Count());
+    EXPECT_EQ(nullptr, std::get<1>(Platform::pthread_mutex_init.Calls().front()));
+    EXPECT_TRUE(cs.TryLock());
+    cs.Unlock();
+}
+
 TEST(Cs, IsNotTakenWhenThePlatformReportsAnyError) {
     const Cs cs;
     for (const int error : {EBUSY, EAGAIN, EINVAL}) {

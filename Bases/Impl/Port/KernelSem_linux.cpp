@@ -16,11 +16,12 @@ KernelSem::KernelSem() = default;
 KernelSem::~KernelSem() { Destroy(); }
 
 bool KernelSem::Create(int /*initialCount*/) {
-    pthread_condattr_t attributes;
-    pthread_condattr_init(&attributes);
-    pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC);
     auto pState = std::make_unique<State>();
-    const bool made = pthread_cond_init(&pState->posted, &attributes) == 0;
+    pthread_condattr_t attributes;
+    if (pthread_condattr_init(&attributes) != 0)
+        return false;
+    const bool made = pthread_condattr_setclock(&attributes, CLOCK_MONOTONIC) == 0 &&
+                      pthread_cond_init(&pState->posted, &attributes) == 0;
     pthread_condattr_destroy(&attributes);
     if (made)
         m_pState = std::move(pState);
