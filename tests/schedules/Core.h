@@ -180,8 +180,9 @@ struct Result {
 };
 
 /// Runs the body for every schedule within the limits, those with the fewest pre-emptions first,
-/// until one fails.
-Result ExploreAll(void (*body)(), const Limits& limits);
+/// until one fails. Calls `after` after each that does not.
+Result ExploreAll(
+    void (*body)(), const Limits& limits, void (*after)() = [] {});
 
 /// Runs it `count` times by random priorities, with `depth` - 1 points where they change.
 Result ExploreRandomly(void (*body)(), const Limits& limits, unsigned long count, int depth,

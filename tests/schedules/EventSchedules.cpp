@@ -272,6 +272,14 @@ SCENARIO(EventSchedules, FailingExchangesChangeNothing, .weakFailures = 2) {
     CHECK(ReportedCount(event) <= 0);
 }
 
+SCENARIO(EventSchedules, FailingExchangesLoseNoSet, .weakFailures = 2) {
+    UnsetEvent event(Manual);
+    Actor waiter([&] { CHECK(event.Wait(WaitForever)); });
+    CHECK(event.Set());
+    waiter.Join();
+    CHECK(event.Wait(TryOnce));
+}
+
 SCENARIO(EventSchedules, WhatWasDoneBeforeTheSetIsSeenAfterTheWait) {
     UnsetEvent event(Auto);
     int item = 0;

@@ -238,13 +238,12 @@ void* New(std::size_t size, const void* code) {
     return Allocate(size, code);
 }
 
+// A schedule frees nothing but its own; what one that failed has left is gone with it.
 void Delete(void* start, const void* code) {
-    if (!IsOfArena(start)) {
+    if (!g_inside && !IsOfArena(start))
         std::free(start);
+    if (!g_inside || start == nullptr)
         return;
-    }
-    if (!g_inside)
-        return; // left by a schedule that failed
     const Outside outside;
     Free(static_cast<char*>(start), code);
 }

@@ -79,11 +79,12 @@ SCENARIO(PoolSchedules, TasksOfTwoThreadsBothRun, .timeOuts = 1) {
     CHECK(done.Wait(WaitForever));
 }
 
-SCENARIO(PoolSchedules, PostWakesAnIdleWorkerAtOnce, .timeOuts = 0) {
+SCENARIO(PoolSchedules, EveryPostWakesAnIdleWorkerAtOnce, .timeOuts = 0) {
     UnsetEvent done(Manual);
     ThreadTaskPool pool;
     CHECK(pool.StartThread(ThreadStart::Running));
-    Actor poster([&] { pool.Post([&] { done.Set(); }); });
+    pool.Post([] {});
+    pool.Post([&] { done.Set(); });
     CHECK(done.Wait(WaitForever));
     CHECK(Now() < Millisecond);
 }

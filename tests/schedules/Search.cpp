@@ -159,7 +159,7 @@ void Confirm(void (*body)(), const Limits& limits, Path& path, Result& result) {
 
 } // namespace
 
-Result ExploreAll(void (*body)(), const Limits& limits) {
+Result ExploreAll(void (*body)(), const Limits& limits, void (*after)()) {
     Result result;
     Limits bounded = limits;
     for (int bound = 0; bound <= limits.preemptions; ++bound) {
@@ -175,6 +175,7 @@ Result ExploreAll(void (*body)(), const Limits& limits) {
                 Confirm(body, bounded, path, result);
                 return result;
             }
+            after();
             result.complete = result.complete && !outcome.wasCut;
         } while (path.Advance());
         if (result.complete)

@@ -404,7 +404,10 @@ Outcome RunOnce(void (*body)(), const Limits& limits, Choices& choices, bool tra
     ForgetMemory();
     ForgetSemaphores();
 
-    const auto before = std::set_terminate([] { FailWith("std::terminate"); });
+    const auto before = std::set_terminate([] {
+        const Outside outside;
+        FailWith("std::terminate");
+    });
     std::array<void*, 2> exceptions{};
     std::memcpy(exceptions.data(), CxxGlobals(), sizeof exceptions);
     AddThread(Main, nullptr);
