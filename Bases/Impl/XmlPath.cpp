@@ -31,11 +31,13 @@ Lock& CatalogLock() {
 }
 
 // libxml2 looks up a name that is no file in the machine's XML catalogs, which may redirect it
-// anywhere.
+// anywhere. The first to do so loads their files; whether they are loaded, libxml2 reads without a
+// lock of its own, hence ours.
 bool IsRedirected(const char* path) {
     if (xmlCheckFilename(path) != 0)
         return false;
-    SetUpCatalogs();
+    const Locker locker(CatalogLock());
+    xmlInitializeCatalog();
     const auto* name = reinterpret_cast<const xmlChar*>(path);
     return XmlText(xmlCatalogResolveSystem(name)) || XmlText(xmlCatalogResolveURI(name));
 }

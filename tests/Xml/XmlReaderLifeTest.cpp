@@ -21,6 +21,7 @@
 #include "Xml/Reader.h"
 #include "fault/Xml.h"
 #include "support/BlockedThreads.h"
+#include "support/Files.h"
 #include "support/IconvSpy.h"
 #include "support/NoMemory.h"
 #include "support/TempDir.h"
@@ -142,6 +143,11 @@ protected:
 };
 
 TEST_F(XmlReaderThreads, DoNotMeetInTheCatalogsOverAMissingFile) {
+    // Whichever thread looks the name up first loads this file.
+    const std::string catalog = m_dir.File("catalog.xml");
+    VornTest::WriteFile(catalog, "<catalog xmlns='urn:oasis:names:tc:entity:xmlns:xml:catalog'>"
+                                 "<delegateSystem systemIdStartString='a' catalog='b'/></catalog>");
+    SetVariable("XML_CATALOG_FILES", catalog.c_str());
     EXPECT_FALSE(MeetInTheCatalogs(
         [this](XmlReader& reader) { EXPECT_FALSE(reader.Load(m_dir.File("missing.xml"))); }));
 }
