@@ -305,7 +305,7 @@ bool SetCurTime(const Time& time) {
 bool SetCurTime(const SysTime& sysTime) {
     std::time_t seconds = 0;
     return ReadAsLocal(sysTime, seconds) && ReadLocalAsLocal(seconds) &&
-           SetClock(seconds, sysTime.milliseconds * 1000);
+           SetClock(seconds, suseconds_t{1000} * sysTime.milliseconds);
 }
 
 bool SetCurLocalTime(const SysTime& sysTime) { return SetCurTime(sysTime); }
