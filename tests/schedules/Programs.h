@@ -27,6 +27,7 @@ struct Observed {
     bool ended = false; // the rest counts only then
     int count = 0;      // as reported at the end
     bool isSet = false; // by a last try
+    // NOLINTNEXTLINE(modernize-use-nullptr): it blames what the compiler generates
     auto operator<=>(const Observed&) const = default;
 };
 

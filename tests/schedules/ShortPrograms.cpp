@@ -29,6 +29,7 @@ struct Model {
     std::array<std::size_t, 2> next{};
     std::array<Phase, 2> phase{};
     Observed observed;
+    // NOLINTNEXTLINE(modernize-use-nullptr): it blames what the compiler generates
     auto operator<=>(const Model&) const = default;
 
     void Reset() {

@@ -96,6 +96,9 @@ void NeedsNothing(Trial& trial) {
 
 // Of sizes and pointers that an operation sets.
 struct Output {
+    Output() = default;
+    Output(const Output&) = delete;
+    Output& operator=(const Output&) = delete;
     ~Output() { delete[] bytes; }
 
     unsigned long processed = 77;
