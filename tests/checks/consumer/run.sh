@@ -100,6 +100,8 @@ PROGRAM
     [ -e "$library/libVorn-Bases.so.$version" ] || fail "the library's file has another version"
     grep -q "\"$version\"" "$library/cmake/VornBases/VornBasesConfigVersion.cmake" ||
         fail "the package file of CMake has another version"
+    [[ $(sed 1q "$source_dir/debian/changelog") == "vorn-bases ($version) "* ]] ||
+        fail "debian/changelog begins with another version"
     [[ $(sed -n '/^## /{p;q}' "$source_dir/CHANGELOG.md") =~ ^"## $version"( |$) ]] ||
         fail "CHANGELOG.md begins with another version"
 }
