@@ -566,8 +566,8 @@ TEST_F(SharedMemoryOfTwoProcesses, OutlivesAProcessThatDoesNotCloseIt) {
     EXPECT_TRUE(shm.Unmap(p));
 }
 
-// Concerns: what cannot be removed stops a build with assertions, by the message that hosts
-// compare, and goes on in one without, where removing is tried all the same.
+// Concerns: what cannot be removed stops a build with assertions, by the message that
+// programs compare, and goes on in one without, where removing is tried all the same.
 
 #ifndef NDEBUG
 constexpr const char* ClosingFailed = "Bases/Impl/Shm_posix.cpp:104: void Vorn::Shm::Close\\(\\): "
