@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cwchar>
+#include <iterator>
 #include <locale>
 #include <random>
 #include <stdexcept>
@@ -21,6 +22,7 @@
 #include "support/GuardedBytes.h"
 #include "support/Locale.h"
 #include "support/RouteTest.h"
+#include "support/Thorough.h"
 
 // Concerns: on every route the conversions of UTF-8 give what the C library's functions and the
 // locale's facet give, errors included, for texts of all kinds and lengths, whatever is wrong with
@@ -225,11 +227,21 @@ TEST_P(Utf8Route, ConvertsTheFirstAndLastCharacterOfEveryForm) {
         }
 }
 
-TEST_P(Utf8Route, TakesEveryByteAtEveryPlaceAsTheCodecsDo) {
+// The codecs and the kernels look at ranges of bytes only.
+bool IsEndOfARange(int byte) {
+    constexpr int Ends[] = {0x00, 0x01, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0,
+                            0xC1, 0xC2, 0xDF, 0xE0, 0xE1, 0xEC, 0xED, 0xEE, 0xEF, 0xF0,
+                            0xF1, 0xF3, 0xF4, 0xF5, 0xF7, 0xF8, 0xFB, 0xFC, 0xFD, 0xFF};
+    return std::find(std::begin(Ends), std::end(Ends), byte) != std::end(Ends);
+}
+
+TEST_P(Utf8Route, TakesABadByteAtEveryPlaceAsTheCodecsDo) {
     for (const Kind kind : {Kind::ThreeBytes, Kind::Mixture}) {
         const std::string valid = RandomUtf8(kind, 75);
         for (std::size_t place = 0; place < valid.size(); ++place)
             for (int byte = 0; byte < 256; ++byte) {
+                if (!VornTest::IsThorough && !IsEndOfARange(byte))
+                    continue;
                 std::string text = valid;
                 text[place] = static_cast<char>(byte);
                 ASSERT_NO_FATAL_FAILURE(ExpectTheSame(text)) << byte << " at " << place;

@@ -73,7 +73,7 @@ function(vorn_add_test_on_mac name)
   foreach(kernel Forgets Keeps Counts)
     string(TOLOWER ${kernel} value)
     vorn_discover_tests(${name}OnMac
-      # A simulated kernel takes very long for a million turns.
+      # A simulated kernel takes very long for so many turns.
       TEST_FILTER "${VORN_TEST_FILTER}:*HandOver*"
       TEST_SUFFIX "@Kernel${kernel}"
       PROPERTIES ENVIRONMENT "VORN_SIMULATED_KERNEL=${value}")
