@@ -21,6 +21,7 @@
 
 #include "fault/Platform.h"
 #include "support/BlockedThreads.h"
+#include "support/Child.h"
 #include "support/Peer.h"
 
 namespace {
@@ -34,6 +35,7 @@ using Vorn::VornEvent;
 using Vorn::VornSemaphore;
 using Vorn::WaitForever;
 namespace Platform = VornTest::Platform;
+using VornTest::Child;
 using VornTest::Peer;
 
 // What sem_open was asked last.
@@ -174,6 +176,16 @@ TEST_F(NamedMutex, CloseRemovesTheNameForEveryProcess) {
 TEST_F(NamedMutex, DestructorRemovesTheName) {
     { const Mutex mutex(Name()); }
     EXPECT_FALSE(NameExists());
+}
+
+TEST_F(NamedMutex, StaysLockedWhenItsHolderIsKilled) {
+    Mutex mutex;
+    ASSERT_TRUE(mutex.Create(Name()));
+    Child holder([&mutex] { EXPECT_TRUE(mutex.Lock(0)); });
+    EXPECT_FALSE(mutex.Lock(0));
+    holder.Kill();
+    EXPECT_FALSE(mutex.Lock(0));
+    EXPECT_TRUE(NameExists());
 }
 
 TEST_F(NamedMutex, NeverClosesTheSemaphoreItself) {

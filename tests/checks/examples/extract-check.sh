@@ -74,6 +74,8 @@ expect run 'Line1 runs' some.h '//     int Two() { return 2; }' '//     int main
 expect compiled some.h:2 some.h '// Text' '//     Missing();'
 expect compiled page.md:3 page.md 'Text' '```cpp' 'Missing();' '```' '```console' 'Missing();' '```'
 expect run '' page.md 'Text' '    Missing();'
+expect run '' page.md '[a.cpp](a.cpp)' '' '```cpp' 'Missing();' '```'
+expect compiled page.md:5 page.md '[a.cpp](a.cpp)' '' 'Text' '```cpp' 'Missing();' '```'
 expect extracted 'some.h:2: the value 3 does not follow a statement that fits on its line' some.h \
     '//     int a = 1 +' '//         1; // 3'
 exit "$failures"

@@ -4,8 +4,9 @@
 # awk -v name=NAME -f extract.awk FILE >SOURCE: NAME is what messages call the file.
 #
 # An example is a run of comment lines indented by four spaces or more, or a Markdown block marked
-# cpp. Every public header is included in front of it; its own #include lines go there too. The rest
-# is the body of a function, or, where the example has a main, that main is the function. A comment
+# cpp; a block below a line with nothing but a link to a source is none, since that source is built.
+# Every public header is included in front of it; its own #include lines go there too. The rest is
+# the body of a function, or, where the example has a main, that main is the function. A comment
 # at the end of a one-line statement, or alone on its line, may state what then has to hold:
 #
 #     int a = Sum(1, 2);   // 3: the value of what is declared or assigned
@@ -22,7 +23,7 @@ BEGIN {
     VALUE = "(-?[0-9][0-9a-fA-FxX.]*|\"([^\"\\\\]|\\\\.)*\"|true|false|nullptr|" \
             "Vorn::[A-Za-z0-9_:]*[A-Za-z0-9_])"
     suite = name
-    sub(/.*\//, "", suite)
+    sub(/^(Bases|docs)\//, "", suite)
     gsub(/[^A-Za-z0-9]/, "_", suite)
     print "#include \"checks/examples/Example.h\""
 }
@@ -146,11 +147,13 @@ function add(line) {
 
 name ~ /\.md$/ {
     if (/^```/) {
-        inside = $0 == "```cpp"
+        inside = $0 == "```cpp" && !linked
         if (count > 0)
             flush()
     } else if (inside)
         add($0)
+    if (NF > 0)
+        linked = /^\[[^]]*\]\([^)]*\.cpp\)$/
     next
 }
 
