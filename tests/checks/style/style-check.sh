@@ -6,6 +6,9 @@ set -eu
 check=$1
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
+
+# In two parts, for this is not what these lines themselves are under.
+licence=SPDX-License-''Identifier:
 failures=0
 words='Words of a comment that is as long as it takes to come up to the column that has to be the last'
 
@@ -16,9 +19,9 @@ expect() {
     path=$2
     shift 2
     case $path in
-    *.h | *.cpp) expect_all "$output" "$path" '// SPDX-License-Identifier: MIT' "$@" ;;
+    *.h | *.cpp) expect_all "$output" "$path" "// $licence MIT" "$@" ;;
     *.md) expect_all "$output" "$path" "$@" ;;
-    *) expect_all "$output" "$path" '# SPDX-License-Identifier: MIT' "$@" ;;
+    *) expect_all "$output" "$path" "# $licence MIT" "$@" ;;
     esac
 }
 
@@ -103,11 +106,11 @@ expect '' tests/a.cpp "$long"
 expect '' a.cpp "$long" 800
 expect 'tests/a.cpp:800: a file of tests has fewer than 800 lines' tests/a.cpp "$long" 800
 
-expect_all '' a.sh '#!/bin/sh' '# SPDX-License-Identifier: MIT' 'true'
-expect_all '' a.map '/* SPDX-License-Identifier: MIT */'
+expect_all '' a.sh '#!/bin/sh' "# $licence MIT" 'true'
+expect_all '' a.map "/* $licence MIT */"
 expect_all '' tests/checks/consumer/main.cpp 'int main() {}'
 expect_all 'a.sh:1: does not begin with the line of its licence' \
-    a.sh '#!/bin/sh' 'true' '# SPDX-License-Identifier: MIT'
-expect_all 'a.py:1: does not begin with the line of its licence' a.py '# SPDX-License-Identifier: ISC'
+    a.sh '#!/bin/sh' 'true' "# $licence MIT"
+expect_all 'a.py:1: does not begin with the line of its licence' a.py "# $licence ISC"
 expect_all 'a.cpp:1: does not begin with the line of its licence' a.cpp 'int a;'
 exit "$failures"

@@ -82,7 +82,7 @@ find . \( -name build -o -name .git \) -prune -o -type f \( -name '*.h' -o -name
     }
 
     { lines = FNR }
-    FNR == top && /^(\/\/|#|\/\*) SPDX-License-Identifier: MIT( \*\/)?$/ {
+    FNR == top && /^(\/\/|#|\/\*) SPDX-License-Identifi[e]r: MIT( \*\/)?$/ {
         licensed = 1
         next
     }
