@@ -4,7 +4,6 @@
 #include <Bases/Impl/Route/Route.h>
 
 #include <algorithm>
-#include <atomic>
 #include <cstdint>
 
 #include <Bases/Impl/Port/CpuFeatures.h>
@@ -82,12 +81,6 @@ Route DetectRoute() { return HasArmAes() ? Route::Neon : Route::Portable; }
 
 #endif
 
-// Relaxed, here and below: the value orders nothing, and every route gives the same results.
-std::atomic<Route>& Limit() {
-    static std::atomic<Route> limit{NoLimit};
-    return limit;
-}
-
 } // namespace
 
 Route BestRoute() {
@@ -95,11 +88,11 @@ Route BestRoute() {
     return best;
 }
 
-Route CurrentRoute() {
-    const Route route = std::min(BestRoute(), Limit().load(std::memory_order_relaxed));
-    return IsOfThisMachine(route) ? route : Route::Portable;
+Route LimitRoute(Route limit) {
+    const Route allowed = std::min(BestRoute(), limit);
+    const Route taken = IsOfThisMachine(allowed) ? allowed : Route::Portable;
+    g_takenRoute.store(static_cast<int>(taken), std::memory_order_relaxed);
+    return taken;
 }
-
-void LimitRoute(Route limit) { Limit().store(limit, std::memory_order_relaxed); }
 
 } // namespace Vorn
