@@ -27,7 +27,7 @@ struct Storage {
 // Raises the capacity to `length` bytes and keeps the first `kept` ones; the rest is not written.
 // Moves an array that is replaced to `old`, as the caller may still need its content. Returns
 // false, with nothing changed, if memory runs out.
-bool Grow(Storage storage, unsigned long kept, unsigned long length, Array& old) {
+bool Grow(const Storage& storage, unsigned long kept, unsigned long length, Array& old) {
     if (!TakeReserve(storage.array.get(), storage.capacity, length, storage.reserve)) {
         ReservedArray longer = NewArray(storage.array.get(), kept, length);
         if (longer.bytes == nullptr)
@@ -101,7 +101,7 @@ bool Append(unsigned char* array, unsigned long& size, const unsigned char* data
 }
 
 // Not inlined: its clean-up would cost every append the saving of all registers.
-[[gnu::noinline]] bool AppendGrowing(Storage storage, unsigned long& size,
+[[gnu::noinline]] bool AppendGrowing(const Storage& storage, unsigned long& size,
                                      const unsigned char* data, unsigned long len) {
     Array old; // the data may lie in the array that growth replaces
     return Grow(storage, Present(storage.array, size, storage.capacity), size + len, old) &&
@@ -138,10 +138,13 @@ int SerialBuffer::AddBuffer(unsigned char* data, unsigned long len, int grow) {
     unsigned long size = 0;
     if (__builtin_add_overflow(m_nSize, len, &size))
         return 0;
-    if (size > m_nMaxSize) [[unlikely]]
-        return grow != 0 && AppendGrowing({m_pBuffer, m_nMaxSize, m_nReserve}, m_nSize, data, len)
-                   ? 1
-                   : 0;
+    if (size > m_nMaxSize) [[unlikely]] {
+        if (grow == 0)
+            return 0;
+        if (!TakeReserve(m_pBuffer.get(), m_nMaxSize, size, m_nReserve))
+            return AppendGrowing({m_pBuffer, m_nMaxSize, m_nReserve}, m_nSize, data, len) ? 1 : 0;
+        m_nMaxSize = size;
+    }
     return Append(m_pBuffer.get(), m_nSize, data, len) ? 1 : 0;
 }
 
