@@ -11,6 +11,7 @@
 
 #include <Bases/Impl/Assert.h>
 #include <Bases/Impl/Route/Base64Kernel.h>
+#include <Bases/Impl/WriteText.h>
 
 namespace Vorn {
 
@@ -175,9 +176,9 @@ int Base64::Encode(const char* pData, unsigned long len, std::string& out) {
     if (pData == nullptr)
         return 0;
 
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(pData);
     out.clear();
-    out.resize((len + 2) / 3 * 4);
-    EncodeBytes(reinterpret_cast<const unsigned char*>(pData), len, out.data());
+    WriteText(out, (len + 2) / 3 * 4, [=](char* text) { EncodeBytes(bytes, len, text); });
     return 1;
 }
 

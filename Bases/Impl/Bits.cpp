@@ -14,6 +14,7 @@
 
 #include <Bases/Impl/Reserve.h>
 #include <Bases/Impl/Route/BitsKernel.h>
+#include <Bases/Impl/WriteText.h>
 
 namespace Vorn {
 
@@ -338,16 +339,16 @@ Bits& Bits::operator<<(unsigned long /*count*/) { return *this; }
 Bits& Bits::operator>>(unsigned long /*count*/) { return *this; }
 
 void Bits::ToString(std::string& out) const {
-    out.resize(m_nSize);
-    const unsigned char* const data = m_pData.get();
-    const unsigned long whole = m_nSize / 8;
-    char* text = out.data() + m_nSize;
-    for (unsigned long i = 0; i < whole; ++i) {
-        text -= 8;
-        std::memcpy(text, Texts[data[i]].data(), 8);
-    }
-    if (const unsigned long rest = m_nSize % 8; rest != 0)
-        std::memcpy(out.data(), Texts[data[whole]].data() + 8 - rest, rest);
+    WriteText(out, m_nSize, [data = m_pData.get(), size = m_nSize](char* text) {
+        const unsigned long whole = size / 8;
+        char* next = text + size;
+        for (unsigned long i = 0; i < whole; ++i) {
+            next -= 8;
+            std::memcpy(next, Texts[data[i]].data(), 8);
+        }
+        if (const unsigned long rest = size % 8; rest != 0)
+            std::memcpy(text, Texts[data[whole]].data() + 8 - rest, rest);
+    });
 }
 
 std::string Bits::ToString() const {

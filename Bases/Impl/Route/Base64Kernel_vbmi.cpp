@@ -5,6 +5,7 @@
 
 #include <Bases/Impl/Route/Base64Kernel.h>
 
+#include <algorithm>
 #include <cstdint>
 
 #include <immintrin.h>
@@ -23,6 +24,9 @@ struct alignas(64) Table {
 };
 
 Octets Load(const void* bytes) { return _mm512_loadu_si512(bytes); }
+
+// The first so many bytes of a vector, at least one.
+__mmask64 First(std::size_t count) { return ~__mmask64{0} >> (VectorSize - count); }
 
 // Three bytes to each lane of 32 bits, the middle one twice: see Base64Kernel_hwy.cpp.
 constexpr Table GroupsIntoLanes() {
@@ -83,11 +87,19 @@ std::size_t Base64EncodeKernelOfVbmi(const unsigned char* bytes, std::size_t siz
     const Octets into = Load(Into.bytes);
     const Octets bits = Load(Bits.bytes);
     const Octets alphabet = Load(Base64Alphabet);
+    const auto encode = [&](Octets source) {
+        const Octets lanes = _mm512_permutexvar_epi8(into, source);
+        const Octets values = _mm512_multishift_epi64_epi8(bits, lanes); // two bits too many
+        return _mm512_permutexvar_epi8(values, alphabet);                // looks at six
+    };
     std::size_t done = 0;
-    for (; done + VectorSize <= size; done += BytesAtATime, text += VectorSize) {
-        const Octets lanes = _mm512_permutexvar_epi8(into, Load(bytes + done));
-        const Octets values = _mm512_multishift_epi64_epi8(bits, lanes);      // two bits too many
-        _mm512_storeu_si512(text, _mm512_permutexvar_epi8(values, alphabet)); // looks at six
+    for (; done + VectorSize <= size; done += BytesAtATime, text += VectorSize)
+        _mm512_storeu_si512(text, encode(Load(bytes + done)));
+    // The rest, at most two vectors of it, in parts.
+    for (std::size_t part = 0; size - done >= 3; done += part, text += part / 3 * 4) {
+        part = std::min((size - done) / 3 * 3, BytesAtATime);
+        _mm512_mask_storeu_epi8(text, First(part / 3 * 4),
+                                encode(_mm512_maskz_loadu_epi8(First(part), bytes + done)));
     }
     return done;
 }
