@@ -15,11 +15,12 @@ import measure
 import page
 import pictures
 import table
+from bounds import Bounds
 from goals import Goals
 
 SOURCES = Path(__file__).resolve().parent.parent.parent
 QUICK = {"repetitions": 11, "seconds": 0.01}
-FULL = {"repetitions": 15, "seconds": 0.1}
+FULL = {"repetitions": 15, "seconds": 0.03}
 
 
 def say(line):
@@ -98,6 +99,9 @@ def report_all(options, goals):
     say(f"the report is {options.output}/report.json, the pictures are beside it")
     if options.page:
         page.update(SOURCES / "docs/benchmarks.md", report, goals, drawn)
+    broken = Bounds().broken(report.get("time_curves", []) + report.get("heap_curves", []))
+    if broken:
+        raise measure.Failure("beyond their bounds: " + ", ".join(broken))
 
 
 def compare_builds(options, goals):

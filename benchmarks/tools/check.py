@@ -11,8 +11,10 @@ import xml.etree.ElementTree as ElementTree
 from pathlib import Path
 
 import against
+import curves
 import measure
 import page
+from bounds import Bounds
 from goals import Goals
 
 BUILD = Path(os.environ["VORN_BENCH_BUILD"])
@@ -83,10 +85,44 @@ class Tools(unittest.TestCase):
         self.assertEqual(goals.routes("crypto/SEED encipher/64 B"), [])
 
     def test_only_more_than_ten_percent_is_slower(self):
-        before = [100 + i % 7 for i in range(18)]
+        before = [100 + i % 7 for i in range(against.ROUNDS)]
         for factor, is_slower in [(0.8, False), (1.0, False), (1.05, False), (1.25, True)]:
             self.assertEqual(against.doubt(before, [factor * t for t in before])
                              < against.CERTAINTY, is_slower)
+
+    def test_every_curve_has_its_bound(self):
+        kinds = {"curve": "times", "heap": "bytes"}
+        curved = {(f"{row.family}/{row.operation}", kinds[purpose]) for purpose in kinds
+                  for family in measure.FAMILIES
+                  for row in measure.rows_of(BUILD / f"benchmarks/bench_{family}", purpose)}
+        self.assertEqual(curved, set(Bounds().keys()))
+
+    def test_memory_of_many_items_is_within_its_bounds(self):
+        rows = [row for family in measure.FAMILIES
+                for row in measure.rows_of(BUILD / f"benchmarks/bench_{family}", "heap")
+                if row.size == "100,000" and row.family != "file"]
+        found = curves.heap_curves(rows, None, lambda line: None)
+        self.assertGreaterEqual(len(found), 4)
+        self.assertEqual(Bounds().broken(found), [])
+
+    def test_a_cost_that_grows_with_the_number_of_items_is_beyond_its_bound(self):
+        def post(at_most, stopped=False):
+            points = [(10**3, 90), (10**4, 30), (10**5, 300), (10**6, at_most)]
+            return {"family": "thread", "operation": "pool post, per task", "contender": "ours",
+                    "points": [{"items": n, "ns_per_item": ns} for n, ns in points],
+                    "stopped": stopped}
+
+        def task(most):
+            return {"family": "thread", "operation": "queued task", "contender": "ours",
+                    "points": [{"items": n, "bytes_per_item": size}
+                               for n, size in [(10**4, 1000), (10**5, 60), (10**6, most)]],
+                    "stopped": False}
+
+        self.assertEqual(Bounds().broken([post(60), task(65)]), [])
+        self.assertEqual(Bounds().broken([post(61), task(65)]),
+                         ["thread/pool post, per task (times)"])
+        self.assertEqual(Bounds().broken([post(60, stopped=True), task(66)]),
+                         ["thread/pool post, per task (times)", "thread/queued task (bytes)"])
 
     def test_a_measurement_gives_report_and_pictures(self):
         with tempfile.TemporaryDirectory() as directory:

@@ -28,15 +28,16 @@ def as_markdown(entries, goals):
     return "\n".join(lines)
 
 
-def curves_as_markdown(curves, unit):
+def curves_as_markdown(curves, unit, bounds):
     sizes = sorted({p["items"] for c in curves for p in c["points"]})
-    lines = ["| | | " + " | ".join(f"10^{len(str(size)) - 1}" for size in sizes) + " |",
-             "|---|---|" + "---:|" * len(sizes)]
+    lines = ["| | | " + " | ".join(f"10^{len(str(size)) - 1}" for size in sizes) + " | Bound |",
+             "|---|---|" + "---:|" * len(sizes) + "---|"]
     for curve in curves:
         values = {p["items"]: f"{p[unit]:.3g}" for p in curve["points"]}
         rest = "stopped" if curve["stopped"] else ""
         lines.append(f"| {curve['operation']} | {curve['contender']} | "
-                     + " | ".join(values.get(size, rest) for size in sizes) + " |")
+                     + " | ".join(values.get(size, rest) for size in sizes)
+                     + f" | {bounds.text(curve)} |")
     return "\n".join(lines)
 
 
