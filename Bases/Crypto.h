@@ -172,7 +172,7 @@ class VORN_BASES_API CryptoHashMd5 : public Crypto {
 public:
     /// The 16 bytes of a digest, in the order in which they are printed.
     struct MD5Digest_struct {
-        unsigned char bytes[16];
+        unsigned char bytes[16]; ///< the first one is printed first
     };
 
     /// Constructs an object that needs no Create. Copies are independent.

@@ -227,6 +227,8 @@ class VORN_BASES_API Base64 {
 public:
     Base64();
     virtual ~Base64();
+
+    /// Copy nothing: an object has no state.
     Base64(const Base64& other);
     Base64& operator=(const Base64& other);
 

@@ -85,6 +85,7 @@ private:
 /// Holds a Cs for the length of a scope.
 class VORN_BASES_API VORN_BASES_LOCK_MARK(scoped_lockable) CsLocker {
 public:
+    /// Takes the section; the destructor releases it.
     explicit CsLocker(const Cs& cs) VORN_BASES_LOCK_MARK(acquire_capability(cs));
     ~CsLocker() VORN_BASES_LOCK_MARK(release_capability());
     CsLocker(const CsLocker&) = delete;
@@ -171,6 +172,7 @@ private:
 /// frees the lock of whoever holds it. Where such handlers run, call Lock and check its result.
 class VORN_BASES_API MutexLocker {
 public:
+    /// Takes the mutex; the destructor frees it.
     explicit MutexLocker(Mutex& mutex);
     ~MutexLocker();
     MutexLocker(const MutexLocker&) = delete;

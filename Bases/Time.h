@@ -163,19 +163,19 @@ inline constexpr short LastOccurrence = 5;
 /// the occurrence of that weekday within the month: 1 to 4, or LastOccurrence. The library reads
 /// only the dates and `daylightBias`; the rest is carried for callers.
 struct TimeZone {
-    int bias;
-    wchar_t standardName[32];
-    SysTime standardDate; ///< the change to standard time
-    int standardBias;
-    wchar_t daylightName[32];
-    SysTime daylightDate; ///< the change to daylight-saving time
-    int daylightBias;     ///< 0 in a zone without daylight saving
+    int bias;                 ///< the caller's
+    wchar_t standardName[32]; ///< the caller's
+    SysTime standardDate;     ///< the change to standard time
+    int standardBias;         ///< the caller's
+    wchar_t daylightName[32]; ///< the caller's
+    SysTime daylightDate;     ///< the change to daylight-saving time
+    int daylightBias;         ///< 0 in a zone without daylight saving
 };
 
 /// A time zone with its name for display lists. The library neither reads nor writes one.
 struct TimeZoneDisplay {
-    TimeZone timeZone;
-    wchar_t displayName[64];
+    TimeZone timeZone;       ///< the caller's
+    wchar_t displayName[64]; ///< the caller's
 };
 
 /// Convert a record, read as local standard time, to a time value. Return false if that is before

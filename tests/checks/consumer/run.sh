@@ -71,6 +71,19 @@ use_pkg_config_below() {
     export PKG_CONFIG_PATH
 }
 
+# The README's own commands, word by word, for somebody who has the library in ~/vorn.
+check_readme() {
+    mkdir "$scratch/home"
+    ln -s "$prefix" "$scratch/home/vorn"
+    {
+        # shellcheck disable=SC2016 # the backquotes are Markdown's
+        printf '```console\n$ cp %s/main.cpp %s/CMakeLists.txt .\n```\n' "$consumer" "$consumer"
+        sed -n '/^## A program of your own/,/^## See it at work/p' "$source_dir/README.md"
+    } >"$scratch/page.md"
+    (unset PKG_CONFIG_PATH && HOME=$scratch/home CXX=$cxx \
+        bash "$source_dir/tests/checks/transcripts/transcript.sh" "$scratch/page.md")
+}
+
 # Another major version is another library.
 check_other_version() {
     local message=$scratch/message
@@ -119,6 +132,7 @@ check_installed() {
     check_other_version "$prefix"
     use_pkg_config_below "$prefix"
     check_version
+    check_readme
     for edition in c++17 c++20 c++2b; do
         check_pkg_config "$edition"
     done

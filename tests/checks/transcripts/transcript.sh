@@ -4,8 +4,8 @@
 #
 # transcript.sh PAGE [COMMAND SCRIPT]: runs the "$" lines of the page's console blocks, in their
 # order, in one shell and an empty directory, and compares what each prints with the lines below it,
-# where "[...]" stands for any text. With COMMAND, only the line that says so is run, and SCRIPT in
-# its place.
+# where "[...]" stands for any text and carriage returns do not count. With COMMAND, only the line
+# that says so is run, and SCRIPT in its place.
 set -euo pipefail
 page=$(realpath "$1")
 readonly page only=${2:-} instead=${3:-}
@@ -27,7 +27,7 @@ check() {
     # Nothing but the dots in brackets is a pattern for the shell.
     pattern=$(sed 's/[][*?\\]/\\&/g; s/\\\[\.\.\.\\\]/*/g' <<<"$shown")
     # shellcheck disable=SC2053 # it is a pattern
-    if [[ $(<"$directory/output") != $pattern ]]; then
+    if [[ $(tr -d '\r' <"$directory/output") != $pattern ]]; then
         printf '%s\n' "for: $command" "the page shows:" "$shown" "but it is:"
         cat "$directory/output"
         failures=1
