@@ -26,6 +26,12 @@ if(VORN_BASES_SANITIZE)
   target_link_options(VornBasesOptions INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
 endif()
 
+# Code that libFuzzer watches; its own main comes with the targets.
+if(VORN_BASES_FUZZ)
+  target_compile_options(VornBasesOptions INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(VornBasesOptions INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 # What is made to be installed is hardened. Only in optimised code does the C library know the sizes
 # that it checks.
 add_library(VornBasesHardening INTERFACE)
