@@ -114,8 +114,6 @@ namespace {
 #if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
 
 constexpr hn::Repartition<std::uint16_t, OctetTag> InHalves;
-constexpr hn::Repartition<std::int16_t, OctetTag> InSignedHalves;
-constexpr hn::Repartition<std::int32_t, OctetTag> InSignedWords;
 
 HWY_INLINE Octets Lookup(const ByteTable& table, Octets index) {
     return hn::TableLookupBytes(hn::LoadDup128(InOctets, table.bytes), index);
@@ -156,11 +154,9 @@ std::size_t Encode(const unsigned char* bytes, std::size_t size, char* text) {
 HWY_INLINE Octets BytesOf(Octets values) {
     const auto pairs = hn::BitCast(InHalves, values);
     const auto first = hn::And(hn::ShiftLeft<6>(pairs), hn::Set(InHalves, 0x0FC0));
-    const auto twelveBits = hn::BitCast(InSignedHalves, hn::Or(first, hn::ShiftRight<8>(pairs)));
-    const auto factors = hn::BitCast(InSignedHalves, hn::Set(InWords, 0x00011000));
-    auto unused = hn::Zero(InSignedWords);
-    const auto groups = hn::ReorderWidenMulAccumulate(InSignedWords, twelveBits, factors,
-                                                      hn::Zero(InSignedWords), unused);
+    const auto twelveBits = hn::BitCast(InWords, hn::Or(first, hn::ShiftRight<8>(pairs)));
+    // What the second pair leaves in the highest byte of each lane is of no interest.
+    const auto groups = hn::Or(hn::ShiftLeft<12>(twelveBits), hn::ShiftRight<16>(twelveBits));
     return Shuffle(hn::BitCast(InOctets, groups), GroupsOutOfLanes);
 }
 
