@@ -178,7 +178,11 @@ int Base64::Encode(const char* pData, unsigned long len, std::string& out) {
 
     const auto* const bytes = reinterpret_cast<const unsigned char*>(pData);
     out.clear();
-    WriteText(out, (len + 2) / 3 * 4, [=](char* text) { EncodeBytes(bytes, len, text); });
+    const std::size_t length = (len + 2) / 3 * 4;
+    WriteText(out, length, [=](char* text) {
+        EncodeBytes(bytes, len, text);
+        return length;
+    });
     return 1;
 }
 

@@ -348,6 +348,7 @@ void Bits::ToString(std::string& out) const {
         }
         if (const unsigned long rest = size % 8; rest != 0)
             std::memcpy(text, Texts[data[whole]].data() + 8 - rest, rest);
+        return size;
     });
 }
 

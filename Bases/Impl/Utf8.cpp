@@ -11,6 +11,7 @@
 
 #include <Bases/Impl/Route/Utf8Form.h>
 #include <Bases/Impl/Route/Utf8Kernel.h>
+#include <Bases/Impl/WriteText.h>
 
 namespace Vorn {
 
@@ -185,34 +186,39 @@ Utf8Progress Encode(const wchar_t* from, std::size_t size, char* to, std::size_t
 template <typename From, typename To>
 using Convert = Utf8Progress (*)(const From* from, std::size_t size, To* to, std::size_t capacity);
 
-// Appends what the kernel makes of the text, and the portable code of what the kernel leaves. They
-// write to a piece first, since a string can only be made longer by filling it with zeros. `most`
-// is how many elements there can be.
+// Appends what the kernel makes of the text, and the portable code of what the kernel leaves: at
+// most that many elements. Returns how much of the text that is.
 template <typename From, typename To>
 std::size_t Append(std::basic_string_view<From> from, std::basic_string<To>& to, std::size_t most,
                    Convert<From, To> kernel, Convert<From, To> portable) {
-    constexpr std::size_t PieceSize = 1024; // the stacks of threads may be small
-    constexpr std::size_t ShortEnd = 128; // too short for a kernel, so it belongs to the same piece
-    To piece[PieceSize];
+    constexpr std::size_t ShortEnd = 128;   // too short for a kernel
+    constexpr std::size_t PieceSize = 1024; // after which the kernel is tried again
+    const std::size_t room = to.size() + most;
     if (most > PieceSize)
-        to.reserve(to.size() + most + 1); // the caller's codec may need one more
+        to.reserve(room + 1); // the caller's codec may need one more
     std::size_t read = 0;
-    for (;;) {
-        Utf8Progress step;
-        if (kernel != nullptr)
-            step = kernel(from.data() + read, from.size() - read, piece, PieceSize);
-        const std::size_t left = from.size() - read - step.read;
-        if (step.read == 0 || left < ShortEnd) {
-            const Utf8Progress more = portable(from.data() + read + step.read, left,
-                                               piece + step.written, PieceSize - step.written);
-            step.read += more.read;
-            step.written += more.written;
+    std::size_t written = to.size();
+    WriteText(to, room, [&](To* text) {
+        for (;;) {
+            Utf8Progress step;
+            if (kernel != nullptr)
+                step =
+                    kernel(from.data() + read, from.size() - read, text + written, room - written);
+            const std::size_t left = from.size() - read - step.read;
+            if (step.read == 0 || left < ShortEnd) {
+                const Utf8Progress more =
+                    portable(from.data() + read + step.read, left, text + written + step.written,
+                             std::min(room - written - step.written, PieceSize));
+                step.read += more.read;
+                step.written += more.written;
+            }
+            if (step.read == 0)
+                return written;
+            read += step.read;
+            written += step.written;
         }
-        if (step.read == 0)
-            return read;
-        to.append(piece, step.written);
-        read += step.read;
-    }
+    });
+    return read;
 }
 
 } // namespace
@@ -237,8 +243,8 @@ std::size_t AppendUtf8AsWide(std::string_view utf8, std::wstring& wide) {
 }
 
 std::size_t AppendWideAsUtf8(std::wstring_view wide, std::string& utf8) {
-    return Append(wide, utf8, wide.size() * LongestForm, FindUtf8Kernels(CurrentRoute()).encode,
-                  Encode);
+    return Append(wide, utf8, wide.size() * LongestForm + AsciiCharacters,
+                  FindUtf8Kernels(CurrentRoute()).encode, Encode);
 }
 
 } // namespace Vorn

@@ -2,26 +2,25 @@
 #ifndef VORN_BASES_IMPL_WRITE_TEXT_H
 #define VORN_BASES_IMPL_WRITE_TEXT_H
 
-// Writing a text of known length into a string.
+// Writing into a string of which it is known how long it can become.
 
 #include <cstddef>
 #include <string>
 
 namespace Vorn {
 
-/// Gives `text` that length and lets `write`, which does not throw, write all of it. Filling it
-/// first, as a longer string is, would take as long as a quick way of writing it; the standard
-/// library can do without from C++23 on.
-template <typename Write>
-void WriteText(std::string& text, std::size_t length, const Write& write) {
+/// Makes room for `most` characters in `text`, which begins with those it has, and lets `write`,
+/// which does not throw, write there; what it returns is the new length. Filling the room first, as
+/// a longer string is, would take as long as a quick way of writing it; the standard library can do
+/// without from C++23 on.
+template <typename Char, typename Write>
+void WriteText(std::basic_string<Char>& text, std::size_t most, const Write& write) {
 #ifdef __cpp_lib_string_resize_and_overwrite
-    text.resize_and_overwrite(length, [&](char* begin, std::size_t /*size*/) {
-        write(begin);
-        return length;
-    });
+    text.resize_and_overwrite(most,
+                              [&](Char* begin, std::size_t /*size*/) { return write(begin); });
 #else
-    text.resize(length);
-    write(text.data());
+    text.resize(most);
+    text.resize(write(text.data()));
 #endif
 }
 
