@@ -11,6 +11,12 @@ install(TARGETS VornBases EXPORT VornBasesTargets
 if(TARGET VornBasesArchive)
   install(TARGETS VornBasesArchive ARCHIVE DESTINATION ${CMAKE_INSTALL_LIBDIR})
 endif()
+# gdb looks there, and below /usr only, for what belongs to the library's file.
+if(BUILD_SHARED_LIBS AND CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+  install(FILES ${PROJECT_SOURCE_DIR}/packaging/gdb/printers.py
+    DESTINATION ${CMAKE_INSTALL_DATADIR}/gdb/auto-load${CMAKE_INSTALL_FULL_LIBDIR}
+    RENAME libVorn-Bases.so.${PROJECT_VERSION}-gdb.py)
+endif()
 install(DIRECTORY ${PROJECT_SOURCE_DIR}/Bases/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Bases
   FILES_MATCHING PATTERN "*.h" PATTERN "Impl" EXCLUDE)
 install(FILES ${PROJECT_BINARY_DIR}/include/Bases/Version.h
