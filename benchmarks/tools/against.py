@@ -3,6 +3,7 @@
 
 import random
 import statistics
+import time
 
 from scipy.stats import mannwhitneyu
 
@@ -11,6 +12,8 @@ import measure
 SLOWER = 1.10  # what is slower by less is not looked at
 CERTAINTY = 0.01
 ROUNDS = 9
+FEWEST_ROUNDS = 5  # on a machine too busy for more; as few can give that certainty
+ENOUGH_SECONDS = 8  # for a measurement; then no more than the fewest rounds
 REPETITIONS = 3  # in each process, whose quickest counts: what disturbs one only adds to its time
 SECONDS = 0.02
 
@@ -33,12 +36,15 @@ def find_slower(rows, old_library, new_library, say):
 
 def doubt(old, new):
     """How likely times like these are if the new ones are slower by no more than is allowed."""
-    return mannwhitneyu(new, [SLOWER * time for time in old], alternative="greater").pvalue
+    return mannwhitneyu(new, [SLOWER * old_time for old_time in old], alternative="greater").pvalue
 
 
 def _measure(row, old_library, new_library):
     times = {old_library: [], new_library: []}
-    for _ in range(ROUNDS):
+    deadline = time.monotonic() + ENOUGH_SECONDS
+    for done in range(ROUNDS):
+        if done >= FEWEST_ROUNDS and time.monotonic() > deadline:
+            break
         for library in random.sample(list(times), len(times)):
             found, _ = measure.samples(row, repetitions=REPETITIONS, seconds=SECONDS,
                                        contender="ours", library=library)
