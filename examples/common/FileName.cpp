@@ -42,8 +42,8 @@ bool ReadHex(std::string_view digits, char& byte) {
 } // namespace
 
 bool IsPlain(const std::string& text) {
-    if (text.empty())
-        return true;
+    if (std::all_of(text.begin(), text.end(), IsPrintableAscii))
+        return true; // in every locale
     if (text.find('\0') != std::string::npos)
         return false; // where the conversion stops
     try {

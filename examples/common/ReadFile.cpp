@@ -5,50 +5,88 @@
 #include <cerrno>
 #include <system_error>
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
-
-#include <Bases/File.h>
 
 namespace Examples {
 
 namespace {
 
 constexpr std::size_t PieceSize = 64UL * 1024;
+constexpr const char* NotRegular = "not a regular file";
 
 std::string ErrorText(int error) { return std::generic_category().message(error); }
 
-// Checked before opening: a FIFO blocks until somebody writes to it, a directory opens but cannot
-// be read, and FileIo reports a failed open on standard output, where only results belong.
-std::string WhyNotReadable(const std::string& name) {
+/// A file open for reading. Not a FileIo, which blocks on a FIFO until somebody writes to it, and
+/// reports a failed open on standard output, where only results belong.
+class Input {
+public:
+    explicit Input(const std::string& name)
+        : m_descriptor(open(name.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC)) {}
+    ~Input() {
+        if (m_descriptor >= 0)
+            close(m_descriptor);
+    }
+    Input(const Input&) = delete;
+    Input& operator=(const Input&) = delete;
+
+    int Descriptor() const { return m_descriptor; }
+
+private:
+    int m_descriptor;
+};
+
+// What is no regular file may also be refused for another reason, which says less.
+std::string WhyNotOpen(const std::string& name) {
+    const int error = errno;
     struct stat status {};
-    if (stat(name.c_str(), &status) != 0)
-        return ErrorText(errno);
-    if (!S_ISREG(status.st_mode))
-        return "not a regular file";
-    return access(name.c_str(), R_OK) == 0 ? "" : ErrorText(errno);
+    const bool special = stat(name.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+    return special ? NotRegular : ErrorText(error);
+}
+
+ssize_t ReadPiece(int descriptor, std::array<char, PieceSize>& piece) {
+    for (;;) {
+        const ssize_t size = read(descriptor, piece.data(), piece.size());
+        if (size >= 0 || errno != EINTR)
+            return size;
+    }
+}
+
+// A short piece that completes the known size is the last: small files cost one call.
+std::string ReadAll(int descriptor, unsigned long long known, const UsePiece& use) {
+    std::array<char, PieceSize> piece; // read fills it
+    unsigned long long total = 0;
+    for (;;) {
+        const ssize_t got = ReadPiece(descriptor, piece);
+        if (got < 0)
+            return ErrorText(errno);
+        const auto size = static_cast<std::size_t>(got);
+        total += size;
+        if (size > 0 && !use({piece.data(), size}))
+            return "";
+        if (size == 0 || (size < PieceSize && total == known))
+            return "";
+    }
 }
 
 } // namespace
 
-std::string ReadInPieces(const std::string& name,
-                         const std::function<void(std::string_view)>& use) {
-    if (std::string reason = WhyNotReadable(name); !reason.empty())
-        return reason;
-    Vorn::FileIo file;
-    if (!file.Open(name, Vorn::FileAccess::Read, Vorn::FileShare::ReadWrite,
-                   Vorn::FileDisposition::OpenExisting))
+std::string ReadInPieces(const std::string& name, const UsePiece& use) {
+    const Input input(name);
+    if (input.Descriptor() < 0)
+        return WhyNotOpen(name);
+    struct stat status {};
+    if (fstat(input.Descriptor(), &status) != 0)
         return ErrorText(errno);
+    if (!S_ISREG(status.st_mode))
+        return NotRegular;
+    return ReadAll(input.Descriptor(), static_cast<unsigned long long>(status.st_size), use);
+}
 
-    std::array<char, PieceSize> piece; // Read fills it
-    for (;;) {
-        // Read returns 0 at the end of the file and on failure; only a failure sets errno.
-        errno = 0;
-        const unsigned int size = file.Read(piece.data(), static_cast<unsigned int>(piece.size()));
-        if (size == 0)
-            return errno == 0 ? "" : ErrorText(errno);
-        use({piece.data(), size});
-    }
+std::string ReadInputInPieces(const std::string& name, const UsePiece& use) {
+    constexpr unsigned long long Unknown = 0;
+    return name == Standard ? ReadAll(STDIN_FILENO, Unknown, use) : ReadInPieces(name, use);
 }
 
 } // namespace Examples

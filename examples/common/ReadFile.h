@@ -8,9 +8,19 @@
 
 namespace Examples {
 
+/// The name that stands for standard input and standard output.
+constexpr const char* Standard = "-";
+
+/// Takes a piece; returns false when it wants no more.
+using UsePiece = std::function<bool(std::string_view)>;
+
 /// Reads the regular file `name` and passes it to `use` piece by piece. Returns an empty text on
-/// success, otherwise the reason; some pieces may have been passed by then.
-std::string ReadInPieces(const std::string& name, const std::function<void(std::string_view)>& use);
+/// success, otherwise the reason; some pieces may have been passed by then. Never waits for anybody
+/// to write, as opening a FIFO would.
+std::string ReadInPieces(const std::string& name, const UsePiece& use);
+
+/// The same with standard input, whatever it is, when the name is Standard.
+std::string ReadInputInPieces(const std::string& name, const UsePiece& use);
 
 } // namespace Examples
 

@@ -2,6 +2,8 @@
 #include "ReplaceFile.h"
 
 #include <cerrno>
+#include <csignal>
+#include <initializer_list>
 #include <stdexcept>
 #include <system_error>
 #include <utility>
@@ -102,9 +104,28 @@ private:
     int m_descriptor;
 };
 
+/// Keeps the user's signals waiting, so that none of them leaves a temporary file behind.
+class Uninterrupted {
+public:
+    Uninterrupted() {
+        sigset_t signals;
+        sigemptyset(&signals);
+        for (const int signal : {SIGINT, SIGTERM, SIGHUP})
+            sigaddset(&signals, signal);
+        pthread_sigmask(SIG_BLOCK, &signals, &m_before);
+    }
+    ~Uninterrupted() { pthread_sigmask(SIG_SETMASK, &m_before, nullptr); }
+    Uninterrupted(const Uninterrupted&) = delete;
+    Uninterrupted& operator=(const Uninterrupted&) = delete;
+
+private:
+    sigset_t m_before{};
+};
+
 void Replace(const fs::path& target, const std::string& program, fs::perms permissions,
              std::string_view bytes) {
     constexpr fs::perms OwnerOnly = fs::perms::owner_read | fs::perms::owner_write;
+    const Uninterrupted uninterrupted;
     const bool exists = fs::exists(target);
     const TemporaryFile file(PathBeside(target, program), exists ? OwnerOnly : permissions);
     file.Write(bytes);

@@ -80,6 +80,13 @@ std::string DescribeLocalTime(Vorn::Time time) {
     return DescribeTime(time, Vorn::TimeToLocalSysTime);
 }
 
+std::string DescribeMode(mode_t mode) {
+    std::string text = "0000";
+    for (std::size_t i = text.size(); i-- > 0; mode >>= 3U)
+        text[i] = static_cast<char>('0' + (mode & 7U));
+    return text;
+}
+
 std::string DescribeDuration(unsigned long long seconds) {
     const unsigned long long hours = seconds / 3600;
     const unsigned long long minutes = seconds / 60 % 60;

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include <sys/types.h>
+
 #include <Bases/Time.h>
 
 #include "Inventory.h"
@@ -22,6 +24,9 @@ std::string DescribeSize(unsigned long long bytes);
 /// text when the C library cannot convert the time.
 std::string DescribeUtcTime(Vorn::Time time);
 std::string DescribeLocalTime(Vorn::Time time);
+
+/// Returns permission bits as "0644".
+std::string DescribeMode(mode_t mode);
 
 /// Returns whole seconds as "0:07", "12:34" or "5:00:01".
 std::string DescribeDuration(unsigned long long seconds);

@@ -25,15 +25,24 @@ namespace Manifest {
 //     </manifest>
 //
 // The paths are those that create was given. Any other element is named after its entry's kind:
-// file, directory, link, fifo, socket or device. `size` repeats `bytes` for people; times may be
-// missing, and older manifests have neither paths nor digests.
+// file, directory, link, fifo, socket or device. `size` repeats `bytes` for people; sizes, times
+// and identifiers may be missing, and older manifests have neither paths nor digests.
 //
-// A name that XML cannot hold as it is is percent-encoded, with an attribute escaped="percent"
-// beside it. Readers ignore elements and attributes that they do not know.
+// A file may have sha256 instead of md5. Where the manifest has an attribute targets="compared",
+// links have a `target`; with modes, all entries have a `mode` in octal digits; with owners, an
+// `owner` and a `group` as numbers. Elements <exclude name="*.o"/> after the paths are the patterns
+// of what was left out.
+//
+// A name or target that XML cannot hold as it is is percent-encoded, with an attribute
+// escaped="percent" or target-escaped="percent" beside it. Readers ignore elements and attributes
+// that they do not know.
 
 /// What a manifest holds.
 struct Document {
-    std::vector<std::string> paths; // in the order in which the user gave them
+    std::vector<std::string> paths;    // in the order in which the user gave them
+    std::vector<std::string> excludes; // patterns
+    Extras extras;
+    Detail detail = Detail::All; // with Compared, entries have neither times nor identifiers
     std::vector<Entry> entries;
     bool hasAllNames = true; // false when the current locale lacks characters of some
 };
@@ -42,9 +51,9 @@ struct Document {
 /// std::runtime_error with the reason, and the old file stays.
 void SaveManifest(const std::string& path, const Document& document);
 
-/// Returns what the manifest at `path` holds. Throws std::runtime_error with the reason when it
-/// cannot be read or is not a manifest.
-Document LoadManifest(const std::string& path);
+/// Returns what the manifest at `path` holds, "-" for standard input. Throws std::runtime_error
+/// with the reason, and the line, when it cannot be read or is not a manifest.
+Document LoadManifest(const std::string& path, Detail detail);
 
 } // namespace Manifest
 

@@ -24,17 +24,28 @@ std::size_t LineWidth() {
     return (known ? size.ws_col : Usual) - 1;
 }
 
+// Opening a file takes about as long as reading this many bytes.
+constexpr double BytesForAFile = 32.0 * 1024;
+
+double WorkOf(unsigned long long files, unsigned long long bytes) {
+    return static_cast<double>(files) * BytesForAFile + static_cast<double>(bytes);
+}
+
 // In floating point, as the bytes times a thousand may overflow.
-std::string FormatRate(const Advance& advance, unsigned long long allBytes,
-                       unsigned long elapsedMs) {
+std::string FormatRate(const Advance& advance, unsigned long elapsedMs) {
     constexpr double Fastest = 9e18; // bytes; the most that DescribeSize takes
-    const double perSecond = std::min(
-        static_cast<double>(advance.bytes) * 1000 / static_cast<double>(elapsedMs), Fastest);
+    const double seconds = static_cast<double>(elapsedMs) / 1000;
+    const double perSecond = std::min(static_cast<double>(advance.bytes) / seconds, Fastest);
+    return DescribeSize(static_cast<unsigned long long>(perSecond)) + "/s";
+}
+
+std::string FormatTimeLeft(const Advance& advance, unsigned long long allBytes,
+                           unsigned long elapsedMs) {
     constexpr double Longest = 1e9; // seconds; an early estimate may fit no integer
-    const double left =
-        std::min(static_cast<double>(allBytes - advance.bytes) / perSecond, Longest);
-    return DescribeSize(static_cast<unsigned long long>(perSecond)) + "/s, " +
-           DescribeDuration(static_cast<unsigned long long>(left)) + " left";
+    const double done = WorkOf(advance.files, advance.bytes);
+    const double all = WorkOf(std::max(advance.files, advance.allFiles), allBytes);
+    const double left = static_cast<double>(elapsedMs) / 1000 * (all - done) / done;
+    return DescribeDuration(static_cast<unsigned long long>(std::min(left, Longest))) + " left";
 }
 
 } // namespace
@@ -44,11 +55,13 @@ std::string FormatProgress(const Advance& advance, unsigned long elapsedMs) {
     std::string line = std::to_string(advance.files) + " of " + std::to_string(advance.allFiles) +
                        " files, " + DescribeSize(advance.bytes) + " of " + DescribeSize(allBytes);
     if (advance.bytes > 0 && elapsedMs > 0)
-        line.append(", ").append(FormatRate(advance, allBytes, elapsedMs));
+        line += ", " + FormatRate(advance, elapsedMs) + ", " +
+                FormatTimeLeft(advance, allBytes, elapsedMs);
     return line;
 }
 
-Progress::Progress() : m_terminal(isatty(STDERR_FILENO) == 1), m_begin(Vorn::timer_ms()) {}
+Progress::Progress(bool wanted)
+    : m_terminal(wanted && isatty(STDERR_FILENO) == 1), m_begin(Vorn::timer_ms()) {}
 
 Progress::~Progress() {
     if (m_length == 0)

@@ -10,20 +10,22 @@
 namespace Manifest {
 
 /// Returns a line such as "12 of 345 files, 1.2 MiB of 3.4 MiB, 600.0 KiB/s, 0:03 left". Rate and
-/// time left are omitted while nothing has been read.
+/// time left are omitted while nothing has been read. For the time left a file counts like some
+/// bytes more than it has: thousands of small files take their time, too.
 std::string FormatProgress(const Advance& advance, unsigned long elapsedMs);
 
-/// A progress line on standard error, shown for the lifetime of the object if that is a terminal.
+/// A progress line on standard error, shown for the lifetime of the object if it is wanted and that
+/// is a terminal.
 class Progress {
 public:
-    Progress();
+    explicit Progress(bool wanted);
 
     /// Clears the line.
     ~Progress();
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
-    /// Returns true when standard error is a terminal.
+    /// Returns true when the line is shown.
     bool IsOnTerminal() const { return m_terminal; }
 
     /// Replace the line, cut to the terminal's width.

@@ -18,16 +18,18 @@ enum Column { KindColumn, Bytes, Size, Lines, Written, Id, Name, Columns };
 using Row = std::array<std::string, Columns>;
 
 Row MakeRow(const Entry& entry) {
-    if (!entry.failure.empty())
+    if (entry.failure)
         return {"failed",
                 "-",
                 "-",
                 "-",
                 "-",
                 "-",
-                ForDisplay(entry.name) + ": " + ForDisplay(entry.failure)};
-    const std::string written = entry.writtenLocal.empty() ? "-" : ForDisplay(entry.writtenLocal);
-    const std::string id = entry.id.ToString(Vorn::GuidForm::Full);
+                ForDisplay(entry.name) + ": " + ForDisplay(*entry.failure)};
+    const std::string written =
+        entry.details->writtenLocal.empty() ? "-" : ForDisplay(entry.details->writtenLocal);
+    const std::string id =
+        entry.details->id.None() ? "-" : entry.details->id.ToString(Vorn::GuidForm::Full);
     if (entry.kind != Kind::File)
         return {NameOf(entry.kind), "-", "-", "-", written, id, ForDisplay(entry.name)};
     return {NameOf(entry.kind),
@@ -51,8 +53,8 @@ Row MakeTotal(const std::vector<Entry>& entries) {
     for (const Entry& entry : entries) {
         bytes += entry.bytes;
         lines += entry.lines;
-        failures += entry.failure.empty() ? 0 : 1;
-        files += entry.failure.empty() && entry.kind == Kind::File ? 1 : 0;
+        failures += !entry.failure ? 0 : 1;
+        files += !entry.failure && entry.kind == Kind::File ? 1 : 0;
     }
     return {"total",
             std::to_string(bytes),

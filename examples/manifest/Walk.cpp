@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include <fnmatch.h>
 #include <sys/stat.h>
 
 #include <Bases/File.h>
@@ -128,20 +129,24 @@ Vorn::Time WrittenAt(const Status& status) {
     return written.tv_sec * 1000LL + written.tv_nsec / 1000000;
 }
 
-Entry Describe(const std::string& path, const Status& status) {
-    Entry entry;
-    entry.name = path;
-    entry.kind = KindOf(status);
-    if (entry.kind == Kind::File)
-        entry.bytes = static_cast<unsigned long long>(status.st_size);
-    entry.writtenUtc = DescribeUtcTime(WrittenAt(status));
-    entry.writtenLocal = DescribeLocalTime(WrittenAt(status));
-    return entry;
+Details DescribeTimes(const Status& status) {
+    return {{}, DescribeUtcTime(WrittenAt(status)), DescribeLocalTime(WrittenAt(status))};
+}
+
+// An empty text when it cannot be read.
+std::string TargetOf(const std::string& path) {
+    std::error_code unknown;
+    return fs::read_symlink(path, unknown).string();
+}
+
+bool IsMatchedBy(const std::string& pattern, const std::string& path, const std::string& name) {
+    const bool isPath = pattern.find('/') != std::string::npos;
+    return fnmatch(pattern.c_str(), (isPath ? path : name).c_str(), isPath ? FNM_PATHNAME : 0) == 0;
 }
 
 class Walk {
 public:
-    explicit Walk(const std::string& output) : m_places(PlacesOf(output)) {}
+    explicit Walk(const Search& search) : m_search(search), m_places(PlacesOf(search.output)) {}
 
     void AddNamed(const std::string& path) {
         Status status{};
@@ -156,9 +161,9 @@ public:
     std::vector<Entry> Take() { return std::move(m_entries); }
 
 private:
-    void AddFailure(const std::string& path, std::string reason) {
+    void AddFailure(std::string path, std::string reason) {
         Entry entry;
-        entry.name = path;
+        entry.name = std::move(path);
         entry.failure = std::move(reason);
         m_entries.push_back(std::move(entry));
     }
@@ -169,8 +174,25 @@ private:
             AddContent(path, status);
     }
 
+    Entry Describe(const std::string& path, const Status& status) const {
+        Entry entry;
+        entry.name = path;
+        entry.kind = KindOf(status);
+        if (entry.kind == Kind::File)
+            entry.bytes = static_cast<unsigned long long>(status.st_size);
+        if (entry.kind == Kind::Link && m_search.extras.targets)
+            entry.target = TargetOf(path);
+        entry.mode = status.st_mode & 07777U;
+        entry.owner = status.st_uid;
+        entry.group = status.st_gid;
+        if (m_search.detail == Detail::All)
+            entry.details = DescribeTimes(status);
+        return entry;
+    }
+
     // A directory that cannot be read to its end becomes a failure itself.
     void AddContent(const std::string& path, const Status& status) {
+        m_search.step();
         const std::string prefix = path.back() == '/' ? path : path + "/";
         Names names;
         try {
@@ -180,7 +202,7 @@ private:
             AddFailure(path, error.code().message());
             return;
         }
-        RemoveOutput(names, status);
+        LeaveOut(prefix, names, status);
         std::sort(names.begin(), names.end());
         for (const std::string& name : names)
             AddMet(prefix + name);
@@ -194,24 +216,26 @@ private:
             AddFailure(path, std::generic_category().message(errno));
     }
 
-    void RemoveOutput(Names& names, const Status& directory) const {
-        for (const Place& place : m_places) {
-            if (!place.IsIn(directory))
-                continue;
-            const auto isOutput = [&place](const std::string& n) { return place.IsTakenBy(n); };
-            names.erase(std::remove_if(names.begin(), names.end(), isOutput), names.end());
-        }
+    void LeaveOut(const std::string& prefix, Names& names, const Status& directory) const {
+        for (const Place& place : m_places)
+            if (place.IsIn(directory))
+                std::erase_if(names, [&](const std::string& n) { return place.IsTakenBy(n); });
+        for (const std::string& pattern : m_search.excludes)
+            std::erase_if(names, [&](const std::string& name) {
+                return IsMatchedBy(pattern, prefix + name, name);
+            });
     }
 
+    const Search& m_search;
     std::vector<Place> m_places;
     std::vector<Entry> m_entries;
 };
 
 } // namespace
 
-std::vector<Entry> FindEntries(const std::vector<std::string>& paths, const std::string& output) {
-    Walk walk(output);
-    for (const std::string& path : paths)
+std::vector<Entry> FindEntries(const Search& search) {
+    Walk walk(search);
+    for (const std::string& path : search.paths)
         walk.AddNamed(path);
     return walk.Take();
 }

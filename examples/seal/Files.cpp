@@ -36,16 +36,18 @@ struct Content {
 // Does not read a file that is too large from the start.
 Content ReadAtMost(const std::string& name, unsigned long long most) {
     std::error_code unknown;
-    Content content{fs::file_size(name, unknown), ""};
+    const fs::path path = name == Examples::Standard ? "/dev/stdin" : name;
+    Content content{fs::file_size(path, unknown), ""};
     if (!unknown && content.size > most)
         return content;
     if (!unknown)
         content.bytes.reserve(content.size);
     content.size = 0;
-    const std::string reason = Examples::ReadInPieces(name, [&](std::string_view piece) {
+    const std::string reason = Examples::ReadInputInPieces(name, [&](std::string_view piece) {
         content.size += piece.size(); // it may have grown meanwhile
         if (content.size <= most)
             content.bytes.append(piece);
+        return content.size <= most;
     });
     if (!reason.empty())
         Complain(name, reason);

@@ -17,6 +17,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <Bases/Version.h>
+
 namespace {
 
 using testing::ElementsAre;
@@ -50,7 +52,17 @@ TEST_F(ManifestCommandLine, WrongArgumentsAreReported) {
     expect({"help", "a"}, "help takes no arguments");
     expect({"create"}, "create needs more arguments");
     expect({"create", "out.xml"}, "create needs more arguments");
-    expect({"create", "--help"}, "create needs more arguments");
+    expect({"create", "--", "--help"}, "create needs more arguments");
+    expect({"create", "--sha", "out.xml", "a"}, "there is no option --sha");
+    expect({"create", "-bz", "out.xml", "a"}, "there is no option -z");
+    expect({"create", "--brief=no", "out.xml", "a"}, "--brief takes no value");
+    expect({"create", "out.xml", "a", "--digest"}, "--digest needs a value");
+    expect({"create", "out.xml", "a", "-d"}, "--digest needs a value");
+    expect({"create", "-d", "md4", "out.xml", "a"}, "there is no digest md4");
+    for (const char* jobs : {"", "x", "-1", "2x", "257"})
+        expect({"create", "-j", jobs, "out.xml", "a"}, "--jobs needs a number up to 256");
+    expect({"show", "--jobs=1", "a"}, "there is no option --jobs");
+    expect({"--jobs=1"}, "there is no option --jobs");
     expect({"show"}, "show needs more arguments");
     expect({"show", "a", "a"}, "show takes fewer arguments");
     expect({"verify"}, "verify needs more arguments");
@@ -65,11 +77,34 @@ TEST_F(ManifestCommandLine, HelpListsCommandsAndExitStatuses) {
         EXPECT_EQ(0, outcome.status);
         EXPECT_EQ("", outcome.err);
         EXPECT_THAT(outcome.out, StartsWith("usage: manifest COMMAND [ARGUMENT...]\n"));
-        for (const char* text :
-             {"\n  create OUT.xml PATH...\n", "\n  show OUT.xml\n", "\n  verify OUT.xml\n",
-              "replaced all the same", "exit status: 0 "})
+        for (const char* text : {"\n  create [OPTION...] OUT.xml PATH...\n", "\n  show OUT.xml\n",
+                                 "\n  verify [OPTION...] OUT.xml\n", "\n  export OUT.xml\n",
+                                 "replaced all the same", "exit status: 0 "})
             EXPECT_THAT(outcome.out, HasSubstr(text));
     }
+}
+
+TEST_F(ManifestCommandLine, HelpOfACommandIsAboutThatCommand) {
+    for (const char* command : {"create", "show", "verify", "export", "watch"})
+        for (const char* option : {"--help", "-h"}) {
+            const Outcome outcome = Manifest({command, "a", option});
+            EXPECT_EQ(0, outcome.status);
+            EXPECT_THAT(outcome.out, StartsWith("usage: manifest COMMAND [ARGUMENT...]\n\n  " +
+                                                std::string(command) + " "));
+            EXPECT_EQ("", outcome.err);
+        }
+}
+
+TEST_F(ManifestCommandLine, TheVersionIsThatOfTheLibrary) {
+    const Outcome outcome = Manifest({"--version"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("manifest (Vorn Bases) " VORN_BASES_VERSION_TEXT "\n", outcome.out);
+}
+
+TEST_F(ManifestCommandLine, NothingIsAnOptionAfterTwoHyphens) {
+    Make("-q");
+    EXPECT_EQ(0, Manifest({"create", "-q", "--", "out.xml", "-q"}).status);
+    EXPECT_THAT(Content("out.xml"), HasSubstr("<file name=\"-q\" "));
 }
 
 TEST_F(ManifestCommandLine, HelpThatCannotBePrintedIsAFailure) {

@@ -26,7 +26,7 @@ protected:
     std::string Row(const std::string& name, const std::string& creating,
                     const std::string& showing) {
         Make(name, "x\n");
-        EXPECT_EQ(0, Manifest({"create", "out.xml", name}, creating).status) << name;
+        EXPECT_EQ(0, Manifest({"create", "--", "out.xml", name}, creating).status) << name;
         ExpectWellFormed("out.xml");
         const Outcome shown = Manifest({"show", "out.xml"}, showing);
         EXPECT_EQ(0, shown.status) << shown.err;
@@ -95,7 +95,7 @@ TEST_F(ManifestNames, ComplaintsShowThemSafely) {
 
 TEST_F(ManifestNames, TheManifestsOwnNameMayBeStrangeToo) {
     Make("a");
-    for (const char* out : {"-", "a%20b.xml", "sp ace\n.xml", "\xff.xml", "http:x"}) {
+    for (const char* out : {"./-", "a%20b.xml", "sp ace\n.xml", "\xff.xml", "http:x"}) {
         EXPECT_EQ(0, Manifest({"create", out, "a"}).status) << out;
         EXPECT_EQ(0, Manifest({"show", out}).status) << out;
     }

@@ -75,8 +75,15 @@ TEST(ManifestTime, IsSplitAtTheSecondBeforeItAlsoBefore1970) {
 // Concerns: rate and time left are right, and missing where nothing can be known of them.
 
 TEST(ManifestProgressLine, ShowsFilesBytesRateAndTimeLeft) {
-    EXPECT_EQ("12 of 345 files, 1.0 KiB of 4.0 KiB, 512 B/s, 0:06 left",
-              Manifest::FormatProgress({12, 345, 1024, 4096}, 2000));
+    EXPECT_EQ("1 of 4 files, 1.0 MiB of 3.9 MiB, 512.0 KiB/s, 0:05 left",
+              Manifest::FormatProgress({1, 4, KiB * KiB, 4 * KiB * KiB - 96 * KiB}, 2000));
+}
+
+TEST(ManifestProgressLine, HasTimeLeftForSmallFilesAfterLargeOnes) {
+    EXPECT_THAT(Manifest::FormatProgress({10, 10010, 1024 * KiB * KiB, 1025 * KiB * KiB}, 10000),
+                testing::EndsWith(" of 1.0 GiB, 102.4 MiB/s, 0:03 left"));
+    EXPECT_THAT(Manifest::FormatProgress({5010, 10010, 1025 * KiB * KiB, 1025 * KiB * KiB}, 12000),
+                testing::EndsWith(", 0:01 left"));
 }
 
 TEST(ManifestProgressLine, HasNoRateBeforeThereIsOne) {
@@ -108,12 +115,12 @@ protected:
         std::ofstream(m_dir.File(name), std::ios::binary) << content;
     }
 
-    std::vector<Entry> Find() const { return Manifest::FindEntries({m_dir.Path()}, "out.xml"); }
+    std::vector<Entry> Find() const { return Manifest::FindEntries({{m_dir.Path()}, "out.xml"}); }
 
     static Advance Measure(std::vector<Entry>& entries) {
         Advance first;
         bool called = false;
-        Manifest::MeasureFiles(entries, [&](const Advance& advance) {
+        Manifest::MeasureFiles(entries, {}, [&](const Advance& advance) {
             if (!std::exchange(called, true))
                 first = advance;
         });
@@ -131,10 +138,10 @@ TEST_F(ManifestMeasurement, OfAFileThatVanishedIsAFailureAndCostsNoOther) {
     ASSERT_EQ(4U, entries.size());
     std::filesystem::remove(m_dir.File("b"));
     Measure(entries);
-    EXPECT_EQ("", entries[1].failure);
+    EXPECT_EQ("", *entries[1].failure);
     EXPECT_EQ(m_dir.File("b"), entries[2].name);
-    EXPECT_EQ("No such file or directory", entries[2].failure);
-    EXPECT_EQ("", entries[3].failure);
+    EXPECT_EQ("No such file or directory", *entries[2].failure);
+    EXPECT_EQ("", *entries[3].failure);
     EXPECT_EQ(2U, entries[3].bytes);
 }
 
@@ -146,7 +153,7 @@ TEST_F(ManifestMeasurement, CountsWhatIsThereByThen) {
     ASSERT_EQ(2U, entries.size());
     EXPECT_EQ(4U, entries[1].bytes);
     EXPECT_EQ(2U, entries[1].lines);
-    EXPECT_EQ(Vorn::CryptoHashMd5::MD5String("x\ny\n"), entries[1].md5);
+    EXPECT_EQ(Vorn::CryptoHashMd5::MD5String("x\ny\n"), entries[1].digest.Text());
 }
 
 TEST_F(ManifestMeasurement, OfAFileThatGrowsMeanwhileIsThatOfOneContent) {
@@ -166,10 +173,10 @@ TEST_F(ManifestMeasurement, OfAFileThatGrowsMeanwhileIsThatOfOneContent) {
     std::ifstream file(m_dir.File("grows"), std::ios::binary);
     const std::string all{std::istreambuf_iterator<char>(file), {}};
     const Entry& entry = entries[1];
-    EXPECT_EQ("", entry.failure);
+    EXPECT_EQ("", *entry.failure);
     ASSERT_LE(entry.bytes, all.size());
     const std::string content = all.substr(0, entry.bytes);
-    EXPECT_EQ(Vorn::CryptoHashMd5::MD5String(content), entry.md5);
+    EXPECT_EQ(Vorn::CryptoHashMd5::MD5String(content), entry.digest.Text());
     EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), entry.lines);
 }
 
@@ -204,7 +211,7 @@ protected:
 
     std::vector<Entry> FindAndMeasure() const {
         std::vector<Entry> entries =
-            Manifest::FindEntries({m_dir.File("d"), m_dir.File("file")}, "out.xml");
+            Manifest::FindEntries({{m_dir.File("d"), m_dir.File("file")}, "out.xml"});
         Platform::readdir.Reset();
         Measure(entries);
         return entries;
@@ -218,19 +225,19 @@ TEST_F(ManifestReadError, MakesTheDirectoryAFailureAndCostsNothingElse) {
         const std::vector<Entry> entries = FindAndMeasure();
         ASSERT_EQ(2U, entries.size()) << call;
         EXPECT_EQ(m_dir.File("d"), entries[0].name);
-        EXPECT_EQ("Input/output error", entries[0].failure);
+        EXPECT_EQ("Input/output error", *entries[0].failure);
         EXPECT_EQ(m_dir.File("file"), entries[1].name);
-        EXPECT_EQ("", entries[1].failure);
+        EXPECT_EQ("", *entries[1].failure);
     }
 }
 
 TEST_F(ManifestReadError, LeavesAllInTheDirectoryUnreadWhenItIsVerified) {
     const std::vector<Entry> recorded = FindAndMeasure();
     Platform::readdir.From(Calls - 1).Fail(EIO);
-    const std::vector<Manifest::Finding> findings = Manifest::Compare(recorded, FindAndMeasure());
-    EXPECT_FALSE(Manifest::AllAsRecorded(findings));
+    const Manifest::Comparison comparison = Manifest::Compare(recorded, FindAndMeasure());
+    EXPECT_FALSE(comparison.AllAsRecorded());
     EXPECT_EQ("1 as recorded, 0 missing, 0 changed, 0 new, 6 unread\n",
-              Manifest::FormatFindings(findings));
+              Manifest::FormatSummary(comparison));
 }
 
 // Concerns: entries of one name are compared each with its own; the verdicts that make all as it
@@ -255,15 +262,22 @@ Entry FailureOf(const std::string& name, const std::string& reason) {
     return entry;
 }
 
+std::vector<Finding> Told(const std::vector<Entry>& recorded, const std::vector<Entry>& found) {
+    return Manifest::Compare(recorded, found).findings;
+}
+
+std::size_t Same(const std::vector<Entry>& recorded, const std::vector<Entry>& found) {
+    return Manifest::Compare(recorded, found).Count(Verdict::Same);
+}
+
 TEST(ManifestComparison, ComparesEntriesOfOneNameEachWithItsOwn) {
     const std::vector<Entry> recorded{FileOf("b", 1), FileOf("a", 1), FileOf("b", 2),
                                       FileOf("b", 1)};
-    EXPECT_THAT(Manifest::Compare(recorded, recorded),
-                ElementsAre(Finding{"a", Verdict::Same, ""}, Finding{"b", Verdict::Same, ""}));
+    EXPECT_THAT(Told(recorded, recorded), IsEmpty());
+    EXPECT_EQ(2U, Same(recorded, recorded));
     const std::vector<Entry> found{FileOf("b", 1), FileOf("b", 3), FileOf("b", 1), FileOf("a", 1)};
-    EXPECT_THAT(Manifest::Compare(recorded, found),
-                ElementsAre(Finding{"a", Verdict::Same, ""},
-                            Finding{"b", Verdict::Changed, "bytes 2 -> 3"}));
+    EXPECT_THAT(Told(recorded, found), ElementsAre(Finding{"b", Verdict::Changed, "bytes 2 -> 3"}));
+    EXPECT_EQ(1U, Same(recorded, found));
 }
 
 TEST(ManifestComparison, KeepsTheOrderOfManyEntriesOfOneName) {
@@ -275,38 +289,80 @@ TEST(ManifestComparison, KeepsTheOrderOfManyEntriesOfOneName) {
     }
     recorded.insert(recorded.begin(), 100, FileOf("a", 1));
     found.insert(found.end(), 100, FileOf("a", 1));
-    EXPECT_THAT(Manifest::Compare(recorded, found),
-                ElementsAre(Finding{"a", Verdict::Same, ""}, Finding{"b", Verdict::Same, ""}));
+    EXPECT_THAT(Told(recorded, found), IsEmpty());
+    EXPECT_EQ(2U, Same(recorded, found));
 }
 
 TEST(ManifestComparison, ComparesNothingButTheKindOfWhatIsNoFile) {
     std::vector<Entry> recorded{FileOf("d", 1)};
     std::vector<Entry> found{FileOf("d", 2)};
     recorded[0].kind = found[0].kind = Manifest::Kind::Directory;
-    EXPECT_THAT(Manifest::Compare(recorded, found), ElementsAre(Finding{"d", Verdict::Same, ""}));
+    EXPECT_EQ(1U, Same(recorded, found));
 }
 
 TEST(ManifestComparison, OfNothingFindsNothing) {
-    EXPECT_THAT(Manifest::Compare({}, {}), IsEmpty());
-    EXPECT_TRUE(Manifest::AllAsRecorded({}));
+    const Manifest::Comparison comparison = Manifest::Compare({}, {});
+    EXPECT_THAT(comparison.findings, IsEmpty());
+    EXPECT_TRUE(comparison.AllAsRecorded());
     EXPECT_EQ("0 as recorded, 0 missing, 0 changed, 0 new, 0 unread\n",
-              Manifest::FormatFindings({}));
+              Manifest::FormatSummary(comparison));
 }
 
 TEST(ManifestComparison, KnowsWhatVanishedDuringTheWalkForMissing) {
     const TempDir dir;
     const std::string gone = dir.File("gone");
-    EXPECT_THAT(Manifest::Compare({FileOf(gone, 1)}, {FailureOf(gone, "whatever")}),
+    EXPECT_THAT(Told({FileOf(gone, 1)}, {FailureOf(gone, "whatever")}),
                 ElementsAre(Finding{gone, Verdict::Missing, ""}));
-    EXPECT_THAT(Manifest::Compare({}, {FailureOf(gone, "whatever")}), IsEmpty());
+    EXPECT_THAT(Told({}, {FailureOf(gone, "whatever")}), IsEmpty());
 }
 
 TEST(ManifestComparison, IsAsRecordedOnlyWithoutDifferenceAndDoubt) {
-    const Finding same{"a", Verdict::Same, ""};
-    EXPECT_TRUE(Manifest::AllAsRecorded({same, {"b", Verdict::StillFailing, ""}}));
-    for (const Verdict verdict :
-         {Verdict::Missing, Verdict::Changed, Verdict::New, Verdict::Unread})
-        EXPECT_FALSE(Manifest::AllAsRecorded({same, {"b", verdict, ""}, same}));
+    const auto isAsRecorded = [](const Entry& recorded, const Entry& found) {
+        return Manifest::Compare({FileOf("a", 1), recorded}, {FileOf("a", 1), found})
+            .AllAsRecorded();
+    };
+    EXPECT_TRUE(isAsRecorded(FileOf("b", 1), FileOf("b", 1)));
+    EXPECT_TRUE(isAsRecorded(FailureOf("b", "why"), FailureOf("b", "why")));
+    EXPECT_FALSE(isAsRecorded(FileOf("b", 1), FileOf("b", 2)));
+    EXPECT_FALSE(isAsRecorded(FileOf("b", 1), FileOf("a", 1))); // missing
+    EXPECT_FALSE(isAsRecorded(FileOf("a", 1), FileOf("b", 1))); // new
+    EXPECT_FALSE(isAsRecorded(FileOf("/", 1), FailureOf("/", "why")));
+}
+
+// Concerns: a content that is elsewhere is found there, each once; what has no content is never
+// taken for another.
+
+Entry ContentOf(const std::string& name, unsigned char content) {
+    Entry entry = FileOf(name, 5);
+    entry.digest = {Manifest::Algorithm::Md5, {content}};
+    return entry;
+}
+
+TEST(ManifestMoves, ArePairsOfMissingAndNewFilesOfOneContent) {
+    EXPECT_THAT(
+        Told({ContentOf("a", 1), ContentOf("b", 2)}, {ContentOf("b", 2), ContentOf("c", 1)}),
+        ElementsAre(Finding{"a", Verdict::Moved, "c"}));
+    EXPECT_THAT(Told({ContentOf("a", 1)}, {ContentOf("c", 2)}),
+                ElementsAre(Finding{"a", Verdict::Missing, ""}, Finding{"c", Verdict::New, ""}));
+}
+
+TEST(ManifestMoves, TakeEveryNewFileOnceInTheOrderOfTheNames) {
+    EXPECT_THAT(Told({ContentOf("a", 1), ContentOf("b", 1), ContentOf("c", 1)},
+                     {ContentOf("y", 1), ContentOf("x", 1)}),
+                ElementsAre(Finding{"a", Verdict::Moved, "x"}, Finding{"b", Verdict::Moved, "y"},
+                            Finding{"c", Verdict::Missing, ""}));
+    EXPECT_THAT(Told({ContentOf("a", 1)}, {ContentOf("x", 1), ContentOf("y", 1)}),
+                ElementsAre(Finding{"a", Verdict::Moved, "x"}, Finding{"y", Verdict::New, ""}));
+}
+
+TEST(ManifestMoves, AreNotSeenInEmptyFilesAndDirectories) {
+    EXPECT_THAT(Told({FileOf("a", 0)}, {FileOf("b", 0)}),
+                ElementsAre(Finding{"a", Verdict::Missing, ""}, Finding{"b", Verdict::New, ""}));
+    Entry before = FileOf("a", 5);
+    Entry now = FileOf("b", 5);
+    before.kind = now.kind = Manifest::Kind::Directory;
+    EXPECT_THAT(Told({before}, {now}),
+                ElementsAre(Finding{"a", Verdict::Missing, ""}, Finding{"b", Verdict::New, ""}));
 }
 
 } // namespace

@@ -70,6 +70,7 @@ refuse Bases/Impl/Port/Watch_mac.cpp Bases/Time.h
 refuse Bases/Impl/Port/Watch.h Bases/Impl/Zone.h
 
 accept examples/some/main.cpp Bases/Time.h
+accept examples/some/main.cpp Bases/Version.h
 expect '' examples/some/main.cpp '#include "Own.h"'
 refuse examples/some/main.cpp Bases/Impl/Zone.h
 refuse examples/some/main.cpp Bases/Other.h

@@ -12,7 +12,7 @@
 #   row names, and the C++ library.
 # - A unit or an internal header may include all that its row names, and the host's headers, but no
 #   library that only other rows name.
-# - An example program may include public headers and its own.
+# - An example program may include public headers, that of the version, and its own.
 set -eu
 
 page=$(realpath "$2")
@@ -70,7 +70,7 @@ find Bases examples -type f \( -name '*.h' -o -name '*.cpp' \) | sort | xargs aw
             if (included == "Export.h")
                 return FILENAME ~ /^Bases\/[A-Za-z]*\.h$/ || names(family, included)
             if (is_example)
-                return included ~ /\.h$/ && included in owner
+                return included == "Version.h" || (included ~ /\.h$/ && included in owner)
             return names(family, included)
         }
         if (is_example)
