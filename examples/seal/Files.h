@@ -11,7 +11,7 @@ namespace Seal {
 /// Returns the key in a file that holds Cipher::KeySize bytes and nothing else.
 std::string ReadKey(const std::string& name);
 
-/// Returns the bytes of a file, at most `most`.
+/// Returns the bytes of a file, or of standard input for "-", at most `most`.
 std::string ReadWhole(const std::string& name, unsigned long long most);
 
 /// Replaces the file `name` in one step, as Examples::ReplaceFile does. A new file is for its owner

@@ -7,17 +7,21 @@
 #include <new>
 #include <stdexcept>
 #include <string>
-#include <vector>
 
 #include "Armour.h"
+#include "CommandLine.h"
 #include "FileName.h"
 #include "Files.h"
+#include "ReadFile.h"
 #include "Seal.h"
 #include "Setup.h"
 
 namespace {
 
-using Arguments = std::vector<std::string>;
+using Examples::Arguments;
+using Examples::CommandLine;
+using Examples::OptionForm;
+using Examples::UsageError;
 
 enum ExitStatus { Success = 0, Failure = 1, WrongUsage = 2 };
 
@@ -27,7 +31,7 @@ const char* const Usage = "usage: seal encipher KEYFILE IN OUT | seal decipher K
 const char* const Help = R"(
 encipher seals the file IN: it encrypts the bytes with SEED and writes them to OUT as text.
 decipher writes to OUT the file that was sealed in IN.
-help, --help and -h print this text.
+help, --help and -h print this text, --version prints the version. After -- nothing is an option.
 
 Seal is for existing data; do not choose it for a new design that has to be secure. SEED works
 block by block here: equal blocks of 16 bytes stay visibly equal, and so do equal files. MD5 is
@@ -40,8 +44,8 @@ KEYFILE holds the 16 bytes of the key and nothing else. To make one:
 
 IN has at most 1073741824 bytes (1 GiB); about five times its size is used in memory. OUT is
 replaced in one step on success, and otherwise left alone; it may be IN, but not KEYFILE. A new
-OUT is for its owner only; an existing one keeps its permissions. With /dev/stdout as OUT, the
-result goes to standard output.
+OUT is for its owner only; an existing one keeps its permissions. With - as IN or OUT, standard
+input or standard output is meant.
 
 A sealed file has these lines:
 
@@ -59,13 +63,11 @@ arguments
 
 void Complain(const char* text) { std::fprintf(stderr, "seal: %s\n", text); }
 
-bool AsksForHelp(const Arguments& arguments) {
-    return arguments.size() == 1 &&
-           (arguments[0] == "help" || arguments[0] == "--help" || arguments[0] == "-h");
-}
+constexpr OptionForm HelpForm{"help", 'h', false};
+constexpr OptionForm VersionForm{"version", '\0', false};
 
-ExitStatus PrintHelp() {
-    if (std::fputs(Usage, stdout) >= 0 && std::fputs(Help, stdout) >= 0 && std::fflush(stdout) == 0)
+ExitStatus Print(const std::string& text) {
+    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0)
         return Success;
     Complain("the help could not be printed");
     return Failure;
@@ -84,9 +86,9 @@ constexpr std::array Commands{
 };
 
 // Returns null for wrong arguments.
-const Command* FindCommand(const Arguments& arguments) {
+const Command* FindCommand(const Arguments& operands) {
     for (const Command& command : Commands)
-        if (arguments.size() == 4 && arguments[0] == command.name)
+        if (operands.size() == 4 && operands[0] == command.name)
             return &command;
     return nullptr;
 }
@@ -102,8 +104,10 @@ std::string Transform(const Command& command, const std::string& name, const std
 
 ExitStatus Run(const Command& command, const Arguments& arguments) {
     const std::string& keyName = arguments[1];
-    const std::string& outName = arguments[3];
+    const std::string outName = arguments[3] == Examples::Standard ? "/dev/stdout" : arguments[3];
     try {
+        if (keyName == Examples::Standard && arguments[2] == Examples::Standard)
+            throw std::runtime_error("KEYFILE and IN cannot both be standard input");
         Seal::KeepApart(keyName, outName);
         const std::string key = Seal::ReadKey(keyName);
         Seal::WriteWhole(outName, Transform(command, arguments[2], key));
@@ -116,23 +120,38 @@ ExitStatus Run(const Command& command, const Arguments& arguments) {
     return Failure;
 }
 
-} // namespace
-
-int main(int argc, char** argv) {
-    const Arguments arguments(argv + (argc > 0 ? 1 : 0), argv + argc);
-    if (AsksForHelp(arguments))
-        return PrintHelp();
-    const Command* const command = FindCommand(arguments);
-    if (command == nullptr) {
-        std::fputs(Usage, stderr);
-        return WrongUsage;
-    }
+ExitStatus RunSetUp(const Command& command, const Arguments& operands) {
     try {
         const Examples::Setup setup;
-        return Run(*command, arguments);
+        return Run(command, operands);
     } catch (const std::runtime_error&) { // the standard library's, from BasesInit
         Complain(
             "the environment asks for a locale that this machine does not have; LC_ALL=C will do");
         return Failure;
+    }
+}
+
+// Throws UsageError for wrong arguments.
+ExitStatus RunAny(const Arguments& arguments) {
+    const CommandLine line(arguments, {HelpForm, VersionForm});
+    const Arguments& operands = line.operands;
+    if (line.Has(HelpForm.name) || (operands.size() == 1 && operands[0] == "help"))
+        return Print(std::string(Usage) + Help);
+    if (line.Has(VersionForm.name))
+        return Print(Examples::VersionLine("seal"));
+    const Command* const command = FindCommand(operands);
+    if (command == nullptr)
+        throw UsageError("wrong arguments");
+    return RunSetUp(*command, operands);
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return RunAny({argv + (argc > 0 ? 1 : 0), argv + argc});
+    } catch (const UsageError&) {
+        std::fputs(Usage, stderr);
+        return WrongUsage;
     }
 }

@@ -20,6 +20,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <Bases/Version.h>
+
 namespace {
 
 using testing::ElementsAre;
@@ -130,9 +132,9 @@ TEST_F(SealRoundTrip, TakesNamesOfAnyBytes) {
     const std::string out = "-\xfe";
     Make(key, Key);
     Make(in, Message);
-    ExpectSuccess({"encipher", key, in, out});
+    ExpectSuccess({"encipher", "--", key, in, out});
     EXPECT_EQ(SealedMessage, Content(out));
-    ExpectSuccess({"decipher", key, out, in + "2"});
+    ExpectSuccess({"decipher", "--", key, out, in + "2"});
     EXPECT_EQ(Message, Content(in + "2"));
 }
 
@@ -174,6 +176,23 @@ TEST_F(SealRoundTrip, WritesToItsStandardOutputAsItIs) {
     EXPECT_EQ("before\n" + SealedMessage, Content("kept"));
     Make("sealed", SealedMessage);
     EXPECT_EQ(Message, Run({"decipher", "key", "sealed", "/dev/stdout"}).out);
+}
+
+TEST_F(SealRoundTrip, TakesAHyphenForStandardInputAndOutput) {
+    Make("in", Message);
+    Make("-", "another file");
+    const std::string program = VORN_SEAL;
+    const Outcome outcome =
+        VornTest::RunProgram({"/bin/sh", "-c",
+                              "cat in | " + program + " encipher key - - | tee sealed | " +
+                                  program + " decipher key - -"},
+                             Here());
+    EXPECT_EQ(0, outcome.status) << outcome.err;
+    EXPECT_EQ(Message, outcome.out);
+    EXPECT_EQ(SealedMessage, Content("sealed"));
+    EXPECT_EQ("another file", Content("-"));
+    EXPECT_EQ("seal: KEYFILE and IN cannot both be standard input\n",
+              Run({"encipher", "-", "-", "out"}).err);
 }
 
 TEST_F(SealRoundTrip, WorksWithoutStandardInput) {
@@ -384,6 +403,18 @@ TEST_F(SealCommandLine, HelpShowsUsageFormatLimitsAndTheWarning) {
     }
 }
 
+TEST_F(SealCommandLine, TheVersionIsThatOfTheLibrary) {
+    const Outcome outcome = Run({"--version"});
+    EXPECT_EQ(0, outcome.status);
+    EXPECT_EQ("seal (Vorn Bases) " VORN_BASES_VERSION_TEXT "\n", outcome.out);
+    EXPECT_EQ(outcome.out, Run({"encipher", "--version"}).out);
+}
+
+TEST_F(SealCommandLine, HelpOfACommandIsTheWholeHelp) {
+    EXPECT_EQ(Run({"help"}).out, Run({"encipher", "--help"}).out);
+    EXPECT_EQ(Run({"help"}).out, Run({"decipher", "a", "-h"}).out);
+}
+
 TEST_F(SealCommandLine, HelpThatCannotBePrintedIsAFailure) {
     const Outcome outcome = Run({"help"}, PrintNowhere);
     EXPECT_EQ(1, outcome.status);
@@ -396,7 +427,7 @@ TEST_F(SealCommandLine, WrongArgumentsGetTheUsageLine) {
          {Names{}, Names{""}, Names{"encipher"}, Names{"encipher", "key", "in"},
           Names{"encipher", "key", "in", "out", "more"}, Names{"decipher", "key", "in"},
           Names{"Encipher", "key", "in", "out"}, Names{"key", "in", "out"}, Names{"help", "me"},
-          Names{"-x"}, Names{"encipher", "--help"}}) {
+          Names{"-x"}, Names{"encipher", "--", "--help"}}) {
         const Outcome outcome = Run(arguments);
         EXPECT_EQ(2, outcome.status);
         EXPECT_EQ("", outcome.out);

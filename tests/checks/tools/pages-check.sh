@@ -32,4 +32,19 @@ expect 1 'make help more'
 printf '%s\n' '.TP' '.B more' >>"$dir/page"
 expect 1 'make help'
 expect 1 'make help more'
+
+# The same for an option that the help names.
+printf '%s\n' '#!/bin/sh' 'echo "usage: tool COMMAND"' 'echo "  make FILE"' 'echo "      --fast"' \
+    >"$dir/lines"
+cp "$dir/lines" "$dir/ways"
+printf '%s\n' '.TP' '.B make' 'knows \-\-fast.' >"$dir/page"
+expect 1 make
+with_options() { printf '    compgen -W "make" -- word\n    options="%s"\n' "$1" >"$dir/completion"; }
+with_options --fast
+sh "$check" tool "$dir/lines" "$dir/page" "$dir/completion" || failures=1
+with_options --slow
+! sh "$check" tool "$dir/lines" "$dir/page" "$dir/completion" >"$dir/output" || failures=1
+sed -i 's/fast/slow/' "$dir/page"
+with_options --fast
+! sh "$check" tool "$dir/lines" "$dir/page" "$dir/completion" >"$dir/output" || failures=1
 exit "$failures"
