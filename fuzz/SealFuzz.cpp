@@ -21,12 +21,12 @@ using VornFuzz::Input;
 
 constexpr char Alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-// The next line, without its end; nothing if there is none.
+// The next line, without its end, half of which may be missing; nothing if there is none.
 std::optional<std::string> Line(std::istream& text) {
     std::string line;
     if (!std::getline(text, line))
         return std::nullopt;
-    if (!text.eof() && !line.empty() && line.back() == '\r')
+    if (!line.empty() && line.back() == '\r')
         line.pop_back();
     return line;
 }

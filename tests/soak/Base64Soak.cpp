@@ -31,8 +31,10 @@ constexpr std::array<int, 256> Values = [] {
     return values;
 }();
 
-constexpr std::size_t Before = 64; // characters: what the widest kernel takes at a time
-constexpr std::size_t Behind = 64;
+// The group is the last that a kernel takes, of any width up to this, and more comes behind it.
+constexpr std::size_t Widest = 64;
+constexpr std::size_t Before = Widest - 4;
+constexpr std::size_t Behind = Widest;
 constexpr std::size_t Size = Before + 4 + Behind;
 
 // A text around a group, and what it decodes to.

@@ -62,6 +62,7 @@ void Soak(const char* what, unsigned long count, unsigned long stride, IsRight i
     if (IsWholeSoak())
         std::printf("%-44s %-10s %11lu %5.0f s\n", what, NameOf(Vorn::CurrentRoute()), count,
                     time.count());
+    std::fflush(stdout);
 }
 
 /// The same on each route that the machine has.

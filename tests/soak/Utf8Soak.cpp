@@ -22,6 +22,8 @@ namespace {
 constexpr std::size_t Front = 131; // more than any kernel takes at a time
 const std::string g_front(Front, 'f');
 const std::wstring g_wideFront(Front, L'f');
+const std::string g_behind(Front, 'b');
+const std::wstring g_wideBehind(Front, L'b');
 
 const std::locale& Utf8() {
     static const std::locale locale("C.UTF-8");
@@ -111,12 +113,18 @@ bool IsPlainRight(const std::string& text, const Meaning& meaning) {
            Vorn::IsPlainUtf8(text) == isPlain;
 }
 
-bool IsTextRight(const std::string& bytes) {
-    const Meaning meaning = MeaningOf(bytes);
-    const std::string text = g_front + bytes;
+bool IsTextRight(const std::string& bytes, const std::string& text, const Meaning& meaning) {
     const bool hasZero = bytes.find('\0') != std::string::npos;
     return IsPlainRight(text, meaning) && IsMultibyteRight(text, meaning) &&
            (hasZero || IsUtf8Right(text, meaning));
+}
+
+// One more character decides what a sequence is; those behind it stand for themselves.
+bool IsRightWithin(const std::string& bytes) {
+    Meaning meaning = MeaningOf(bytes + g_behind[0]);
+    if (meaning.isComplete)
+        meaning.characters.append(g_wideBehind.substr(1));
+    return IsTextRight(bytes, g_front + bytes + g_behind, meaning);
 }
 
 // The sequence of the number, at the end and with more behind it.
@@ -124,7 +132,7 @@ bool IsSequenceRight(unsigned long n, int size) {
     std::string bytes;
     for (int i = size - 1; i >= 0; --i)
         bytes += static_cast<char>(n >> 8 * i);
-    return IsTextRight(bytes) && IsTextRight(bytes + "behind");
+    return IsTextRight(bytes, g_front + bytes, MeaningOf(bytes)) && IsRightWithin(bytes);
 }
 
 TEST_F(Utf8Soak, ConvertsEverySequenceOfTwoBytes) {
