@@ -20,13 +20,6 @@ Vorn::Shm& MakeLastingShm() {
     return all.emplace_front();
 }
 
-// With a private segment, which Shm cannot make.
-void UseUpFirstIdentifier() {
-    const int segment = shmget(IPC_PRIVATE, 1, 0600);
-    if (segment != -1)
-        shmctl(segment, IPC_RMID, nullptr);
-}
-
 bool IsMapped(const unsigned char* data) {
     return data != nullptr && reinterpret_cast<std::intptr_t>(data) != -1;
 }
@@ -37,6 +30,14 @@ key_t KeyOf(const std::string& name) {
     for (const char c : name)
         hash = hash * 33 + static_cast<std::uint32_t>(static_cast<signed char>(c));
     return static_cast<key_t>(hash);
+}
+
+// With a segment of one byte. It has a key, so that the next run finds and removes one that a
+// killed run left.
+void UseUpFirstIdentifier() {
+    const int segment = shmget(KeyOf("manifest's first identifier"), 1, IPC_CREAT | 0600);
+    if (segment != -1)
+        shmctl(segment, IPC_RMID, nullptr);
 }
 
 /// What the platform knows about the segment with a name.

@@ -151,7 +151,7 @@ void ManifestWatch::BeforeRemoving(const std::function<void(const shmid_ds&)>& l
     Platform::shmctl.Do([look](int id, int command, shmid_ds* data) {
         shmid_ds status{};
         if (command == IPC_RMID && shmctl(id, IPC_STAT, &status) == 0 &&
-            status.shm_perm.__key != IPC_PRIVATE)
+            status.shm_segsz == Manifest::Segment::Size)
             look(status);
         return shmctl(id, command, data);
     });
