@@ -28,24 +28,36 @@ ssize_t CutReadlink(const char* path, char* buffer, std::size_t size) {
 } // namespace
 
 constinit Function<int(const char*, int)> access{
-    "access", __real_access, Errors<EACCES, EIO, ENAMETOOLONG, ENOENT, ENOTDIR>};
+    "access", __real_access,
+    Errors<EACCES, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR, EROFS>};
 constinit Function<int(const char*, struct stat*)> stat{
-    "stat", __real_stat, Errors<EACCES, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOTDIR, EOVERFLOW>};
+    "stat", __real_stat,
+    Errors<EACCES, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR, EOVERFLOW>};
 constinit Function<int(const char*, struct statvfs*)> statvfs{
-    "statvfs", __real_statvfs, Errors<EACCES, EINTR, EIO, ENOENT, ENOSYS>};
+    "statvfs", __real_statvfs,
+    Errors<EACCES, EINTR, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOSYS, ENOTDIR, EOVERFLOW>};
 constinit Function<int(const char*, mode_t)> mkdir{
-    "mkdir", __real_mkdir, Errors<EACCES, EEXIST, EMLINK, ENOENT, ENOSPC, ENOTDIR, EROFS>};
+    "mkdir", __real_mkdir,
+    Errors<EACCES, EDQUOT, EEXIST, EIO, ELOOP, EMLINK, ENAMETOOLONG, ENOENT, ENOMEM, ENOSPC,
+           ENOTDIR, EPERM, EROFS>};
 constinit Function<int(const char*)> rmdir{
-    "rmdir", __real_rmdir, Errors<EACCES, EBUSY, ENOENT, ENOTDIR, ENOTEMPTY, EROFS>};
+    "rmdir", __real_rmdir,
+    Errors<EACCES, EBUSY, EINVAL, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR, ENOTEMPTY,
+           EPERM, EROFS>};
 constinit Function<int(const char*)> remove{"remove", __real_remove,
-                                            Errors<EACCES, EBUSY, ENOENT, ENOTEMPTY, EROFS>};
+                                            Errors<EACCES, EBUSY, EIO, ELOOP, ENAMETOOLONG, ENOENT,
+                                                   ENOMEM, ENOTDIR, ENOTEMPTY, EPERM, EROFS>};
 constinit Function<int(const char*, const char*)> rename{
-    "rename", __real_rename, Errors<EACCES, EEXIST, EIO, ENOENT, ENOSPC, EROFS, EXDEV>};
+    "rename", __real_rename,
+    Errors<EACCES, EBUSY, EDQUOT, EEXIST, EINVAL, EIO, EISDIR, ELOOP, EMLINK, ENAMETOOLONG, ENOENT,
+           ENOMEM, ENOSPC, ENOTDIR, ENOTEMPTY, EPERM, EROFS, EXDEV>};
 constinit Function<ssize_t(const char*, char*, std::size_t)> readlink{
-    "readlink", __real_readlink, Errors<EACCES, EINVAL, EIO, ENOENT, ShortCount>,
+    "readlink", __real_readlink,
+    Errors<EACCES, EINVAL, EIO, ELOOP, ENAMETOOLONG, ENOENT, ENOMEM, ENOTDIR, ShortCount>,
     Detail::Usual<ssize_t>(), CutReadlink};
 constinit Function<DIR*(const char*)> opendir{
-    "opendir", __real_opendir, Errors<EACCES, EMFILE, ENFILE, ENOENT, ENOMEM, ENOTDIR>};
+    "opendir", __real_opendir,
+    Errors<EACCES, EIO, ELOOP, EMFILE, ENAMETOOLONG, ENFILE, ENOENT, ENOMEM, ENOTDIR>};
 constinit Function<dirent*(DIR*)> readdir{"readdir", __real_readdir, Errors<EIO, ENOENT>};
 constinit Function<int(DIR*)> closedir{"closedir", __real_closedir, Errors<EBADF>};
 

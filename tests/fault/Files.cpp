@@ -59,15 +59,18 @@ std::size_t HalfFwrite(const void* data, std::size_t size, std::size_t count, st
 
 constinit Function<int(const char*, int, mode_t)> open{
     "open", RealOpen,
-    Errors<EACCES, EEXIST, EINTR, EIO, EISDIR, EMFILE, ENFILE, ENOENT, ENOMEM, ENOSPC, EROFS>};
+    Errors<EACCES, EDQUOT, EEXIST, EINTR, EINVAL, EIO, EISDIR, ELOOP, EMFILE, ENAMETOOLONG, ENFILE,
+           ENODEV, ENOENT, ENOMEM, ENOSPC, ENOTDIR, ENXIO, EOVERFLOW, EPERM, EROFS, ETXTBSY>};
 constinit Function<int(int)> close{
-    "close", __real_close, Errors<EINTR, EIO>, Detail::Usual<int>(), nullptr, OnError::WorkIsDone};
+    "close", __real_close,       Errors<EDQUOT, EINTR, EIO, ENOSPC>, Detail::Usual<int>(),
+    nullptr, OnError::WorkIsDone};
 constinit Function<int(int)> dup{"dup", __real_dup, Errors<EMFILE>};
-constinit Function<ssize_t(int, void*, std::size_t)> read{"read", __real_read,
-                                                          Errors<EINTR, EIO, EISDIR, ShortCount>,
-                                                          Detail::Usual<ssize_t>(), HalfRead};
+constinit Function<ssize_t(int, void*, std::size_t)> read{
+    "read", __real_read, Errors<EINTR, EINVAL, EIO, EISDIR, ShortCount>, Detail::Usual<ssize_t>(),
+    HalfRead};
 constinit Function<ssize_t(int, const void*, std::size_t)> write{
-    "write", __real_write, Errors<EINTR, EIO, ENOSPC, EFBIG, EPIPE, ShortCount>,
+    "write", __real_write,
+    Errors<EDQUOT, EFBIG, EINTR, EINVAL, EIO, ENOSPC, EPERM, EPIPE, ShortCount>,
     Detail::Usual<ssize_t>(), HalfWrite};
 constinit Function<off_t(int, off_t, int)> lseek{"lseek", __real_lseek,
                                                  Errors<EINVAL, EOVERFLOW, ESPIPE>};
@@ -79,15 +82,21 @@ constinit Function<ssize_t(int, off64_t*, int, off64_t*, std::size_t, unsigned i
 constinit Function<ssize_t(int, int, off_t*, std::size_t)> sendfile{
     "sendfile", __real_sendfile, Errors<EFBIG, EINTR, EINVAL, EIO, ENOMEM, ENOSPC, ShortCount>,
     Detail::Usual<ssize_t>(), HalfSend};
-constinit Function<int(int)> fsync{"fsync", __real_fsync, Errors<EINTR, EIO, ENOSPC, EINVAL>};
-constinit Function<int(int, struct stat*)> fstat{"fstat", __real_fstat, Errors<EIO, EOVERFLOW>};
-constinit Function<int(int, uid_t, gid_t)> fchown{"fchown", __real_fchown, Errors<EIO, EPERM>};
+constinit Function<int(int)> fsync{"fsync", __real_fsync,
+                                   Errors<EDQUOT, EINTR, EINVAL, EIO, ENOSPC, EROFS>};
+constinit Function<int(int, struct stat*)> fstat{"fstat", __real_fstat,
+                                                 Errors<EIO, ENOMEM, EOVERFLOW>};
+constinit Function<int(int, uid_t, gid_t)> fchown{"fchown", __real_fchown,
+                                                  Errors<EIO, EPERM, EROFS>};
 constinit Function<std::FILE*(const char*, const char*)> fopen{
-    "fopen", __real_fopen, Errors<EACCES, EINTR, EMFILE, ENOENT, ENOMEM, ENOSPC, EROFS>};
+    "fopen", __real_fopen,
+    Errors<EACCES, EDQUOT, EINTR, EISDIR, ELOOP, EMFILE, ENAMETOOLONG, ENFILE, ENOENT, ENOMEM,
+           ENOSPC, ENOTDIR, EPERM, EROFS, ETXTBSY>};
 constinit Function<std::size_t(const void*, std::size_t, std::size_t, std::FILE*)> fwrite{
-    "fwrite", __real_fwrite, Errors<EIO, ENOSPC, ShortCount>, WriteNothing, HalfFwrite};
+    "fwrite", __real_fwrite, Errors<EDQUOT, EFBIG, EIO, ENOSPC, ShortCount>, WriteNothing,
+    HalfFwrite};
 constinit Function<int(std::FILE*)> fclose{
-    "fclose", __real_fclose,      Errors<EIO, ENOSPC>, Detail::Usual<int>(),
+    "fclose", __real_fclose,      Errors<EDQUOT, EFBIG, EIO, ENOSPC>, Detail::Usual<int>(),
     nullptr,  OnError::WorkIsDone};
 
 namespace {

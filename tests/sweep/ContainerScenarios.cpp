@@ -49,7 +49,10 @@ void ReadsBits(Trial& trial) {
     Bits bits;
     trial.Try([&] { bits.FromString(g_ones); });
     trial.Require(bits.GetSize() == 1000 || trial.MetFault(), "reads all while nothing fails");
-    trial.Require(bits.GetSetCount() == bits.GetSize(), "reads what it has");
+    // Where memory comes back on the way, the positions before are there, and 0.
+    trial.Require(bits.GetSetCount() == bits.GetSize() ||
+                      Platform::operator_new_array_nothrow.Failed() > 1,
+                  "reads what it has");
     bits.FromString(g_ones);
     trial.Require(bits.GetSetCount() == 1000, "reads all then");
     std::string text = "old";

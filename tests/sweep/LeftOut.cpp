@@ -49,7 +49,8 @@ const char* WhyLeftOut(const Fault& fault) {
     const auto* const found =
         std::find_if(std::begin(g_table), std::end(g_table), [&fault](const LeftOut& row) {
             return &row.call == fault.pCall && (row.error == Any || row.error == fault.error) &&
-                   (row.mode == Mode::Always || fault.then != Then::AllWorks);
+                   (row.mode == Mode::Always || fault.then == Then::ItFails ||
+                    fault.then == Then::AllFails);
         });
     return found == std::end(g_table) ? nullptr : found->why;
 }

@@ -71,43 +71,47 @@ public:
         return m_report;
     }
 
+    std::vector<Platform::Call*> Calls() {
+        Try({});
+        return m_called;
+    }
+
 private:
     void FailEvery(Platform::Call& call) {
         for (const int error : call.Errors())
-            for (const Then then : {Then::AllWorks, Then::ItFails, Then::AllFails}) {
+            for (const Then then :
+                 {Then::AllWorks, Then::ItFailsOnceMore, Then::ItFails, Then::AllFails}) {
                 const Fault fault{&call, error, 1, then, m_scenario.anyThread};
-                if (WhyLeftOut(fault) == nullptr && !FailFrom(fault))
-                    return; // the scenario does not call the function
+                if (WhyLeftOut(fault) == nullptr)
+                    FailFrom(fault);
             }
         Try({}); // and the process is as it was
     }
 
-    // Returns false when there is no such call.
-    bool FailFrom(Fault fault) {
-        const std::size_t before = m_report.faults;
+    void FailFrom(Fault fault) {
         while (Try(fault)) {
             ++m_report.faults;
             fault.first = m_extent == Extent::Whole ? fault.first + 1 : fault.first * 2;
         }
-        return m_report.faults != before;
     }
 
-    // Returns whether the fault was met.
+    // Returns whether all of the fault was met.
     bool Try(const Fault& fault, bool isJudged = true) {
         const Blame blame(m_scenario, fault);
         const Holdings holdings;
         Trial trial(fault);
         RunScenario(m_scenario, trial);
         const bool isMet = trial.MetFault();
+        const bool isAllMet = trial.MetAllOfTheFault();
         if (fault.pCall == nullptr)
             NoteCalls();
         if (!isJudged)
-            return isMet;
+            return isAllMet;
         for (const std::string& line : trial.Broken())
             Note(isMet ? fault : Fault{}, line);
         for (const std::string& line : holdings.Left())
             Note(isMet ? fault : Fault{}, line);
-        return isMet;
+        return isAllMet;
     }
 
     void NoteCalls() {
@@ -146,6 +150,10 @@ std::vector<Scenario> AllScenarios() {
 
 Report SweepOver(const Scenario& scenario, Extent extent) {
     return Sweeper(scenario, extent).Run();
+}
+
+std::vector<Platform::Call*> CallsOf(const Scenario& scenario) {
+    return Sweeper(scenario, Extent::Sample).Calls();
 }
 
 } // namespace VornTest::Sweep

@@ -4,8 +4,9 @@
 
 // The fault sweep: a scenario is run again and again, each time with another call of the platform
 // that fails, until there is none left. Every function is made to fail in each of its plausible
-// ways, at its first call, at its second and so on: that call alone, it and all later ones, or it
-// and then every other function, too. After each run nothing is left that the scenario has taken.
+// ways, at its first call, at its second and so on: that call alone, it and the next one, it and
+// all later ones, or it and then every other function, too. After each run nothing is left that the
+// scenario has taken.
 
 #include <cstddef>
 #include <initializer_list>
@@ -41,6 +42,9 @@ struct Report {
 };
 
 Report SweepOver(const Scenario& scenario, Extent extent);
+
+/// The functions that a scenario calls while nothing fails.
+std::vector<Platform::Call*> CallsOf(const Scenario& scenario);
 
 /// Why the sweep leaves out a way in which a function fails; null: it does not.
 const char* WhyLeftOut(const Fault& fault);

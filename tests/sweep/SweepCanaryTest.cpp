@@ -3,6 +3,8 @@
 // one; every call is made to fail, in every way and at every turn.
 #include <array>
 #include <csignal>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <memory>
 #include <string>
@@ -75,6 +77,26 @@ TEST(SweepNotices, AnExceptionThatWasNotPromised) {
                 Contains("operator new, call 1: ENOMEM: broken: throws no std::bad_alloc"));
     EXPECT_THAT(Sweep([](Trial& trial) { trial.TryOrThrow([] { delete new int; }); }).broken,
                 IsEmpty());
+}
+
+// Says so and stops the process when the file is not there.
+void CheckThatItIsThere() {
+    if (access(Path, F_OK) != 0) {
+        std::perror("it is there");
+        std::abort();
+    }
+}
+
+TEST(SweepNotices, AnotherAssertionThanThatOfTheOperation) {
+    const auto sweep = [](const char* message) {
+        static const char* expected;
+        expected = message;
+        return Sweep([](Trial& trial) { trial.RunOrStop(CheckThatItIsThere, expected); });
+    };
+    EXPECT_THAT(sweep("is elsewhere").broken,
+                Contains("access, call 1: EACCES: broken: names the assertion"));
+    EXPECT_THAT(sweep("it is there").broken, IsEmpty());
+    EXPECT_LE(3 * Platform::access.Errors().size(), sweep("it is there").faults);
 }
 
 TEST(SweepNotices, AnExceptionOfAnotherType) {
@@ -232,7 +254,8 @@ void ReadsTwice(Trial& trial) {
 TEST(Sweep, FailsEveryCallInEveryWayAloneAndWithAllLaterOnes) {
     const Report report = Sweep(ReadsTwice);
     EXPECT_THAT(report.broken, IsEmpty());
-    EXPECT_EQ(3U * 2U * Platform::read.Errors().size(), report.faults);
+    // Only the first of two calls has a next one.
+    EXPECT_EQ((3U * 2U + 1U) * Platform::read.Errors().size(), report.faults);
 }
 
 TEST(Sweep, FailsAllThatIsCalledAfterAFault) {
@@ -252,9 +275,9 @@ TEST(Sweep, TakesTheFirstTheSecondTheFourthAndSoOnAsASample) {
                                 for (int i = 0; i < 10; ++i)
                                     trial.Try([] { return access(Path, F_OK); });
                             }};
-    const std::size_t ways = 3 * Platform::access.Errors().size();
-    EXPECT_EQ(ways * 10, SweepOver(scenario, Extent::Whole).faults);
-    EXPECT_EQ(ways * 4, SweepOver(scenario, Extent::Sample).faults);
+    const std::size_t ways = Platform::access.Errors().size();
+    EXPECT_EQ(ways * (3 * 10 + 9), SweepOver(scenario, Extent::Whole).faults);
+    EXPECT_EQ(ways * 4 * 4, SweepOver(scenario, Extent::Sample).faults);
 }
 
 TEST(Sweep, LeavesOutOnlyWhatTheLibraryCannotMeet) {
@@ -262,12 +285,15 @@ TEST(Sweep, LeavesOutOnlyWhatTheLibraryCannotMeet) {
                  WhyLeftOut({&Platform::pthread_mutex_unlock, EPERM}));
     EXPECT_EQ(nullptr, WhyLeftOut({&Platform::pthread_mutex_trylock, EAGAIN}));
     EXPECT_EQ(nullptr, WhyLeftOut({&Platform::getrandom, EINTR}));
+    EXPECT_EQ(nullptr, WhyLeftOut({&Platform::getrandom, EINTR, 1, Then::ItFailsOnceMore}));
     EXPECT_NE(nullptr, WhyLeftOut({&Platform::getrandom, EINTR, 1, Then::ItFails}));
 }
 
 TEST(Sweep, NamesTheFault) {
     EXPECT_EQ("open, call 2 and all later ones: EMFILE",
               (Fault{&Platform::open, EMFILE, 2, Then::ItFails}.Text()));
+    EXPECT_EQ("open, call 2 and the next one: EMFILE",
+              (Fault{&Platform::open, EMFILE, 2, Then::ItFailsOnceMore}.Text()));
     EXPECT_EQ("open, call 1: EMFILE, and then all others",
               (Fault{&Platform::open, EMFILE, 1, Then::AllFails}.Text()));
     EXPECT_EQ("read, call 1: a short count", (Fault{&Platform::read, Platform::ShortCount}.Text()));

@@ -216,7 +216,13 @@ void WaitsForAnEvent(Trial& trial) {
     trial.Require(!event.Wait(TryOnce), "was reset by each Wait");
 }
 
+void EventIsConstructed(Trial& trial) {
+    trial.RunOrStop([] { const Vorn::VornEvent event; }, "m_pSem != ");
+    const Vorn::VornEvent another;
+}
+
 const Scenarios g_scenarios{
+    {"EventIsConstructed", EventIsConstructed},
     {"SectionIsLocked", LocksASection},
     {"MutexIsCreated", [](Trial& trial) { CreatesAMutex(trial, false); }},
     {"MutexIsCreatedWithAName", [](Trial& trial) { CreatesAMutex(trial, true); }},

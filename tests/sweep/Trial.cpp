@@ -4,9 +4,16 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
+#include <csignal>
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <system_error>
+#include <utility>
+
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include "sweep/Sweep.h"
 
@@ -21,12 +28,37 @@ std::string NameOf(int error) {
     return name == nullptr ? std::to_string(error) : name;
 }
 
+// Runs it in a process of its own. Returns how that has ended and what it has written to its
+// standard error.
+std::pair<int, std::string> RunApart(const std::function<int()>& body) {
+    std::array<int, 2> errors{};
+    if (pipe(errors.data()) != 0)
+        throw std::system_error(errno, std::generic_category(), "pipe");
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(60);
+        std::signal(SIGABRT, SIG_DFL);
+        dup2(errors[1], STDERR_FILENO);
+        _exit(body());
+    }
+    close(errors[1]);
+    std::string text;
+    std::array<char, 256> piece{};
+    for (ssize_t size = 0; (size = read(errors[0], piece.data(), piece.size())) > 0;)
+        text.append(piece.data(), static_cast<std::size_t>(size));
+    close(errors[0]);
+    int status = 0;
+    waitpid(child, &status, 0);
+    return {status, text};
+}
+
 } // namespace
 
 std::string Fault::Text() const {
     if (pCall == nullptr)
         return "no fault";
     return std::string(pCall->Name()) + ", call " + std::to_string(first) +
+           (then == Then::ItFailsOnceMore ? " and the next one" : "") +
            (then == Then::ItFails ? " and all later ones" : "") + ": " + NameOf(error) +
            (then == Then::AllFails ? ", and then all others" : "");
 }
@@ -46,12 +78,18 @@ Trial::Trial(const Fault& fault) : m_fault(fault) {
     });
     if (m_fault.pCall == nullptr)
         return;
-    m_fault.pCall->Fail(m_fault.error, {.first = m_fault.first,
-                                        .once = m_fault.then == Then::AllWorks,
-                                        .anyThread = m_fault.anyThread,
-                                        .inWindow = true});
+    const bool once = m_fault.then == Then::AllWorks || m_fault.then == Then::ItFailsOnceMore;
+    FailCall(m_fault.first, once);
+    if (m_fault.then == Then::ItFailsOnceMore)
+        FailCall(m_fault.first + 1, once);
     if (m_fault.then == Then::AllFails)
         FailAllLater();
+}
+
+void Trial::FailCall(std::size_t first, bool once) const {
+    m_fault.pCall->Fail(
+        m_fault.error,
+        {.first = first, .once = once, .anyThread = m_fault.anyThread, .inWindow = true});
 }
 
 // Each fails in the first of its ways that the library can meet.
@@ -69,9 +107,33 @@ void Trial::FailAllLater() const {
     }
 }
 
+bool Trial::MetAllOfTheFault() const {
+    return MetFault() && (m_fault.then != Then::ItFailsOnceMore || m_fault.pCall->Failed() > 1);
+}
+
 Trial::~Trial() {
     const Platform::Bypass bypass;
     Platform::Reset();
+}
+
+void Trial::RunOrStop(const std::function<void()>& operation, const std::string& message) {
+    const auto run = [&] {
+        const Platform::Window window;
+        operation();
+        return 0;
+    };
+    if (m_fault.pCall == nullptr) {
+        run();
+        return;
+    }
+    const auto [status, text] = RunApart([&] {
+        run();
+        return MetFault() ? 1 : 0;
+    });
+    const bool isStopped = WIFSIGNALED(status) && WTERMSIG(status) == SIGABRT;
+    Require(isStopped || WIFEXITED(status), "works or stops by an assertion");
+    Require(!isStopped || text.find(message) != std::string::npos, "names the assertion");
+    m_stopped = isStopped || (WIFEXITED(status) && WEXITSTATUS(status) == 1);
 }
 
 void Trial::Require(bool holds, const char* promise) {

@@ -5,6 +5,7 @@
 // One run of a scenario, under one fault or none.
 
 #include <cstddef>
+#include <functional>
 #include <new>
 #include <string>
 #include <type_traits>
@@ -17,8 +18,9 @@ namespace VornTest::Sweep {
 /// What happens after a call that fails.
 enum class Then {
     AllWorks,
-    ItFails,  // every further call of the same function
-    AllFails, // every further call, whatever the function
+    ItFailsOnceMore, // the next call of the same function
+    ItFails,         // every further call of the same function
+    AllFails,        // every further call, whatever the function
 };
 
 /// Which call of the platform fails, and how.
@@ -66,11 +68,20 @@ public:
         return Judge(TryOrThrow(operation));
     }
 
+    /// Runs an operation that may stop the process by an assertion whose message contains this, in
+    /// builds that have assertions. It runs in a process of its own when something is to fail.
+    void RunOrStop(const std::function<void()>& operation, const std::string& message);
+
     /// Notes that a promise was broken unless `holds`.
     void Require(bool holds, const char* promise);
 
     /// Whether a call has failed so far.
-    bool MetFault() const { return m_fault.pCall != nullptr && HasFailed(*m_fault.pCall); }
+    bool MetFault() const {
+        return m_stopped || (m_fault.pCall != nullptr && HasFailed(*m_fault.pCall));
+    }
+
+    /// Whether all calls have failed that were to.
+    bool MetAllOfTheFault() const;
 
     /// Whether a call of this function has failed so far.
     static bool HasFailed(const Platform::Call& call) { return call.Failed() != 0; }
@@ -102,10 +113,12 @@ private:
     }
 
     bool Judge(bool succeeded);
+    void FailCall(std::size_t first, bool once) const;
     void FailAllLater() const;
 
     const Fault& m_fault;
     bool m_thrown = false;
+    bool m_stopped = false; // a process of its own by an assertion
     std::string m_printed;
     std::vector<std::string> m_broken;
 };

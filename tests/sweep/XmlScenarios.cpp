@@ -1,12 +1,14 @@
 // SPDX-License-Identifier: MIT
 // Reading and writing XML, with libxml2's own memory.
 #include <functional>
+#include <locale>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include <libxml/xmlerror.h>
 
+#include <Bases/Bases.h>
 #include <Bases/Utility.h>
 #include <Bases/Xml.h>
 
@@ -106,6 +108,34 @@ std::string Entities() {
 std::string Namespaces() {
     return g_declaration + "<a:r xmlns:a='urn:a' xmlns='urn:b'>" +
            Repeat("<a:x a:y='1'/><z xmlns:c='urn:c' c:w='2'/>", 10) + "</a:r>";
+}
+
+std::string Mixture() {
+    return g_declaration + "<r>" +
+           Repeat("<p>text <b>more</b><!-- c --><![CDATA[d]]><?p i?><e a='&gt;'/></p>", 12) +
+           "</r>";
+}
+
+// As many as libxml2 has a table for: when it cannot enlarge that, it writes behind it.
+std::string ManyAttributes() {
+    std::string attributes;
+    for (int i = 0; i < 7; ++i)
+        attributes += " a" + std::to_string(i) + "='v" + std::to_string(i) + "'";
+    return g_declaration + "<r>" + Repeat("<x" + attributes + "/>", 5) + "</r>";
+}
+
+std::string Latin1() {
+    return R"(<?xml version="1.0" encoding="ISO-8859-1"?><r>)" +
+           Repeat("<\xE4 \xF6='\xFC'>\xDF</\xE4>", 20) + "</r>";
+}
+
+// ASCII in two bytes each, the lower one first.
+std::string Utf16() {
+    std::string text = "\xFF\xFE";
+    for (const char character : R"(<?xml version="1.0" encoding="UTF-16"?><r a="1">text<b/></r>)")
+        if (character != '\0')
+            text.append(1, character).append(1, '\0');
+    return text;
 }
 
 // Everything that the reader gives for an element and all below it.
@@ -300,6 +330,52 @@ void WritesInAnotherEncoding(Trial& trial) {
                   "has written all when all operations say so");
 }
 
+// Runs operations that write a document and compares it.
+void Write(Trial& trial, const std::vector<std::function<bool(XmlWriter&)>>& operations,
+           const std::string& expected) {
+    const LastError lastError;
+    XmlWriter writer;
+    bool isWritten = trial.WorksOrThrows([&] { return writer.BeginDocument("UTF-8"); });
+    for (const auto& operation : operations)
+        isWritten &= trial.WorksOrThrows([&] { return operation(writer); });
+    isWritten &= trial.WorksOrThrows([&] { return writer.EndDocument(); });
+    trial.Require(!isWritten || TextOf(writer) == g_declaration + "\n" + expected + "\n",
+                  "has written all when all operations say so");
+}
+
+void WritesManyAttributes(Trial& trial) {
+    std::vector<std::function<bool(XmlWriter&)>> operations{
+        [](XmlWriter& writer) { return writer.BeginElement(std::string("r")); }};
+    std::string expected = "<r";
+    for (int i = 0; i < 30; ++i) {
+        const std::string name = "a" + std::to_string(i);
+        operations.emplace_back(
+            [name, i](XmlWriter& writer) { return writer.WriteAttribute(name.c_str(), i); });
+        expected += " " + name + "=\"" + std::to_string(i) + "\"";
+    }
+    operations.emplace_back([](XmlWriter& writer) { return writer.EndElement(); });
+    Write(trial, operations, expected + "/>");
+}
+
+void WritesNestedElements(Trial& trial) {
+    std::vector<std::function<bool(XmlWriter&)>> operations(
+        30, [](XmlWriter& writer) { return writer.BeginElement(std::string("deep")); });
+    operations.emplace_back([](XmlWriter& writer) { return writer.WriteEntity("text"); });
+    operations.insert(operations.end(), 30, [](XmlWriter& writer) { return writer.EndElement(); });
+    Write(trial, operations, Repeat("<deep>", 30) + "text" + Repeat("</deep>", 30));
+}
+
+void WritesLongTexts(Trial& trial) {
+    const std::string text(20000, 't');
+    const std::function<bool(XmlWriter&)> operation = [text](XmlWriter& writer) {
+        return writer.WriteElement("a", text);
+    };
+    Write(trial,
+          {[](XmlWriter& writer) { return writer.BeginElement(std::string("r")); }, operation,
+           operation, [](XmlWriter& writer) { return writer.EndElement(); }},
+          "<r>" + Repeat("<a>" + text + "</a>", 2) + "</r>");
+}
+
 // Once the file is opened, what the disk does not take goes unnoticed.
 void SavesADocument(Trial& trial) {
     const LastError lastError;
@@ -325,12 +401,47 @@ void DropsADocument(Trial& trial) {
     trial.Try([&] { writer.reset(); });
 }
 
+// --- Construction --------------------------------------------------------------------------------
+
+template <typename Class>
+void IsConstructed(Trial& trial) {
+    trial.RunOrStop([] { const Class object; }, "m_pPrivateData != ");
+    const Class another;
+}
+
+// --- The library itself --------------------------------------------------------------------------
+
+// The locale needs memory, and is what it was when it has none; the parser is set up after it.
+void IsSetUpAndReleased(Trial& trial) {
+    const std::locale before;
+    const bool isSetUp = trial.WorksOrThrows([] { return Vorn::BasesInit() == 1; });
+    trial.Require(isSetUp || std::locale() == before, "leaves the locale");
+    trial.Try([] { Vorn::BasesRelease(); });
+    std::locale::global(before);
+    trial.Require(Vorn::BasesInit() == 1, "is set up then");
+    Vorn::BasesRelease();
+    std::locale::global(before);
+}
+
 const Scenarios g_scenarios{
+    {"LibraryIsSetUpAndReleased", IsSetUpAndReleased},
+    {"XmlReaderIsConstructed", IsConstructed<XmlReader>},
+    {"XmlWriterIsConstructed", IsConstructed<XmlWriter>},
     {"XmlItemsAreLoadedFromMemory", LoadsFromMemory<Items>},
     {"XmlNestedElementsAreLoadedFromMemory", LoadsFromMemory<Nested>},
     {"XmlLongTextsAreLoadedFromMemory", LoadsFromMemory<LongTexts>},
     {"XmlEntitiesAreLoadedFromMemory", LoadsFromMemory<Entities>},
     {"XmlNamespacesAreLoadedFromMemory", LoadsFromMemory<Namespaces>},
+    {"XmlMixtureIsLoadedFromMemory", LoadsFromMemory<Mixture>},
+    {"XmlMixtureIsLoadedFromAFile", LoadsFromAFile<Mixture>},
+    {"XmlManyAttributesAreLoadedFromMemory", LoadsFromMemory<ManyAttributes>},
+    {"XmlOfLatin1IsLoadedFromMemory", LoadsFromMemory<Latin1>},
+    {"XmlOfUtf16IsLoadedFromAFile", LoadsFromAFile<Utf16>},
+    {"XmlOfLatin1IsLoadedFromAFile", LoadsFromAFile<Latin1>},
+    {"XmlNestedElementsAreLoadedFromAFile", LoadsFromAFile<Nested>},
+    {"XmlLongTextsAreLoadedFromAFile", LoadsFromAFile<LongTexts>},
+    {"XmlNamespacesAreLoadedFromAFile", LoadsFromAFile<Namespaces>},
+    {"XmlManyAttributesAreLoadedFromAFile", LoadsFromAFile<ManyAttributes>},
     {"XmlItemsAreLoadedFromAFile", LoadsFromAFile<Items>},
     {"XmlEntitiesAreLoadedFromAFile", LoadsFromAFile<Entities>},
     {"XmlIsRefused", RefusesWhatIsNoDocument},
@@ -338,6 +449,9 @@ const Scenarios g_scenarios{
     {"XmlIsRead", ReadsWhatIsLoaded},
     {"XmlIsWritten", WritesADocument},
     {"XmlWithManyElementsIsWritten", WritesManyElements},
+    {"XmlWithManyAttributesIsWritten", WritesManyAttributes},
+    {"XmlWithNestedElementsIsWritten", WritesNestedElements},
+    {"XmlWithLongTextsIsWritten", WritesLongTexts},
     {"XmlInAnotherEncodingIsWritten", WritesInAnotherEncoding},
     {"XmlIsSaved", SavesADocument},
     {"XmlIsDropped", DropsADocument},
