@@ -1,0 +1,33 @@
+# SPDX-License-Identifier: MIT
+"""Mutants whose outcome is known, one for each: whoever cannot tell them apart proves nothing."""
+
+from mutants import Mutant
+
+UNIT = "Bases/Impl/Endian.cpp"
+# No test calls the first function, and the second one is what all tests of the unit call.
+UNTESTED = b"""
+int VornMutationCanary(int value);
+int VornMutationCanary(int value) { return value + 1; }
+"""
+PLANTED = ((b"value + 1", "value + 2", "survived"), (b"value + 1", "1 + value", "equal object"),
+           (b"value + 1", "no + 1", "does not compile"))
+
+
+def planted(source, old, new):
+    begin = source.rindex(old)
+    return Mutant(UNIT, "", "canary", 0, "", "", begin, begin + len(old), new)
+
+
+def sings(judge):
+    """Whether each has the outcome that it should."""
+    source = judge.build.objects[UNIT][0].source.read_bytes() + UNTESTED
+    cases = [(planted(source, *case[:2]), case[2]) for case in PLANTED]
+    begin = source.index(b"return ") + len(b"return ")
+    end = source.index(b";", begin)
+    cases.append((Mutant(UNIT, "", "canary", 0, "", "", begin, end, "{}"), "killed"))
+    for mutant, expected in cases:
+        outcome, _ = judge.try_mutant(mutant, source, judge.scratch / "canary", only_own=True)
+        if outcome != expected:
+            print(f"the canary `{mutant.new}` is {outcome}, not {expected}", flush=True)
+            return False
+    return True

@@ -1,0 +1,317 @@
+# SPDX-License-Identifier: MIT
+"""Changes the library in one place at a time and looks whether a test notices (./dev mutate).
+
+docs/testing.md tells what is changed and what the figures mean."""
+
+import argparse
+import fnmatch
+import hashlib
+import json
+import os
+import pickle
+import random
+import re
+import sys
+import threading
+import time
+from collections import Counter, defaultdict
+from concurrent.futures import ThreadPoolExecutor
+from dataclasses import replace
+from pathlib import Path
+
+import canary
+from equivalents import read_equivalents
+from mutants import mutants_of
+from programs import Build, measured, run, run_series
+
+HERE = Path(__file__).resolve().parent
+SOURCES = HERE.parent.parent
+GOAL = 99.0  # per cent
+OUTCOMES = ("killed", "survived", "equal object", "does not compile")
+
+
+def say(line):
+    print(line, flush=True)
+
+
+def arguments():
+    parser = argparse.ArgumentParser(prog="./dev mutate", description=__doc__.splitlines()[0])
+    parser.add_argument("files", nargs="*", metavar="FILE", help="units; none: all")
+    parser.add_argument("--all", action="store_true",
+                        help="every mutant, going on where the last run with --all ended")
+    parser.add_argument("--seed", type=int, help="which sample")
+    parser.add_argument("--minutes", type=float, default=20, help="for a sample (20)")
+    parser.add_argument("--only", metavar="TEXT", help="only mutants with the text in their line")
+    parser.add_argument("--list", action="store_true", help="tell the mutants, try none")
+    parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
+    return parser.parse_args()
+
+
+def pairs_of_the_architecture():
+    """Patterns of units with those of the programs that test them, from the page's table."""
+    text = (SOURCES / "docs/architecture.md").read_text()
+    table = text.split("## From behaviour to unit to test")[1].split("\n## ")[0]
+    rows = [line.split("|") for line in table.splitlines() if line.startswith("|")]
+    return [(re.findall("`([^`]+)`", row[2]), re.findall("`([^`]+)`", row[3])) for row in rows]
+
+
+class Judge:
+    """Tries mutants."""
+
+    def __init__(self, build, scratch):
+        self.build, self.scratch = build, scratch
+        self.pairs = pairs_of_the_architecture()
+        self.locks = defaultdict(threading.Lock)
+        self.baseline = scratch / "baseline"
+        self.baseline.mkdir(parents=True, exist_ok=True)
+        self.sanitizers = {}
+
+    def try_mutant(self, mutant, source, directory, only_own=False):
+        """Returns the outcome, and by what the mutant was killed."""
+        first = self.build.objects[mutant.unit][0]
+        changed = self.build.compile(first, mutant.apply(source), directory)
+        if changed is None:
+            return "does not compile", ""
+        if changed.read_bytes() == self.original(first, source):
+            return "equal object", ""
+        killer = self.ask(self.build, mutant, source, directory, only_own)
+        if killer is None and mutant.kind == "lock":
+            killer = self.ask(self.sanitized(mutant.unit), mutant, source, directory, only_own=True)
+        return ("survived", "") if killer is None else ("killed", killer)
+
+    def original(self, obj, source):
+        with self.locks[obj.file]:
+            path = self.scratch / "original" / hashlib.sha1(str(obj.file).encode()).hexdigest()
+            kept = path / "object"
+            digest = hashlib.sha1(source + repr(obj.command).encode()).hexdigest()
+            if not kept.exists() or (path / "digest").read_text() != digest:
+                compiled = self.build.compile(obj, source, path)
+                if compiled is None:
+                    raise SystemExit(f"{obj.source} does not compile unchanged")
+                kept.write_bytes(compiled.read_bytes())
+                (path / "digest").write_text(digest)
+            return kept.read_bytes()
+
+    def ask(self, build, mutant, source, directory, only_own=False):
+        """Runs the unit's own tests, then all others; the quick ones first. Stops at a failure."""
+        objects = build.objects[mutant.unit]
+        pairs = [(p, o) for o in objects for p in build.programs.values()
+                 if str(o.file) in build.reached(p)]
+        own = [pair for pair in pairs if self.is_own(pair[0], mutant.unit)]
+        compiled, linked = {}, {}
+        stages = [own] if only_own else [own, [pair for pair in pairs if pair not in own]]
+        for stage in stages:
+            series = [(s, o) for p, o in stage for s in self.prepared(build, p)]
+            series.sort(key=lambda so: (so[0].name.endswith("slow"), so[0].seconds))
+            for one, obj in series:
+                if obj.file not in compiled:
+                    compiled[obj.file] = build.compile(obj, mutant.apply(source), directory)
+                if compiled[obj.file] is None:
+                    continue
+                name = one.program.name
+                if name not in linked:
+                    linked[name] = directory / name
+                    if not build.link(one.program, obj, compiled[obj.file], linked[name]):
+                        return f"{name} does not link"
+                failed = run_series(linked[name], one, 10 + 10 * one.seconds)
+                if failed:
+                    return f"{name}: {failed}"
+            for path in linked.values():
+                path.unlink(missing_ok=True)
+            linked = {}
+        return None
+
+    def is_own(self, program, unit):
+        stem = unit.removeprefix("Bases/").removeprefix("Impl/").removesuffix(".cpp")
+        name = program.name.removesuffix("OnMac")
+        return any(
+            any(fnmatch.fnmatch(stem, u) or fnmatch.fnmatch(stem, u + "_*") for u in units)
+            and any(fnmatch.fnmatch(name, t) for t in tests) for units, tests in self.pairs)
+
+    def prepared(self, build, program):
+        """The program's series with what they take, measured once for each state of the program."""
+        with self.locks[program.path]:
+            kept = self.baseline / f"{build.directory.name}-{program.name}"
+            if not kept.exists() or kept.stat().st_mtime < program.path.stat().st_mtime:
+                executable = self.scratch / "unchanged" / program.name
+                executable.parent.mkdir(exist_ok=True)
+                if not build.link(program, None, None, executable):
+                    raise SystemExit(f"{program.name} does not link")
+                parts = []
+                for series in program.series:
+                    found, lost = measured(executable, series)
+                    parts += found
+                    if lost:
+                        say(f"not asked, as it does not pass unchanged here: "
+                            f"{program.name}: {' '.join(lost)}")
+                executable.unlink()
+                kept.write_bytes(pickle.dumps([replace(p, program=None) for p in parts]))
+            parts = pickle.loads(kept.read_bytes())
+        return [replace(p, program=program) for p in parts]
+
+    def sanitized(self, unit):
+        """The build for the thread sanitizer, with the unit's own programs."""
+        with self.locks["tsan"]:
+            if unit not in self.sanitizers:
+                directory = SOURCES / "build/tsan"
+                names = [p.name for p in self.build.programs.values()
+                         if self.is_own(p, unit) and "schedules" not in str(p.path)]
+                done = run(["cmake", "--preset", "tsan"], cwd=SOURCES).returncode == 0 and \
+                    run(["cmake", "--build", directory, "--target", *names],
+                        cwd=SOURCES).returncode == 0
+                if not done:
+                    raise SystemExit("the preset tsan does not build")
+                self.sanitizers[unit] = Build(SOURCES, directory, self.scratch / "tsan", False)
+            return self.sanitizers[unit]
+
+
+def clang_arguments(obj):
+    """What the analysing compiler needs of the other one's arguments."""
+    kept, words = [], iter(obj.command[1:])
+    for word in words:
+        if word in ("-isystem", "-idirafter", "-include", "-I"):
+            kept += [word, next(words)]
+        elif word.startswith(("-D", "-I", "-std", "-m", "-isystem")):
+            kept.append(word)
+    return kept
+
+
+def all_mutants(build, units, scratch):
+    """Each unit's mutants. They are kept, since reading the units takes half a minute."""
+    found, script = {}, (HERE / "mutants.py").read_bytes()
+    for unit in units:
+        obj = build.objects[unit][0]
+        digest = hashlib.sha1(obj.source.read_bytes() + script).hexdigest()
+        kept = scratch / "mutants" / digest
+        if not kept.exists():
+            kept.parent.mkdir(parents=True, exist_ok=True)
+            try:
+                kept.write_bytes(pickle.dumps(mutants_of(unit, obj.source, clang_arguments(obj))))
+            except SystemExit as unreadable:
+                say(f"left out: {unreadable}")
+                continue
+        found[unit] = pickle.loads(kept.read_bytes())
+    return found
+
+
+class Journal:
+    """The outcomes, so that a run with --all goes on where the last one ended."""
+
+    def __init__(self, path, digests):
+        self.path, self.digests = path, digests
+        self.known = {}
+        self.lock = threading.Lock()
+        if path.exists():
+            for line in path.read_text().splitlines():
+                key, digest, outcome, killer = json.loads(line)
+                if digest == digests.get(key[0]):
+                    self.known[tuple(key)] = (outcome, killer)
+
+    def note(self, mutant, outcome, killer):
+        line = json.dumps([mutant.key(), self.digests[mutant.unit], outcome, killer])
+        with self.lock, self.path.open("a") as file:
+            file.write(line + "\n")
+
+
+def print_table(title, counts):
+    say(f"\n{title:42}" + "".join(f"{o:>17}" for o in OUTCOMES))
+    for name in sorted(counts):
+        say(f"{name:42}" + "".join(f"{counts[name][o]:17}" for o in OUTCOMES))
+
+
+def report(results, listed):
+    kinds, units = defaultdict(Counter), defaultdict(Counter)
+    for mutant, (outcome, _) in results.items():
+        kinds[mutant.kind][outcome] += 1
+        units[mutant.unit][outcome] += 1
+    print_table("kind", kinds)
+    print_table("unit", units)
+    total = sum(kinds.values(), Counter())
+    behaving = total["killed"] + total["survived"]
+    rate = 100.0 * total["killed"] / behaving if behaving else 100.0
+    slow = sum(killer.endswith("time-out") for _, killer in results.values())
+    say(f"\n{total['killed']} of {behaving} that change behaviour killed, {rate:.1f} % "
+        f"({slow} of them by time-out); {total['equal object']} with an equal object, "
+        f"{total['does not compile']} that do not compile, {listed} listed as equivalent")
+    for mutant, (outcome, _) in sorted(results.items(), key=lambda r: (r[0].unit, r[0].begin)):
+        if outcome == "survived":
+            say(f"survived, at line {mutant.line}:\n  unit: {mutant.unit}\n  in: {mutant.function}"
+                f"\n  line: {mutant.text}\n  change: {mutant.change}")
+    return rate >= GOAL
+
+
+def choose_units(build, files):
+    names = {str(Path(f).resolve().relative_to(SOURCES)) if Path(f).exists() else f for f in files}
+    unknown = names - set(build.objects)
+    if unknown:
+        raise SystemExit(f"no such unit: {' '.join(sorted(unknown))}")
+    return sorted(names or build.objects)
+
+
+def try_all(judge, mutants, deadline, journal):
+    """Tries one mutant after the other, on all processors, until the time is over."""
+    results, left, numbers = {}, iter(mutants), iter(range(len(mutants) + os.cpu_count()))
+    lock = threading.Lock()
+
+    def work():
+        directory = judge.scratch / f"worker{next(numbers)}"
+        while time.monotonic() < deadline:
+            with lock:
+                mutant = next(left, None)
+            if mutant is None:
+                return
+            source = judge.build.objects[mutant.unit][0].source.read_bytes()
+            outcome = judge.try_mutant(mutant, source, directory)
+            journal.note(mutant, *outcome)
+            with lock:
+                results[mutant] = outcome
+                if outcome[0] == "survived":
+                    say(f"{len(results)}: survived: {mutant.unit}:{mutant.line}: {mutant.change}")
+
+    with ThreadPoolExecutor(os.cpu_count()) as pool:
+        for done in [pool.submit(work) for _ in range(os.cpu_count())]:
+            done.result()
+    return results
+
+
+def main():
+    options = arguments()
+    scratch = SOURCES / "build/mutate"
+    scratch.mkdir(parents=True, exist_ok=True)
+    build = Build(SOURCES, options.build.resolve(), scratch, True)
+    judge = Judge(build, scratch)
+    units = choose_units(build, options.files)
+    by_unit = all_mutants(build, units, scratch)
+    equivalents = read_equivalents(HERE / "equivalent.txt")
+    keys = {m.key() for found in by_unit.values() for m in found}
+    stale = [key for key in equivalents if key[0] in by_unit and key not in keys]
+    for key in stale:
+        say(f"no mutant is like this one of equivalent.txt: {' | '.join(key)}")
+    mutants = [m for found in by_unit.values() for m in found if m.key() not in equivalents]
+    listed = sum(len(found) for found in by_unit.values()) - len(mutants)
+    if options.only:
+        mutants = [m for m in mutants if options.only in m.text]
+    if options.list:
+        for m in mutants:
+            say(f"{m.unit}:{m.line}: {m.kind}: {m.change}")
+        return 0
+    if not canary.sings(judge):
+        return 1
+    seed = random.randrange(10**6) if options.seed is None else options.seed
+    random.Random(seed).shuffle(mutants)
+    digests = {u: hashlib.sha1(build.objects[u][0].source.read_bytes()).hexdigest() for u in units}
+    journal = Journal(scratch / "journal.jsonl", digests)
+    say(f"{len(mutants)} mutants; seed {seed}")
+    known = {}
+    if options.all:
+        known = {m: journal.known[m.key()] for m in mutants
+                 if journal.known.get(m.key(), ("survived",))[0] != "survived"}
+    deadline = time.monotonic() + (float("inf") if options.all else 60 * options.minutes)
+    results = known | try_all(judge, [m for m in mutants if m not in known], deadline, journal)
+    good = report(results, listed)
+    say(f"{len(results)} of {len(mutants)} mutants tried; again with --seed {seed}")
+    return 0 if good and not stale else 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
