@@ -172,7 +172,8 @@ def clang_arguments(obj):
         if word in ("-isystem", "-idirafter", "-include", "-I"):
             kept += [word, next(words)]
         elif word.startswith(("-D", "-I", "-std", "-m", "-isystem")):
-            kept.append(word)
+            # The name that Clang 14 knows it by, and later ones still do.
+            kept.append(word.replace("++23", "++2b"))
     return kept
 
 
