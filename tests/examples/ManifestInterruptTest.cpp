@@ -14,7 +14,6 @@
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 using testing::SizeIs;
 using VornTest::ManifestWatch;
 using VornTest::Outcome;
