@@ -104,8 +104,9 @@ bool Append(unsigned char* array, unsigned long& size, const unsigned char* data
 [[gnu::noinline]] bool AppendGrowing(const Storage& storage, unsigned long& size,
                                      const unsigned char* data, unsigned long len) {
     Array old; // the data may lie in the array that growth replaces
-    return Grow(storage, Present(storage.array, size, storage.capacity), size + len, old) &&
-           Append(storage.array.get(), size, data, len);
+    if (!Grow(storage, Present(storage.array, size, storage.capacity), size + len, old))
+        return false;
+    return Append(storage.array.get(), size, data, len);
 }
 
 } // namespace

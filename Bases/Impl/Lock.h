@@ -58,10 +58,9 @@ public:
         m_lock.Release();
     }
 
-    /// Acquires the lock again, if it is paused.
+    /// Acquires the lock again after Pause.
     void Resume() VORN_UNCHECKED {
-        if (!m_bHeld)
-            m_lock.Acquire();
+        m_lock.Acquire();
         m_bHeld = true;
     }
 

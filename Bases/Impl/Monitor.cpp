@@ -210,7 +210,7 @@ bool Monitor::PostToWaiters(Word flag) {
     do {
         if (!IsForWaiters(word, flag))
             return false;
-    } while (!Replace(word, (word & SetBit) | flag));
+    } while (!Replace(word, (word & SetBit) | flag)); // GCOVR_EXCL_BR_LINE race
     // A raised flag is there for whoever comes when a chosen thread is cancelled.
     ChooseWaiters(flag != 0);
     return true;

@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <new>
 #include <string>
+#include <utility>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -28,7 +29,6 @@ public:
     SemImpl& operator=(const SemImpl&) = delete;
 
     virtual bool Create(SemInitState state) = 0;
-    virtual void Destroy() = 0;
     virtual bool Wait() = 0;
     virtual bool TryWait() = 0;
     virtual bool TimedWait(unsigned int timeoutMs) = 0;
@@ -52,8 +52,6 @@ public:
         m_bCreated = 1;
         return true;
     }
-
-    void Destroy() override { m_bCreated = 0; }
 
     bool Wait() override { return TimedWait(WaitForever); }
 
@@ -85,8 +83,8 @@ private:
 
 class VornSemaphore::SemNamed : public SemImpl {
 public:
-    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name != nullptr ? name : "") {}
-    ~SemNamed() override { Release(); }
+    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name) {}
+    ~SemNamed() override { Destroy(); }
     SemNamed(const SemNamed&) = delete;
     SemNamed& operator=(const SemNamed&) = delete;
 
@@ -98,8 +96,6 @@ public:
         m_hSem = sem_open(m_strName.c_str(), O_CREAT, 0777, static_cast<unsigned int>(state));
         return m_hSem != nullptr;
     }
-
-    void Destroy() override { Release(); }
 
     bool Wait() override { return m_hSem != nullptr && sem_wait(m_hSem) == 0; }
 
@@ -132,16 +128,16 @@ public:
         return m_hSem != nullptr && sem_getvalue(m_hSem, &count) == 0;
     }
 
-private:
     // Removes the name for every process. The semaphore itself is never closed, so its memory stays
     // valid for threads that are still waiting.
-    void Release() {
+    void Destroy() {
         if (m_hSem == nullptr)
             return;
         sem_unlink(m_strName.c_str());
         m_hSem = nullptr;
     }
 
+private:
     // A clock that cannot be read is past every limit: no wait may last for ever because of it.
     static bool IsBefore(const timeval& limit) {
         timeval now{};
@@ -167,12 +163,14 @@ VornSemaphore::~VornSemaphore() { Destroy(); }
 bool VornSemaphore::Create(SemInitState state, const char* name, int flag) {
     if (m_pImpl != nullptr)
         return false;
-    if (name != nullptr)
-        m_pImpl = std::make_unique<SemNamed>(name);
-    else
+    if (name != nullptr) {
+        auto pNamed = std::make_unique<SemNamed>(name);
+        if (flag != 0)
+            pNamed->Destroy(); // has no effect on a fresh object; kept deliberately
+        m_pImpl = std::move(pNamed);
+    } else {
         m_pImpl = std::make_unique<SemUnnamed>();
-    if (name != nullptr && flag != 0)
-        m_pImpl->Destroy(); // has no effect on a fresh object; kept deliberately
+    }
     return m_pImpl->Create(state);
 }
 

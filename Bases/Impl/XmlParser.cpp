@@ -25,7 +25,7 @@ struct ParserDelete {
 // What the functions that libxml2 calls need besides the parser.
 struct Parsing {
     const OnXmlEncoding& onEncoding;
-    XmlSilence silence{};
+    XmlSilence silence;
 };
 
 Parsing& ParsingOf(const xmlParserCtxt& parser) { return *static_cast<Parsing*>(parser._private); }
@@ -97,7 +97,7 @@ bool AreTypesKnown(const xmlParserCtxt& parser, const xmlDoc& document) {
 
 template <typename Read>
 XmlDocument Parse(const OnXmlEncoding& onEncoding, Read read) {
-    Parsing parsing{onEncoding};
+    Parsing parsing{onEncoding, XmlSilence{}};
     SetUpCatalogs(); // a document may name one of its own
     const std::unique_ptr<xmlParserCtxt, ParserDelete> parser(xmlNewParserCtxt());
     if (!parser)

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <random>
 #include <vector>
@@ -69,6 +70,14 @@ TEST(BufferReserve, IsNotReported) {
         ASSERT_EQ(0, buffer.AddBuffer(nullptr, 1, 0)) << "no capacity is left";
     }
     EXPECT_EQ(ExpectedContent(Many), ContentOf(buffer));
+}
+
+TEST(BufferReserve, IsNoneWhereTheLengthWouldOverflow) {
+    const auto buffer = Grown(2 * LongArray);
+    EXPECT_EQ(0, buffer->SetMaxSize(std::numeric_limits<unsigned long>::max() / 2, 1));
+    EXPECT_EQ(0, buffer->SetMaxSize(std::numeric_limits<unsigned long>::max(), 1));
+    EXPECT_EQ(2 * LongArray, buffer->GetMaxSize());
+    EXPECT_EQ(ExpectedContent(2 * LongArray), ContentOf(*buffer));
 }
 
 TEST(BufferReserve, IsNoneForShortArrays) {

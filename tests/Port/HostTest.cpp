@@ -9,6 +9,7 @@
 #include <Bases/Impl/Port/RandomSource.h>
 #include <Bases/Impl/Port/ThreadIdentity.h>
 
+#include <cerrno>
 #include <cstring>
 #include <set>
 #include <string>
@@ -21,6 +22,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "fault/Platform.h"
 #include "support/Files.h"
 #include "support/TempDir.h"
 
@@ -146,6 +148,13 @@ TEST_F(ProgramDirOnMacOS, MayBeAskedForWithAnySizeThatIsClaimed) {
     VornTest::SimulatedBundle::Set("/App", Lack::Nothing);
     EXPECT_TRUE(Vorn::WriteProgramDir(m_buffer, ~0UL));
     EXPECT_STREQ("/App", m_buffer);
+}
+
+TEST_F(ProgramDirOnMacOS, IsUnknownWithoutMemory) {
+    VornTest::SimulatedBundle::Set("/App", Lack::Nothing);
+    VornTest::Platform::operator_new_array_nothrow.Fail(ENOMEM);
+    EXPECT_FALSE(Vorn::WriteProgramDir(m_buffer, sizeof m_buffer));
+    EXPECT_TRUE(IsBufferUntouched());
 }
 
 TEST_F(ProgramDirOnMacOS, IsUnknownWithoutABundleOrItsPlace) {

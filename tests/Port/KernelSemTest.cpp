@@ -133,6 +133,7 @@ TEST_F(HostWaits, ThatAreCancelledHoldTheLockWhileTheStackIsUnwound) {
 
 TEST_F(HostWaits, FailToBeCreatedWhenThePlatformRefuses) {
     KernelSem sem;
+    EXPECT_FALSE(sem.Destroy());
     {
         const VornTest::WaitsRefused refused;
         EXPECT_FALSE(sem.Create(0));

@@ -6,12 +6,14 @@
 #include <iterator>
 #include <set>
 #include <string>
+#include <vector>
 
 #include <gtest/gtest.h>
 
 // Concerns: the machine's best route is in the table; the limit is kept, and allows what the
-// machine has; no route is mistaken for another by its name. Plan: each limit of the table in turn,
-// compared with the best route.
+// machine has; no route is mistaken for another by its name; a processor that lacks any instruction
+// of a route, or a system that does not save its registers, gets a lower one. Plan: each limit of
+// the table in turn, compared with the best route; a processor that lacks one bit, for every bit.
 
 namespace {
 
@@ -60,5 +62,46 @@ TEST_F(Routes, HaveNamesOfTheirOwn) {
     }
     EXPECT_EQ(std::size(AllRoutes), names.size());
 }
+
+#if defined(__x86_64__)
+
+// The bits of a word that a route asks for besides those of the routes below, and the route of a
+// processor that lacks one of them.
+struct Needs {
+    unsigned int Vorn::ProcessorWords::*word;
+    std::vector<int> bits;
+    Route without;
+};
+
+const Needs AllNeeds[] = {
+    {&Vorn::ProcessorWords::c1, {0, 1, 9, 19, 20, 23, 25}, Route::Portable},
+    {&Vorn::ProcessorWords::c1, {12, 28, 29}, Route::Sse4},
+    {&Vorn::ProcessorWords::c80000001, {5}, Route::Sse4},
+    {&Vorn::ProcessorWords::b7, {3, 5, 8}, Route::Sse4},
+    {&Vorn::ProcessorWords::saved, {1, 2}, Route::Sse4},
+    {&Vorn::ProcessorWords::b7, {16, 17, 28, 30, 31}, Route::Avx2},
+    {&Vorn::ProcessorWords::c7, {1, 6, 9, 10, 11, 12, 14}, Route::Avx2},
+    {&Vorn::ProcessorWords::saved, {5, 6, 7}, Route::Avx2},
+    {&Vorn::ProcessorWords::c7, {8}, Route::Avx512},
+};
+
+// The numbers of the bits are those of the processors' manuals.
+TEST(RouteOfAProcessor, IsALowerOneForEachInstructionAndRegisterThatIsMissing) {
+    Vorn::ProcessorWords all;
+    for (const Needs& needs : AllNeeds)
+        for (const int bit : needs.bits)
+            all.*needs.word |= 1U << bit;
+    EXPECT_EQ(Route::Avx512Gfni, Vorn::RouteOf(all));
+    EXPECT_EQ(Route::Portable, Vorn::RouteOf({}));
+
+    for (const Needs& needs : AllNeeds)
+        for (const int bit : needs.bits) {
+            Vorn::ProcessorWords words = all;
+            words.*needs.word &= ~(1U << bit);
+            EXPECT_EQ(needs.without, Vorn::RouteOf(words)) << "bit " << bit;
+        }
+}
+
+#endif
 
 } // namespace

@@ -5,6 +5,7 @@
 #include <Bases/Text.h>
 
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <random>
 #include <string>
@@ -109,6 +110,12 @@ unsigned long DecodeInPlaceByBits(Bytes& area, std::size_t length, std::size_t d
     return pos;
 }
 
+[[maybe_unused]] char* AsText(GuardedBytes& bytes) { return reinterpret_cast<char*>(bytes.Data()); }
+
+[[maybe_unused]] std::ptrdiff_t Offset(std::size_t count) {
+    return static_cast<std::ptrdiff_t>(count);
+}
+
 class Base64Route : public VornTest::RouteTest {
 protected:
     Bytes RandomBytes(std::size_t size) {
@@ -188,6 +195,44 @@ TEST_P(Base64Route, DecodesATextThatOverlapsItsBufferAsTheBitsDo) {
         ASSERT_EQ(expected, area) << distance;
     }
 }
+
+#ifdef VORN_BASES_HIGHWAY
+// Also for the routes that prefer a kernel with the processor's own instructions.
+TEST_P(Base64Route, KernelsOfHighwayConvertWhatIsInFrontAsTheBitsDo) {
+    const Vorn::Base64Kernels kernels = Vorn::FindBase64KernelsOfHighway(GetParam());
+    if (kernels.encode == nullptr)
+        GTEST_SKIP() << "no kernels";
+    for (std::size_t size = 0; size <= MostBytes; ++size) {
+        const Bytes bytes = RandomBytes(size);
+        const std::string text = EncodedByBits(bytes);
+
+        GuardedBytes encoded(size / 3 * 4);
+        const std::size_t done = kernels.encode(bytes.data(), size, AsText(encoded));
+        ASSERT_EQ(0U, done % 3);
+        ASSERT_EQ(text.substr(0, done / 3 * 4), std::string(AsText(encoded), done / 3 * 4));
+
+        const std::size_t length = text.size() / 4 * 4 - (size % 3 == 0 ? 0 : 4);
+        GuardedBytes decoded(length);
+        const std::size_t taken = kernels.decode(text.data(), length, decoded.Data());
+        ASSERT_EQ(0U, taken % 4);
+        ASSERT_TRUE(
+            std::equal(bytes.begin(), bytes.begin() + Offset(taken / 4 * 3), decoded.Data()));
+    }
+}
+
+TEST_P(Base64Route, KernelsOfHighwayStopAtACharacterOutsideTheAlphabet) {
+    const Vorn::Base64Kernels kernels = Vorn::FindBase64KernelsOfHighway(GetParam());
+    if (kernels.decode == nullptr)
+        GTEST_SKIP() << "no kernels";
+    const std::string text(MostBytes, 'Q');
+    for (std::size_t place = 0; place < text.size(); ++place) {
+        std::string damaged = text;
+        damaged[place] = '*';
+        GuardedBytes decoded(text.size());
+        ASSERT_LE(kernels.decode(damaged.data(), damaged.size(), decoded.Data()), place);
+    }
+}
+#endif
 
 TEST(Base64Kernels, AreNotLostOnAHigherRoute) {
     VornTest::ExpectNoKernelIsLostOnAHigherRoute(

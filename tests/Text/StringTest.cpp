@@ -173,6 +173,15 @@ TEST_F(MultibyteToWide, ConvertsEveryCodePoint) {
             << "block from " << std::hex << static_cast<unsigned int>(block.wide.at(0));
 }
 
+TEST_F(MultibyteToWide, TakesALongTextForUtf8OnlyWhereTheLocaleDoes) {
+    const std::string text(300, '\xE9');
+    EXPECT_EQ(std::wstring(300, L'\u00E9'), Vorn::mbs_to_wcs(text, std::locale(Latin1Locale)));
+    std::string korean;
+    for (int i = 0; i < 150; ++i)
+        korean += "\xC7\xD1";
+    EXPECT_EQ(std::wstring(150, L'\uD55C'), Vorn::mbs_to_wcs(korean, std::locale(KoreanLocale)));
+}
+
 TEST_F(MultibyteToWide, ThrowsForAMalformedString) {
     const std::locale utf8(Utf8Locale);
     for (const char* text :

@@ -352,19 +352,59 @@ void ExpectInFront(const std::basic_string<From>& from, const std::basic_string<
     ASSERT_EQ(done.read == from.size(), done.written == to.size());
 }
 
+// Those that the route takes, and those of Highway, which other routes may prefer others to.
+std::vector<Vorn::Utf8Kernels> CandidatesOf(Vorn::Route route) {
+    std::vector<Vorn::Utf8Kernels> candidates;
+    if (Vorn::FindUtf8Kernels(route).decode != nullptr)
+        candidates.push_back(Vorn::FindUtf8Kernels(route));
+#ifdef VORN_BASES_HIGHWAY
+    if (Vorn::FindUtf8KernelsOfHighway(route).decode != nullptr)
+        candidates.push_back(Vorn::FindUtf8KernelsOfHighway(route));
+#endif
+    return candidates;
+}
+
 TEST_P(Utf8Route, WritesNothingBeyondTheCapacity) {
-    const Vorn::Utf8Kernels kernels = Vorn::FindUtf8Kernels(GetParam());
-    if (kernels.decode == nullptr)
-        GTEST_SKIP() << "no kernels";
-    for (const Kind kind : AllKinds)
-        for (std::size_t capacity = 0; capacity <= MostCharacters; ++capacity) {
-            const std::wstring wide = RandomText(kind, MostCharacters);
-            const std::string utf8 = WideToMultibyte(wide, m_facet);
-            ASSERT_NO_FATAL_FAILURE(ExpectInFront(utf8, wide, capacity, kernels.decode))
-                << capacity;
-            ASSERT_NO_FATAL_FAILURE(ExpectInFront(wide, utf8, capacity, kernels.encode))
-                << capacity;
-        }
+    for (const Vorn::Utf8Kernels& kernels : CandidatesOf(GetParam()))
+        for (const Kind kind : AllKinds)
+            for (std::size_t capacity = 0; capacity <= MostCharacters; ++capacity) {
+                const std::wstring wide = RandomText(kind, MostCharacters);
+                const std::string utf8 = WideToMultibyte(wide, m_facet);
+                ASSERT_NO_FATAL_FAILURE(ExpectInFront(utf8, wide, capacity, kernels.decode))
+                    << capacity;
+                ASSERT_NO_FATAL_FAILURE(ExpectInFront(wide, utf8, capacity, kernels.encode))
+                    << capacity;
+            }
+}
+
+TEST_P(Utf8Route, KernelsStopInFrontOfWhatIsNotPlain) {
+    for (const Vorn::Utf8Kernels& kernels : CandidatesOf(GetParam()))
+        for (const Kind kind : AllKinds)
+            for (std::size_t place = 0; place < MostCharacters; place += 37) {
+                const std::wstring wide = RandomText(kind, MostCharacters);
+                const std::string front = WideToMultibyte(wide.substr(0, place), m_facet);
+                const std::string back = WideToMultibyte(wide.substr(place), m_facet);
+                std::vector<wchar_t> decoded(4 * MostCharacters);
+                for (const std::string_view odd : Odd) {
+                    if (odd[0] == '\0' || odd[0] == '\xEF')
+                        continue; // begins with a plain character
+                    const std::string text = front + std::string(odd) + back;
+                    const auto done =
+                        kernels.decode(text.data(), text.size(), decoded.data(), decoded.size());
+                    ASSERT_LE(done.read, front.size()) << testing::PrintToString(odd);
+                    ASSERT_LE(done.written, place);
+                }
+                std::vector<char> encoded(8 * MostCharacters);
+                for (const unsigned int odd : OddCharacters) {
+                    if (odd == 0)
+                        continue; // plain
+                    std::wstring text = wide;
+                    text[place] = static_cast<wchar_t>(odd);
+                    const auto done =
+                        kernels.encode(text.data(), text.size(), encoded.data(), encoded.size());
+                    ASSERT_LE(done.read, place) << odd;
+                }
+            }
 }
 
 TEST(Utf8Kernels, AreLostOnNoHigherRoute) {

@@ -70,7 +70,14 @@ TEST_F(UnnamedSemaphore, AnswersFalseBeforeItIsCreated) {
     m_sem.Post();
     EXPECT_FALSE(m_sem.GetSemCounts(count));
     EXPECT_EQ(77, count);
+    EXPECT_EQ(nullptr, m_sem.GetMonitor());
     EXPECT_TRUE(m_sem.Destroy());
+}
+
+TEST_F(UnnamedSemaphore, HasNoMonitorToLendWhenItsCreationFails) {
+    VornTest::WaitsRefused refused;
+    EXPECT_FALSE(m_sem.Create(VornSemaphore::SemFree, nullptr, 0));
+    EXPECT_EQ(nullptr, m_sem.GetMonitor());
 }
 
 TEST_F(UnnamedSemaphore, PostBeforeCreateLeavesNothing) {

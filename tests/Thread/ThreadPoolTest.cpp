@@ -303,6 +303,26 @@ TEST(TaskPool, PostsUseTheListNodesOfEarlierTasksAgain) {
     Drain(pool);
 }
 
+TEST(TaskPool, KeepsListNodesOfAtMostTwoThousandTasks) {
+    constexpr int Tasks = 5000;
+    constexpr int MostKept = 2 * 1024 + 10; // and the few that Drain and the deaf task have left
+    ThreadTaskPool pool;
+    for (int i = 0; i < Tasks; ++i)
+        pool.Post(Nothing);
+    EXPECT_TRUE(pool.StartThread(0));
+    Drain(pool);
+    Drain(pool);
+    DeafTask deaf;
+    pool.Post(deaf.Task());
+    ASSERT_TRUE(deaf.entered.Wait(Patience));
+    Platform::operator_new.Record();
+    for (int i = 0; i < Tasks; ++i)
+        pool.Post(Nothing);
+    EXPECT_LE(Tasks - MostKept, static_cast<int>(Platform::operator_new.Count()));
+    EXPECT_GE(Tasks - 1000, static_cast<int>(Platform::operator_new.Count()));
+    deaf.release.Set();
+}
+
 TEST(TaskPool, IdleWorkerSeesAStopRequestSoon) {
     ThreadTaskPool pool;
     EXPECT_TRUE(pool.StartThread(0));

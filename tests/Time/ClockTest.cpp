@@ -6,7 +6,9 @@
 #include <algorithm>
 #include <chrono>
 #include <cstddef>
+#include <ctime>
 #include <initializer_list>
+#include <limits>
 #include <random>
 #include <sstream>
 #include <string>
@@ -103,6 +105,21 @@ TEST_F(Clock, AClockThatCannotBeReadGivesZero) {
     Platform::gettimeofday.Fail(EFAULT);
     EXPECT_EQ(0, Vorn::GetCurLocalTime());
     EXPECT_EQ(0, Vorn::GetCurTime());
+}
+
+// Milliseconds of such a time do not fit into 64 bits.
+TEST_F(Clock, AClockTooFarAheadForItsMillisecondsFails) {
+    PinClock({std::numeric_limits<std::time_t>::max() / 1000 + 1, 0});
+    Time time = Untouched;
+    EXPECT_FALSE(Vorn::GetCurLocalTime(time));
+    EXPECT_EQ(Untouched, time);
+    PinClock({1710061200, 0});
+    Platform::mktime.Answer(std::numeric_limits<std::time_t>::max());
+    EXPECT_FALSE(Vorn::GetCurTime(time));
+    EXPECT_FALSE(Vorn::TimeToLocalTime(0, time));
+    EXPECT_FALSE(Vorn::LocalTimeToTime(0, time));
+    EXPECT_FALSE(Vorn::SysTimeToTime(SysTime{}, time));
+    EXPECT_EQ(Untouched, time);
 }
 
 // Concerns: exactly what is passed to the platform, and that its refusal is reported. The real

@@ -36,6 +36,17 @@ inline constexpr NamedRoute AllRoutes[] = {
     {Route::Avx2, "avx2"},         {Route::Avx512, "avx512"}, {Route::Avx512Gfni, "avx512gfni"},
 };
 
+/// What a processor for x86-64 says that it can do: words that it answers to CPUID with, by the
+/// number of the question and the register, and which registers the system saves (XCR0).
+struct ProcessorWords {
+    unsigned int c1 = 0, c80000001 = 0, b7 = 0, c7 = 0;
+    unsigned int saved = 0;
+};
+
+/// The best route of such a processor: that whose instructions it has all, as well as those of the
+/// routes below, and whose registers are saved.
+Route RouteOf(const ProcessorWords& words);
+
 /// The limit that allows every route.
 inline constexpr Route NoLimit = std::end(AllRoutes)[-1].route;
 
