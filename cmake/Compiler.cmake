@@ -44,3 +44,19 @@ if(VORN_BASES_HARDENING AND NOT VORN_BASES_SANITIZE AND NOT APPLE)
   endif()
   target_link_options(VornBasesHardening INTERFACE LINKER:-z,relro LINKER:-z,now)
 endif()
+
+# Counts what runs of sources, for ./dev coverage. They are not optimised then: the branches that
+# are counted are those of the source.
+set(VORN_COVERAGE_OPTIONS)
+if(VORN_BASES_COVERAGE)
+  set(VORN_COVERAGE_OPTIONS --coverage -fprofile-update=atomic -O0)
+  target_link_options(VornBasesOptions INTERFACE --coverage LINKER:--strip-debug)
+endif()
+
+function(vorn_count_coverage target)
+  target_compile_options(${target} PRIVATE ${VORN_COVERAGE_OPTIONS})
+endfunction()
+
+function(vorn_count_coverage_of)
+  set_property(SOURCE ${ARGV} APPEND PROPERTY COMPILE_OPTIONS ${VORN_COVERAGE_OPTIONS})
+endfunction()
