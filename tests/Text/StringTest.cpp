@@ -33,6 +33,7 @@ using VornTest::Thrown;
 using VornTest::Utf8Locale;
 
 using Codecvt = std::codecvt<wchar_t, char, std::mbstate_t>;
+using CodecvtByName = std::codecvt_byname<wchar_t, char, std::mbstate_t>;
 
 constexpr char BadString[] = "runtime_error: can't convert string to wstring";
 constexpr char BadWideString[] = "runtime_error: can't convert wstring to string";
@@ -174,12 +175,18 @@ TEST_F(MultibyteToWide, ConvertsEveryCodePoint) {
 }
 
 TEST_F(MultibyteToWide, TakesALongTextForUtf8OnlyWhereTheLocaleDoes) {
-    const std::string text(300, '\xE9');
-    EXPECT_EQ(std::wstring(300, L'\u00E9'), Vorn::mbs_to_wcs(text, std::locale(Latin1Locale)));
-    std::string korean;
+    std::string text; // whose bytes are characters everywhere
     for (int i = 0; i < 150; ++i)
-        korean += "\xC7\xD1";
-    EXPECT_EQ(std::wstring(150, L'\uD55C'), Vorn::mbs_to_wcs(korean, std::locale(KoreanLocale)));
+        text += "\xC3\xA9";
+    for (const char* name : {Utf8Locale, Latin1Locale, KoreanLocale}) {
+        const std::locale loc(name);
+        std::wstring expected;
+        for (int i = 0; i < 150; ++i)
+            expected += Vorn::mbs_to_wcs("\xC3\xA9", loc);
+        EXPECT_EQ(expected, Vorn::mbs_to_wcs(text, loc)) << name;
+        const std::locale byName(std::locale::classic(), new CodecvtByName(name));
+        EXPECT_EQ(expected, Vorn::mbs_to_wcs(text, byName)) << name;
+    }
 }
 
 TEST_F(MultibyteToWide, ThrowsForAMalformedString) {

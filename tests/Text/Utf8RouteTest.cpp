@@ -355,11 +355,13 @@ void ExpectInFront(const std::basic_string<From>& from, const std::basic_string<
 // Those that the route takes, and those of Highway, which other routes may prefer others to.
 std::vector<Vorn::Utf8Kernels> CandidatesOf(Vorn::Route route) {
     std::vector<Vorn::Utf8Kernels> candidates;
-    if (Vorn::FindUtf8Kernels(route).decode != nullptr)
-        candidates.push_back(Vorn::FindUtf8Kernels(route));
+    const Vorn::Utf8Kernels taken = Vorn::FindUtf8Kernels(route);
+    if (taken.decode != nullptr)
+        candidates.push_back(taken);
 #ifdef VORN_BASES_HIGHWAY
-    if (Vorn::FindUtf8KernelsOfHighway(route).decode != nullptr)
-        candidates.push_back(Vorn::FindUtf8KernelsOfHighway(route));
+    const Vorn::Utf8Kernels others = Vorn::FindUtf8KernelsOfHighway(route);
+    if (others.decode != nullptr && others.decode != taken.decode)
+        candidates.push_back(others);
 #endif
     return candidates;
 }
