@@ -306,13 +306,13 @@ TEST(TaskPool, PostsUseTheListNodesOfEarlierTasksAgain) {
 TEST(TaskPool, KeepsListNodesOfAtMostTwoThousandTasks) {
     constexpr int Tasks = 5000;
     constexpr int MostKept = 2 * 1024 + 10; // and the few that Drain and the deaf task have left
+    DeafTask deaf;
     ThreadTaskPool pool;
     for (int i = 0; i < Tasks; ++i)
         pool.Post(Nothing);
     EXPECT_TRUE(pool.StartThread(0));
     Drain(pool);
     Drain(pool);
-    DeafTask deaf;
     pool.Post(deaf.Task());
     ASSERT_TRUE(deaf.entered.Wait(Patience));
     Platform::operator_new.Record();
