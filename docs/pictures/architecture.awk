@@ -42,7 +42,9 @@ END {
         WIDTH, height
     print "    aria-label=\"A program uses public headers, one for each family; behind them are the"
     print "    units, the kernels, and what a host supplies\">"
-    print "  <!-- SPDX-License-Identifier: MIT; drawn by docs/pictures/architecture.awk -->"
+    # In two parts: this line is not a licence of its own.
+    print "  <!-- SPDX-License-" "Identifier: MIT -->"
+    print "  <!-- drawn by docs/pictures/architecture.awk -->"
     print "  <style>"
     print "    text { font: 16px system-ui, \"DejaVu Sans\", sans-serif; text-anchor: middle; fill: #1d2126 }"
     print "    .title { font-weight: 600 }"
