@@ -13,7 +13,7 @@ namespace {
 
 void WriteCounters(int /*signal*/) { __gcov_dump(); }
 
-[[maybe_unused]] const auto installed = std::signal(SIGABRT, WriteCounters);
+[[maybe_unused]] const auto Installed = std::signal(SIGABRT, WriteCounters);
 
 } // namespace
 
