@@ -223,7 +223,8 @@ inline constexpr int Set = 1;
 ///     | Wait, auto       | as manual          | waits, then resets      | true, becomes not set  |
 ///
 /// Any thread may call Set, Reset and Wait; Create, Open and Close belong to one thread while no
-/// other uses the object.
+/// other uses the object. The one thread that waits for an unnamed event may destroy it as soon as
+/// its Wait has returned true, even if the Set that released it has not returned yet.
 ///
 ///     Vorn::Event done;
 ///     done.Create(Vorn::EventKind::ManualReset, Vorn::EventState::NotSet, nullptr);

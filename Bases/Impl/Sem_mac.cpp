@@ -7,7 +7,6 @@
 #include <cstddef>
 #include <new>
 #include <string>
-#include <utility>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -29,6 +28,7 @@ public:
     SemImpl& operator=(const SemImpl&) = delete;
 
     virtual bool Create(SemInitState state) = 0;
+    virtual bool Destroy() = 0;
     virtual bool Wait() = 0;
     virtual bool TryWait() = 0;
     virtual bool TimedWait(unsigned int timeoutMs) = 0;
@@ -42,7 +42,7 @@ public:
 class VornSemaphore::SemUnnamed : public SemImpl {
 public:
     SemUnnamed() : m_bCreated(0) {}
-    ~SemUnnamed() override = default;
+    ~SemUnnamed() override { SemUnnamed::Destroy(); }
     SemUnnamed(const SemUnnamed&) = delete;
     SemUnnamed& operator=(const SemUnnamed&) = delete;
 
@@ -50,6 +50,11 @@ public:
         if (!m_monitor.Create(state))
             return false;
         m_bCreated = 1;
+        return true;
+    }
+
+    bool Destroy() override {
+        m_bCreated = 0;
         return true;
     }
 
@@ -83,8 +88,8 @@ private:
 
 class VornSemaphore::SemNamed : public SemImpl {
 public:
-    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name) {}
-    ~SemNamed() override { Destroy(); }
+    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name != nullptr ? name : "") {}
+    ~SemNamed() override { SemNamed::Destroy(); }
     SemNamed(const SemNamed&) = delete;
     SemNamed& operator=(const SemNamed&) = delete;
 
@@ -95,6 +100,16 @@ public:
             return false;
         m_hSem = sem_open(m_strName.c_str(), O_CREAT, 0777, static_cast<unsigned int>(state));
         return m_hSem != nullptr;
+    }
+
+    // Removes the name for every process. The semaphore itself is never closed, so its memory stays
+    // valid for threads that are still waiting.
+    bool Destroy() override {
+        if (m_hSem == nullptr)
+            return true;
+        sem_unlink(m_strName.c_str());
+        m_hSem = nullptr;
+        return true;
     }
 
     bool Wait() override { return m_hSem != nullptr && sem_wait(m_hSem) == 0; }
@@ -128,15 +143,6 @@ public:
         return m_hSem != nullptr && sem_getvalue(m_hSem, &count) == 0;
     }
 
-    // Removes the name for every process. The semaphore itself is never closed, so its memory stays
-    // valid for threads that are still waiting.
-    void Destroy() {
-        if (m_hSem == nullptr)
-            return;
-        sem_unlink(m_strName.c_str());
-        m_hSem = nullptr;
-    }
-
 private:
     // A clock that cannot be read is past every limit: no wait may last for ever because of it.
     static bool IsBefore(const timeval& limit) {
@@ -163,14 +169,12 @@ VornSemaphore::~VornSemaphore() { Destroy(); }
 bool VornSemaphore::Create(SemInitState state, const char* name, int flag) {
     if (m_pImpl != nullptr)
         return false;
-    if (name != nullptr) {
-        auto pNamed = std::make_unique<SemNamed>(name);
-        if (flag != 0)
-            pNamed->Destroy(); // has no effect on a fresh object; kept deliberately
-        m_pImpl = std::move(pNamed);
-    } else {
+    if (name != nullptr)
+        m_pImpl = std::make_unique<SemNamed>(name);
+    else
         m_pImpl = std::make_unique<SemUnnamed>();
-    }
+    if (name != nullptr && flag != 0)
+        m_pImpl->Destroy(); // has no effect on a fresh object; kept deliberately
     return m_pImpl->Create(state);
 }
 

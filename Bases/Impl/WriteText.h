@@ -9,7 +9,7 @@
 
 namespace Vorn {
 
-/// Makes room for `most` characters in `text`, which begins with those it has, and lets `write`,
+/// Makes room for `most` characters in `text`, which keeps those it has, and lets `write`,
 /// which does not throw, write there; what it returns is the new length. Filling the room first, as
 /// a longer string is, would take as long as a quick way of writing it; the standard library can do
 /// without from C++23 on.

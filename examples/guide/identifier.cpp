@@ -6,8 +6,8 @@
 
 using namespace Vorn;
 
-// Reads an identifier from outside. Returns false for every text that is none: FromString throws
-// for some of them.
+// Reads the identifier with which a text from outside begins; what follows it is ignored. Returns
+// false where there is none: FromString throws for some of these texts.
 static bool Parse(const std::string& text, Guid& id) {
     try {
         return id.FromString(text);

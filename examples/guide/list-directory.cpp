@@ -2,20 +2,37 @@
 #include <Bases/File.h>
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <set>
 #include <string>
 
 using namespace Vorn;
+namespace fs = std::filesystem;
 
-// Prints the entries by name. Returns false if the directory cannot be read to its end.
-static bool List(const std::string& directory) {
-    std::set<std::string> entries;
+static std::string Line(const fs::directory_entry& entry) {
+    std::error_code error;
+    const std::string name = entry.path().filename().string();
+    if (!entry.exists(error))
+        return name + " (dangling)";
+    return entry.is_directory() ? name + "/" : name + " " + std::to_string(entry.file_size(error));
+}
+
+// FindFirst fails where the first entry cannot be looked at, and then keeps no search open.
+static bool ListOtherwise(const std::string& directory, std::set<std::string>& entries) {
+    std::error_code error;
+    for (fs::directory_iterator it(directory, error), end; !error && it != end; it.increment(error))
+        entries.insert(Line(*it));
+    return !error;
+}
+
+static bool List(const std::string& directory, std::set<std::string>& entries) {
     FileFind find;
-    std::string last;
-    errno = 0;
     bool found = find.FindFirst(directory + "/", "");
+    if (!found)
+        return ListOtherwise(directory, entries);
+    std::string last;
     // An entry that cannot be looked at, such as a dangling link, ends no search: its name is new.
-    while (found || (find.GetFileName() != nullptr && find.GetFileName() != last)) {
+    while (found || find.GetFileName() != last) {
         last = find.GetFileName();
         if (last == "." || last == "..")
             ; // FindNext reports these, FindFirst does not
@@ -28,10 +45,14 @@ static bool List(const std::string& directory) {
         errno = 0;
         found = find.FindNext();
     }
-    const bool complete = errno == 0;
-    for (const std::string& entry : entries)
-        std::puts(entry.c_str());
-    return complete;
+    return errno == 0;
 }
 
-int main(int argc, char** argv) { return argc == 2 && List(argv[1]) ? 0 : 1; }
+// Prints the entries by name. The result is 1 if the directory cannot be read to its end.
+int main(int argc, char** argv) {
+    std::set<std::string> entries;
+    const bool complete = argc == 2 && List(argv[1], entries);
+    for (const std::string& entry : entries)
+        std::puts(entry.c_str());
+    return complete ? 0 : 1;
+}

@@ -20,8 +20,9 @@ static bool Rotate(const std::string& path, unsigned long long limit, int kept) 
     if (size <= limit)
         return true;
     for (int i = kept - 1; i >= 1; --i)
-        if (FileSys::IsExistFile(Numbered(path, i)))
-            FileSys::MoveFile(Numbered(path, i), Numbered(path, i + 1)); // replaces the oldest
+        if (FileSys::IsExistFile(Numbered(path, i)) &&
+            !FileSys::MoveFile(Numbered(path, i), Numbered(path, i + 1))) // replaces the oldest
+            return false;
     return FileSys::MoveFile(path, Numbered(path, 1));
 }
 

@@ -65,8 +65,8 @@ Route LimitRoute(Route limit);
 /// nothing, and every route gives the same results.
 inline constinit std::atomic<int> g_takenRoute{-1};
 
-/// The best route that the machine has and the limit allows. One load: a short text is encoded in
-/// no more time than a call or two.
+/// The best route that the machine has and the limit allows. One load, because encoding a short
+/// text takes no longer than a call or two.
 inline Route CurrentRoute() {
     const int taken = g_takenRoute.load(std::memory_order_relaxed);
     return taken >= 0 ? static_cast<Route>(taken) : LimitRoute(NoLimit);
