@@ -33,11 +33,15 @@ struct Content {
     std::string bytes;           // only the first when there are too many
 };
 
+// Where the bytes are that are read under this name.
+fs::path PlaceOf(const std::string& name) {
+    return name == Examples::Standard ? "/dev/stdin" : name;
+}
+
 // Does not read a file that is too large from the start.
 Content ReadAtMost(const std::string& name, unsigned long long most) {
     std::error_code unknown;
-    const fs::path path = name == Examples::Standard ? "/dev/stdin" : name;
-    Content content{fs::file_size(path, unknown), ""};
+    Content content{fs::file_size(PlaceOf(name), unknown), ""};
     if (!unknown && content.size > most)
         return content;
     if (!unknown)
@@ -83,7 +87,7 @@ void WriteWhole(const std::string& name, const std::string& bytes) {
 
 void KeepApart(const std::string& keyName, const std::string& outName) {
     std::error_code missing;
-    if (fs::equivalent(keyName, outName, missing) && !missing)
+    if (fs::equivalent(PlaceOf(keyName), outName, missing) && !missing)
         Complain(outName, "holds the key, which would be lost");
 }
 

@@ -18,7 +18,7 @@ std::string ReadWhole(const std::string& name, unsigned long long most);
 /// only.
 void WriteWhole(const std::string& name, const std::string& bytes);
 
-/// Throws when both names lead to the same file.
+/// Throws when both names lead to the same file. The key "-" is in standard input.
 void KeepApart(const std::string& keyName, const std::string& outName);
 
 } // namespace Seal

@@ -31,6 +31,7 @@ using VornTest::AppendTo;
 using VornTest::FailWritesBeyond;
 using VornTest::Outcome;
 using VornTest::PrintNowhere;
+using VornTest::ReadFrom;
 
 namespace fs = std::filesystem;
 
@@ -264,6 +265,19 @@ TEST_F(SealKey, IsNeverReplaced) {
         ExpectFailure({"encipher", "key", "in", name},
                       name + ": holds the key, which would be lost");
     EXPECT_EQ(Key, Content("key"));
+}
+
+TEST_F(SealKey, IsNotReplacedEitherWhenItComesFromStandardInput) {
+    Make("in", Message);
+    Make("-", "another file");
+    const auto takeKey = [key = m_dir.File("key")] { ReadFrom(key); };
+    for (const std::string name : {"key", "./key"}) {
+        EXPECT_EQ("seal: " + name + ": holds the key, which would be lost\n",
+                  Run({"encipher", "-", "in", name}, takeKey).err);
+        EXPECT_EQ(Key, Content("key"));
+    }
+    EXPECT_EQ(0, Run({"encipher", "-", "in", "./-"}, takeKey).status);
+    EXPECT_EQ(SealedMessage, Content("-"));
 }
 
 // Concerns: each kind of damage has its message, with the file's name; the output stays as it was,

@@ -47,4 +47,8 @@ void AppendTo(const std::string& path) {
     dup2(open(path.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC), STDOUT_FILENO);
 }
 
+void ReadFrom(const std::string& path) {
+    dup2(open(path.c_str(), O_RDONLY | O_CLOEXEC), STDIN_FILENO);
+}
+
 } // namespace VornTest

@@ -30,6 +30,9 @@ void PrintNowhere();
 /// Makes the end of a file standard output.
 void AppendTo(const std::string& path);
 
+/// Makes a file standard input.
+void ReadFrom(const std::string& path);
+
 } // namespace VornTest
 
 #endif
