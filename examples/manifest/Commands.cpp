@@ -132,11 +132,12 @@ bool Show(const Options& /*options*/, const Operands& operands) {
 
 bool Verify(const Options& options, const Operands& operands) {
     const std::string& path = operands[0];
-    const Document document = LoadForVerifying(path);
+    const std::string place = path == Examples::Standard ? "/dev/stdin" : path;
+    const Document document = LoadForVerifying(path, place);
     NoteInterrupts();
-    Publisher publisher(path);
+    Publisher publisher(place);
     std::vector<Entry> entries =
-        FindEntries({document.paths, path, document.excludes, document.extras, Detail::Compared,
+        FindEntries({document.paths, place, document.excludes, document.extras, Detail::Compared,
                      ThrowIfInterrupted});
     Options chosen = options;
     chosen.measuring.algorithm = AlgorithmOf(document.entries);

@@ -315,11 +315,11 @@ void RequireDigests(const Document& document) {
         throw std::runtime_error("it records no digests; create it again");
 }
 
-Document LoadForVerifying(const std::string& path) {
+Document LoadForVerifying(const std::string& path, const std::string& place) {
     Document document = LoadManifest(path, Detail::Compared);
     RequireDigests(document);
     RequirePlaces(document);
-    LeaveOut(path, document);
+    LeaveOut(place, document);
     return document;
 }
 

@@ -13,9 +13,10 @@
 
 namespace Manifest {
 
-/// Loads the manifest at `path`, without its own entry. Throws std::runtime_error with the reason
-/// when it cannot be loaded or records too little to be verified.
-Document LoadForVerifying(const std::string& path);
+/// Loads the manifest at `path`, "-" for standard input, without the entry of the file at `place`,
+/// where that leads. Throws std::runtime_error with the reason when it cannot be loaded or records
+/// too little to be verified.
+Document LoadForVerifying(const std::string& path, const std::string& place);
 
 /// Throws std::runtime_error when files were recorded without a digest.
 void RequireDigests(const Document& document);

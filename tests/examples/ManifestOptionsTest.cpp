@@ -2,6 +2,7 @@
 // The options of manifest create and verify.
 
 #include "ManifestProgram.h"
+#include "support/Prepare.h"
 #include "support/Sanitizers.h"
 #include "support/Terminal.h"
 
@@ -28,6 +29,7 @@ using VornTest::ManifestProgram;
 using VornTest::Names;
 using VornTest::Outcome;
 using VornTest::Program;
+using VornTest::ReadFrom;
 using VornTest::RunProgram;
 using VornTest::Surroundings;
 using VornTest::Terminal;
@@ -308,6 +310,30 @@ TEST_F(ManifestOptions, AHyphenIsStandardOutputAndStandardInput) {
     EXPECT_EQ(All(1), outcome.out);
     EXPECT_EQ(Content("out.xml"), Content("piped"));
     EXPECT_THAT(Directory(), ElementsAre("a", "out.xml", "piped"));
+}
+
+TEST_F(ManifestOptions, AManifestFromStandardInputIsLeftOutAndAFileNamedHyphenIsNot) {
+    MakeDirectory("d");
+    Make("d/-", "a\n");
+    Make("-", "b\n");
+    const Names arguments{"verify", "-"};
+    const auto takeManifest = [out = m_dir.File("d/out.xml")] { ReadFrom(out); };
+    Create({"d/out.xml", "d", "-"});
+    EXPECT_EQ(All(3), Manifest(arguments, takeManifest).out);
+    Make("d/-", "c\n");
+    Make("-", "d\n");
+    const std::string changed = Manifest(arguments, takeManifest).out;
+    EXPECT_THAT(changed, HasSubstr("changed  - ("));
+    EXPECT_THAT(changed, HasSubstr("changed  d/- ("));
+    EXPECT_THAT(changed, HasSubstr("\n1 as recorded, 0 missing, 2 changed, 0 new, 0 unread\n"));
+}
+
+TEST_F(ManifestOptions, AManifestFromStandardInputIsLeftOutAlsoWhereItIsAPath) {
+    Make("a", "a\n");
+    Make("out.xml", "old");
+    Create({"out.xml", "a", "out.xml"});
+    EXPECT_EQ(All(1),
+              Manifest({"verify", "-"}, [out = m_dir.File("out.xml")] { ReadFrom(out); }).out);
 }
 
 // Concerns: memory for what is held of many files, which a document as a whole would exceed.
