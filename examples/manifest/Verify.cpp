@@ -165,7 +165,7 @@ public:
         std::map<std::string, std::string> moved; // to the new names
         std::set<std::string> arrived;
         for (const Entry* entry : m_missing)
-            if (const auto found = m_new.find(ContentOf(*entry)); found != m_new.end()) {
+            if (const auto found = FirstNewLike(*entry); found != m_new.end()) {
                 if (!moved.emplace(entry->name, found->second->name).second)
                     continue;
                 arrived.insert(found->second->name);
@@ -182,11 +182,18 @@ public:
 
 private:
     using Content = std::pair<unsigned long long, Digest>;
+    using ByContent = std::multimap<Content, const Entry*>;
 
     static Content ContentOf(const Entry& entry) { return {entry.bytes, entry.digest}; }
 
+    // find may give any of several.
+    ByContent::iterator FirstNewLike(const Entry& entry) {
+        const auto [first, last] = m_new.equal_range(ContentOf(entry));
+        return first == last ? m_new.end() : first;
+    }
+
     std::vector<const Entry*> m_missing;
-    std::multimap<Content, const Entry*> m_new; // in the order of their names
+    ByContent m_new; // those of the same content in the order of their names
 };
 
 /// Judges the entries name by name.
