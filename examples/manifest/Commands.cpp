@@ -120,6 +120,7 @@ bool Create(const Options& options, const Operands& operands) {
                                     document.detail, ThrowIfInterrupted});
     Measure(document.entries, options, publisher);
     const bool complete = ReportFailures(document.entries);
+    ThrowIfInterrupted();
     SaveManifest(path, document);
     publisher.Finish();
     return complete;
@@ -145,6 +146,7 @@ bool Verify(const Options& options, const Operands& operands) {
     Measure(entries, chosen, publisher);
     publisher.Finish();
     const Comparison comparison = Compare(document.entries, entries, document.extras);
+    ThrowIfInterrupted();
     for (const Finding& finding : comparison.findings)
         if (finding.verdict == Verdict::Unread && !finding.detail.empty())
             Complain(finding.name, finding.detail);

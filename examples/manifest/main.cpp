@@ -106,11 +106,14 @@ ExitStatus PrintHelp(const std::string& text) {
     }
 }
 
-// The user's signal ends the process when the command has tidied up.
+// The user's signal ends the process when the command has tidied up, even if it came while the
+// result was written.
 ExitStatus Run(const Command& command, const Manifest::Options& options,
                const Arguments& operands) {
     try {
-        return command.run(options, operands) ? Success : Failure;
+        const bool succeeded = command.run(options, operands);
+        Manifest::ThrowIfInterrupted();
+        return succeeded ? Success : Failure;
     } catch (const Manifest::Interrupted& interrupted) {
         Complain(operands[0], "interrupted");
         Manifest::EndBy(interrupted);
