@@ -5,7 +5,6 @@
 #include <charconv>
 #include <cstdio>
 #include <optional>
-#include <stdexcept>
 #include <system_error>
 #include <thread>
 
@@ -16,6 +15,7 @@
 #include "FileName.h"
 #include "Interrupt.h"
 #include "ManifestFile.h"
+#include "Print.h"
 #include "Progress.h"
 #include "Publisher.h"
 #include "ReadFile.h"
@@ -26,6 +26,7 @@
 
 namespace Manifest {
 
+using Examples::Print;
 using Examples::UsageError;
 
 namespace {
@@ -169,11 +170,6 @@ bool Export(const Options& /*options*/, const Operands& operands) {
 bool Watch(const Options& /*options*/, const Operands& operands) {
     Print(ShowRun(operands[0]) + "\n", "the counters");
     return true;
-}
-
-void Print(const std::string& text, const char* what) {
-    if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
-        throw std::runtime_error(std::string(what) + " could not be printed");
 }
 
 void Complain(const std::string& text) { std::fprintf(stderr, "manifest: %s\n", text.c_str()); }

@@ -32,9 +32,6 @@ bool Verify(const Options& options, const Operands& operands);
 bool Export(const Options& options, const Operands& operands);
 bool Watch(const Options& options, const Operands& operands);
 
-/// Prints a text on standard output. Throws std::runtime_error with `what` when that fails.
-void Print(const std::string& text, const char* what);
-
 /// Print a line on standard error.
 void Complain(const std::string& text);
 void Complain(const std::string& name, const std::string& reason);

@@ -37,6 +37,8 @@ namespace Manifest {
 // escaped="percent" or target-escaped="percent" beside it. Readers ignore elements and attributes
 // that they do not know.
 
+constexpr unsigned long long FormatVersion = 1;
+
 /// What a manifest holds.
 struct Document {
     std::vector<std::string> paths;    // in the order in which the user gave them

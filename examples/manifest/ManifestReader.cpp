@@ -26,7 +26,6 @@ using Examples::Unescape;
 
 namespace {
 
-constexpr unsigned long long FormatVersion = 1;
 constexpr const char* NotRepresentable = "(a name that this locale cannot show)";
 
 std::optional<Kind> KindNamed(std::string_view name) {

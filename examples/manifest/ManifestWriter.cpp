@@ -19,7 +19,6 @@ using Examples::ReplaceFile;
 
 namespace {
 
-constexpr int FormatVersion = 1;
 constexpr std::filesystem::perms ForAll{0666};
 
 bool WriteText(Vorn::XmlWriter& xml, const char* attribute, const char* escaped,

@@ -4,6 +4,8 @@
 
 namespace Manifest {
 
+constexpr const char* UsageLine = "usage: manifest COMMAND [ARGUMENT...]\n\n";
+
 // What the help says of each command.
 
 constexpr const char* UsageOfCreate =

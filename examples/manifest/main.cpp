@@ -15,6 +15,7 @@
 #include "Commands.h"
 #include "FileName.h"
 #include "Interrupt.h"
+#include "Print.h"
 #include "Setup.h"
 #include "Usage.h"
 
@@ -25,7 +26,6 @@ using Examples::CommandLine;
 using Examples::OptionForm;
 using Examples::UsageError;
 using Manifest::Complain;
-using Manifest::Print;
 
 enum ExitStatus { Success = 0, Failure = 1, WrongUsage = 2 };
 
@@ -75,7 +75,7 @@ const std::array<Command, 5>& Commands() {
 }
 
 std::string Usage() {
-    std::string text = "usage: manifest COMMAND [ARGUMENT...]\n\n";
+    std::string text = Manifest::UsageLine;
     for (const Command& command : Commands())
         text += command.usage;
     return text + Manifest::UsageOfRest;
@@ -98,7 +98,7 @@ void CheckOperands(const Command& command, std::size_t count) {
 
 ExitStatus PrintHelp(const std::string& text) {
     try {
-        Print(text, "the help");
+        Examples::Print(text, "the help");
         return Success;
     } catch (const std::runtime_error& error) {
         Complain(error.what());
@@ -126,15 +126,14 @@ ExitStatus Run(const Command& command, const Manifest::Options& options,
 ExitStatus RunCommand(const Command& command, const Arguments& arguments) {
     const CommandLine line(arguments, command.options);
     if (line.Has(HelpForm.name))
-        return PrintHelp("usage: manifest COMMAND [ARGUMENT...]\n\n" + std::string(command.usage));
+        return PrintHelp(std::string(Manifest::UsageLine) + command.usage);
     CheckOperands(command, line.operands.size());
     const Manifest::Options options = Manifest::OptionsOf(line);
     try {
         const Examples::Setup setup;
         return Run(command, options, line.operands);
-    } catch (const std::runtime_error&) { // the standard library's, from BasesInit
-        Complain(
-            "the environment asks for a locale that this machine does not have; LC_ALL=C will do");
+    } catch (const std::runtime_error& error) {
+        Complain(error.what());
         return Failure;
     }
 }

@@ -12,6 +12,7 @@
 #include "CommandLine.h"
 #include "FileName.h"
 #include "Files.h"
+#include "Print.h"
 #include "ReadFile.h"
 #include "Seal.h"
 #include "Setup.h"
@@ -66,11 +67,14 @@ void Complain(const char* text) { std::fprintf(stderr, "seal: %s\n", text); }
 constexpr OptionForm HelpForm{"help", 'h', false};
 constexpr OptionForm VersionForm{"version", '\0', false};
 
-ExitStatus Print(const std::string& text) {
-    if (std::fputs(text.c_str(), stdout) >= 0 && std::fflush(stdout) == 0)
+ExitStatus PrintHelp(const std::string& text) {
+    try {
+        Examples::Print(text, "the help");
         return Success;
-    Complain("the help could not be printed");
-    return Failure;
+    } catch (const std::runtime_error& error) {
+        Complain(error.what());
+        return Failure;
+    }
 }
 
 /// A command: it turns the bytes of a file, at most `most`, into those of another.
@@ -124,9 +128,8 @@ ExitStatus RunSetUp(const Command& command, const Arguments& operands) {
     try {
         const Examples::Setup setup;
         return Run(command, operands);
-    } catch (const std::runtime_error&) { // the standard library's, from BasesInit
-        Complain(
-            "the environment asks for a locale that this machine does not have; LC_ALL=C will do");
+    } catch (const std::runtime_error& error) {
+        Complain(error.what());
         return Failure;
     }
 }
@@ -136,9 +139,9 @@ ExitStatus RunAny(const Arguments& arguments) {
     const CommandLine line(arguments, {HelpForm, VersionForm});
     const Arguments& operands = line.operands;
     if (line.Has(HelpForm.name) || (operands.size() == 1 && operands[0] == "help"))
-        return Print(std::string(Usage) + Help);
+        return PrintHelp(std::string(Usage) + Help);
     if (line.Has(VersionForm.name))
-        return Print(Examples::VersionLine("seal"));
+        return PrintHelp(Examples::VersionLine("seal"));
     const Command* const command = FindCommand(operands);
     if (command == nullptr)
         throw UsageError("wrong arguments");
