@@ -35,7 +35,11 @@ public:
 
 private:
     struct Free {
-        void operator()(xmlParserCtxt* parser) const { xmlFreeParserCtxt(parser); }
+        // libxml2 starts a document of its own for what a document type declares.
+        void operator()(xmlParserCtxt* parser) const {
+            xmlFreeDoc(parser->myDoc);
+            xmlFreeParserCtxt(parser);
+        }
     };
 
     static Stream& Of(void* context) {
