@@ -43,7 +43,7 @@ expect() {
 }
 
 line='apt install --no-install-recommends'
-expect 1000 yes no "please run as root: $line abigail-tools cmake g++ libboost-dev" test
+expect 1000 yes no "please run as root: $line abigail-tools cmake g++ gdb libboost-dev" test
 expect 1000 '' no " libxml2-utils " demo
 expect 0 no no "please run: $line abigail-tools clang cmake" test clang
 expect 0 no no "please run: $line abigail-tools clang clang-format clang-tidy cmake" lint
