@@ -16,15 +16,20 @@ for patch in "$@"; do
     name=$(basename "$patch" .patch)
     target=$(sed -n 's/^Found by: //p' "$patch")
     mkdir "$files/$name"
-    if TMPDIR=$files "$build/fuzz/Fault_$name" -max_total_time=60 -max_len=4096 -seed=1 \
+    status=0
+    TMPDIR=$files "$build/fuzz/Fault_$name" -max_total_time=60 -max_len=4096 -seed=1 \
         -print_final_stats=1 -artifact_prefix="$files/" "$files/$name" "$corpora/$target" \
-        >"$files/log" 2>&1; then
-        printf '%s was not found\n' "$name"
+        >"$files/log" 2>&1 || status=$?
+    finding=$(sed -n -e 's/^wrong on route \([^:]*\): \(.*\)/\2, \1/p' \
+        -e 's/^.*\(runtime error:\)/\1/p' \
+        -e 's/^==[0-9]*== *ERROR: //p' "$files/log" | sed -n 1p)
+    if [ "$status" -eq 0 ] || [ -z "$finding" ]; then
+        printf '%s was not found (status %s)\n' "$name" "$status"
         missed=1
     else
         printf '%-40s %-12s input %-8s %s\n' "$name" "$target" \
             "$(sed -n 's/^stat::number_of_executed_units: *//p' "$files/log")" \
-            "$(sed -n 's/^wrong on route \([^:]*\): \(.*\)/\2, \1/p;s/^.*\(runtime error:\)/\1/p;s/^==[0-9]*==ERROR: //p' "$files/log" | sed -n 1p)"
+            "$finding"
     fi
 done
 exit "$missed"
