@@ -2,7 +2,6 @@
 // Chains of directories, made in a directory of the target's own, against a map of names; and the
 // extensions of names.
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -11,6 +10,7 @@
 #include <Bases/File.h>
 
 #include "support/Fuzz.h"
+#include "support/Place.h"
 
 namespace {
 
@@ -20,30 +20,19 @@ using VornFuzz::Check;
 using VornFuzz::Input;
 
 // An empty directory, which is the working directory.
-class Place {
+class WorkingPlace {
 public:
-    Place() {
-        std::string name = fs::temp_directory_path() / "vorn-fuzz-XXXXXX";
-        Check(mkdtemp(name.data()) != nullptr, "there is no directory to work in");
-        m_path = name;
-        fs::current_path(m_path);
-    }
-    ~Place() {
-        std::error_code ignored;
-        fs::remove_all(m_path, ignored);
-    }
-    Place(const Place&) = delete;
-    Place& operator=(const Place&) = delete;
+    WorkingPlace() { fs::current_path(Path()); }
 
-    const fs::path& Path() const { return m_path; }
+    const fs::path& Path() const { return m_place.Path(); }
 
     void Empty() const {
-        for (const auto& entry : fs::directory_iterator(m_path))
+        for (const auto& entry : fs::directory_iterator(Path()))
             fs::remove_all(entry.path());
     }
 
 private:
-    fs::path m_path;
+    VornFuzz::Place m_place;
 };
 
 // The files (false) and directories (true) of the place, by their names in it.
@@ -142,7 +131,7 @@ std::string TakePath(Input& input) {
 }
 
 void TryLevels(Input& input) {
-    static const Place place;
+    static const WorkingPlace place;
     place.Empty();
     const std::string root = place.Path();
     if (input.Byte() % 2 == 0)

@@ -2,40 +2,20 @@
 // Manifests of arbitrary bytes: they are refused with a reason, or what was read can be saved and
 // read again.
 
-#include <cstdio>
-#include <filesystem>
 #include <fstream>
 #include <stdexcept>
 #include <string>
 #include <tuple>
 
-#include <unistd.h>
-
 #include "ManifestFile.h"
 
 #include "support/Fuzz.h"
+#include "support/Place.h"
 
 namespace {
 
 using Manifest::Document;
 using Manifest::Entry;
-
-// A file that ends with the process.
-class File {
-public:
-    File() {
-        const std::string name = "vorn-fuzz-manifest-" + std::to_string(getpid());
-        m_name = std::filesystem::temp_directory_path() / name;
-    }
-    ~File() { std::remove(m_name.c_str()); }
-    File(const File&) = delete;
-    File& operator=(const File&) = delete;
-
-    const std::string& Name() const { return m_name; }
-
-private:
-    std::string m_name;
-};
 
 auto FieldsOf(const Entry& entry) {
     return std::tie(entry.name, entry.kind, entry.bytes, entry.lines, entry.mode, entry.owner,
@@ -56,11 +36,14 @@ bool AreSame(const Document& left, const Document& right) {
 } // namespace
 
 void VornFuzz::Try(Input& input) {
-    static const File file;
-    std::ofstream(file.Name(), std::ios::binary) << input.Rest();
+    static const Place place;
+    const std::string file = place.Path() / "manifest.xml";
+    std::ofstream stream(file, std::ios::binary);
+    stream << input.Rest();
+    Check(stream.flush().good(), "the manifest cannot be written");
     Document document;
     try {
-        document = Manifest::LoadManifest(file.Name(), Manifest::Detail::All);
+        document = Manifest::LoadManifest(file, Manifest::Detail::All);
     } catch (const std::runtime_error& error) {
         return Check(*error.what() != '\0', "a manifest is refused without a reason");
     }
@@ -70,7 +53,7 @@ void VornFuzz::Try(Input& input) {
         if (entry.details && entry.details->id.None()) // written with every other detail
             entry.details = Manifest::Details();
     }
-    Manifest::SaveManifest(file.Name(), document);
-    const Document again = Manifest::LoadManifest(file.Name(), Manifest::Detail::All);
+    Manifest::SaveManifest(file, document);
+    const Document again = Manifest::LoadManifest(file, Manifest::Detail::All);
     Check(AreSame(again, document), "a manifest that was saved");
 }

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <stdexcept>
 #include <vector>
 
 #include "support/Target.h"
@@ -28,6 +29,8 @@ std::vector<std::filesystem::path> FilesOf(const std::filesystem::path& path) {
 void Replay(const std::filesystem::path& file) {
     std::fprintf(stderr, "%s\n", file.c_str());
     std::ifstream stream(file, std::ios::binary);
+    if (!stream)
+        throw std::runtime_error("it cannot be read");
     const std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(stream), {}};
     LLVMFuzzerTestOneInput(bytes.data(), bytes.size());
 }
@@ -35,9 +38,13 @@ void Replay(const std::filesystem::path& file) {
 } // namespace
 
 int main(int argc, char** argv) try {
-    std::size_t count = 0;
+    // A target may have a working directory of its own.
+    std::vector<std::filesystem::path> arguments;
     for (int i = 1; i < argc; ++i)
-        for (const std::filesystem::path& file : FilesOf(argv[i])) {
+        arguments.push_back(std::filesystem::absolute(argv[i]));
+    std::size_t count = 0;
+    for (const std::filesystem::path& argument : arguments)
+        for (const std::filesystem::path& file : FilesOf(argument)) {
             Replay(file);
             ++count;
         }
