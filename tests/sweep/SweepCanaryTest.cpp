@@ -99,6 +99,19 @@ TEST(SweepNotices, AnotherAssertionThanThatOfTheOperation) {
     EXPECT_LE(3 * Platform::access.Errors().size(), sweep("it is there").faults);
 }
 
+// As a sanitizer ends the process.
+TEST(SweepNotices, AProcessThatEndsWithAStatusOfItsOwn) {
+    const Report report = Sweep([](Trial& trial) {
+        trial.RunOrStop(
+            [] {
+                if (access(Path, F_OK) != 0)
+                    _exit(1);
+            },
+            "it is there");
+    });
+    EXPECT_THAT(report.broken, Contains("no fault: broken: works or stops by an assertion"));
+}
+
 TEST(SweepNotices, AnExceptionOfAnotherType) {
     const Report report = Sweep([](Trial& trial) {
         trial.TryOrThrow([] {
