@@ -2,9 +2,11 @@
 """Mutants whose outcome is known, one for each: whoever cannot tell them apart proves nothing."""
 
 from mutants import Mutant
+from programs import SANDBOX, run
 
 UNIT = "Bases/Impl/Endian.cpp"
-# No test calls the first function, and the second one is what all tests of the unit call.
+# No test calls this function; `killed` is tried on the unit's first one, which all of its tests
+# call.
 UNTESTED = b"""
 int VornMutationCanary(int value);
 int VornMutationCanary(int value) { return value + 1; }
@@ -18,8 +20,16 @@ def planted(source, old, new):
     return Mutant(UNIT, "", "canary", 0, "", "", begin, begin + len(old), new)
 
 
+def is_shut_in(directory):
+    """Whether what runs like a mutant cannot write into the directory."""
+    return run([*SANDBOX, str(directory), "sh", "-c", "! touch canary.written"]).returncode == 0
+
+
 def sings(judge):
-    """Whether each has the outcome that it should."""
+    """Whether each has the outcome that it should, and no mutant could write into the sources."""
+    if not is_shut_in(judge.scratch):
+        print("mutants can write where the sources are", flush=True)
+        return False
     source = judge.build.objects[UNIT][0].source.read_bytes() + UNTESTED
     cases = [(planted(source, *case[:2]), case[2]) for case in PLANTED]
     begin = source.index(b"return ") + len(b"return ")

@@ -14,10 +14,16 @@ from pathlib import Path
 QUICK = 0.1  # seconds: tests that take less run before the others
 # What a mutant does stays inside: it sees its own processes only, can write to memory only, has no
 # network, and cannot set the clock.
+READ_ONLY = """
+awk '$6 ~ /^rw/ && $5 !~ /^\\/proc(\\/|$)/ { print $5 }' /proc/self/mountinfo | while read -r place
+do
+    place=$(printf '%b' "$place")
+    mount -o remount,ro,bind "$place" || [ ! -w "$place" ] || exit 1
+done"""
 SANDBOX = [
     "unshare", *([] if os.geteuid() == 0 else ["--map-root-user"]), "--mount", "--pid", "--ipc",
     "--net", "--fork", "--kill-child", "--mount-proc", "sh", "-c",
-    "mount -o remount,ro,bind / && mount -t tmpfs tmpfs /tmp && mount -t tmpfs tmpfs /dev/shm && "
+    f"{READ_ONLY} && mount -t tmpfs tmpfs /tmp && mount -t tmpfs tmpfs /dev/shm && "
     "cd \"$1\" && shift && "
     "setpriv --bounding-set=-sys_time,-sys_boot,-sys_module \"$@\"; exit $?", "sandbox"]
 
