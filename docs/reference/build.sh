@@ -7,7 +7,7 @@
 set -eu
 
 out=$(realpath -m "$2")
-cd "$1"
+cd -P "$1"
 rm -rf "$out"
 mkdir -p "$out"
 VORN_VERSION=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' CMakeLists.txt)

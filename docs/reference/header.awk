@@ -23,17 +23,14 @@ function begins_declaration(line) {
     return line !~ /^ *(\/\/|#|}|public:|protected:|private:|extern "C"|namespace|using namespace|$)/
 }
 
-{
-    lines[NR] = $0
-}
-
-END {
+# Prints the text of the file's page.
+function print_page_text(    i, line, plain) {
     for (i = 1; i <= NR && lines[i] !~ /^#define [A-Z_]*_H$/; ++i)
         ;
     print "/// \\file"
     plain = 0
-    for (j = i + 1; j <= NR; ++j) {
-        line = lines[j]
+    for (++i; i <= NR; ++i) {
+        line = lines[i]
         # Comments inside of classes and functions explain the code.
         if (line ~ /^\/\/([^\/]|$)/ && line !~ /^\/\/ SPDX/) {
             if (line ~ /^\/\/ ---/) {
@@ -49,9 +46,12 @@ END {
             plain = 0
         }
     }
+}
+
+# Prints the header, with what belongs to a declaration above it.
+function print_declarations(    name, open, i, line, comment, declared, code) {
     name = FILENAME
     sub(/.*\//, "", name)
-
     open = 0
     for (i = 1; i <= NR; ++i) {
         line = lines[i]
@@ -77,7 +77,7 @@ END {
             if (line ~ /= delete;/)
                 print "/// Deleted: objects are not copied."
             else if (line ~ /= default;/)
-                print "/// Copies nothing but the base."
+                print "/// Copies the base only."
             else if (line ~ /^inline constexpr .*;$/ && comment == "" && line !~ /\/\/\/</)
                 print "/// One of the values of this namespace."
             else if (declared && comment != "")
@@ -95,4 +95,11 @@ END {
         }
         print line
     }
+}
+
+{ lines[NR] = $0 }
+
+END {
+    print_page_text()
+    print_declarations()
 }

@@ -65,7 +65,9 @@ function linked(text,    result, label, target) {
 
 FNR == 1 {
     page = FILENAME
-    sub("^" ENVIRON["PWD"] "/", "", page)
+    root = ENVIRON["PWD"] "/"
+    if (index(page, root) == 1)
+        page = substr(page, length(root) + 1)
     directory = page
     sub(/[^\/]*$/, "", directory)
     page = id_of(page)

@@ -28,7 +28,8 @@ inline bool IsWholeSoak() {
 }
 
 /// Calls `isRight`, from as many threads as there are processors, with the numbers below `count`:
-/// with all of them, or with every `stride`th, an odd prime. Returns the first of a wrong one.
+/// with all of them, or with every `stride`th, an odd prime. Returns a number that is
+/// wrong; nothing if there is none.
 template <typename IsRight>
 std::optional<unsigned long> FirstWrong(unsigned long count, unsigned long stride,
                                         IsRight isRight) {
