@@ -41,6 +41,13 @@ expect 'the text of an exception: the page does not list: worse' \
     '    throw std::logic_error("worse");'
 expect 'the text of an exception: the page does not list: worse' '    CheckCount(count, "worse");'
 expect 'an assertion: the page does not list: q != __null' '    VORN_ASSERT(q != NULL);'
+expect 'a printed line: the page does not list: [B] In two parts.' \
+    '    Print(' '        "[B] In two "' '        "parts.\r");'
+expect 'the text of an exception: the page does not list: far worse' \
+    '    throw std::logic_error(' '        "far "' '        "worse");'
+expect 'an assertion: the page does not list: q != __null && r' \
+    '    VORN_ASSERT(q != NULL &&' '                r);'
+expect '' '    throw std::runtime_error(text);' '    Print("nothing");'
 expect 'prints something else: std::puts("hello");' '    std::puts("hello");'
 expect 'prints something else: std::cerr << 1;' '    std::cerr << 1;'
 expect 'prints something else: std::printf("%d", 1);' '    std::printf("%d", 1);'

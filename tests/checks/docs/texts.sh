@@ -16,6 +16,9 @@ trap 'rm -rf "$dir"' EXIT
 
 sources() { find Bases -name '*.cpp' -exec cat {} +; }
 
+# Prints the sources in one line, with the parts of a string in one.
+joined() { sources | tr '\n' ' ' | sed 's/" *"//g'; }
+
 # Prints what stands in backquotes in the column of the table that begins with the row.
 # shellcheck disable=SC2016 # the backquotes are Markdown's
 column() {
@@ -36,18 +39,19 @@ compare() {
     [ ! -s "$dir/missing" ] && [ ! -s "$dir/more" ] || wrong=1
 }
 
-sources | grep -o '"\[[A-Za-z]*\] [^"]*"' | sed 's/^"//; s/"$//; s/\\[rn]//g; s/%s/PATH/' |
+joined | grep -o '"\[[A-Za-z]*\] [^"]*"' | sed 's/^"//; s/"$//; s/\\[rn]//g; s/%s/PATH/' |
     sort -u >"$dir/sources"
 column docs/your-process.md '| Line | Cause |' 2 >"$dir/page"
 compare 'a printed line'
 
-sources | grep -oE '(runtime_error|logic_error|CheckCount)\([^"]*"[^"]*"' |
+joined | grep -oE '(runtime_error|logic_error|CheckCount)\([^";]*"[^"]*"' |
     sed 's/^[^"]*"//; s/"$//' | sort -u >"$dir/sources"
 # shellcheck disable=SC2016 # Markdown's, too
 column docs/errors.md '| Call | Exception | `what()` |' 4 >"$dir/page"
 compare 'the text of an exception'
 
-sources | sed -n 's/^ *VORN_ASSERT(\(.*\));.*/\1/p' | sed 's/NULL/__null/; s/IPC_RMID/0/' |
+joined | grep -oE 'VORN_ASSERT\([^;]*\);' |
+    sed 's/^VORN_ASSERT(//; s/);$//; s/   */ /g; s/NULL/__null/; s/IPC_RMID/0/' |
     sort -u >"$dir/sources"
 column docs/errors.md '| Call | Expression |' 3 >"$dir/page"
 compare 'an assertion'
