@@ -6,7 +6,6 @@
 #include <Bases/Text.h>
 
 #include <cerrno>
-#include <clocale>
 #include <cstdlib>
 #include <cwchar>
 #include <locale>
@@ -16,6 +15,7 @@
 #include <string_view>
 
 #include "soak/Soak.h"
+#include "support/Locale.h"
 
 namespace {
 
@@ -30,18 +30,9 @@ const std::locale& Utf8() {
     return locale;
 }
 
-class Utf8Soak : public testing::Test {
+class Utf8Soak : public VornTest::LocaleTest {
 protected:
-    Utf8Soak() {
-        m_before = std::setlocale(LC_ALL, nullptr);
-        EXPECT_NE(nullptr, std::setlocale(LC_ALL, "C.UTF-8"));
-    }
-    ~Utf8Soak() override { std::setlocale(LC_ALL, m_before.c_str()); }
-    Utf8Soak(const Utf8Soak&) = delete;
-    Utf8Soak& operator=(const Utf8Soak&) = delete;
-
-private:
-    std::string m_before;
+    Utf8Soak() { SetCLocale(VornTest::Utf8Locale); }
 };
 
 // What the C library makes of a short text: characters, and whether they are all.
