@@ -2,8 +2,8 @@
 # SPDX-License-Identifier: MIT
 """Writes the bill of materials of the Debian packages in a directory, as SPDX 2.3 in JSON.
 
-sbom.py DIRECTORY FILE: what the shared library is linked with is read from its package, and every
-version from the record of the build. The same packages give the same bytes.
+sbom.py DIRECTORY FILE: what the library and the programs are linked with is read from their
+packages, and every version from the record of the build. The same packages give the same bytes.
 """
 
 import datetime
@@ -15,6 +15,7 @@ import sys
 from pathlib import Path
 
 LIBRARY = "libvorn-bases1"
+LINKED = (LIBRARY, "vorn-bases-tools")
 
 # Compiled in from headers, which no package depends on afterwards.
 HEADERS = ("libboost1.74-dev", "libhwy-dev")
@@ -24,6 +25,7 @@ TERMS = {
     "libc6": "LGPL-2.1-or-later",
     "libgcc-s1": "GPL-3.0-or-later WITH GCC-exception-3.1",
     "libhwy-dev": "Apache-2.0",
+    "libssl3": "Apache-2.0",
     "libstdc++6": "GPL-3.0-or-later WITH GCC-exception-3.1",
     "libxml2": "MIT",
 }
@@ -66,6 +68,12 @@ def foreign_package(name, build_record):
     return described(name, version.group(1), TERMS[name])
 
 
+def links_of(path):
+    """The packages of others that a package of ours is linked with."""
+    names = (name.split()[0].split(":")[0] for name in field(path, "Depends").split(","))
+    return [name for name in names if name != LIBRARY]
+
+
 def relationship(element, kind, related):
     return {"spdxElementId": element, "relationshipType": kind, "relatedSpdxElement": related}
 
@@ -73,14 +81,15 @@ def relationship(element, kind, related):
 def bill(directory):
     debs = sorted(directory.glob("*.deb"))
     build_record = only(directory, "*.buildinfo").read_text()
-    linked = [name.split()[0].split(":")[0]
-              for name in field(only(directory, LIBRARY + "_*.deb"), "Depends").split(",")]
+    links = {name: links_of(only(directory, name + "_*.deb")) for name in LINKED}
     ours = [our_package(path) for path in debs]
-    foreign = [foreign_package(name, build_record) for name in (*linked, *HEADERS)]
-    library = identifier(LIBRARY)
+    foreign = [foreign_package(name, build_record)
+               for name in sorted({*sum(links.values(), []), *HEADERS})]
     relationships = [relationship("SPDXRef-DOCUMENT", "DESCRIBES", p["SPDXID"]) for p in ours]
-    relationships += [relationship(library, "DYNAMIC_LINK", identifier(n)) for n in linked]
-    relationships += [relationship(library, "STATIC_LINK", identifier(n)) for n in HEADERS]
+    relationships += [relationship(identifier(package), "DYNAMIC_LINK", identifier(name))
+                      for package, names in links.items() for name in names]
+    relationships += [relationship(identifier(LIBRARY), "STATIC_LINK", identifier(name))
+                      for name in HEADERS]
     date = int(re.search(r'^ SOURCE_DATE_EPOCH="(\d+)"', build_record, re.MULTILINE).group(1))
     return ours, foreign, relationships, date
 
