@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 # How gdb prints Bits, SerialBuffer, Guid and SysTime. gdb loads this by itself where the library is
 # installed below /usr; elsewhere, tell it: source packaging/gdb/printers.py
+# It has to know the classes: from the library's debug symbols (libvorn-bases1-dbgsym), or from a
+# program compiled with -g and -femit-class-debug-always (Clang: -fstandalone-debug).
 
 import gdb
 import gdb.printing
