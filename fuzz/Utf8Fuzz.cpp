@@ -14,11 +14,17 @@
 #include <Bases/Impl/Utf8.h>
 #include <Bases/Text.h>
 
+#include <tests/support/ConversionSteps.h>
+
 #include "support/Fuzz.h"
 
 namespace {
 
-using Codecvt = std::codecvt<wchar_t, char, std::mbstate_t>;
+using VornTest::Codecvt;
+using VornTest::MultibyteToWide;
+using VornTest::Utf8ToWide;
+using VornTest::WideToMultibyte;
+using VornTest::WideToUtf8;
 
 const Codecvt& Facet() {
     static const std::locale locale("C.UTF-8");
@@ -40,50 +46,6 @@ Outcome<Char> OutcomeOf(Conversion convert) {
     } catch (const std::exception& error) {
         return {{}, error.what()};
     }
-}
-
-// --- The stated steps ----------------------------------------------------------------------------
-
-std::wstring Utf8ToWide(const std::string& s) {
-    const std::size_t count = std::mbstowcs(nullptr, s.c_str(), 0);
-    if (count == static_cast<std::size_t>(-1))
-        throw std::runtime_error("Invalid UTF-8 sequence.");
-    if (count == 0)
-        throw std::runtime_error("Error in conversion.");
-    std::vector<wchar_t> buffer(count + 1);
-    std::mbstowcs(buffer.data(), s.c_str(), count + 1);
-    return buffer.data();
-}
-
-std::string WideToUtf8(const std::wstring& w) {
-    const std::size_t count = std::wcstombs(nullptr, w.c_str(), 0);
-    if (count == static_cast<std::size_t>(-1))
-        throw std::runtime_error("Invalid wide string sequence.");
-    if (count == 0)
-        throw std::runtime_error("Error in conversion.");
-    throw std::logic_error("basic_string: construction from null is not valid");
-}
-
-std::wstring MultibyteToWide(const std::string& s) {
-    std::mbstate_t state{};
-    std::vector<wchar_t> buffer(s.size() + 1);
-    const char* pFrom = nullptr;
-    wchar_t* pTo = nullptr;
-    if (Facet().in(state, s.data(), s.data() + s.size(), pFrom, buffer.data(),
-                   buffer.data() + buffer.size(), pTo) == Codecvt::error)
-        throw std::runtime_error("can't convert string to wstring");
-    return {buffer.begin(), std::find(buffer.begin(), buffer.end(), L'\0')};
-}
-
-std::string WideToMultibyte(const std::wstring& w) {
-    std::mbstate_t state{};
-    std::vector<char> buffer((w.size() + 1) * static_cast<std::size_t>(Facet().max_length()));
-    const wchar_t* pFrom = nullptr;
-    char* pTo = nullptr;
-    if (Facet().out(state, w.data(), w.data() + w.size(), pFrom, buffer.data(),
-                    buffer.data() + buffer.size(), pTo) == Codecvt::error)
-        throw std::runtime_error("can't convert wstring to string");
-    return {buffer.begin(), std::find(buffer.begin(), buffer.end(), '\0')};
 }
 
 // --- Plain characters, one at a time -------------------------------------------------------------
@@ -134,7 +96,7 @@ std::size_t PlainPrefix(std::wstring_view w, std::string& utf8) {
 
 void TryNarrow(const std::string& s) {
     const auto fromUtf8 = OutcomeOf<wchar_t>([&] { return Utf8ToWide(s); });
-    const auto fromMultibyte = OutcomeOf<wchar_t>([&] { return MultibyteToWide(s); });
+    const auto fromMultibyte = OutcomeOf<wchar_t>([&] { return MultibyteToWide(s, Facet()); });
     std::wstring plain = L"+";
     const std::size_t plainBytes = PlainPrefix(s, plain);
     VornFuzz::OnEachRoute([&] {
@@ -151,7 +113,7 @@ void TryNarrow(const std::string& s) {
 
 void TryWide(const std::wstring& w) {
     const auto toUtf8 = OutcomeOf<char>([&] { return WideToUtf8(w); });
-    const auto toMultibyte = OutcomeOf<char>([&] { return WideToMultibyte(w); });
+    const auto toMultibyte = OutcomeOf<char>([&] { return WideToMultibyte(w, Facet()); });
     std::string plain = "+";
     const std::size_t plainCharacters = PlainPrefix(w, plain);
     VornFuzz::OnEachRoute([&] {
@@ -171,7 +133,7 @@ void TryWide(const std::wstring& w) {
 void VornFuzz::Try(Input& input) {
     const std::wstring front(input.Below(256), L"a\u00E9\u20AC\U0001F600"[input.Below(4)]);
     const std::string rest = input.Rest();
-    TryNarrow(WideToMultibyte(front) + rest);
+    TryNarrow(WideToMultibyte(front, Facet()) + rest);
 
     std::wstring characters(rest.size() / sizeof(wchar_t), L'\0');
     std::memcpy(characters.data(), rest.data(), characters.size() * sizeof(wchar_t));

@@ -10,7 +10,7 @@
 #include <cstring>
 #include <string>
 
-#include <Bases/Impl/Route/Route.h>
+#include <tests/support/EachRoute.h>
 
 namespace VornFuzz {
 
@@ -58,16 +58,7 @@ void Try(Input& input);
 /// Stops the program, with the text, unless the condition holds.
 void Check(bool holds, const char* what);
 
-/// Calls the action once for each route that the machine has, limited to it.
-template <typename Action>
-void OnEachRoute(Action action) {
-    for (const auto& [route, name] : Vorn::AllRoutes) {
-        Vorn::LimitRoute(route);
-        if (Vorn::CurrentRoute() == route)
-            action();
-    }
-    Vorn::LimitRoute(Vorn::NoLimit);
-}
+using VornTest::OnEachRoute;
 
 } // namespace VornFuzz
 

@@ -33,6 +33,12 @@ TEST_F(Routes, TheBestOneOfTheMachineIsTakenWhereThereIsNoLimit) {
     EXPECT_EQ(Vorn::BestRoute(), Vorn::CurrentRoute());
 }
 
+TEST_F(Routes, TheLimitStaysWhereAnotherThreadAsksForTheFirstTime) {
+    Vorn::LimitRoute(Route::Portable);
+    EXPECT_EQ(Route::Portable, Vorn::TakeBestRoute());
+    EXPECT_EQ(Route::Portable, Vorn::CurrentRoute());
+}
+
 TEST_F(Routes, NoneAboveTheLimitOrOfAnotherMachineIsTaken) {
     for (const auto& [limit, name] : AllRoutes) {
         Vorn::LimitRoute(limit);

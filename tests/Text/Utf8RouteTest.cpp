@@ -19,6 +19,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/ConversionSteps.h"
 #include "support/GuardedBytes.h"
 #include "support/Locale.h"
 #include "support/RouteTest.h"
@@ -32,10 +33,12 @@
 
 namespace {
 
+using VornTest::Codecvt;
 using VornTest::GuardedBytes;
+using VornTest::MultibyteToWide;
 using VornTest::Utf8Locale;
-
-using Codecvt = std::codecvt<wchar_t, char, std::mbstate_t>;
+using VornTest::Utf8ToWide;
+using VornTest::WideToMultibyte;
 
 constexpr unsigned int Seed = 20261122;
 constexpr std::size_t MostCharacters = 300; // more than any kernel takes at a time, several times
@@ -61,42 +64,6 @@ Outcome<Char> OutcomeOf(Conversion convert) {
     }
     outcome.error = errno;
     return outcome;
-}
-
-// --- The stated steps ----------------------------------------------------------------------------
-
-std::wstring Utf8ToWide(const std::string& s) {
-    const std::size_t count = std::mbstowcs(nullptr, s.c_str(), 0);
-    if (count == static_cast<std::size_t>(-1))
-        throw std::runtime_error("Invalid UTF-8 sequence.");
-    if (count == 0)
-        throw std::runtime_error("Error in conversion.");
-    std::vector<wchar_t> buffer(count + 1);
-    if (std::mbstowcs(buffer.data(), s.c_str(), count * 4) != count)
-        throw std::runtime_error("Unknown Error");
-    return buffer.data();
-}
-
-std::wstring MultibyteToWide(const std::string& s, const Codecvt& facet) {
-    std::mbstate_t state{};
-    std::vector<wchar_t> buffer(s.size() + 1);
-    const char* fromNext = nullptr;
-    wchar_t* toNext = nullptr;
-    if (facet.in(state, s.c_str(), s.c_str() + s.size(), fromNext, buffer.data(),
-                 buffer.data() + buffer.size(), toNext) == Codecvt::error)
-        throw std::runtime_error("can't convert string to wstring");
-    return {buffer.begin(), std::find(buffer.begin(), buffer.end(), L'\0')};
-}
-
-std::string WideToMultibyte(const std::wstring& w, const Codecvt& facet) {
-    std::mbstate_t state{};
-    std::vector<char> buffer((w.size() + 1) * static_cast<std::size_t>(facet.max_length()));
-    const wchar_t* fromNext = nullptr;
-    char* toNext = nullptr;
-    if (facet.out(state, w.c_str(), w.c_str() + w.size(), fromNext, buffer.data(),
-                  buffer.data() + buffer.size(), toNext) == Codecvt::error)
-        throw std::runtime_error("can't convert wstring to string");
-    return {buffer.begin(), std::find(buffer.begin(), buffer.end(), '\0')};
 }
 
 // --- Texts ---------------------------------------------------------------------------------------

@@ -18,6 +18,8 @@
 
 #include <Bases/Impl/Route/Route.h>
 
+#include "support/EachRoute.h"
+
 #include <gtest/gtest.h>
 
 namespace VornTest {
@@ -69,12 +71,7 @@ void Soak(const char* what, unsigned long count, unsigned long stride, IsRight i
 /// The same on each route that the machine has.
 template <typename IsRight>
 void SoakRoutes(const char* what, unsigned long count, unsigned long stride, IsRight isRight) {
-    for (const auto& [route, name] : Vorn::AllRoutes) {
-        Vorn::LimitRoute(route);
-        if (Vorn::CurrentRoute() == route)
-            Soak(what, count, stride, isRight);
-    }
-    Vorn::LimitRoute(Vorn::NoLimit);
+    OnEachRoute([&] { Soak(what, count, stride, isRight); });
 }
 
 } // namespace VornTest

@@ -95,11 +95,18 @@ Route BestRoute() {
     return best;
 }
 
-Route LimitRoute(Route limit) {
+void LimitRoute(Route limit) {
     const Route allowed = std::min(BestRoute(), limit);
     const Route taken = IsOfThisMachine(allowed) ? allowed : Route::Portable;
     g_takenRoute.store(static_cast<int>(taken), std::memory_order_relaxed);
-    return taken;
+}
+
+Route TakeBestRoute() {
+    int taken = -1;
+    if (g_takenRoute.compare_exchange_strong(taken, static_cast<int>(BestRoute()),
+                                             std::memory_order_relaxed))
+        return BestRoute();
+    return static_cast<Route>(taken);
 }
 
 } // namespace Vorn

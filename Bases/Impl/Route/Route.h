@@ -57,9 +57,11 @@ constexpr const char* NameOf(Route route) {
 /// The best route that the machine has.
 Route BestRoute();
 
-/// Lets CurrentRoute() go no higher than this, for tests and benchmarks. Returns the route that is
-/// taken from now on.
-Route LimitRoute(Route limit);
+/// Lets CurrentRoute() go no higher than this, for tests and benchmarks.
+void LimitRoute(Route limit);
+
+/// Has the best route taken, unless somebody has set a limit meanwhile; returns the one taken.
+Route TakeBestRoute();
 
 /// The route that is taken, as its number; negative until somebody asks. Relaxed: the value orders
 /// nothing, and every route gives the same results.
@@ -69,7 +71,7 @@ inline constinit std::atomic<int> g_takenRoute{-1};
 /// text takes no longer than a call or two.
 inline Route CurrentRoute() {
     const int taken = g_takenRoute.load(std::memory_order_relaxed);
-    return taken >= 0 ? static_cast<Route>(taken) : LimitRoute(NoLimit);
+    return taken >= 0 ? static_cast<Route>(taken) : TakeBestRoute();
 }
 
 } // namespace Vorn
