@@ -22,6 +22,7 @@ using Word = std::uint32_t;
 using Words = std::array<Word, 256>;
 
 constexpr unsigned long BlockSize = CryptoSize::SeedBlock;
+constexpr int RoundCount = 16;
 
 // The extended S-box: each entry repeated in all four bytes of a word, masked.
 constexpr Words Extended(const SeedField::Bytes& box, Word mask) {
@@ -91,18 +92,10 @@ inline void Round(Half& changed, const Half& other, const Word* key) {
 template <std::size_t... I>
 inline void CipherTogether(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     Block blocks[] = {Block(bytes + I * BlockSize)...};
-    const auto twoRounds = [&](std::ptrdiff_t round) {
+    for (std::ptrdiff_t round = 0; round < RoundCount; round += 2) {
         (Round(blocks[I].left, blocks[I].right, keys.key + round * keys.step), ...);
         (Round(blocks[I].right, blocks[I].left, keys.key + (round + 1) * keys.step), ...);
-    };
-    twoRounds(0);
-    twoRounds(2);
-    twoRounds(4);
-    twoRounds(6);
-    twoRounds(8);
-    twoRounds(10);
-    twoRounds(12);
-    twoRounds(14);
+    }
     (blocks[I].StoreTo(bytes + I * BlockSize), ...);
 }
 
@@ -213,7 +206,6 @@ bool CryptoBlockCipherSeed::Decrypt(unsigned char* input, unsigned long inputSiz
 // left by a byte after even ones.
 void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {
     using namespace Vorn;
-    constexpr int RoundCount = 16;
     constexpr Word Golden = 0x9E3779B9; // 2^32 divided by the golden ratio
     Half left{Load(key), Load(key + 4)};
     Half right{Load(key + 8), Load(key + 12)};

@@ -136,20 +136,23 @@ struct Half {
     Words first, second;
 };
 
-HWY_INLINE void Round(Half& changed, const Half& other, const std::uint32_t* key) {
-    Words c = hn::Xor(other.first, hn::Set(InWords, key[0]));
-    Words d = G(hn::Xor(hn::Xor(c, other.second), hn::Set(InWords, key[1])));
-    c = G(hn::Add(c, d));
-    d = G(hn::Add(d, c));
-    changed.first = hn::Xor(changed.first, hn::Add(c, d));
-    changed.second = hn::Xor(changed.second, d);
+HWY_INLINE Half Xor(const Half& a, const Half& b) {
+    return {hn::Xor(a.first, b.first), hn::Xor(a.second, b.second)};
 }
 
-// As many blocks as a vector has words: four vectors of four words of a block each, read as four
-// vectors of one word each. Transposing twice changes nothing.
-struct Blocks {
-    Half left, right;
-};
+// A round of several sets of blocks. Each G waits for the one before, so they take turns: while the
+// processor waits for one set, it has the others to work on.
+template <std::size_t... I>
+HWY_INLINE void Round(Half* changed, const Half* other, const std::uint32_t* key,
+                      std::index_sequence<I...> /*sets*/) {
+    const Half keys{hn::Set(InWords, key[0]), hn::Set(InWords, key[1])};
+    Half mixed[] = {Xor(other[I], keys)...};
+    ((mixed[I].second = G(hn::Xor(mixed[I].first, mixed[I].second))), ...);
+    ((mixed[I].first = G(hn::Add(mixed[I].first, mixed[I].second))), ...);
+    ((mixed[I].second = G(hn::Add(mixed[I].second, mixed[I].first))), ...);
+    ((mixed[I].first = hn::Add(mixed[I].first, mixed[I].second)), ...);
+    ((changed[I] = Xor(changed[I], mixed[I])), ...);
+}
 
 HWY_INLINE void Transpose(Words& a, Words& b, Words& c, Words& d) {
     const auto ab01 = hn::BitCast(InPairs, hn::InterleaveLower(InWords, a, b));
@@ -170,39 +173,39 @@ HWY_INLINE void StoreWords(Words x, unsigned char* bytes) {
     hn::StoreU(hn::BitCast(InOctets, x), InOctets, bytes);
 }
 
-HWY_INLINE Blocks Load(const unsigned char* bytes) {
+// A set is as many blocks as a vector has words: four vectors of four words of a block each, read
+// as four vectors of one word each. Transposing twice changes nothing.
+HWY_INLINE void Load(const unsigned char* bytes, Half& left, Half& right) {
     const std::size_t size = hn::Lanes(InOctets);
-    Blocks blocks{{LoadWords(bytes), LoadWords(bytes + size)},
-                  {LoadWords(bytes + 2 * size), LoadWords(bytes + 3 * size)}};
-    Transpose(blocks.left.first, blocks.left.second, blocks.right.first, blocks.right.second);
-    return blocks;
+    left = {LoadWords(bytes), LoadWords(bytes + size)};
+    right = {LoadWords(bytes + 2 * size), LoadWords(bytes + 3 * size)};
+    Transpose(left.first, left.second, right.first, right.second);
 }
 
 // The halves are swapped once more at the end.
-HWY_INLINE void Store(Blocks blocks, unsigned char* bytes) {
+HWY_INLINE void Store(Half left, Half right, unsigned char* bytes) {
     const std::size_t size = hn::Lanes(InOctets);
-    Transpose(blocks.right.first, blocks.right.second, blocks.left.first, blocks.left.second);
-    StoreWords(blocks.right.first, bytes);
-    StoreWords(blocks.right.second, bytes + size);
-    StoreWords(blocks.left.first, bytes + 2 * size);
-    StoreWords(blocks.left.second, bytes + 3 * size);
+    Transpose(right.first, right.second, left.first, left.second);
+    StoreWords(right.first, bytes);
+    StoreWords(right.second, bytes + size);
+    StoreWords(left.first, bytes + 2 * size);
+    StoreWords(left.second, bytes + 3 * size);
 }
 
 constexpr std::ptrdiff_t RoundCount = 16;
-
-// How many sets of blocks are processed together: with one alone the processor would wait for its
-// own results, and more would not fit in the registers.
-constexpr std::size_t SetCount = HWY_TARGET == HWY_SSE4 ? 2 : 4;
+constexpr std::size_t SetCount = 4; // more would not fit in the registers
 
 template <std::size_t... I>
-HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
+HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...> sets) {
     const std::size_t setSize = 4 * hn::Lanes(InOctets);
-    Blocks sets[] = {Load(bytes + I * setSize)...};
+    Half left[sizeof...(I)];
+    Half right[sizeof...(I)];
+    (Load(bytes + I * setSize, left[I], right[I]), ...);
     for (std::ptrdiff_t round = 0; round < RoundCount; round += 2) {
-        (Round(sets[I].left, sets[I].right, keys.key + round * keys.step), ...);
-        (Round(sets[I].right, sets[I].left, keys.key + (round + 1) * keys.step), ...);
+        Round(left, right, keys.key + round * keys.step, sets);
+        Round(right, left, keys.key + (round + 1) * keys.step, sets);
     }
-    (Store(sets[I], bytes + I * setSize), ...);
+    (Store(left[I], right[I], bytes + I * setSize), ...);
 }
 
 std::size_t Kernel(unsigned char* bytes, std::size_t count, SeedKeys keys) {
