@@ -527,17 +527,21 @@ public:
 private:
     using Task = boost::function<void()>;
     using TaskList = std::list<Task>;
+    class VORN_BASES_LOCAL UsedNodes;
 
     VORN_BASES_LOCAL void RequestStop();
     VORN_BASES_LOCAL void RunNextTask(TaskList& used);
     VORN_BASES_LOCAL bool TakeTask(Task& task, TaskList& used);
     VORN_BASES_LOCAL bool Refill(TaskList& used)
         VORN_BASES_LOCK_MARK(requires_capability(m_csNext));
+    VORN_BASES_LOCAL void KeepNodes(TaskList& used)
+        VORN_BASES_LOCK_MARK(requires_capability(m_csTasks));
     VORN_BASES_LOCAL bool DropTasks();
 
     // The queue is the list of the tasks that the worker takes next and, behind it, the list of
     // those posted since: the worker meets posting threads only when its own list is used up. Then
-    // it also returns the list nodes that it has used, for further posts.
+    // it also returns the list nodes that it has used, for further posts, as its loop does at the
+    // end.
     std::unique_ptr<TaskList> m_pTasks VORN_BASES_LOCK_MARK(pt_guarded_by(m_csTasks));
     Cs m_csTasks;
     Event m_evtTasks; // set while there are tasks, and to wake the worker for a stop

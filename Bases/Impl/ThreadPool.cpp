@@ -47,12 +47,35 @@ void ThreadTaskPool::StopThread(unsigned int timeoutMs, int bForce) {
     DropTasks();
 }
 
-// The used nodes belong to the loop, so that several threads may run it.
+// The list nodes that one loop has used: each loop has its own, so that several threads may run it.
+// What is left at the end is kept for further posts, too, unless the queue is locked: that may last
+// as long as the copying of a task, and a stop does not wait for it.
+class ThreadTaskPool::UsedNodes {
+public:
+    explicit UsedNodes(ThreadTaskPool& pool) : m_pool(pool) {}
+
+    ~UsedNodes() {
+        if (!m_pool.m_csTasks.TryLock())
+            return;
+        m_pool.KeepNodes(m_nodes);
+        m_pool.m_csTasks.Unlock();
+    }
+
+    UsedNodes(const UsedNodes&) = delete;
+    UsedNodes& operator=(const UsedNodes&) = delete;
+
+    TaskList& List() { return m_nodes; }
+
+private:
+    ThreadTaskPool& m_pool;
+    TaskList m_nodes;
+};
+
 int ThreadTaskPool::OnThreadEntry() {
-    TaskList used;
+    UsedNodes used(*this);
     while (!IsStopThread(TryOnce)) {
         if (m_evtTasks.Wait(IdlePollMs))
-            RunNextTask(used);
+            RunNextTask(used.List());
     }
     return 0;
 }
@@ -108,12 +131,16 @@ bool ThreadTaskPool::TakeTask(Task& task, TaskList& used) {
 // Takes over what has been posted, for the used nodes. Returns false when there is nothing.
 bool ThreadTaskPool::Refill(TaskList& used) {
     const CsLocker lock(m_csTasks);
-    if (m_spareNodes.size() < MostNodesKept)
-        m_spareNodes.splice(m_spareNodes.end(), used);
+    KeepNodes(used);
     m_nextTasks.swap(*m_pTasks);
     if (m_nextTasks.empty())
         m_evtTasks.Reset();
     return !m_nextTasks.empty();
+}
+
+void ThreadTaskPool::KeepNodes(TaskList& used) {
+    if (m_spareNodes.size() < MostNodesKept)
+        m_spareNodes.splice(m_spareNodes.end(), used);
 }
 
 // Destroys the queued tasks without the locks, because a task's destructor may post, and with the

@@ -6,6 +6,7 @@
 #include <array>
 #include <atomic>
 #include <chrono>
+#include <future>
 #include <stdexcept>
 
 #include <gmock/gmock.h>
@@ -289,6 +290,20 @@ TEST(TaskPoolStop, ForcedWhileATaskIsCopiedOutLeavesTheQueueUnlocked) {
     pool.StopThread(0, 0);
     EXPECT_TRUE(pool.StartThread(0));
     Drain(pool);
+}
+
+TEST(TaskPoolStop, LoopEndsWhileATaskIsCopiedIntoTheQueue) {
+    DeafTask deaf;
+    ThreadTaskPool pool;
+    boost::function<void()> slow = DeafToCopies(deaf);
+    EXPECT_TRUE(pool.StartThread(Vorn::ThreadStart::Suspended));
+    VornTest::PosixThread poster([&] { pool.Post(std::move(slow)); });
+    EXPECT_TRUE(deaf.entered.Wait(Patience));
+    EXPECT_TRUE(pool.StopThreadEvent());
+    std::future<int> loop = std::async(std::launch::async, [&] { return pool.OnThreadEntry(); });
+    EXPECT_EQ(std::future_status::ready, loop.wait_for(std::chrono::milliseconds(Patience)));
+    deaf.release.Set();
+    EXPECT_FALSE(poster.Join());
 }
 
 TEST(TaskPoolStop, DroppedTasksAreDestroyedWithNoLockHeld) {

@@ -303,6 +303,18 @@ TEST(TaskPool, PostsUseTheListNodesOfEarlierTasksAgain) {
     Drain(pool);
 }
 
+TEST(TaskPool, PostsUseTheListNodesOfALoopThatHasEnded) {
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(Vorn::ThreadStart::Suspended));
+    pool.Post(Nothing);
+    pool.Post([&pool] { pool.StopThreadEvent(); });
+    EXPECT_EQ(0, pool.OnThreadEntry());
+    Platform::operator_new.Record();
+    pool.Post(Nothing);
+    pool.Post(Nothing);
+    EXPECT_THAT(Platform::operator_new.Calls(), IsEmpty());
+}
+
 TEST(TaskPool, KeepsListNodesOfAtMostTwoThousandTasks) {
     constexpr int Tasks = 5000;
     constexpr int MostKept = 2 * 1024 + 10; // and the few that Drain and the deaf task have left
