@@ -261,8 +261,10 @@ bool VornEvent::Wait(unsigned int timeoutMs) {
     if (m_pMonitor != nullptr)
         return m_pMonitor->Wait(timeoutMs, m_bManualReset != 0 ? Monitor::Kind::ManualReset
                                                                : Monitor::Kind::AutoReset);
-    if (m_pSem == nullptr)
-        return false;
+    return m_pSem != nullptr && WaitUnderLock(timeoutMs);
+}
+
+bool VornEvent::WaitUnderLock(unsigned int timeoutMs) {
     if (timeoutMs != TryOnce)
         pthread_testcancel();
 

@@ -76,6 +76,8 @@ public:
     VornSemaphore* GetSemaphore() const;
 
 private:
+    // Not inline: a wait by the monitor takes no longer than to prepare the stack for this.
+    [[gnu::noinline]] bool WaitUnderLock(unsigned int timeoutMs);
     bool ResetLocked() VORN_REQUIRES(m_flagLock);
     bool WaitUnlocked(unsigned int timeoutMs, Locker& lock) VORN_REQUIRES(m_flagLock);
     void LendFlag() VORN_REQUIRES(m_flagLock);
