@@ -17,30 +17,27 @@ unsigned char FirstByteOfOne() {
     return first;
 }
 
-unsigned short BigEndian16(unsigned short value) {
-    return IsLittleEndian() != 0 ? Swap16(value) : value; // GCOVR_EXCL_BR_LINE endian
+template <typename Value>
+Value SwapIf(int hasOtherOrder, Value value, Value (*swap)(Value)) {
+    return hasOtherOrder != 0 ? swap(value) : value;
 }
-unsigned short LittleEndian16(unsigned short value) {
-    return IsBigEndian() != 0 ? Swap16(value) : value; // GCOVR_EXCL_BR_LINE endian
-}
-unsigned long BigEndian32(unsigned long value) {
-    return IsLittleEndian() != 0 ? Swap32(value) : value; // GCOVR_EXCL_BR_LINE endian
-}
-unsigned long LittleEndian32(unsigned long value) {
-    return IsBigEndian() != 0 ? Swap32(value) : value; // GCOVR_EXCL_BR_LINE endian
-}
+
+unsigned short BigEndian16(unsigned short value) { return SwapIf(IsLittleEndian(), value, Swap16); }
+unsigned short LittleEndian16(unsigned short value) { return SwapIf(IsBigEndian(), value, Swap16); }
+unsigned long BigEndian32(unsigned long value) { return SwapIf(IsLittleEndian(), value, Swap32); }
+unsigned long LittleEndian32(unsigned long value) { return SwapIf(IsBigEndian(), value, Swap32); }
 unsigned long long BigEndian64(unsigned long long value) {
-    return IsLittleEndian() != 0 ? Swap64(value) : value; // GCOVR_EXCL_BR_LINE endian
+    return SwapIf(IsLittleEndian(), value, Swap64);
 }
 unsigned long long LittleEndian64(unsigned long long value) {
-    return IsBigEndian() != 0 ? Swap64(value) : value; // GCOVR_EXCL_BR_LINE endian
+    return SwapIf(IsBigEndian(), value, Swap64);
 }
 
 } // namespace
 
-int IsLittleEndian() { return FirstByteOfOne() == 1 ? 1 : 0; } // GCOVR_EXCL_BR_LINE endian
+int IsLittleEndian() { return FirstByteOfOne(); }
 
-int IsBigEndian() { return FirstByteOfOne() == 1 ? 0 : 1; }
+int IsBigEndian() { return 1 - FirstByteOfOne(); }
 
 unsigned short Swap16(unsigned short value) { return __builtin_bswap16(value); }
 
