@@ -42,7 +42,7 @@ inline ReservedArray NewArray(const unsigned char* source, unsigned long count,
         array.bytes.reset(new (std::nothrow) unsigned char[length]);
     if (array.bytes == nullptr)
         return array;
-    std::copy_n(source, count, array.bytes.get());
+    std::copy_n(source, count, array.bytes.get()); // GCOVR_EXCL_BR_LINE noexcept
     ASAN_POISON_MEMORY_REGION(array.bytes.get() + length, array.reserve);
     return array;
 }

@@ -88,7 +88,7 @@ private:
 
 class VornSemaphore::SemNamed : public SemImpl {
 public:
-    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name != nullptr ? name : "") {}
+    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name) {}
     ~SemNamed() override { SemNamed::Destroy(); }
     SemNamed(const SemNamed&) = delete;
     SemNamed& operator=(const SemNamed&) = delete;

@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <new>
 #include <utility>
 
 #include <pthread.h>
@@ -102,7 +101,7 @@ bool Thread::StartThread(int bSuspended) {
     try {
         if (!CreateEvents() || !CreateThread(bSuspended != 0))
             return false;
-    } catch (const std::bad_alloc&) {
+    } catch (...) {
         CloseEvents(); // any left open would fail every later start
         throw;
     }
@@ -129,7 +128,12 @@ bool Thread::IsStopThread(unsigned int timeoutMs) const {
     return m_pThread == nullptr || m_pStopEvent->Wait(timeoutMs);
 }
 
-bool Thread::StopThreadEvent() { return m_pThread != nullptr && m_pStopEvent->Set(); }
+bool Thread::StopThreadEvent() {
+    if (m_pThread == nullptr)
+        return false;
+    m_pStopEvent->Set();
+    return true;
+}
 
 bool Thread::ResumeThread() {
     if (m_pThread == nullptr)

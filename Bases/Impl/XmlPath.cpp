@@ -30,6 +30,11 @@ Lock& CatalogLock() {
     return lock;
 }
 
+bool IsFound(xmlChar* (*resolve)(const xmlChar*), const char* path) {
+    const XmlText found(resolve(reinterpret_cast<const xmlChar*>(path)));
+    return found != nullptr;
+}
+
 // libxml2 looks up a name that is no file in the machine's XML catalogs, which may redirect it
 // anywhere. The first to do so loads their files; whether they are loaded, libxml2 reads without a
 // lock of its own, hence ours.
@@ -38,8 +43,7 @@ bool IsRedirected(const char* path) {
         return false;
     const Locker locker(CatalogLock());
     xmlInitializeCatalog();
-    const auto* name = reinterpret_cast<const xmlChar*>(path);
-    return XmlText(xmlCatalogResolveSystem(name)) || XmlText(xmlCatalogResolveURI(name));
+    return IsFound(xmlCatalogResolveSystem, path) || IsFound(xmlCatalogResolveURI, path);
 }
 
 bool StartsWith(const char* text, std::string_view prefix) {

@@ -59,7 +59,7 @@ void OnStructuredError(void* silence, Error* error) {
 
 } // namespace
 
-XmlErrorPlaces XmlErrorPlaces::OfThread() {
+XmlErrorPlaces XmlErrorPlaces::OfThread() noexcept {
     return {&xmlGenericError, &xmlGenericErrorContext, &xmlStructuredError,
             &xmlStructuredErrorContext};
 }

@@ -11,7 +11,7 @@ namespace Vorn {
 /// Where libxml2 keeps the error functions of a thread. To look that up takes longer than most of
 /// what is done in silence; who is silent often can keep it.
 struct XmlErrorPlaces {
-    static XmlErrorPlaces OfThread();
+    static XmlErrorPlaces OfThread() noexcept;
 
     /// Returns true when they are those of the calling thread.
     bool AreOfThread() const;

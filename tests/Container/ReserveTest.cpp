@@ -130,6 +130,18 @@ TEST(BufferReserve, IsDoneWithoutWhereThereIsNoMemoryForIt) {
     EXPECT_EQ(ExpectedContent(LongArray + 2), ContentOf(*buffer));
 }
 
+TEST(BufferReserve, IsWhatACapacityThatIsAskedForTakesFirst) {
+    const auto buffer = Grown(LongArray + 1);
+    const unsigned char* const array = buffer->GetBuffer();
+    for (const int keep : {1, 0}) {
+        const unsigned long longer = buffer->GetMaxSize() + 100;
+        EXPECT_EQ(1, buffer->SetMaxSize(longer, keep));
+        EXPECT_EQ(longer, buffer->GetMaxSize());
+        EXPECT_EQ(array, buffer->GetBuffer());
+        EXPECT_EQ(ExpectedContent(LongArray + 1), ContentOf(*buffer));
+    }
+}
+
 TEST(BufferReserve, TakesBytesOfTheBuffersOwn) {
     const auto buffer = Grown(LongArray + 1);
     const unsigned char* const array = buffer->GetBuffer();

@@ -144,6 +144,18 @@ TEST_F(HostWaits, FailToBeCreatedWhenThePlatformRefuses) {
     EXPECT_FALSE(sem.Destroy());
 }
 
+#ifdef VORN_ON_SIMULATED_MAC // whose semaphores are not the program's own
+TEST_F(HostWaits, RemainWhenThePlatformRefusesToDestroyThem) {
+    KernelSem sem;
+    ASSERT_TRUE(sem.Create(0));
+    {
+        const VornTest::WaitsRefused refused;
+        EXPECT_FALSE(sem.Destroy());
+    }
+    EXPECT_TRUE(sem.Destroy());
+}
+#endif
+
 #ifndef VORN_ON_SIMULATED_MAC // which has no condition variables
 TEST_F(HostWaits, LeaveNothingOfThePlatformBehind) {
     Platform::pthread_cond_init.Record();

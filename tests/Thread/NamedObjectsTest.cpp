@@ -366,6 +366,18 @@ TEST_F(NamedEvent, FailedWaitDrainsWhatAnotherProcessSetsMeanwhile) {
     EXPECT_FALSE(event.Wait(0));
 }
 
+TEST_F(NamedEvent, SetAfterTheWaitHasFailedIsNotLostInItsReset) {
+    Event event;
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, EventState::NotSet, Name()));
+    Platform::sem_trywait.At(1).Do([&](sem_t* sem) {
+        EXPECT_EQ(-1, Platform::sem_trywait.Real(sem));
+        EXPECT_TRUE(event.Set());
+        return -1;
+    });
+    EXPECT_TRUE(event.Wait(10));
+    EXPECT_FALSE(event.Wait(0));
+}
+
 TEST_F(NamedEvent, ResetFailsAndLeavesTheFlagWhereCountsAreNotReported) {
     Event event;
     ASSERT_TRUE(event.Create(0, 1, Name()));

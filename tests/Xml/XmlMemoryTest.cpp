@@ -9,9 +9,13 @@
 #include <vector>
 
 #include <libxml/catalog.h>
+#include <libxml/globals.h>
+#include <libxml/parser.h>
 #include <libxml/tree.h>
 
 #include <gtest/gtest.h>
+
+#include <Bases/Impl/XmlSilence.h>
 
 #include "support/FailingXmlMemory.h"
 #include "support/IconvSpy.h"
@@ -356,6 +360,44 @@ TEST_F(XmlWriterMemory, FailsTheOperationInWhichItRunsOut) {
         check(writer.EndElement());
         check(writer.EndDocument());
     });
+}
+
+// Reports, as the parser does right behind a declaration of a namespace, that it is empty.
+// `buffered` is what the parser's buffer holds up to there. Returns whether that is taken for a
+// namespace without memory.
+bool IsTakenForLoss(std::string buffered, bool hasPrefix = true, bool hasParser = true) {
+    const Vorn::XmlSilence silence;
+    xmlParserInput input{};
+    input.base = reinterpret_cast<const xmlChar*>(buffered.data());
+    input.cur = input.base + buffered.size();
+    xmlParserCtxt parser{};
+    parser.input = &input;
+    std::string prefix = "p";
+    xmlError error{};
+    error.code = XML_NS_ERR_XML_NAMESPACE;
+    error.str1 = hasPrefix ? prefix.data() : nullptr;
+    error.ctxt = hasParser ? &parser : nullptr;
+    xmlStructuredError(xmlStructuredErrorContext, &error);
+    return silence.HasLoss();
+}
+
+TEST(XmlNamespaceReport, IsOfLostMemoryWhereTheNamespaceIsNotEmpty) {
+    EXPECT_TRUE(IsTakenForLoss(R"(<a xmlns:p="u")"));
+    EXPECT_TRUE(IsTakenForLoss(R"(<a xmlns:p=' "u')"));
+    EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p="")"));
+    EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p=" &#9;&#xA;")"));
+}
+
+TEST(XmlNamespaceReport, IsJudgedByWhatTheBufferStillHolds) {
+    EXPECT_TRUE(IsTakenForLoss(R"(u ")"));
+    EXPECT_FALSE(IsTakenForLoss(R"( ")"));
+    EXPECT_FALSE(IsTakenForLoss(R"(")"));
+    EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p="&#32")"));
+}
+
+TEST(XmlNamespaceReport, WithoutAPrefixOrAParserIsNotOfMemory) {
+    EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p="u")", false));
+    EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p="u")", true, false));
 }
 
 } // namespace

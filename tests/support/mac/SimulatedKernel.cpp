@@ -182,7 +182,7 @@ kern_return_t semaphore_create(task_t task, semaphore_t* semaphore, int policy, 
 kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore) {
     const KernelLock lock;
     Semaphore* const pSemaphore = Find(semaphore);
-    if (task != Task || pSemaphore == nullptr)
+    if (task != Task || pSemaphore == nullptr || WaitsRefused::IsOn())
         return KERN_INVALID_ARGUMENT;
     if (pSemaphore->waiting > 0)
         std::abort();
