@@ -12,7 +12,9 @@
 
 #include <gtest/gtest.h>
 #include <mach/mach.h>
+#include <pthread.h>
 
+#include "support/BlockedThreads.h"
 #include "support/mac/SimulatedKernel.h"
 
 namespace {
@@ -54,6 +56,18 @@ TEST_F(KernelSemaphore, AbortedInALimitedWaitIsTriedOnceMoreWithTheFullTime) {
         SimulatedKernel::BeforeNextWait([&] { m_sem.Post(); }); // in the second try
     });
     EXPECT_TRUE(m_sem.Wait(600000));
+}
+
+TEST_F(KernelSemaphore, IsACancellationPointInTheSecondTryToo) {
+    SimulatedKernel::EndWaits(1, KERN_ABORTED);
+    VornTest::PosixThread waiter([&] {
+        SimulatedKernel::BeforeNextWait(
+            [] { SimulatedKernel::BeforeNextWait([] { pthread_cancel(pthread_self()); }); });
+        m_sem.Wait(600000);
+    });
+    EXPECT_TRUE(waiter.Join());
+    m_sem.Post();
+    EXPECT_TRUE(m_sem.Wait(0));
 }
 
 TEST_F(KernelSemaphore, AbortedTwiceFailsAndIsCountedOnce) {
