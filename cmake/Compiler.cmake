@@ -11,6 +11,8 @@ target_compile_options(VornBasesOptions INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   # std::stable_sort of GCC 12's library calls what newer compilers know as deprecated.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-declarations>
+  # The C++ library checks indices, iterators and pointers, whatever the tests do.
+  $<$<CONFIG:Debug>:-D_GLIBCXX_ASSERTIONS>
   # Assertions and other uses of __FILE__ name the file as it stands in the repository.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
 
@@ -38,7 +40,7 @@ add_library(VornBasesHardening INTERFACE)
 if(VORN_BASES_HARDENING AND NOT VORN_BASES_SANITIZE AND NOT APPLE)
   target_compile_options(VornBasesHardening INTERFACE
     -fstack-protector-strong
-    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=2>)
+    $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>)
   if(CMAKE_SYSTEM_PROCESSOR MATCHES "^(x86_64|amd64|AMD64)$")
     target_compile_options(VornBasesHardening INTERFACE -fcf-protection)
   endif()

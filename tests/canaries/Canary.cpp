@@ -29,6 +29,11 @@ TEST(Canary, LetsTheLibraryReadBehindAnArray) {
     buffer.AddBuffer(bytes.data(), bytes.size() + 1, 1);
 }
 
+TEST(Canary, ReadsBehindAVector) {
+    const std::vector<unsigned char> bytes(g_two);
+    EXPECT_EQ(0, bytes[g_two]);
+}
+
 TEST(Canary, ShiftsTooFar) {
     const auto places = static_cast<unsigned>(20 * g_two);
     EXPECT_NE(7U, 1U << places);
