@@ -70,12 +70,30 @@ std::string ReadAll(int descriptor, unsigned long long known, const UsePiece& us
     }
 }
 
+// What gives just the bytes that a file had a moment ago is that file, so nobody has to ask for its
+// kind and size, which small files would notice. Returns false, at the beginning again, otherwise.
+bool ReadAtOnce(int descriptor, unsigned long long expected, const UsePiece& use) {
+    if (expected == 0 || expected >= PieceSize)
+        return false;
+    std::array<char, PieceSize> piece; // read fills it
+    const ssize_t got = ReadPiece(descriptor, piece);
+    if (got != static_cast<ssize_t>(expected)) {
+        lseek(descriptor, 0, SEEK_SET); // what cannot do this is refused afterwards
+        return false;
+    }
+    use({piece.data(), static_cast<std::size_t>(got)});
+    return true;
+}
+
 } // namespace
 
-std::string ReadInPieces(const std::string& name, const UsePiece& use) {
+std::string ReadInPieces(const std::string& name, const UsePiece& use,
+                         unsigned long long expected) {
     const Input input(name);
     if (input.Descriptor() < 0)
         return WhyNotOpen(name);
+    if (ReadAtOnce(input.Descriptor(), expected, use))
+        return "";
     struct stat status {};
     if (fstat(input.Descriptor(), &status) != 0)
         return ErrorText(errno);

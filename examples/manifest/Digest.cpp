@@ -7,12 +7,44 @@
 #include <new>
 
 #include <Bases/Crypto.h>
+#include <Bases/Text.h>
 
 namespace Manifest {
 
 namespace {
 
+constexpr std::size_t SizeInBase64(std::size_t size) { return (size + 2) / 3 * 4; }
+
 std::size_t SizeOf(Algorithm algorithm) { return algorithm == Algorithm::Md5 ? 16 : 32; }
+
+using Bytes = std::array<unsigned char, Digest::MostBytes>;
+
+std::optional<Bytes> FromHex(std::string_view text) {
+    if (text.find_first_not_of("0123456789abcdef") != std::string_view::npos)
+        return std::nullopt;
+    Bytes bytes{};
+    for (std::size_t i = 0; i < text.size() / 2; ++i)
+        std::from_chars(&text[2 * i], &text[2 * i] + 2, bytes[i], 16);
+    return bytes;
+}
+
+std::string ToBase64(const Bytes& bytes, std::size_t size) {
+    std::array<char, Digest::MostBytes> copy{};
+    std::copy(bytes.begin(), bytes.end(), copy.begin());
+    std::string text;
+    Vorn::Base64().Encode(copy.data(), size, text);
+    return text;
+}
+
+// Decoding forgives more than one spelling; only what is encoded is taken.
+std::optional<Bytes> FromBase64(std::string_view text, std::size_t size) {
+    std::array<char, SizeInBase64(Digest::MostBytes) + 1> decoded{};
+    if (Vorn::Base64().Decode(std::string(text).c_str(), decoded.data()) != size)
+        return std::nullopt;
+    Bytes bytes{};
+    std::copy_n(decoded.begin(), size, bytes.begin());
+    return ToBase64(bytes, size) == text ? std::optional(bytes) : std::nullopt;
+}
 
 } // namespace
 
@@ -27,13 +59,12 @@ std::optional<Algorithm> AlgorithmNamed(std::string_view name) {
 
 std::optional<Digest> Digest::Parse(Algorithm algorithm, std::string_view text) {
     const std::size_t size = SizeOf(algorithm);
-    if (text.size() != 2 * size ||
-        text.find_first_not_of("0123456789abcdef") != std::string_view::npos)
-        return std::nullopt;
-    std::array<unsigned char, MostBytes> bytes{};
-    for (std::size_t i = 0; i < size; ++i)
-        std::from_chars(&text[2 * i], &text[2 * i] + 2, bytes[i], 16);
-    return Digest(algorithm, bytes);
+    std::optional<Bytes> bytes;
+    if (text.size() == 2 * size)
+        bytes = FromHex(text);
+    else if (text.size() == SizeInBase64(size))
+        bytes = FromBase64(text, size);
+    return bytes ? std::optional(Digest(algorithm, *bytes)) : std::nullopt;
 }
 
 std::string Digest::Text() const {
@@ -47,6 +78,10 @@ std::string Digest::Text() const {
         text.push_back(Digits[m_bytes[i] & 15U]);
     }
     return text;
+}
+
+std::string Digest::ShortText() const {
+    return m_known ? ToBase64(m_bytes, SizeOf(m_algorithm)) : "";
 }
 
 Hasher::Hasher(Algorithm algorithm) : m_algorithm(algorithm) {

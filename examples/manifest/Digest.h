@@ -31,7 +31,7 @@ public:
     Digest(Algorithm algorithm, const std::array<unsigned char, MostBytes>& bytes)
         : m_known(true), m_algorithm(algorithm), m_bytes(bytes) {}
 
-    /// Parses what Text returns; returns nothing for anything else.
+    /// Parses what Text or ShortText returns; returns nothing for anything else.
     static std::optional<Digest> Parse(Algorithm algorithm, std::string_view text);
 
     bool IsKnown() const { return m_known; }
@@ -39,6 +39,9 @@ public:
 
     /// Returns the digest in lower-case hexadecimal digits; an empty text for none.
     std::string Text() const;
+
+    /// Returns it in Base64, which takes two thirds of that.
+    std::string ShortText() const;
 
     friend bool operator==(const Digest&, const Digest&) = default;
     friend bool operator<(const Digest& a, const Digest& b) { return a.m_bytes < b.m_bytes; }

@@ -7,10 +7,10 @@
 #include <new>
 #include <stdexcept>
 #include <string_view>
-#include <utility>
 
 #include <Bases/Thread.h>
 
+#include "Identifiers.h"
 #include "ReadFile.h"
 
 namespace Manifest {
@@ -80,27 +80,24 @@ public:
 private:
     void MeasureAll() {
         Hasher hasher(m_measuring.algorithm);
-        for (std::size_t i = m_next++; i < m_entries.size() && !m_stopped; i = m_next++)
-            Measure(m_entries[i], hasher);
+        Identifiers identifiers;
+        for (std::size_t i = m_next++; i < m_entries.size() && !m_stopped; i = m_next++) {
+            Entry& entry = m_entries[i];
+            if (IsToBeRead(entry))
+                MeasureContent(entry, hasher);
+            if (m_measuring.detail == Detail::All && !entry.failure)
+                Identify(entry, identifiers);
+        }
     }
 
-    void Measure(Entry& entry, Hasher& hasher) {
-        if (IsToBeRead(entry))
-            MeasureContent(entry, hasher);
-        if (m_measuring.detail == Detail::All && !entry.failure)
-            Identify(entry);
-    }
-
-    static void Identify(Entry& entry) {
-        Details details = *entry.details;
-        if (details.id.Generate())
-            entry.details = std::move(details);
-        else
+    static void Identify(Entry& entry, Identifiers& identifiers) {
+        if (!identifiers.Next(entry.details.Own().id))
             entry.failure = "no identifier could be made";
     }
 
     // In one pass, so that counts and digest are of the same content.
     void MeasureContent(Entry& entry, Hasher& hasher) {
+        const unsigned long long expected = entry.bytes;
         entry.bytes = 0;
         const auto add = [this, &entry, &hasher](std::string_view piece) {
             entry.bytes += piece.size();
@@ -110,7 +107,7 @@ private:
             m_bytes += piece.size();
             return !m_stopped;
         };
-        entry.failure = ReadInPieces(entry.name, add);
+        entry.failure = ReadInPieces(entry.name, add, expected);
         entry.digest = hasher.Finish();
         ++m_files;
     }

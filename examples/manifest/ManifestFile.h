@@ -28,10 +28,11 @@ namespace Manifest {
 // file, directory, link, fifo, socket or device. `size` repeats `bytes` for people; sizes, times
 // and identifiers may be missing, and older manifests have neither paths nor digests.
 //
-// A file may have sha256 instead of md5. Where the manifest has an attribute targets="compared",
-// links have a `target`; with modes, all entries have a `mode` in octal digits; with owners, an
-// `owner` and a `group` as numbers. Elements <exclude name="*.o"/> after the paths are the patterns
-// of what was left out.
+// A file may have sha256 instead of md5. Digests are in hexadecimal digits or, in brief manifests,
+// in Base64; readers tell them apart by the length. Where the manifest has an attribute
+// targets="compared", links have a `target`; with modes, all entries have a `mode` in octal digits;
+// with owners, an `owner` and a `group` as numbers. Elements <exclude name="*.o"/> after the paths
+// are the patterns of what was left out.
 //
 // A name or target that XML cannot hold as it is is percent-encoded, with an attribute
 // escaped="percent" or target-escaped="percent" beside it. Readers ignore elements and attributes

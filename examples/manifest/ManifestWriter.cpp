@@ -50,10 +50,12 @@ bool WriteDetails(Vorn::XmlWriter& xml, const Details& details) {
 bool WriteContent(Vorn::XmlWriter& xml, const Entry& entry, Detail detail) {
     if (entry.kind != Kind::File)
         return true;
+    const bool isBrief = detail == Detail::Compared;
     return xml.WriteAttribute("bytes", entry.bytes) &&
-           (detail == Detail::Compared || xml.WriteAttribute("size", DescribeSize(entry.bytes))) &&
+           (isBrief || xml.WriteAttribute("size", DescribeSize(entry.bytes))) &&
            xml.WriteAttribute("lines", entry.lines) &&
-           xml.WriteAttribute(NameOf(entry.digest.Method()), entry.digest.Text());
+           xml.WriteAttribute(NameOf(entry.digest.Method()),
+                              isBrief ? entry.digest.ShortText() : entry.digest.Text());
 }
 
 bool WriteExtras(Vorn::XmlWriter& xml, const Entry& entry, const Extras& extras) {

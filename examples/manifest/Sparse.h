@@ -24,6 +24,13 @@ public:
         return *this;
     }
 
+    /// Returns the value for changing; makes an empty one where there is none.
+    T& Own() {
+        if (m_value == nullptr)
+            m_value = std::make_unique<T>();
+        return *m_value;
+    }
+
     explicit operator bool() const { return m_value != nullptr; }
 
     /// Returns an empty value where there is none.

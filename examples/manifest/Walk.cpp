@@ -4,13 +4,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <memory>
+#include <string_view>
 #include <system_error>
 #include <utility>
 
+#include <dirent.h>
 #include <fnmatch.h>
 #include <sys/stat.h>
-
-#include <Bases/File.h>
 
 #include "Describe.h"
 #include "ReplaceFile.h"
@@ -59,39 +60,28 @@ std::vector<Place> PlacesOf(const std::string& output) {
     return places;
 }
 
-// FindNext returns false at an entry that cannot be stat'ed, such as a dangling link (the name
-// changes), after a read error (errno changes), and at the end (neither does). Throws after a read
-// error.
-bool GoToNextName(Vorn::FileFind& find) {
-    const std::string before = find.GetFileName();
+struct CloseDirectory {
+    void operator()(DIR* directory) const { closedir(directory); }
+};
+
+// Returns null at the end. Throws when the directory cannot be read to its end.
+const char* NextName(DIR& directory) {
     errno = 0;
-    if (find.FindNext() || before != find.GetFileName())
-        return true;
-    if (errno != 0)
+    const dirent* const entry = readdir(&directory);
+    if (entry == nullptr && errno != 0)
         throw std::system_error(errno, std::generic_category());
-    return false;
+    return entry == nullptr ? nullptr : entry->d_name;
 }
 
-// For directories on which FindFirst fails: those that are empty, begin with a dangling link, or
-// cannot be read. Throws for the last.
-Names ListOtherwise(const std::string& directory) {
+// Not with FileFind, which also looks up every entry, and what a link leads to instead of the link.
+Names List(const std::string& path) {
+    const std::unique_ptr<DIR, CloseDirectory> directory(opendir(path.c_str()));
+    if (directory == nullptr)
+        throw std::system_error(errno, std::generic_category());
     Names names;
-    for (const fs::directory_entry& entry : fs::directory_iterator(directory))
-        names.push_back(entry.path().filename().string());
-    return names;
-}
-
-// `directory` ends in a separator. Throws when it cannot be read to its end.
-Names List(const std::string& directory) {
-    Vorn::FileFind find;
-    if (!find.FindFirst(directory, ""))
-        return ListOtherwise(directory);
-    Names names;
-    do {
-        const std::string name = find.GetFileName();
-        if (name != "." && name != "..")
-            names.push_back(name);
-    } while (GoToNextName(find));
+    while (const char* const name = NextName(*directory))
+        if (name != std::string_view(".") && name != std::string_view(".."))
+            names.emplace_back(name);
     return names;
 }
 

@@ -64,6 +64,19 @@ TEST_F(ManifestExport, IsReadByTheProgramsForSums) {
     EXPECT_EQ("\\d/line\\nbreak: FAILED\n", outcome.out);
 }
 
+TEST_F(ManifestExport, PrintsTheSameDigestsWhicheverWayTheyAreRecorded) {
+    MakeDirectory("d");
+    Make("d/a", "x");
+    Make("d/b", "y");
+    for (const char* digest : {"md5", "sha256"}) {
+        ASSERT_EQ(0, Manifest({"create", "-d", digest, "out.xml", "d"}).status);
+        ASSERT_EQ(0, Manifest({"create", "-b", "-d", digest, "brief.xml", "d"}).status);
+        const Outcome outcome = Manifest({"export", "brief.xml"});
+        EXPECT_EQ(0, outcome.status);
+        EXPECT_EQ(Manifest({"export", "out.xml"}).out, outcome.out);
+    }
+}
+
 TEST_F(ManifestExport, PrintsALineForEveryFile) {
     MakeDirectory("d");
     Make("d/a");

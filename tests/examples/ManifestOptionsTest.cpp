@@ -70,7 +70,7 @@ TEST_F(ManifestOptions, BriefLeavesOutWhatIsNotCompared) {
         Create({brief, "out.xml", "d"});
         EXPECT_EQ(std::string(Begin) + R"(  <path name="d"/>
   <directory name="d"/>
-  <file name="d/a" bytes="2" lines="1" md5="60b725f10c9c85c70d97880dfe8191b3"/>
+  <file name="d/a" bytes="2" lines="1" md5="YLcl8QychccNl4gN/oGRsw=="/>
 </manifest>
 )",
                   Content("out.xml"));
@@ -80,11 +80,14 @@ TEST_F(ManifestOptions, BriefLeavesOutWhatIsNotCompared) {
 
 TEST_F(ManifestOptions, BriefTakesAtMost120BytesForAFile) {
     constexpr std::size_t Count = 1000;
-    MakeDirectory("tree/directory");
+    MakeDirectory("tree/files");
     for (std::size_t i = 0; i < Count; ++i)
-        Make("tree/directory/file-" + std::to_string(10000 + i) + ".txt", "content\n");
-    Create({"-b", "out.xml", "tree"});
-    EXPECT_LE(fs::file_size(m_dir.File("out.xml")), 120 * Count);
+        Make("tree/files/file-" + std::to_string(10000 + i) + ".txt", "content\n");
+    for (const char* digest : {"md5", "sha256"}) {
+        Create({"-b", "-d", digest, "out.xml", "tree"});
+        EXPECT_LE(fs::file_size(m_dir.File("out.xml")), 120 * Count) << digest;
+        ExpectVerified(All(Count + 2));
+    }
 }
 
 // Concerns: the other digest is that of another program, and verify uses it by itself.
@@ -116,7 +119,7 @@ TEST_F(ManifestOptions, DigestIsMd5Otherwise) {
     const std::string chosen = Content("out.xml");
     Create({"-b", "out.xml", "a"});
     EXPECT_EQ(chosen, Content("out.xml"));
-    EXPECT_THAT(chosen, HasSubstr(" md5=\"d41d8cd98f00b204e9800998ecf8427e\""));
+    EXPECT_THAT(chosen, HasSubstr(" md5=\"1B2M2Y8AsgTpgAmY7PhCfg==\""));
 }
 
 // Concerns: the number of workers changes nothing in the result.
@@ -152,7 +155,7 @@ TEST_F(ManifestOptions, ExcludeLeavesOutNamesAndPaths) {
   <exclude name="cache"/>
   <exclude name="d/s*/d.?"/>
   <directory name="d"/>
-  <file name="d/b.c" bytes="0" lines="0" md5="d41d8cd98f00b204e9800998ecf8427e"/>
+  <file name="d/b.c" bytes="0" lines="0" md5="1B2M2Y8AsgTpgAmY7PhCfg=="/>
   <directory name="d/sub"/>
 </manifest>
 )"));

@@ -10,10 +10,13 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <set>
 #include <string>
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include <sys/stat.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -21,6 +24,7 @@
 #include <Bases/Crypto.h>
 
 #include "Describe.h"
+#include "Identifiers.h"
 #include "Inventory.h"
 #include "Progress.h"
 #include "Verify.h"
@@ -147,13 +151,26 @@ TEST_F(ManifestMeasurement, OfAFileThatVanishedIsAFailureAndCostsNoOther) {
 
 TEST_F(ManifestMeasurement, CountsWhatIsThereByThen) {
     Make("grows", "x");
+    Make("shrinks", "x\ny\nz");
     std::vector<Entry> entries = Find();
-    Make("grows", "x\ny\n");
+    for (const char* name : {"grows", "shrinks"})
+        Make(name, "x\ny\n");
     Measure(entries);
-    ASSERT_EQ(2U, entries.size());
-    EXPECT_EQ(4U, entries[1].bytes);
-    EXPECT_EQ(2U, entries[1].lines);
-    EXPECT_EQ(Vorn::CryptoHashMd5::MD5String("x\ny\n"), entries[1].digest.Text());
+    ASSERT_EQ(3U, entries.size());
+    for (const Entry& entry : {entries[1], entries[2]}) {
+        EXPECT_EQ(4U, entry.bytes) << entry.name;
+        EXPECT_EQ(2U, entry.lines) << entry.name;
+        EXPECT_EQ(Vorn::CryptoHashMd5::MD5String("x\ny\n"), entry.digest.Text()) << entry.name;
+    }
+}
+
+TEST_F(ManifestMeasurement, OfAFifoThatTookAFilesPlaceIsAFailure) {
+    Make("file", "x\n");
+    std::vector<Entry> entries = Find();
+    std::filesystem::remove(m_dir.File("file"));
+    ASSERT_EQ(0, mkfifo(m_dir.File("file").c_str(), 0600));
+    Measure(entries);
+    EXPECT_EQ("not a regular file", *entries[1].failure);
 }
 
 TEST_F(ManifestMeasurement, OfAFileThatGrowsMeanwhileIsThatOfOneContent) {
@@ -220,7 +237,7 @@ protected:
 
 TEST_F(ManifestReadError, MakesTheDirectoryAFailureAndCostsNothingElse) {
     EXPECT_EQ(2 + Files, FindAndMeasure().size());
-    for (std::size_t call = 4; call <= Calls; ++call) { // the first three may find no file
+    for (std::size_t call = 1; call <= Calls; ++call) {
         Platform::readdir.From(call).Fail(EIO);
         const std::vector<Entry> entries = FindAndMeasure();
         ASSERT_EQ(2U, entries.size()) << call;
@@ -245,8 +262,10 @@ TEST_F(ManifestReadError, LeavesAllInTheDirectoryUnreadWhenItIsVerified) {
 
 using Manifest::Finding;
 using Manifest::Verdict;
+using testing::Each;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::MatchesRegex;
 
 Entry FileOf(const std::string& name, unsigned long long bytes) {
     Entry entry;
@@ -327,6 +346,21 @@ TEST(ManifestComparison, IsAsRecordedOnlyWithoutDifferenceAndDoubt) {
     EXPECT_FALSE(isAsRecorded(FileOf("b", 1), FileOf("a", 1))); // missing
     EXPECT_FALSE(isAsRecorded(FileOf("a", 1), FileOf("b", 1))); // new
     EXPECT_FALSE(isAsRecorded(FileOf("/", 1), FailureOf("/", "why")));
+}
+
+// Concerns: what identifies an entry is like the library's own, and no two are the same.
+
+TEST(ManifestIdentifiers, AreRandomOnesOfWhichNoTwoAreEqual) {
+    constexpr std::size_t Count = 1000; // more than are drawn at once
+    Manifest::Identifiers identifiers;
+    std::set<std::string> texts;
+    for (std::size_t i = 0; i < Count; ++i) {
+        Vorn::Guid id;
+        ASSERT_TRUE(identifiers.Next(id));
+        texts.insert(id.ToString(Vorn::GuidForm::Full));
+    }
+    EXPECT_EQ(Count, texts.size());
+    EXPECT_THAT(texts, Each(MatchesRegex("[0-9a-f-]{14}4[0-9a-f]{3}-[89ab][0-9a-f-]{16}")));
 }
 
 // Concerns: a content that is elsewhere is found there, each once; what has no content is never

@@ -183,7 +183,10 @@ TEST_F(ManifestShow, RefusesFilesThatAreNotFullyDescribed) {
     for (const std::string& digest :
          {std::string("''"), "'" + std::string(31, '0') + "'", "'" + std::string(33, '0') + "'",
           "'" + std::string(32, 'g') + "'", "'" + std::string(32, 'A') + "'",
-          "'" + std::string(31, '0') + "&#x9b;'"}) {
+          "'" + std::string(31, '0') + "&#x9b;'", // and in Base64:
+          "'" + std::string(23, 'A') + "'", "'" + std::string(22, 'A') + "=A'",
+          "'" + std::string(21, 'A') + "B=='", "'" + std::string(19, 'A') + " AA=='",
+          "'" + std::string(20, 'A') + "&#xc1;=='", "'" + std::string(42, 'A') + "B='"}) {
         ExpectRefusedAttributes(known + "md5=" + digest, "md5 is not a digest");
         ExpectRefusedAttributes(known + "sha256=" + digest, "sha256 is not a digest");
     }
