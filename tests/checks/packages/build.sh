@@ -29,12 +29,14 @@ build_in() {
         >"$scratch/log" 2>&1 || { tail -n 40 "$scratch/log" && exit 1; }
 }
 
-say "building the packages"
+# Both copies come first: the tree may be worked on meanwhile.
 copy_tree "$scratch/first/tree"
+copy_tree "$scratch/second/place/tree"
+
+say "building the packages"
 build_in "$scratch/first/tree" env TZ=UTC LC_ALL=C.UTF-8
 
 say "building them again elsewhere and otherwise"
-copy_tree "$scratch/second/place/tree"
 other=(env -u CMAKE_CXX_COMPILER_LAUNCHER TZ=Asia/Kolkata LC_ALL=C HOME=/nonexistent)
 if [ "$(id -u)" -eq 0 ]; then
     chown -R 65534:65534 "$scratch/second"
