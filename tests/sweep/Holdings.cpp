@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include <unistd.h>
 
@@ -163,9 +164,20 @@ std::ptrdiff_t CountEntries(const char* directory, const std::string& begin) {
                          });
 }
 
-std::ptrdiff_t CountLines(const char* path) {
-    std::ifstream file(path);
-    return std::count(std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>(), '\n');
+// Other processes come and go with segments of their own.
+std::ptrdiff_t CountOwnSegments() {
+    std::ifstream table("/proc/sysvipc/shm");
+    std::string line;
+    std::getline(table, line); // the names of the columns
+    std::ptrdiff_t count = 0;
+    while (std::getline(table, line)) {
+        std::istringstream columns(line);
+        std::string key, identifier, permissions, size;
+        pid_t maker = -1;
+        columns >> key >> identifier >> permissions >> size >> maker;
+        count += maker == getpid() ? 1 : 0;
+    }
+    return count;
 }
 
 void AddLine(std::ptrdiff_t count, const char* name, std::vector<std::string>& lines) {
@@ -211,7 +223,7 @@ std::vector<std::string> Holdings::Left() const {
 Holdings::Census Holdings::Count() {
     const Platform::Bypass bypass;
     return {CountEntries("/proc/self/fd", ""), CountEntries("/dev/shm", "sem." + NamePrefix()),
-            CountLines("/proc/sysvipc/shm")};
+            CountOwnSegments()};
 }
 
 } // namespace VornTest::Sweep
