@@ -36,13 +36,6 @@ using testing::Each;
 // however a test ends, and no segment of these tests is the platform's first one, whose identifier
 // is 0.
 
-key_t KeyOf(const std::string& name) {
-    std::uint32_t key = 5381;
-    for (const char c : name)
-        key = key * 33 + static_cast<std::uint32_t>(static_cast<signed char>(c));
-    return static_cast<key_t>(key);
-}
-
 bool RemoveSegment(int id) { return Platform::shmctl.Real(id, IPC_RMID, nullptr) == 0; }
 
 // A segment attached past the class, for reading and writing. What refuses that is the platform.

@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -96,6 +97,14 @@ protected:
 };
 
 inline constexpr std::size_t Size = 4096;
+
+/// The key of the segment with that name.
+inline key_t KeyOf(const std::string& name) {
+    std::uint32_t key = 5381;
+    for (const char c : name)
+        key = key * 33 + static_cast<std::uint32_t>(static_cast<signed char>(c));
+    return static_cast<key_t>(key);
+}
 
 inline unsigned char* Failure() { return std::bit_cast<unsigned char*>(std::intptr_t{-1}); }
 
