@@ -38,9 +38,9 @@ def arguments():
     parser = argparse.ArgumentParser(prog="./dev mutate", description=__doc__.splitlines()[0])
     parser.add_argument("files", nargs="*", metavar="FILE", help="units; none: all")
     parser.add_argument("--all", action="store_true",
-                        help="every mutant, going on where the last run with --all ended")
+                        help="every mutant, except for those whose verdict is known and holds")
     parser.add_argument("--seed", type=int, help="which sample")
-    parser.add_argument("--minutes", type=float, default=20, help="for a sample (20)")
+    parser.add_argument("--minutes", type=float, help="at most (20; with --all without end)")
     parser.add_argument("--only", metavar="TEXT", help="only mutants with the text in their line")
     parser.add_argument("--list", action="store_true", help="tell the mutants, try none")
     parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
@@ -83,7 +83,8 @@ class Judge:
         with self.locks[obj.file]:
             path = self.scratch / "original" / hashlib.sha1(str(obj.file).encode()).hexdigest()
             kept = path / "object"
-            digest = hashlib.sha1(source + repr(obj.command).encode()).hexdigest()
+            unit = str(obj.source.relative_to(SOURCES))
+            digest = hashlib.sha1(source + self.build.unit_digest(unit).encode()).hexdigest()
             if not kept.exists() or (path / "digest").read_text() != digest:
                 compiled = self.build.compile(obj, source, path)
                 if compiled is None:
@@ -195,30 +196,31 @@ def all_mutants(build, units, scratch):
     return found
 
 
-def digest_of_the_tree():
-    """Changes with the library and with the tests: a weaker test may kill less."""
-    digest = hashlib.sha1()
-    for path in sorted(p for part in ("Bases", "tests") for p in (SOURCES / part).rglob("*")):
-        if path.is_file() and path.suffix != ".pyc" and path.name != "equivalent.txt":
-            digest.update(repr((str(path.relative_to(SOURCES)), path.read_bytes())).encode())
-    return digest.hexdigest()
+class Record:
+    """The verdicts, so that a run with --all goes on where others ended. One holds as long as the
+    unit and, for a killed mutant, what its killer is made of are the same."""
 
+    def __init__(self, path, build):
+        self.path, self.build = path, build
+        self.known, self.lock = {}, threading.Lock()
+        for line in path.read_text().splitlines() if path.exists() else []:
+            key, *verdict = json.loads(line)
+            self.known[tuple(key)] = verdict
 
-class Journal:
-    """The outcomes, so that a run with --all goes on where the last one ended."""
+    def killer_digest(self, killer):
+        name = re.match(r"[A-Za-z0-9]*", killer)[0]
+        return self.build.program_digest(name) if name in self.build.programs else ""
 
-    def __init__(self, path, digest):
-        self.path, self.digest = path, digest
-        self.known = {}
-        self.lock = threading.Lock()
-        if path.exists():
-            for line in path.read_text().splitlines():
-                key, digest, outcome, killer = json.loads(line)
-                if digest == self.digest:
-                    self.known[tuple(key)] = (outcome, killer)
+    def verdict(self, mutant):
+        """The outcome and the killer; null: to be tried. Survivors are, since they may be no more."""
+        outcome, killer, unit, judges = self.known.get(mutant.key(), ("survived", "", "", ""))
+        if outcome == "survived" or unit != self.build.unit_digest(mutant.unit):
+            return None
+        return (outcome, killer) if judges == self.killer_digest(killer) else None
 
     def note(self, mutant, outcome, killer):
-        line = json.dumps([mutant.key(), self.digest, outcome, killer])
+        line = json.dumps([mutant.key(), outcome, killer, self.build.unit_digest(mutant.unit),
+                           self.killer_digest(killer)])
         with self.lock, self.path.open("a") as file:
             file.write(line + "\n")
 
@@ -258,7 +260,7 @@ def choose_units(build, files):
     return sorted(names or build.objects)
 
 
-def try_all(judge, mutants, deadline, journal):
+def try_all(judge, mutants, deadline, record):
     """Tries one mutant after the other, on all processors, until the time is over."""
     results, left, numbers = {}, iter(mutants), iter(range(len(mutants) + os.cpu_count()))
     lock = threading.Lock()
@@ -272,7 +274,7 @@ def try_all(judge, mutants, deadline, journal):
                 return
             source = judge.build.objects[mutant.unit][0].source.read_bytes()
             outcome = judge.try_mutant(mutant, source, directory)
-            journal.note(mutant, *outcome)
+            record.note(mutant, *outcome)
             with lock:
                 results[mutant] = outcome
                 if outcome[0] == "survived":
@@ -311,14 +313,15 @@ def main():
         return 1
     seed = random.randrange(10**6) if options.seed is None else options.seed
     random.Random(seed).shuffle(mutants)
-    journal = Journal(scratch / "journal.jsonl", digest_of_the_tree())
+    record = Record(scratch / "verdicts.jsonl", build)
     say(f"{len(mutants)} mutants; seed {seed}")
     known = {}
     if options.all:
-        known = {m: journal.known[m.key()] for m in mutants
-                 if journal.known.get(m.key(), ("survived",))[0] != "survived"}
-    deadline = time.monotonic() + (float("inf") if options.all else 60 * options.minutes)
-    results = known | try_all(judge, [m for m in mutants if m not in known], deadline, journal)
+        known = {m: v for m, v in ((m, record.verdict(m)) for m in mutants) if v}
+        say(f"{len(known)} of them known")
+    minutes = options.minutes or (float("inf") if options.all else 20)
+    deadline = time.monotonic() + 60 * minutes
+    results = known | try_all(judge, [m for m in mutants if m not in known], deadline, record)
     good = report(results, listed)
     say(f"{len(results)} of {len(mutants)} mutants tried; again with --seed {seed}")
     if not results:

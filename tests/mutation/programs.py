@@ -1,6 +1,7 @@
 # SPDX-License-Identifier: MIT
 """The units and the test programs of a build, and how to run them with one unit changed."""
 
+import hashlib
 import json
 import os
 import re
@@ -82,6 +83,7 @@ class Build:
         self.lock = threading.Lock()
         self.reaching = threading.Lock()
         self.stripped, self.known_symbols, self.known_reached = {}, {}, {}
+        self.unit_digests, self.program_digests, self.digesting = {}, {}, threading.Lock()
         self.objects = defaultdict(list)  # by unit
         self.programs = {}
         self.read_objects()
@@ -107,13 +109,13 @@ class Build:
         listed = json.loads(run(["ctest", "--show-only=json-v1"], cwd=self.directory).stdout)
         series = defaultdict(list)
         for test in listed["tests"]:
-            command = test.get("command", [""])
-            filters = [a for a in command[1:] if a.startswith("--gtest_filter=")]
+            command = test["command"] + [""]
+            is_program = command[1].startswith("--gtest_filter=")  # not one that a script starts
             properties = {p["name"]: p["value"] for p in test["properties"]}
-            if filters and not properties.get("DISABLED"):
+            if is_program and not properties.get("DISABLED"):
                 environment = tuple(properties.get("ENVIRONMENT", []))
                 series[(command[0], environment, properties["WORKING_DIRECTORY"])].append(
-                    filters[0].split("=", 1)[1])
+                    command[1].split("=", 1)[1])
         units = {str(o.file) for objects in self.objects.values() for o in objects}
         links = self.link_commands({path for path, _, _ in series})
         for (path, environment, directory), tests in series.items():
@@ -175,6 +177,31 @@ class Build:
                     needed |= set().union(*(self.symbols(w)[1] for w in more))
                 self.known_reached[program.name] = program.objects - rest
             return self.known_reached[program.name]
+
+    def unit_digest(self, unit):
+        """Changes with the unit, with what it includes and with how it is compiled; not with
+        comments."""
+        with self.digesting:
+            if unit not in self.unit_digests:
+                digest = hashlib.sha1()
+                for obj in self.objects[unit]:
+                    text = run([*obj.command, "-E", "-P", obj.source], cwd=self.directory,
+                               check=True).stdout
+                    digest.update(repr((obj.command, text)).encode())
+                self.unit_digests[unit] = digest.hexdigest()
+            return self.unit_digests[unit]
+
+    def program_digest(self, name):
+        """Changes with the tests of the program and with what they share, not with the library."""
+        with self.digesting:
+            if name not in self.program_digests:
+                program, digest = self.programs[name], hashlib.sha1()
+                for word in program.link:
+                    own = word.endswith(".o") or (word.endswith(".a") and not word.startswith("/"))
+                    if own and word not in program.objects:
+                        digest.update(Path(self.lean(word)).read_bytes())
+                self.program_digests[name] = digest.hexdigest()
+            return self.program_digests[name]
 
     def compile(self, obj, text, directory):
         """Compiles the unit with this text. Returns the object; null: it does not compile."""
