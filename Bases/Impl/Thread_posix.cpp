@@ -131,8 +131,7 @@ bool Thread::IsStopThread(unsigned int timeoutMs) const {
 bool Thread::StopThreadEvent() {
     if (m_pThread == nullptr)
         return false;
-    m_pStopEvent->Set();
-    return true;
+    return m_pStopEvent->Set();
 }
 
 bool Thread::ResumeThread() {
