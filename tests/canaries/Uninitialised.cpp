@@ -1,0 +1,19 @@
+// SPDX-License-Identifier: MIT
+// A defect that the memory sanitizer and valgrind have to notice: the library reads what nobody has
+// written. No GoogleTest here, which the memory sanitizer would have to watch, too.
+#include <cstdlib>
+#include <memory>
+#include <stdexcept>
+
+#include <Bases/Utility.h>
+
+int main(int argc, char** /*argv*/) {
+    const std::unique_ptr<char[]> text(new char[1000 * static_cast<unsigned>(argc)]);
+    Vorn::Guid guid;
+    try {
+        guid.FromString(text.get());
+    } catch (const std::runtime_error&) {
+        return EXIT_SUCCESS; // as for any other text
+    }
+    return EXIT_SUCCESS;
+}
