@@ -130,6 +130,21 @@ SCENARIO(PoolSchedules, StopThatGivesUpDropsTheQueueUnderTheWorker, .timeOuts = 
     CHECK(copies == 0);
 }
 
+// There is no worker: the stops only drop what is queued.
+SCENARIO(PoolSchedules, StopsDropWhatIsPostedBesideThem) {
+    std::atomic<int> copies{0};
+    {
+        ThreadTaskPool pool;
+        Actor poster([&] {
+            pool.Post([live = Live(copies)] {});
+            pool.Post([live = Live(copies)] {});
+        });
+        pool.StopThread(TryOnce, ThreadStop::LeaveRunning);
+        pool.StopThread(TryOnce, ThreadStop::LeaveRunning);
+    }
+    CHECK(copies == 0);
+}
+
 SCENARIO(PoolSchedules, TwoStopsThatGiveUpDropEachTaskOnce, .preemptions = 1) {
     std::atomic<int> copies{0};
     {
