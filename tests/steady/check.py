@@ -1,0 +1,59 @@
+# SPDX-License-Identifier: MIT
+"""Checks that steady.py notices what it is there to notice."""
+
+import unittest
+
+import steady
+
+PASSED = "[ RUN      ] A.Works\n[       OK ] A.Works (1 ms)\n"
+SKIPPED = "[ RUN      ] A.IsLeft\nwhy\n[  SKIPPED ] A.IsLeft (0 ms)\n"
+FAILED = "[ RUN      ] A/B.Fails/0\nno\n[  FAILED  ] A/B.Fails/0, where GetParam() = 3 (2 ms)\n"
+
+
+def job(is_program=True, command=("true",), skipping=-1):
+    return steady.Job("Some", command, (), ".", skipping, is_program)
+
+
+def verdicts(output, status):
+    counts, failed = steady.verdicts_of(job(), output, status)
+    return counts["passed"], counts["skipped"], failed
+
+
+class Steady(unittest.TestCase):
+    def test_counts_what_passes_and_what_is_skipped(self):
+        self.assertEqual((1, 1, []), verdicts(PASSED + SKIPPED, 0))
+
+    def test_names_the_test_that_fails(self):
+        self.assertEqual((1, 0, ["Some: A/B.Fails/0"]), verdicts(PASSED + FAILED, 1))
+
+    def test_names_the_test_that_ends_the_program(self):
+        self.assertEqual((1, 0, ["Some: A.Dies"]), verdicts(PASSED + "[ RUN      ] A.Dies\n", -11))
+
+    def test_notices_a_failure_outside_of_any_test(self):
+        self.assertEqual((1, 0, ["Some: exit status 1"]), verdicts(PASSED, 1))
+
+    def test_names_the_check_that_fails(self):
+        self.assertEqual(["Some"], steady.verdicts_of(job(False), "", 1)[1])
+        self.assertEqual([], steady.verdicts_of(job(False, skipping=77), "", 77)[1])
+
+    def test_takes_no_run_of_nothing_for_a_good_one(self):
+        self.assertFalse(steady.run_all([], steady.Surroundings("nothing"), 1))
+
+    def test_puts_the_tests_of_a_program_together_unless_a_script_starts_it(self):
+        def test(*command):
+            properties = [{"name": "WORKING_DIRECTORY", "value": "."}]
+            return {"name": command[0], "command": command, "properties": properties}
+        listed = [test("p/A", "--gtest_filter=A.B"), test("p/A", "--gtest_filter=A.C"),
+                  test("sh", "s.sh", "p/A", "--gtest_filter=A.B")]
+        jobs = steady.jobs_of({"tests": listed})
+        self.assertEqual({("p/A", "--gtest_filter=A.B:A.C"), listed[2]["command"]},
+                         {j.command for j in jobs})
+
+    def test_sets_the_surroundings(self):
+        shown = job(False, ("sh", "-c", 'echo "$TZ"; exit 3'))
+        there = steady.Surroundings("there", ("env", "-u", "HOME"), (("TZ", "UTC0"),))
+        self.assertEqual(("UTC0\n", 3), steady.run_job(shown, there))
+
+
+if __name__ == "__main__":
+    unittest.main()
