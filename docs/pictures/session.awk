@@ -2,7 +2,8 @@
 # Draws the session with manifest that its page shows, in the colours of a terminal: the commands of
 # the first two blocks but for those whose output is not shown whole.
 #
-# awk -f docs/pictures/session.awk examples/manifest/README.md >docs/pictures/session.svg
+# LC_ALL=C.UTF-8 awk -f docs/pictures/session.awk examples/manifest/README.md \
+#     >docs/pictures/session.svg
 
 # The verdicts of verify are coloured, as on a terminal.
 function painted(text, word) {
