@@ -59,6 +59,17 @@ void EncodeGroup(const unsigned char* bytes, char* text) {
     std::memcpy(text + 2, Pairs[group & 0xFFFU].data(), 2);
 }
 
+// Encodes six bytes; reads eight.
+void EncodeTwoGroups(const unsigned char* bytes, char* text) {
+    std::uint64_t groups = 0;
+    for (int i = 0; i < 8; ++i)
+        groups = groups << 8 | bytes[i];
+    std::memcpy(text, Pairs[groups >> 52].data(), 2);
+    std::memcpy(text + 2, Pairs[groups >> 40 & 0xFFFU].data(), 2);
+    std::memcpy(text + 4, Pairs[groups >> 28 & 0xFFFU].data(), 2);
+    std::memcpy(text + 6, Pairs[groups >> 16 & 0xFFFU].data(), 2);
+}
+
 // Encodes the last one or two bytes; zero bits fill the last character.
 void EncodeRest(const unsigned char* bytes, std::size_t size, char* text) {
     unsigned char group[3] = {};
@@ -73,6 +84,8 @@ void EncodeBytes(const unsigned char* bytes, std::size_t size, char* text) {
         done = kernel(bytes, size, text);
         text += done / 3 * 4;
     }
+    for (; size - done >= 8; done += 6, text += 8)
+        EncodeTwoGroups(bytes + done, text);
     for (; size - done >= 3; done += 3, text += 4)
         EncodeGroup(bytes + done, text);
     if (done != size)
