@@ -2,6 +2,7 @@
 #include <Bases/Bases.h>
 #include <Bases/Thread.h>
 #include <atomic>
+#include <cstdint>
 #include <cstdio>
 #include <string>
 
@@ -13,7 +14,7 @@ class Mapping {
 public:
     explicit Mapping(bool found, Shm& shm) {
         unsigned char* const p = found ? shm.Map() : nullptr;
-        if (p != reinterpret_cast<unsigned char*>(-1)) // refused: this process has no privilege
+        if (reinterpret_cast<std::intptr_t>(p) != -1) // which means: without the privilege
             m_p = p;
     }
     ~Mapping() { Shm().Unmap(m_p); }
