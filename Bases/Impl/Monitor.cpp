@@ -229,7 +229,7 @@ bool Monitor::Block(unsigned int timeoutMs, Kind kind) {
         timespec deadline = DeadlineIn(timeoutMs);
         if (Sleep(waiter, &deadline) == KernelWait::Aborted) {
             deadline = DeadlineIn(timeoutMs);
-            Sleep(waiter, &deadline);
+            Sleep(waiter, &deadline); // GCOVR_EXCL_BR_LINE unwinding
         }
     }
     if (!waiter.IsChosen())
