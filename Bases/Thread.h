@@ -527,7 +527,6 @@ public:
 private:
     using Task = boost::function<void()>;
     using TaskList = std::list<Task>;
-    class VORN_BASES_LOCAL UsedNodes;
 
     VORN_BASES_LOCAL void RequestStop();
     VORN_BASES_LOCAL void RunNextTask(TaskList& used);

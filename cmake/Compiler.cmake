@@ -11,7 +11,7 @@ target_compile_options(VornBasesOptions INTERFACE
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>
   # std::stable_sort of GCC 12's library calls what newer compilers know as deprecated.
   $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-declarations>
-  # The C++ library checks indices, iterators and pointers, whatever the tests do.
+  # The C++ library checks indices, iterators and pointers.
   $<$<CONFIG:Debug>:-D_GLIBCXX_ASSERTIONS>
   # Assertions and other uses of __FILE__ name the file as it stands in the repository.
   -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)

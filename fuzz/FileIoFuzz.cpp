@@ -3,7 +3,6 @@
 // target's own, against texts and a position.
 
 #include <algorithm>
-#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -11,6 +10,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include <Bases/File.h>
 
@@ -92,7 +92,7 @@ private:
     long long Position() const { return m_opened ? m_position : 0; }
     long long Size() const { return static_cast<long long>(m_opened->size()); }
 
-    // No two of the attempts that Open makes differ here: the file is there or not.
+    // Open's second attempt never succeeds here where its first has failed.
     bool MayOpen(const std::string& path, unsigned int disposition) const {
         if ((disposition & 7) == 0 || (m_access & ReadWrite) == 0)
             return false;

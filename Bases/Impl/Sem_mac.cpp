@@ -7,6 +7,7 @@
 #include <cstddef>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include <fcntl.h>
 #include <pthread.h>
@@ -88,7 +89,7 @@ private:
 
 class VornSemaphore::SemNamed : public SemImpl {
 public:
-    explicit SemNamed(const char* name) : m_hSem(nullptr), m_strName(name) {}
+    explicit SemNamed(std::string_view name) : m_hSem(nullptr), m_strName(name) {}
     ~SemNamed() override { SemNamed::Destroy(); }
     SemNamed(const SemNamed&) = delete;
     SemNamed& operator=(const SemNamed&) = delete;

@@ -76,7 +76,7 @@ public:
     VornSemaphore* GetSemaphore() const;
 
 private:
-    // Not inline: a wait by the monitor takes no longer than to prepare the stack for this.
+    // Out of line, so that a wait that the monitor answers does not pay for this one's stack frame.
     [[gnu::noinline]] bool WaitUnderLock(unsigned int timeoutMs);
     bool ResetLocked() VORN_REQUIRES(m_flagLock);
     bool WaitUnlocked(unsigned int timeoutMs, Locker& lock) VORN_REQUIRES(m_flagLock);

@@ -47,35 +47,19 @@ void ThreadTaskPool::StopThread(unsigned int timeoutMs, int bForce) {
     DropTasks();
 }
 
-// The list nodes that one loop has used: each loop has its own, so that several threads may run it.
-// What is left at the end is kept for further posts, too, unless the queue is locked: that may last
-// as long as the copying of a task, and a stop does not wait for it.
-class ThreadTaskPool::UsedNodes {
-public:
-    explicit UsedNodes(ThreadTaskPool& pool) : m_pool(pool) {}
-
-    ~UsedNodes() {
-        if (!m_pool.m_csTasks.TryLock())
-            return;
-        m_pool.KeepNodes(m_nodes);
-        m_pool.m_csTasks.Unlock();
-    }
-
-    UsedNodes(const UsedNodes&) = delete;
-    UsedNodes& operator=(const UsedNodes&) = delete;
-
-    TaskList& List() { return m_nodes; }
-
-private:
-    ThreadTaskPool& m_pool;
-    TaskList m_nodes;
-};
-
+// The used nodes belong to the loop, so that several threads may run it. At its end they are kept
+// for further posts, too, unless the queue is locked: that may last as long as the copying of a
+// task, and the end of the loop, on which a stop's time limit runs, does not wait for it. A loop
+// that is cancelled leaves the pool alone.
 int ThreadTaskPool::OnThreadEntry() {
-    UsedNodes used(*this);
+    TaskList used;
     while (!IsStopThread(TryOnce)) {
         if (m_evtTasks.Wait(IdlePollMs))
-            RunNextTask(used.List());
+            RunNextTask(used);
+    }
+    if (m_csTasks.TryLock()) {
+        KeepNodes(used);
+        m_csTasks.Unlock();
     }
     return 0;
 }

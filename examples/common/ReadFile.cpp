@@ -71,7 +71,8 @@ std::string ReadAll(int descriptor, unsigned long long known, const UsePiece& us
 }
 
 // What gives just the bytes that a file had a moment ago is that file, so nobody has to ask for its
-// kind and size, which small files would notice. Returns false, at the beginning again, otherwise.
+// kind and size, which small files would notice; only a pipe that takes the file's place just then
+// would lose them. Returns false, at the beginning again, otherwise.
 bool ReadAtOnce(int descriptor, unsigned long long expected, const UsePiece& use) {
     if (expected == 0 || expected >= PieceSize)
         return false;

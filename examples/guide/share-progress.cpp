@@ -37,7 +37,8 @@ static bool ReaderSees(const std::string& name, int value) {
 }
 
 int main() {
-    // No other run has this name, not even one that was killed before it could remove its own.
+    // A run that was killed leaves its name behind. Another seldom has the same identifier; if it
+    // does, nobody can watch it.
     const std::string name = "com.example.progress." + std::to_string(GetProcessId());
     auto* const shm = new Shm; // lives on: after a refusal it must be neither closed nor destroyed
     const bool created =

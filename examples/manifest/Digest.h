@@ -40,7 +40,7 @@ public:
     /// Returns the digest in lower-case hexadecimal digits; an empty text for none.
     std::string Text() const;
 
-    /// Returns it in Base64, which takes two thirds of that.
+    /// Returns the digest in Base64, which is shorter; an empty text for none.
     std::string ShortText() const;
 
     friend bool operator==(const Digest&, const Digest&) = default;

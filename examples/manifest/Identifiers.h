@@ -5,6 +5,8 @@
 #include <array>
 #include <cstddef>
 
+#include <openssl/rand.h>
+
 #include <Bases/Utility.h>
 
 namespace Manifest {
@@ -14,12 +16,18 @@ namespace Manifest {
 /// file. For one thread.
 class Identifiers {
 public:
+    /// Fills in so many random bytes, unless it does not return 1.
+    using Source = int (*)(unsigned char*, int);
+
+    explicit Identifiers(Source source = RAND_bytes) : m_source(source) {}
+
     /// Returns false, with `id` unchanged, when there are no random bytes.
     bool Next(Vorn::Guid& id);
 
 private:
     static constexpr std::size_t Size = sizeof(Vorn::Guid);
 
+    Source m_source;
     std::array<unsigned char, 256 * Size> m_random{};
     std::size_t m_used = sizeof m_random;
 };

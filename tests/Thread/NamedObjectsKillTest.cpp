@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <filesystem>
 #include <regex>
 #include <set>
@@ -63,6 +64,8 @@ protected:
         if (identifier == -1)
             return Nothing;
         void* const bytes = shmat(identifier, nullptr, SHM_RDONLY);
+        if (reinterpret_cast<std::intptr_t>(bytes) == -1)
+            return "unreadable";
         const int first = *static_cast<unsigned char*>(bytes);
         shmdt(bytes);
         return std::to_string(first);

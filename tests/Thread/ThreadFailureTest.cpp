@@ -16,6 +16,7 @@
 #include <Bases/Impl/Sem_mac.h>
 
 #include "Thread/ThreadTest.h"
+#include "support/BlockedThreads.h"
 
 namespace {
 
@@ -68,6 +69,24 @@ TEST_F(ThreadEventFailure, AtTheSuspendEventBlocksEveryFurtherStartThere) {
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
     m_thread.StopThread(WaitForever, 1);
     EXPECT_EQ(SuspendEventFailure, Start(m_thread));
+}
+
+TEST_F(ThreadEventFailure, IsTheSameWhereItsReportIsCancelled) {
+    m_thread.SetThreadHandler(&m_body);
+    PosixThread owner([&] {
+        Platform::pthread_cond_init.At(2).Fail(ENOMEM);
+        Platform::puts.At(1).Do([](const char*) {
+            pthread_cancel(pthread_self());
+            pthread_testcancel();
+            return 0;
+        });
+        m_thread.StartThread(0);
+    });
+    EXPECT_TRUE(owner.Join());
+    TakeCalls(); // which made and joined the owner
+    Platform::puts.Reset();
+    EXPECT_TRUE(m_thread.GetStopThreadEvent()->IsOpened());
+    EXPECT_EQ(StopEventFailure, Start(m_thread));
 }
 
 // Returns whether the start threw because its nth allocation found no memory.

@@ -212,6 +212,30 @@ TEST(TaskPoolStop, ForcedCancelsATaskThatSleeps) {
     EXPECT_EQ(0, copies.alive);
 }
 
+// From a cancellation inside a blocking call on, the thread sanitizer ignores the worker's locks,
+// so that it reports whatever the worker still touches that posts use.
+TEST(TaskPoolStop, ForcedTouchesNothingThatPostsUseMeanwhile) {
+    ManualEvent entered;
+    std::atomic<bool> stopped{false};
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(0));
+    pool.Post(Nothing); // so that the worker has used a list node
+    pool.Post([&] {
+        entered.Set();
+        pool.SleepThread(4000000);
+    });
+    EXPECT_TRUE(entered.Wait(Patience));
+    VornTest::PosixThread poster([&] {
+        while (!stopped)
+            pool.Post(Nothing);
+    });
+    pool.StopThread(0, 1);
+    stopped = true;
+    EXPECT_FALSE(poster.Join());
+    EXPECT_TRUE(pool.StartThread(0));
+    Drain(pool);
+}
+
 TEST(TaskPoolStop, ForcedAtAnyMomentLeavesThePoolUsable) {
     Copies copies;
     ThreadTaskPool pool;

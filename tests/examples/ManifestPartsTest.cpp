@@ -363,6 +363,19 @@ TEST(ManifestIdentifiers, AreRandomOnesOfWhichNoTwoAreEqual) {
     EXPECT_THAT(texts, Each(MatchesRegex("[0-9a-f-]{14}4[0-9a-f]{3}-[89ab][0-9a-f-]{16}")));
 }
 
+TEST(ManifestIdentifiers, StayAsTheyAreWithoutRandomBytes) {
+    static int nFills = 0;
+    Manifest::Identifiers identifiers([](unsigned char* bytes, int size) {
+        std::fill_n(bytes, size, '\xFF');
+        return ++nFills == 2 ? 1 : 0;
+    });
+    Vorn::Guid id;
+    EXPECT_FALSE(identifiers.Next(id));
+    EXPECT_EQ("", id.ToString(Vorn::GuidForm::Full)); // as of one that is all zeros
+    EXPECT_TRUE(identifiers.Next(id));
+    EXPECT_EQ("ffffffff-ffff-4fff-bfff-ffffffffffff", id.ToString(Vorn::GuidForm::Full));
+}
+
 // Concerns: a content that is elsewhere is found there, each once; what has no content is never
 // taken for another.
 

@@ -1,6 +1,8 @@
 # SPDX-License-Identifier: MIT
 """Checks that steady.py notices what it is there to notice."""
 
+import contextlib
+import io
 import unittest
 
 import steady
@@ -38,6 +40,14 @@ class Steady(unittest.TestCase):
 
     def test_takes_no_run_of_nothing_for_a_good_one(self):
         self.assertFalse(steady.run_all([], steady.Surroundings("nothing"), 1))
+
+    def test_refuses_to_run_nothing_and_seeds_that_ctest_has_not(self):
+        def status(*words):
+            with contextlib.redirect_stderr(io.StringIO()), self.assertRaises(SystemExit) as refusal:
+                steady.arguments(["--build", "build/dev", *words])
+            return refusal.exception.code
+        for words in (["--runs", "0"], ["--seed", "0"], ["--seed", "90000"], ["sideways"]):
+            self.assertEqual(2, status(*words), words)
 
     def test_puts_the_tests_of_a_program_together_unless_a_script_starts_it(self):
         def test(*command):

@@ -8,6 +8,7 @@ import argparse
 import json
 import os
 import random
+import shutil
 import re
 import signal
 import subprocess
@@ -22,6 +23,7 @@ from pathlib import Path
 
 SOURCES = Path(__file__).resolve().parent.parent.parent
 SCRATCH = SOURCES / "build/steady"
+SEEDS = range(1, 90000)
 PATIENCE = 1200  # seconds for a program, which may be slow beside others
 OTHER_USER = ["setpriv", "--reuid=65534", "--regid=65534", "--clear-groups", "--"]
 READ_ONLY_HOME = ["unshare", "--mount", "sh", "-c",
@@ -169,7 +171,7 @@ def make_locale(name):
 
 
 @contextmanager
-def load(count):
+def busy_processors(count):
     """Keeps the processors busy."""
     busy = [subprocess.Popen(["sh", "-c", "while :; do :; done"]) for _ in range(count)]
     try:
@@ -240,7 +242,7 @@ class Modes:
     def load(self):
         """The checks of the tree are left out, since they read files, and what is always alike."""
         programs = [job for job in self.jobs if job.is_program and job.name not in ALIKE]
-        with load(self.workers):
+        with busy_processors(self.workers):
             return all([self.run(f"under load, {i + 1} of {self.runs}, order {self.seed + i}",
                                  seed=self.seed + i, jobs=programs) for i in range(self.runs)])
 
@@ -249,22 +251,27 @@ MODES = [name for name, value in vars(Modes).items() if callable(value)
          and name not in ("__init__", "run")]
 
 
-def arguments():
+def arguments(words=None):
     parser = argparse.ArgumentParser(prog="./dev steady", description=__doc__.splitlines()[0])
     parser.add_argument("modes", nargs="*", metavar="MODE", help=f"of {' '.join(MODES)}; none: all")
     parser.add_argument("--runs", type=int, default=5, help="in a row under load (5)")
-    parser.add_argument("--seed", type=int, help="of the random orders, below 90000")
+    parser.add_argument("--seed", type=int, help="of the random orders")
     parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
-    options = parser.parse_args()
+    options = parser.parse_args(words)
     unknown = set(options.modes) - set(MODES)
     if unknown:
         parser.error(f"no such mode: {' '.join(sorted(unknown))}")
+    if options.runs < 1:
+        parser.error("there is no run to look at")
+    if options.seed is not None and options.seed not in SEEDS:
+        parser.error(f"seeds are {SEEDS.start} to {SEEDS.stop - 1}")
     return options
 
 
 def main():
     options = arguments()
-    seed = options.seed or random.randrange(1, 90000)
+    shutil.rmtree(SCRATCH / "failures", ignore_errors=True)
+    seed = options.seed or random.choice(SEEDS)
     listed = subprocess.run(["ctest", "--show-only=json-v1"], cwd=options.build, check=True,
                             capture_output=True, text=True).stdout
     modes = Modes(jobs_of(json.loads(listed)), options.runs, seed)

@@ -51,6 +51,8 @@ bool RunToCall(const Program& program, unsigned long count) {
     int status = 0;
     for (unsigned long stops = 0;;) {
         const pid_t thread = waitpid(-1, &status, __WALL);
+        if (thread == -1)
+            throw std::runtime_error("there is nothing to be traced any more");
         if (thread == program.Pid() && IsEvent(status, PTRACE_EVENT_EXIT)) {
             ptrace(PTRACE_CONT, thread, nullptr, nullptr);
             return false;

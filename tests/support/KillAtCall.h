@@ -10,8 +10,10 @@
 namespace VornTest {
 
 /// A run of a program that is killed when one of its threads is about to make its system call
-/// `count`, the first one being 1, unless the program ends before. OnceItStops leaves it to the
-/// program from where on its calls count: it asks to be traced, and stops itself with SIGSTOP.
+/// `count`, the first one being 1, unless the program ends before. With several threads that is
+/// about that call, since the beginnings and the ends of all calls are counted together.
+/// OnceItStops leaves it to the program from where on its calls count: it asks to be traced, and
+/// stops itself with SIGSTOP.
 class KilledAtCall {
 public:
     enum class CallsCount { FromTheStart, OnceItStops };

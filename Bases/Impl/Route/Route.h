@@ -60,7 +60,7 @@ Route BestRoute();
 /// Lets CurrentRoute() go no higher than this, for tests and benchmarks.
 void LimitRoute(Route limit);
 
-/// Has the best route taken, unless somebody has set a limit meanwhile; returns the one taken.
+/// Takes the best route, unless somebody has set a limit meanwhile; returns the one taken.
 Route TakeBestRoute();
 
 /// The route that is taken, as its number; negative until somebody asks. Relaxed: the value orders

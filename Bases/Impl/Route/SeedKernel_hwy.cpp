@@ -193,7 +193,7 @@ HWY_INLINE void Store(Half left, Half right, unsigned char* bytes) {
 }
 
 constexpr std::ptrdiff_t RoundCount = 16;
-constexpr std::size_t SetCount = 4; // more would not fit in the registers
+constexpr std::size_t SetCount = 4; // more gain nothing
 
 template <std::size_t... I>
 HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...> sets) {

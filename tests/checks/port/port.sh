@@ -7,6 +7,7 @@
 # header there is a seam: Contract.h has a paragraph for it, and it has either one source for all
 # hosts or one for each that cmake/Host.cmake chooses, and for no other.
 set -eu
+export LC_ALL=C # elsewhere [a-z] may have no i
 
 cd "$1"
 wing=Bases/Impl/Port

@@ -7,6 +7,7 @@
 # spaces in, or in the line of the usage as one of several ways to call NAME. The page has a
 # paragraph for each, and the completion a list of words.
 set -eu
+export LC_ALL=C # elsewhere [a-z] may have no i
 
 name=$1
 program=$2
