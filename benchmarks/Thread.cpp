@@ -246,8 +246,9 @@ const WallRow LoadedHandOver("hand-over between threads, loaded", {One()}, {"sem
 
 constexpr std::size_t TasksOnOneThread = 1000;
 
-// A pool whose worker is held at the gate, so that the thread at hand can take its place: it leaves
-// by the exception that the last task throws.
+// A pool whose worker is held at the gate, so that the thread at hand can take its place. It leaves
+// by an exception of a task that the last one posts: by then the loop has come round and given the
+// list nodes of the others back, as a worker does.
 class OwnPool {
 public:
     OwnPool() { m_pool.StartThread(Vorn::ThreadStart::Suspended); }
@@ -255,7 +256,7 @@ public:
     Vorn::ThreadTaskPool& Queue() { return m_pool; }
 
     void Drain() {
-        m_pool.Post([] { throw Drained(); });
+        m_pool.Post([this] { m_pool.Post([] { throw Drained(); }); });
         try {
             m_pool.OnThreadEntry();
         } catch (const Drained&) {

@@ -40,7 +40,7 @@ int main() {
     // A run that was killed leaves its name behind. Another seldom has the same identifier; if it
     // does, nobody can watch it.
     const std::string name = "com.example.progress." + std::to_string(GetProcessId());
-    auto* const shm = new Shm; // lives on: after a refusal it must be neither closed nor destroyed
+    static auto* const shm = new Shm; // after a refusal it must be neither closed nor destroyed
     const bool created =
         shm->Create(sizeof(int), name.c_str(), ShmAccess::ReadWrite, ShmFill::Zero);
     const Mapping mapping(created, *shm);
