@@ -23,7 +23,7 @@ expect() {
     type=$2
     shift 2
     # shellcheck disable=SC2086 # these are several words
-    "$compiler" -fPIC -O2 -D_FORTIFY_SOURCE=3 -fstack-protector-strong $control "$@" \
+    "$compiler" -fPIC -O2 -D_FORTIFY_SOURCE=2 -fstack-protector-strong $control "$@" \
         -Wno-unused-command-line-argument -c -o "$dir/library.o" "$dir/library.cpp"
     "$compiler" -shared -Wl,-z,relro,-z,now "$@" -o "$dir/library.so" "$dir/library.o"
     status=0
