@@ -22,7 +22,6 @@ using Word = std::uint32_t;
 using Words = std::array<Word, 256>;
 
 constexpr unsigned long BlockSize = CryptoSize::SeedBlock;
-constexpr int RoundCount = 16;
 
 // The extended S-box: each entry repeated in all four bytes of a word, masked.
 constexpr Words Extended(const SeedField::Bytes& box, Word mask) {
@@ -92,7 +91,7 @@ inline void Round(Half& changed, const Half& other, const Word* key) {
 template <std::size_t... I>
 inline void CipherTogether(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     Block blocks[] = {Block(bytes + I * BlockSize)...};
-    for (std::ptrdiff_t round = 0; round < RoundCount; round += 2) {
+    for (std::ptrdiff_t round = 0; round < SeedRoundCount; round += 2) {
         (Round(blocks[I].left, blocks[I].right, keys.key + round * keys.step), ...);
         (Round(blocks[I].right, blocks[I].left, keys.key + (round + 1) * keys.step), ...);
     }
@@ -209,7 +208,7 @@ void SeedRoundKey(unsigned int* roundKeys, const unsigned char* key) {
     constexpr Word Golden = 0x9E3779B9; // 2^32 divided by the golden ratio
     Half left{Load(key), Load(key + 4)};
     Half right{Load(key + 8), Load(key + 12)};
-    for (int round = 0; round < RoundCount; ++round) {
+    for (int round = 0; round < SeedRoundCount; ++round) {
         const Word constant = std::rotl(Golden, round);
         *roundKeys++ = G(left.first + right.first - constant);
         *roundKeys++ = G(left.second - right.second + constant);

@@ -11,6 +11,8 @@
 
 namespace Vorn {
 
+inline constexpr std::ptrdiff_t SeedRoundCount = 16;
+
 /// The round keys in the order of their use: round i uses key[i * step] and the word after it. For
 /// deciphering the step is negative.
 struct SeedKeys {

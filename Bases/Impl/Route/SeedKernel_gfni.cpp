@@ -119,12 +119,11 @@ inline void Store(Blocks blocks, unsigned char* bytes) {
 
 constexpr std::size_t BlocksInASet = 16;
 constexpr std::size_t SetSize = BlocksInASet * CryptoSize::SeedBlock;
-constexpr std::ptrdiff_t RoundCount = 16;
 
 template <std::size_t... I>
 inline void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_sequence<I...>) {
     Blocks sets[] = {Load(bytes + I * SetSize)...};
-    for (std::ptrdiff_t round = 0; round < RoundCount; round += 2) {
+    for (std::ptrdiff_t round = 0; round < SeedRoundCount; round += 2) {
         (Round(sets[I].left, sets[I].right, keys.key + round * keys.step), ...);
         (Round(sets[I].right, sets[I].left, keys.key + (round + 1) * keys.step), ...);
     }

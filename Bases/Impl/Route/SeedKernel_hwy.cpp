@@ -1,5 +1,6 @@
 // SPDX-License-Identifier: MIT
-// The kernels of SEED for every instruction set of Highway that has AES.
+// The kernels of SEED for every instruction set of Highway that has AES, except SSE4, on which the
+// tables of the portable code are faster.
 //
 // Blocks are transposed, so that a vector holds the same word of several blocks; the rounds are
 // then those of the portable code with vectors for words. What differs is G: its tables cannot be
@@ -84,7 +85,7 @@ namespace Vorn::HWY_NAMESPACE {
 
 namespace {
 
-#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128
+#if HWY_TARGET != HWY_SCALAR && HWY_TARGET != HWY_EMU128 && HWY_TARGET != HWY_SSE4
 
 namespace hn = hwy::HWY_NAMESPACE;
 
@@ -192,7 +193,6 @@ HWY_INLINE void Store(Half left, Half right, unsigned char* bytes) {
     StoreWords(left.second, bytes + 3 * size);
 }
 
-constexpr std::ptrdiff_t RoundCount = 16;
 constexpr std::size_t SetCount = 4; // more gain nothing
 
 template <std::size_t... I>
@@ -201,7 +201,7 @@ HWY_INLINE void CipherSets(unsigned char* bytes, SeedKeys keys, std::index_seque
     Half left[sizeof...(I)];
     Half right[sizeof...(I)];
     (Load(bytes + I * setSize, left[I], right[I]), ...);
-    for (std::ptrdiff_t round = 0; round < RoundCount; round += 2) {
+    for (std::ptrdiff_t round = 0; round < SeedRoundCount; round += 2) {
         Round(left, right, keys.key + round * keys.step, sets);
         Round(right, left, keys.key + (round + 1) * keys.step, sets);
     }
@@ -232,8 +232,6 @@ namespace Vorn {
 SeedKernel FindSeedKernelOfHighway(Route route) {
     switch (route) {
 #if HWY_ARCH_X86
-    case Route::Sse4:
-        return HWY_CHOOSE_SSE4(Kernel);
     case Route::Avx2:
         return HWY_CHOOSE_AVX2(Kernel);
     case Route::Avx512:
