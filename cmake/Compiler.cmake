@@ -28,8 +28,9 @@ if(VORN_BASES_SANITIZE)
   target_link_options(VornBasesOptions INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
 endif()
 
-# Code that libFuzzer watches; its own main comes with the targets.
-if(VORN_BASES_FUZZ)
+# Code that libFuzzer watches; its own main comes with the targets. What another engine wants is in
+# the environment's flags.
+if(VORN_BASES_FUZZ AND NOT VORN_BASES_FUZZ_ENGINE)
   target_compile_options(VornBasesOptions INTERFACE -fsanitize=fuzzer-no-link)
   target_link_options(VornBasesOptions INTERFACE -fsanitize=fuzzer-no-link)
 endif()
