@@ -10,6 +10,8 @@
 # - static: the same for a static library, whose library directory is an absolute path
 # - build-directory: find_package finds BUILD_DIR itself
 # - sources: the program's project takes in the sources; it gets the library and nothing else
+# - watched: a program under the sanitizers of BUILD_DIR, or else those of addresses and of
+#   undefined behaviour, uses the installed library; no report is suppressed
 set -euo pipefail
 readonly source_dir=$1 build_dir=$2 cxx=$3 way=$4
 readonly consumer=$source_dir/tests/checks/consumer
@@ -159,6 +161,23 @@ check_static() {
     ! grep -q libVorn-Bases <<<"$(ldd "$scratch/size")" || fail "the program needs a shared library"
 }
 
+# The thread sanitizer has to watch the library, too, so only its own build is tried with it.
+check_watched() {
+    local sanitizers flags mistake=read
+    sanitizers=$(sed -n 's/^VORN_BASES_SANITIZE:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
+    [ "$sanitizers" != thread ] || mistake=race
+    cmake --install "$build_dir" --prefix "$prefix" >/dev/null
+    use_pkg_config_below "$prefix"
+    read -ra flags <<<"$(pkg-config --cflags --libs Vorn-Bases)"
+    "$cxx" -std=c++17 -g1 -fsanitize="${sanitizers:-address,undefined}" -fno-sanitize-recover=all \
+        "$consumer/watched.cpp" "${flags[@]}" \
+        -Wl,-rpath,"$(pkg-config --variable=libdir Vorn-Bases)" -o "$scratch/watched"
+    unset ASAN_OPTIONS LSAN_OPTIONS TSAN_OPTIONS UBSAN_OPTIONS
+    "$scratch/watched" || fail "the sanitizer reports what is right, or the program is wrong"
+    ! "$scratch/watched" "$mistake" >"$scratch/report" 2>&1 || fail "the mistake goes unnoticed"
+    grep -q 'SUMMARY: [A-Za-z]*Sanitizer' "$scratch/report" || fail "the program ended otherwise"
+}
+
 check_sources() {
     local project=$scratch/project build=$scratch/project/build
     mkdir "$project"
@@ -196,5 +215,6 @@ installed) check_installed ;;
 static) check_static ;;
 build-directory) check_find_package "$build_dir" ;;
 sources) check_sources ;;
+watched) check_watched ;;
 *) fail "no such way: $way" ;;
 esac
