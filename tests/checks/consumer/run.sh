@@ -151,6 +151,7 @@ check_static() {
         -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR="$prefix/lib" \
         -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev \
         -DCMAKE_CXX_COMPILER_LAUNCHER="sh;$consumer/copy-object.sh;$build_dir"
+    [ -e "$scratch/static/compile_commands.json" ] || fail "editors are not told the flags"
     cmake --build "$scratch/static"
     cmake --install "$scratch/static" >/dev/null
     [ -z "$(find "$prefix" -name '*.so*')" ] || fail "a shared library was installed"
