@@ -13,4 +13,6 @@ mkdir -p "$out"
 VORN_VERSION=$(sed -n 's/^ *VERSION \([0-9.]*\)$/\1/p' CMakeLists.txt)
 VORN_DOCS=$out
 export VORN_VERSION VORN_DOCS
+awk -f docs/reference/failures.awk Bases/*.h >"$out/failures.markdown"
 doxygen docs/reference/Doxyfile
+rm "$out/failures.markdown"
