@@ -7,10 +7,14 @@ import os
 import re
 import shlex
 import subprocess
+import sys
 import threading
 from collections import defaultdict
 from dataclasses import dataclass, field
 from pathlib import Path
+
+sys.path.insert(0, str(Path(__file__).resolve().parent.parent / "support"))
+from suite import jobs_in
 
 QUICK = 0.1  # seconds: tests that take less run before the others
 # What a mutant does stays inside: it sees its own processes only, can write to memory only, has no
@@ -106,27 +110,18 @@ class Build:
             objects.sort(key=lambda o: not o.primary)
 
     def read_programs(self):
-        listed = json.loads(run(["ctest", "--show-only=json-v1"], cwd=self.directory).stdout)
-        series = defaultdict(list)
-        for test in listed["tests"]:
-            command = test["command"] + [""]
-            is_program = command[1].startswith("--gtest_filter=")  # not one that a script starts
-            properties = {p["name"]: p["value"] for p in test["properties"]}
-            if is_program and not properties.get("DISABLED"):
-                environment = tuple(properties.get("ENVIRONMENT", []))
-                series[(command[0], environment, properties["WORKING_DIRECTORY"])].append(
-                    command[1].split("=", 1)[1])
+        jobs = [job for job in jobs_in(self.directory) if job.tests]
         units = {str(o.file) for objects in self.objects.values() for o in objects}
-        links = self.link_commands({path for path, _, _ in series})
-        for (path, environment, directory), tests in series.items():
-            name = Path(path).name
-            if name not in self.programs:
+        links = self.link_commands({job.command[0] for job in jobs})
+        for job in jobs:
+            path = job.command[0]
+            if job.name not in self.programs:
                 link = links[path]
-                self.programs[name] = Program(name, Path(path), link, set(link) & units)
-            program = self.programs[name]
-            variables = dict(e.split("=", 1) for e in environment)
-            program.series.append(Series(program, " ".join(environment), tests, variables,
-                                         directory))
+                self.programs[job.name] = Program(job.name, Path(path), link, set(link) & units)
+            program = self.programs[job.name]
+            name = " ".join("=".join(pair) for pair in job.environment)
+            program.series.append(Series(program, name, list(job.tests), dict(job.environment),
+                                         job.directory))
 
     def link_commands(self, paths):
         paths = {str(Path(p).relative_to(self.directory)): p for p in paths}

@@ -1,23 +1,25 @@
 # SPDX-License-Identifier: MIT
-"""Checks that steady.py notices what it is there to notice."""
+"""Checks that steady.py, and suite.py, notice what they are there to notice."""
 
 import contextlib
 import io
 import unittest
+from pathlib import Path
 
 import steady
+import suite
 
 PASSED = "[ RUN      ] A.Works\n[       OK ] A.Works (1 ms)\n"
 SKIPPED = "[ RUN      ] A.IsLeft\nwhy\n[  SKIPPED ] A.IsLeft (0 ms)\n"
 FAILED = "[ RUN      ] A/B.Fails/0\nno\n[  FAILED  ] A/B.Fails/0, where GetParam() = 3 (2 ms)\n"
 
 
-def job(is_program=True, command=("true",), skipping=-1):
-    return steady.Job("Some", command, (), ".", skipping, is_program)
+def job(tests=("*",), command=("true",), skipping=-1):
+    return suite.Job("Some", command, (), ".", skipping, tests)
 
 
 def verdicts(output, status):
-    counts, failed = steady.verdicts_of(job(), output, status)
+    counts, failed = suite.verdicts_of(job(), output, status)
     return counts["passed"], counts["skipped"], failed
 
 
@@ -35,11 +37,11 @@ class Steady(unittest.TestCase):
         self.assertEqual((1, 0, ["Some: exit status 1"]), verdicts(PASSED, 1))
 
     def test_names_the_check_that_fails(self):
-        self.assertEqual(["Some"], steady.verdicts_of(job(False), "", 1)[1])
-        self.assertEqual([], steady.verdicts_of(job(False, skipping=77), "", 77)[1])
+        self.assertEqual(["Some"], suite.verdicts_of(job(()), "", 1)[1])
+        self.assertEqual([], suite.verdicts_of(job((), skipping=77), "", 77)[1])
 
     def test_takes_no_run_of_nothing_for_a_good_one(self):
-        self.assertFalse(steady.run_all([], steady.Surroundings("nothing"), 1))
+        self.assertFalse(suite.run_all([], suite.Surroundings("nothing"), 1, Path()))
 
     def test_refuses_to_run_nothing_and_seeds_that_ctest_has_not(self):
         def status(*words):
@@ -55,14 +57,14 @@ class Steady(unittest.TestCase):
             return {"name": command[0], "command": command, "properties": properties}
         listed = [test("p/A", "--gtest_filter=A.B"), test("p/A", "--gtest_filter=A.C"),
                   test("sh", "s.sh", "p/A", "--gtest_filter=A.B")]
-        jobs = steady.jobs_of({"tests": listed})
-        self.assertEqual({("p/A", "--gtest_filter=A.B:A.C"), listed[2]["command"]},
-                         {j.command for j in jobs})
+        jobs = suite.jobs_of({"tests": listed})
+        self.assertEqual([[*listed[2]["command"]], ["p/A", "--gtest_filter=A.B:A.C"]],
+                         [j.words() for j in jobs])
 
     def test_sets_the_surroundings(self):
-        shown = job(False, ("sh", "-c", 'echo "$TZ"; exit 3'))
-        there = steady.Surroundings("there", ("env", "-u", "HOME"), (("TZ", "UTC0"),))
-        self.assertEqual(("UTC0\n", 3), steady.run_job(shown, there))
+        shown = job((), ("sh", "-c", 'echo "$TZ"; exit 3'))
+        there = suite.Surroundings("there", ("env", "-u", "HOME"), (("TZ", "UTC0"),))
+        self.assertEqual(("UTC0\n", 3), suite.run_job(shown, there))
 
 
 if __name__ == "__main__":
