@@ -100,7 +100,7 @@ check_other_version() {
 # Whatever tells the version tells the one of the project.
 check_version() {
     local version include library told major minor patch
-    version=$(sed -n 's/^CMAKE_PROJECT_VERSION:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
+    version=$(sed -n 's/^CMAKE_PROJECT_VERSION:[^=]*=//p' "$build_dir/CMakeCache.txt")
     include=$(pkg-config --variable=includedir Vorn-Bases)
     library=$(pkg-config --variable=libdir Vorn-Bases)
     told=$(pkg-config --modversion Vorn-Bases)
@@ -145,7 +145,7 @@ check_installed() {
 # What the option gives is made of the same objects, so they are not compiled again.
 check_static() {
     local type
-    type=$(sed -n 's/^CMAKE_BUILD_TYPE:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
+    type=$(sed -n 's/^CMAKE_BUILD_TYPE:[^=]*=//p' "$build_dir/CMakeCache.txt")
     cmake -S "$source_dir" -B "$scratch/static" -G Ninja -DBUILD_SHARED_LIBS=OFF \
         -DVORN_BASES_TESTS=OFF -DVORN_BASES_EXAMPLES=OFF -DCMAKE_BUILD_TYPE="$type" \
         -DCMAKE_INSTALL_PREFIX="$prefix" -DCMAKE_INSTALL_LIBDIR="$prefix/lib" \

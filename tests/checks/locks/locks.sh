@@ -9,6 +9,7 @@ set -eu
 clang=$1
 root=$2
 shift 2
+export LC_ALL=C # elsewhere [a-z] may have no i
 dir=$(mktemp -d)
 trap 'rm -rf "$dir"' EXIT
 
