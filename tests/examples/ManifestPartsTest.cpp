@@ -30,6 +30,18 @@
 #include "Verify.h"
 #include "Walk.h"
 
+extern "C" int __real_RAND_bytes(unsigned char* bytes, int size);
+
+namespace {
+
+bool g_hasRandomBytes = true;
+
+} // namespace
+
+extern "C" int __wrap_RAND_bytes(unsigned char* bytes, int size) {
+    return g_hasRandomBytes ? __real_RAND_bytes(bytes, size) : 0;
+}
+
 namespace {
 
 using Manifest::Advance;
@@ -195,6 +207,20 @@ TEST_F(ManifestMeasurement, OfAFileThatGrowsMeanwhileIsThatOfOneContent) {
     const std::string content = all.substr(0, entry.bytes);
     EXPECT_EQ(Vorn::CryptoHashMd5::MD5String(content), entry.digest.Text());
     EXPECT_EQ(std::count(content.begin(), content.end(), '\n'), entry.lines);
+}
+
+TEST_F(ManifestMeasurement, WithoutRandomBytesIsAFailureOnlyOfWhatIsToHaveAnIdentifier) {
+    Make("file", "x\n");
+    std::vector<Entry> entries = Find();
+    g_hasRandomBytes = false;
+    Manifest::MeasureFiles(entries, {.detail = Manifest::Detail::Compared}, [](const Advance&) {});
+    for (const Entry& entry : entries)
+        EXPECT_EQ("", *entry.failure) << entry.name;
+    Measure(entries);
+    g_hasRandomBytes = true;
+    ASSERT_EQ(2U, entries.size());
+    for (const Entry& entry : entries)
+        EXPECT_EQ("no identifier could be made", *entry.failure) << entry.name;
 }
 
 TEST_F(ManifestMeasurement, BeginsWithAReportOfTheWhole) {
