@@ -6,47 +6,30 @@
 // starts have an IPC namespace of their own: nobody else's segments can interfere, and the last
 // process to end removes what is left. Elsewhere only the segments count that this process created:
 // once another creator is gone, nothing shows whether it was one of ours.
+#include "support/Segments.h"
+
 #include <algorithm>
-#include <fstream>
-#include <limits>
-#include <string>
 #include <vector>
 
 #include <sched.h>
-#include <sys/types.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 namespace {
 
-struct Segment {
-    std::string key, id, mode, bytes;
-    pid_t maker = -1;
-};
-
-// Without segments that are already removed and only still mapped; their mode has a fourth digit.
-std::vector<Segment> List() {
-    std::ifstream table("/proc/sysvipc/shm");
-    constexpr auto Line = std::numeric_limits<std::streamsize>::max();
-    table.ignore(Line, '\n');
-    std::vector<Segment> segments;
-    for (Segment it; table >> it.key >> it.id >> it.mode >> it.bytes >> it.maker;
-         table.ignore(Line, '\n'))
-        if (it.mode.size() < 4)
-            segments.push_back(it);
-    return segments;
-}
+using VornTest::ListSegments;
+using VornTest::Segment;
 
 class OwnSegments : public testing::Environment {
 public:
     void SetUp() override {
         m_private = unshare(CLONE_NEWIPC) == 0;
-        m_before = List();
+        m_before = ListSegments();
     }
 
     void TearDown() override {
-        for (const Segment& it : List())
+        for (const Segment& it : ListSegments())
             if (IsOwn(it))
                 ADD_FAILURE() << "shared memory was left behind: key " << it.key << ", identifier "
                               << it.id << ", " << it.bytes << " bytes, permissions " << it.mode
@@ -56,7 +39,7 @@ public:
 private:
     bool IsOwn(const Segment& segment) const {
         const auto same = [&segment](const Segment& before) { return before.id == segment.id; };
-        return (m_private || segment.maker == getpid()) &&
+        return !segment.IsRemoved() && (m_private || segment.maker == getpid()) &&
                std::none_of(m_before.begin(), m_before.end(), same);
     }
 

@@ -2,11 +2,11 @@
 // Taking the records of the platform together, and asking the system.
 #include "sweep/Holdings.h"
 
+#include "support/Segments.h"
+
 #include <algorithm>
 #include <filesystem>
-#include <fstream>
 #include <iterator>
-#include <sstream>
 
 #include <unistd.h>
 
@@ -166,18 +166,9 @@ std::ptrdiff_t CountEntries(const char* directory, const std::string& begin) {
 
 // Other processes come and go with segments of their own.
 std::ptrdiff_t CountOwnSegments() {
-    std::ifstream table("/proc/sysvipc/shm");
-    std::string line;
-    std::getline(table, line); // the names of the columns
-    std::ptrdiff_t count = 0;
-    while (std::getline(table, line)) {
-        std::istringstream columns(line);
-        std::string key, identifier, permissions, size;
-        pid_t maker = -1;
-        columns >> key >> identifier >> permissions >> size >> maker;
-        count += maker == getpid() ? 1 : 0;
-    }
-    return count;
+    const std::vector<Segment> all = ListSegments();
+    return std::count_if(all.begin(), all.end(),
+                         [](const Segment& segment) { return segment.maker == getpid(); });
 }
 
 void AddLine(std::ptrdiff_t count, const char* name, std::vector<std::string>& lines) {
