@@ -2,6 +2,7 @@
 # Installs the library, its headers and the files by which find_package(VornBases) and
 # pkg-config Vorn-Bases find them.
 include(CMakePackageConfigHelpers)
+include(cmake/Sbom.cmake)
 
 set(VORN_BASES_CMAKE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/VornBases)
 
@@ -22,7 +23,9 @@ install(DIRECTORY ${PROJECT_SOURCE_DIR}/Bases/ DESTINATION ${CMAKE_INSTALL_INCLU
 install(FILES ${PROJECT_BINARY_DIR}/include/Bases/Version.h
   DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/Bases)
 install(EXPORT VornBasesTargets NAMESPACE Vorn:: DESTINATION ${VORN_BASES_CMAKE_DIR})
+vorn_write_sbom(${PROJECT_BINARY_DIR}/vorn-bases.spdx.json)
 install(FILES ${PROJECT_SOURCE_DIR}/LICENSE ${PROJECT_SOURCE_DIR}/THIRD-PARTY.md
+    ${PROJECT_BINARY_DIR}/vorn-bases.spdx.json
   DESTINATION ${CMAKE_INSTALL_DOCDIR})
 # The build directory is a place where find_package looks, too.
 export(TARGETS VornBases NAMESPACE Vorn:: FILE ${PROJECT_BINARY_DIR}/VornBasesTargets.cmake)

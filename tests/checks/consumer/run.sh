@@ -121,6 +121,34 @@ PROGRAM
         fail "CHANGELOG.md begins with another version"
 }
 
+# The bill of materials is JSON, and names a version and terms for each part.
+check_bill() {
+    local bill part version
+    bill=$(find "$prefix" -name vorn-bases.spdx.json)
+    [ -n "$bill" ] || fail "no bill of materials was installed"
+    version=$(pkg-config --modversion Vorn-Bases)
+    cat >"$scratch/bill.cmake" <<'SCRIPT'
+file(READ ${BILL} bill)
+string(JSON count LENGTH "${bill}" packages)
+math(EXPR last "${count} - 1")
+foreach(i RANGE ${last})
+  string(JSON name GET "${bill}" packages ${i} name)
+  string(JSON version GET "${bill}" packages ${i} versionInfo)
+  string(JSON terms GET "${bill}" packages ${i} licenseDeclared)
+  string(JSON id GET "${bill}" packages ${i} SPDXID)
+  string(JSON related GET "${bill}" relationships ${i} relatedSpdxElement)
+  if(NOT version MATCHES "^[0-9]+[.][0-9]+[.][0-9]+$" OR NOT terms OR NOT id STREQUAL related)
+    message(FATAL_ERROR "incomplete: ${name}")
+  endif()
+  message(STATUS "${name} ${version}")
+endforeach()
+SCRIPT
+    cmake -DBILL="$bill" -P "$scratch/bill.cmake" >"$scratch/parts" || fail "the bill is wrong"
+    for part in "VornBases $version" "libxml2 $(pkg-config --modversion libxml-2.0)" Boost; do
+        grep -q -e "-- $part" "$scratch/parts" || fail "the bill does not name $part"
+    done
+}
+
 check_installed() {
     local edition
     diff <(readme_block cpp) "$consumer/main.cpp" || fail "README.md shows another program"
@@ -134,6 +162,7 @@ check_installed() {
     check_other_version "$prefix"
     use_pkg_config_below "$prefix"
     check_version
+    check_bill
     check_readme
     for edition in c++17 c++20 c++2b; do
         check_pkg_config "$edition"
