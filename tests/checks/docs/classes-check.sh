@@ -16,7 +16,7 @@ expect() {
     status=0
     [ -z "$output" ] || status=1
     shift
-    printf '%s\n' '`Elsewhere`' '| Kind | Classes |' '|---|---|' "$@" '' '`Elsewhere`' \
+    printf '%s\n' '`Elsewhere`' '| Threads | Classes |' '|---|---|' "$@" '' '`Elsewhere`' \
         >"$dir/docs/guide.md"
     actual_status=0
     actual=$(sh "$check" "$dir") || actual_status=$?

@@ -8,7 +8,7 @@ set -eu
 cd "$1"
 awk '
     FILENAME ~ /guide\.md$/ {
-        if ($0 ~ /^\| Kind \| Classes \|$/)
+        if ($0 ~ /^\| Threads \| Classes \|$/)
             inside = 1
         else if ($0 !~ /^\|/)
             inside = 0
