@@ -42,6 +42,10 @@ def arguments():
     parser.add_argument("--seed", type=int, help="which sample")
     parser.add_argument("--minutes", type=float, help="at most (20; with --all without end)")
     parser.add_argument("--only", metavar="TEXT", help="only mutants with the text in their line")
+    parser.add_argument("--own", action="store_true",
+                        help="ask the unit's own tests only, so that more seem to survive")
+    parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)), metavar="N",
+                        help="how many at a time (one for each processor)")
     parser.add_argument("--list", action="store_true", help="tell the mutants, try none")
     parser.add_argument("--build", type=Path, required=True, help=argparse.SUPPRESS)
     return parser.parse_args()
@@ -74,9 +78,9 @@ class Judge:
             return "does not compile", ""
         if changed.read_bytes() == self.original(first, source):
             return "equal object", ""
-        killer = self.ask(self.build, mutant, source, directory, only_own)
+        killer = self.ask(self.build, mutant, source, directory, only_own, {first.file: changed})
         if killer is None and mutant.kind == "lock":
-            killer = self.ask(self.sanitized(mutant.unit), mutant, source, directory, only_own=True)
+            killer = self.ask(self.sanitized(mutant.unit), mutant, source, directory, True, {})
         return ("survived", "") if killer is None else ("killed", killer)
 
     def original(self, obj, source):
@@ -93,15 +97,18 @@ class Judge:
                 (path / "digest").write_text(digest)
             return kept.read_bytes()
 
-    def ask(self, build, mutant, source, directory, only_own=False):
-        """Runs the unit's own tests, then all others; the quick ones first. Stops at a failure."""
-        objects = build.objects[mutant.unit]
-        pairs = [(p, o) for o in objects for p in build.programs.values()
+    def stages(self, build, unit, only_own):
+        """The unit's own programs, then all others that reach it, each with the object it takes."""
+        pairs = [(p, o) for o in build.objects[unit] for p in build.programs.values()
                  if str(o.file) in build.reached(p)]
-        own = [pair for pair in pairs if self.is_own(pair[0], mutant.unit)]
-        compiled, linked = {}, {}
-        stages = [own] if only_own else [own, [pair for pair in pairs if pair not in own]]
-        for stage in stages:
+        own = [pair for pair in pairs if self.is_own(pair[0], unit)]
+        return [own] if only_own else [own, [pair for pair in pairs if pair not in own]]
+
+    def ask(self, build, mutant, source, directory, only_own, compiled):
+        """Runs the tests that can notice, the quick ones first. Stops at a failure. Objects of the
+        mutant that are there already are given."""
+        linked = {}
+        for stage in self.stages(build, mutant.unit, only_own):
             series = [(s, o) for p, o in stage for s in self.prepared(build, p)]
             series.sort(key=lambda so: (so[0].name.endswith("slow"), so[0].seconds))
             for one, obj in series:
@@ -114,7 +121,7 @@ class Judge:
                     linked[name] = directory / name
                     if not build.link(one.program, obj, compiled[obj.file], linked[name]):
                         return f"{name} does not link"
-                failed = run_series(linked[name], one, 10 + 10 * one.seconds)
+                failed = run_series(linked[name], one)
                 if failed:
                     return f"{name}: {failed}"
             for path in linked.values():
@@ -198,29 +205,34 @@ def all_mutants(build, units, scratch):
 
 class Record:
     """The verdicts, so that a run with --all goes on where others ended. One holds as long as the
-    unit and, for a killed mutant, what its killer is made of are the same."""
+    unit and what its judges are made of are the same: the killer's tests, or all those that the
+    mutant survived."""
 
-    def __init__(self, path, build):
-        self.path, self.build = path, build
+    def __init__(self, path, judge, only_own):
+        self.path, self.judge, self.build, self.only_own = path, judge, judge.build, only_own
         self.known, self.lock = {}, threading.Lock()
         for line in path.read_text().splitlines() if path.exists() else []:
             key, *verdict = json.loads(line)
             self.known[tuple(key)] = verdict
 
-    def killer_digest(self, killer):
-        name = re.match(r"[A-Za-z0-9]*", killer)[0]
-        return self.build.program_digest(name) if name in self.build.programs else ""
+    def judges(self, mutant, outcome, killer):
+        names = re.findall("^[A-Za-z0-9]+", killer)
+        if outcome == "survived":
+            stages = self.judge.stages(self.build, mutant.unit, self.only_own)
+            names = sorted({program.name for stage in stages for program, _ in stage})
+        digests = [self.build.program_digest(n) for n in names if n in self.build.programs]
+        return hashlib.sha1(" ".join(digests).encode()).hexdigest()
 
     def verdict(self, mutant):
-        """The outcome and the killer; null: to be tried. Survivors are, since they may be no more."""
-        outcome, killer, unit, judges = self.known.get(mutant.key(), ("survived", "", "", ""))
-        if outcome == "survived" or unit != self.build.unit_digest(mutant.unit):
+        """The outcome and the killer; null: to be tried."""
+        outcome, killer, unit, judges = self.known.get(mutant.key(), ("", "", "", ""))
+        if unit != self.build.unit_digest(mutant.unit):
             return None
-        return (outcome, killer) if judges == self.killer_digest(killer) else None
+        return (outcome, killer) if judges == self.judges(mutant, outcome, killer) else None
 
     def note(self, mutant, outcome, killer):
         line = json.dumps([mutant.key(), outcome, killer, self.build.unit_digest(mutant.unit),
-                           self.killer_digest(killer)])
+                           self.judges(mutant, outcome, killer)])
         with self.lock, self.path.open("a") as file:
             file.write(line + "\n")
 
@@ -260,29 +272,27 @@ def choose_units(build, files):
     return sorted(names or build.objects)
 
 
-def try_all(judge, mutants, deadline, record):
-    """Tries one mutant after the other, on all processors, until the time is over."""
-    results, left, numbers = {}, iter(mutants), iter(range(len(mutants) + os.cpu_count()))
-    lock = threading.Lock()
+def try_all(judge, mutants, deadline, record, jobs):
+    """Tries one mutant after the other, several at a time, until the time is over."""
+    results, left, lock = {}, iter(mutants), threading.Lock()
 
-    def work():
-        directory = judge.scratch / f"worker{next(numbers)}"
+    def work(number):
+        directory = judge.scratch / f"worker{number}"
         while time.monotonic() < deadline:
             with lock:
                 mutant = next(left, None)
             if mutant is None:
                 return
             source = judge.build.objects[mutant.unit][0].source.read_bytes()
-            outcome = judge.try_mutant(mutant, source, directory)
+            outcome = judge.try_mutant(mutant, source, directory, record.only_own)
             record.note(mutant, *outcome)
             with lock:
                 results[mutant] = outcome
                 if outcome[0] == "survived":
                     say(f"{len(results)}: survived: {mutant.unit}:{mutant.line}: {mutant.change}")
 
-    with ThreadPoolExecutor(os.cpu_count()) as pool:
-        for done in [pool.submit(work) for _ in range(os.cpu_count())]:
-            done.result()
+    with ThreadPoolExecutor(jobs) as pool:
+        list(pool.map(work, range(jobs)))
     return results
 
 
@@ -313,7 +323,7 @@ def main():
         return 1
     seed = random.randrange(10**6) if options.seed is None else options.seed
     random.Random(seed).shuffle(mutants)
-    record = Record(scratch / "verdicts.jsonl", build)
+    record = Record(scratch / "verdicts.jsonl", judge, options.own)
     say(f"{len(mutants)} mutants; seed {seed}")
     known = {}
     if options.all:
@@ -321,7 +331,8 @@ def main():
         say(f"{len(known)} of them known")
     minutes = options.minutes or (float("inf") if options.all else 20)
     deadline = time.monotonic() + 60 * minutes
-    results = known | try_all(judge, [m for m in mutants if m not in known], deadline, record)
+    unknown = [m for m in mutants if m not in known]
+    results = known | try_all(judge, unknown, deadline, record, options.jobs)
     good = report(results, listed)
     say(f"{len(results)} of {len(mutants)} mutants tried; again with --seed {seed}")
     if not results:
