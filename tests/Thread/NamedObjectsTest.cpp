@@ -286,6 +286,10 @@ TEST_F(NamedSemaphore, LimitedWaitTriesAndYieldsUntilTheClockItselfShowsItsTime)
         return 0;
     });
     EXPECT_TRUE(sem.Wait(1500));
+
+    clock = {{4000, 1000}, {4000, 999}};
+    EXPECT_FALSE(sem.Wait(4000001));
+    EXPECT_THAT(clock, testing::IsEmpty());
 }
 
 TEST_F(NamedMutex, CountsWhatAnotherProcessAnnouncesAlsoWhileALockFails) {
