@@ -43,7 +43,7 @@ def arguments():
     parser.add_argument("--minutes", type=float, help="at most (20; with --all without end)")
     parser.add_argument("--only", metavar="TEXT", help="only mutants with the text in their line")
     parser.add_argument("--own", action="store_true",
-                        help="ask the unit's own tests only, so that more seem to survive")
+                        help="ask the unit's own tests only and no sanitizer: more survive")
     parser.add_argument("--jobs", type=int, default=len(os.sched_getaffinity(0)), metavar="N",
                         help="how many at a time (one for each processor)")
     parser.add_argument("--list", action="store_true", help="tell the mutants, try none")
@@ -79,7 +79,7 @@ class Judge:
         if changed.read_bytes() == self.original(first, source):
             return "equal object", ""
         killer = self.ask(self.build, mutant, source, directory, only_own, {first.file: changed})
-        if killer is None and mutant.kind == "lock":
+        if killer is None and mutant.kind == "lock" and not only_own:
             killer = self.ask(self.sanitized(mutant.unit), mutant, source, directory, True, {})
         return ("survived", "") if killer is None else ("killed", killer)
 
@@ -169,7 +169,7 @@ class Judge:
                         cwd=SOURCES).returncode == 0
                 if not done:
                     raise SystemExit("the preset tsan does not build")
-                self.sanitizers[unit] = Build(SOURCES, directory, self.scratch / "tsan", False)
+                self.sanitizers[unit] = Build(SOURCES, directory, self.scratch / "tsan", True)
             return self.sanitizers[unit]
 
 
@@ -300,7 +300,7 @@ def main():
     options = arguments()
     scratch = SOURCES / "build/mutate"
     scratch.mkdir(parents=True, exist_ok=True)
-    build = Build(SOURCES, options.build.resolve(), scratch, True)
+    build = Build(SOURCES, options.build.resolve(), scratch)
     judge = Judge(build, scratch)
     units = choose_units(build, options.files)
     by_unit = all_mutants(build, units, scratch)

@@ -82,11 +82,12 @@ def finish(command, seconds, **options):
 
 
 class Build:
-    """A configured and built preset."""
+    """A configured and built preset. If it is partial, only some programs are built; it is used as
+    it is, without optimisation of ours."""
 
-    def __init__(self, sources, directory, scratch, optimise):
+    def __init__(self, sources, directory, scratch, partial=False):
         self.sources, self.directory, self.scratch = sources, directory, scratch
-        self.optimise = optimise
+        self.partial = partial
         self.lock = threading.Lock()
         self.reaching = threading.Lock()
         self.stripped, self.known_symbols, self.known_reached = {}, {}, {}
@@ -106,7 +107,7 @@ class Build:
             output = command[command.index("-o") + 1]
             plain = [a for a in command[:command.index("-o")] if a not in ("-g", "-g1", "-Werror")]
             primary = "VornBasesObjects" in output
-            if self.optimise and "-O1" not in plain:
+            if not self.partial and "-O1" not in plain:
                 plain.append("-O2")
             self.objects[str(source.relative_to(self.sources))].append(
                 Object(Path(output), source, plain + ["-w"], primary))
@@ -114,7 +115,7 @@ class Build:
             objects.sort(key=lambda o: not o.primary)
 
     def read_programs(self):
-        jobs = [job for job in jobs_in(self.directory) if job.tests]
+        jobs = [job for job in jobs_in(self.directory, self.partial) if job.tests]
         units = {str(o.file) for objects in self.objects.values() for o in objects}
         links = self.link_commands({job.command[0] for job in jobs})
         for job in jobs:

@@ -61,6 +61,11 @@ class Steady(unittest.TestCase):
         self.assertEqual([[*listed[2]["command"]], ["p/A", "--gtest_filter=A.B:A.C"]],
                          [j.words() for j in jobs])
 
+    def test_leaves_out_what_is_not_built_only_if_the_build_may_be_partial(self):
+        listed = {"tests": [{"name": "A_NOT_BUILT", "properties": []}]}
+        self.assertEqual([], suite.jobs_of(listed, partial=True))
+        self.assertRaises(KeyError, suite.jobs_of, listed)
+
     def test_sets_the_surroundings(self):
         shown = job((), ("sh", "-c", 'echo "$TZ"; exit 3'))
         there = suite.Surroundings("there", ("env", "-u", "HOME"), (("TZ", "UTC0"),))

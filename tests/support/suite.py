@@ -49,12 +49,13 @@ def environment_of(properties):
     return tuple(sorted(environment.items()))
 
 
-def jobs_of(listed):
-    """What ctest lists, with the tests of a program together."""
+def jobs_of(listed, partial=False):
+    """What ctest lists, with the tests of a program together. Programs that are not built are left
+    out if the build may be partial, and otherwise an error."""
     jobs, tests = [], defaultdict(list)
     for test in listed["tests"]:
         properties = {p["name"]: p["value"] for p in test["properties"]}
-        if properties.get("DISABLED"):
+        if properties.get("DISABLED") or (partial and "command" not in test):
             continue
         command, rest = test["command"], (environment_of(properties),
                                           properties["WORKING_DIRECTORY"],
@@ -68,10 +69,10 @@ def jobs_of(listed):
     return jobs
 
 
-def jobs_in(build):
+def jobs_in(build, partial=False):
     listed = subprocess.run(["ctest", "--show-only=json-v1"], cwd=build, check=True,
                             capture_output=True, text=True).stdout
-    return jobs_of(json.loads(listed))
+    return jobs_of(json.loads(listed), partial)
 
 
 # --- One job -------------------------------------------------------------------------------------
