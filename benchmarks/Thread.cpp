@@ -8,6 +8,7 @@
 #include <thread>
 #include <vector>
 
+#include <sched.h>
 #include <semaphore.h>
 
 #include <boost/asio/io_context.hpp>
@@ -174,11 +175,37 @@ private:
     sem_t m_sem;
 };
 
+// Keeps a thread on one of the processors that the program may run on.
+class OnProcessor {
+public:
+    explicit OnProcessor(unsigned int index) {
+        sched_getaffinity(0, sizeof m_before, &m_before);
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        unsigned int seen = 0;
+        for (std::size_t i = 0; i < CPU_SETSIZE; ++i)
+            if (CPU_ISSET(i, &m_before) && seen++ == index)
+                CPU_SET(i, &one);
+        sched_setaffinity(0, sizeof one, &one); // refused, and without effect, where there is none
+    }
+    ~OnProcessor() { sched_setaffinity(0, sizeof m_before, &m_before); }
+    OnProcessor(const OnProcessor&) = delete;
+    OnProcessor& operator=(const OnProcessor&) = delete;
+
+private:
+    cpu_set_t m_before{};
+};
+
 // A partner thread that answers every signal with one.
 template <typename Signal>
 class PingPong {
 public:
     PingPong() : m_partner([this] { Answer(); }) {}
+    explicit PingPong(unsigned int processor)
+        : m_partner([this, processor] {
+              const OnProcessor its(processor);
+              Answer();
+          }) {}
     ~PingPong() {
         m_isOver = true;
         m_ping.Post();
@@ -236,7 +263,14 @@ void HandOver(Run& run) {
     run.Peer([&] { return theirs.RoundTrip(); });
 }
 
-const WallRow QuietHandOver("hand-over between threads", {One()}, {"sem_t"}, HandOver);
+const WallRow FreeHandOver("hand-over between threads", {One()}, {"sem_t"}, HandOver);
+const WallRow BoundHandOver("hand-over between processors", {One()}, {"sem_t"}, [](Run& run) {
+    PingPong<OurSignal> ours(1);
+    PingPong<TheirSignal> theirs(1);
+    const OnProcessor first(0);
+    run.Ours([&] { return ours.RoundTrip(); });
+    run.Peer([&] { return theirs.RoundTrip(); });
+});
 const WallRow LoadedHandOver("hand-over between threads, loaded", {One()}, {"sem_t"}, [](Run& run) {
     const Load load;
     HandOver(run);

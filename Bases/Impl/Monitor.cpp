@@ -3,11 +3,13 @@
 
 #include <Bases/Impl/Monitor.h>
 
+#include <chrono>
 #include <ctime>
 #include <limits>
 
 #include <pthread.h>
 
+#include <Bases/Impl/Port/Processors.h>
 #include <Bases/Thread.h>
 
 namespace Vorn {
@@ -57,6 +59,40 @@ constexpr bool IsForWaiters(Word word, Word flag) {
 // up.
 constexpr Word Posted(Word word, Word flag) {
     return (word & flag) != 0 ? word : (word & SetBit) | flag | FreeBit;
+}
+
+// Tells the processor that this thread waits for another, which may share its core.
+void Pause() {
+#if defined(__x86_64__)
+    __builtin_ia32_pause();
+#elif defined(__aarch64__)
+    __asm__ volatile("yield");
+#endif
+}
+
+std::chrono::nanoseconds Now() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
+}
+
+// To sleep and to be woken again takes about as long.
+constexpr std::chrono::microseconds LongestSpin(20);
+
+// Returns false when there is nothing to pass by until the longest spin is over. The looks are
+// counted in case the clock stands still.
+bool SpinUntilPassable(const std::atomic<Word>& word, Monitor::Kind kind) {
+    constexpr int LooksPerClock = 32;
+    constexpr int MostLooks = 64 * LooksPerClock;
+    const std::chrono::nanoseconds end = Now() + LongestSpin;
+    for (int look = 1; look <= MostLooks; ++look) {
+        if (IsPassable(word.load(std::memory_order_relaxed), kind))
+            return true;
+        if (look % LooksPerClock == 0 && Now() >= end)
+            return false;
+        Pause();
+    }
+    return false;
 }
 
 timespec DeadlineIn(unsigned int ms) {
@@ -155,7 +191,7 @@ bool Monitor::Wait(unsigned int timeoutMs, Kind kind) {
     if (timeoutMs == TryOnce)
         return Attempt(kind, Counted);
     pthread_testcancel(); // a wait that may block is a cancellation point even if it does not
-    return Attempt(kind, Unchanged) || Block(timeoutMs, kind);
+    return Attempt(kind, Unchanged) || LookOn(kind) || Block(timeoutMs, kind);
 }
 
 void Monitor::Post() { Post(0); }
@@ -214,6 +250,17 @@ bool Monitor::PostToWaiters(Word flag) {
     // A raised flag is there for whoever comes when a chosen thread is cancelled.
     ChooseWaiters(flag != 0);
     return true;
+}
+
+bool Monitor::LookOn(Kind kind) {
+    if (!HasSeveralProcessors() || !m_guess.ShouldSpin())
+        return false;
+    const bool passes = SpinUntilPassable(m_word, kind) && Attempt(kind, Unchanged);
+    if (passes)
+        m_guess.Paid();
+    else
+        m_guess.WasInVain();
+    return passes;
 }
 
 bool Monitor::Block(unsigned int timeoutMs, Kind kind) {

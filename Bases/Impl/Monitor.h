@@ -10,6 +10,7 @@
 
 #include <Bases/Impl/Lock.h>
 #include <Bases/Impl/Port/KernelSem.h>
+#include <Bases/Impl/SpinGuess.h>
 
 namespace Vorn {
 
@@ -25,6 +26,10 @@ namespace Vorn {
 /// - A post that sees waiters takes the lock and looks again. With the lock held it replaces the
 ///   word and releases all of them, at once and for good. When each of them runs is up to the
 ///   scheduler; neither a reset nor a time-out in between changes anything for it.
+///
+/// Before a thread blocks, it looks on for a few microseconds if that has paid lately: what comes
+/// meanwhile costs neither thread a call of the kernel. It has not joined the waiters yet, so that
+/// this is as if it had come a little later.
 ///
 /// A thread may destroy the object when its wait has returned. So a post does nothing more after
 /// the step that lets threads pass, or after its unlock: threads that it has released need the lock
@@ -72,12 +77,14 @@ private:
     bool Replace(Word& word, Word next);
     void Post(Word flag);
     bool PostToWaiters(Word flag);
+    bool LookOn(Kind kind);
     bool Block(unsigned int timeoutMs, Kind kind);
     KernelWait Sleep(const Waiter& waiter, const timespec* pDeadline) VORN_REQUIRES(m_lock);
     void ChooseWaiters(bool served) VORN_REQUIRES(m_lock);
     void PassOn() VORN_REQUIRES(m_lock);
 
     std::atomic<Word> m_word{0};
+    SpinGuess m_guess;
     Lock m_lock;
     KernelSem m_sem;
     Waiter* m_pWaiting VORN_GUARDED_BY(m_lock) = nullptr; // one of the ring of those not released

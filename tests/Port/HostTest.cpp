@@ -5,6 +5,7 @@
 #include <Bases/Impl/Port/CpuFeatures.h>
 #include <Bases/Impl/Port/FileCopy.h>
 #include <Bases/Impl/Port/FileTimes.h>
+#include <Bases/Impl/Port/Processors.h>
 #include <Bases/Impl/Port/ProgramDir.h>
 #include <Bases/Impl/Port/RandomSource.h>
 #include <Bases/Impl/Port/ThreadIdentity.h>
@@ -19,6 +20,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -48,6 +50,12 @@ TEST(FileCopy, AdvancesBothPositionsByWhatItCopies) {
               VornTest::TextOf(dir.File("to")));
     close(from);
     close(to);
+}
+
+TEST(Processors, AreSeveralWhereThisProcessMayRunOnSeveral) {
+    cpu_set_t allowed;
+    ASSERT_EQ(0, sched_getaffinity(0, sizeof allowed, &allowed));
+    EXPECT_EQ(CPU_COUNT(&allowed) > 1, Vorn::HasSeveralProcessors());
 }
 
 TEST(FileTimes, AreThoseOfTheStatus) {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 // The platform as the units and scenarios see it: threads, locks, condition variables,
 // cancellation, named semaphores and time. Outside of schedules everything goes to the real one.
+#include <Bases/Impl/Port/Processors.h>
+
 #include <array>
 #include <cerrno>
 #include <cstdarg>
@@ -465,3 +467,6 @@ int PlaySemGetValue(sem_t* semaphore, int* count) {
 }
 
 } // extern "C"
+
+// One, so that no thread looks on before it blocks: that would only double the schedules.
+bool Vorn::HasSeveralProcessors() { return false; }

@@ -86,6 +86,11 @@
 //   Owed     A name that the host's iconv knows; the text may change with the locale.
 //   Differs  The text. A host whose iconv knows "char" returns that.
 //
+// Processors: whether this process may run on several
+//
+//   Owed     An answer that costs nothing, of the time when the library is loaded.
+//   Not owed The truth later on, or for one thread: it only helps to guess whether others run too.
+//
 // ThreadIdentity: the number of a thread
 //
 //   Owed     A number that no other thread of the process has while this one has not been joined.

@@ -1,0 +1,163 @@
+// SPDX-License-Identifier: MIT
+// Looking on for a moment before a thread blocks.
+#include <Bases/Thread.h>
+
+#include <cerrno>
+#include <ctime>
+#include <filesystem>
+#include <string>
+
+#include <gtest/gtest.h>
+#include <sched.h>
+
+#include <Bases/Impl/Port/Processors.h>
+
+#include "fault/Platform.h"
+#include "support/Program.h"
+
+// Concerns: what comes within the spin is taken without sleeping; the spin ends by the clock, and
+// also when that stands still; spins in vain become rare, and frequent again when they pay; there
+// is none on one processor, nor where the caller does not want to wait. Plan: the clock is
+// scripted, and tells by being read that a thread looks on; nobody sleeps.
+
+namespace {
+
+namespace Platform = VornTest::Platform;
+
+class Spin : public testing::Test {
+protected:
+    void SetUp() override {
+        m_event.Create(Vorn::EventKind::AutoReset, Vorn::EventState::NotSet, nullptr);
+        Platform::clock_gettime.Do([this](clockid_t, timespec* now) {
+            if (++m_nRead == m_nSetAt)
+                m_event.Set();
+            *now = {1000 + m_ns / 1000000000, m_ns % 1000000000};
+            m_ns += m_nsStep;
+            return 0;
+        });
+        Platform::pthread_cond_timedwait.Answer(ETIMEDOUT);
+    }
+
+    // How often the clock is read by a wait in vain; once is for its deadline.
+    int ReadingsOfAWait() {
+        m_nRead = 0;
+        EXPECT_FALSE(m_event.Wait(1));
+        return m_nRead;
+    }
+
+    int WaitsUntilTheNextSpin() {
+        int waits = 0;
+        while (ReadingsOfAWait() == 1)
+            ++waits;
+        return waits;
+    }
+
+    void SpinUntilSet() {
+        m_nRead = 0;
+        m_nSetAt = 2;
+        EXPECT_TRUE(m_event.Wait(1));
+        m_nSetAt = 0;
+    }
+
+    Vorn::Event m_event;
+    long m_ns = 0;
+    long m_nsStep = 10000;
+    int m_nRead = 0;
+    int m_nSetAt = 0;
+};
+
+class SpinOnSeveralProcessors : public Spin {
+protected:
+    void SetUp() override {
+        if (!Vorn::HasSeveralProcessors())
+            GTEST_SKIP() << "this process may run on one processor only";
+        Spin::SetUp();
+    }
+};
+
+TEST_F(SpinOnSeveralProcessors, TakesWhatComesMeanwhileWithoutSleeping) {
+    SpinUntilSet();
+    EXPECT_EQ(2, m_nRead);
+    EXPECT_EQ(0U, Platform::pthread_cond_timedwait.Scripted());
+    EXPECT_FALSE(m_event.Wait(0)) << "the wait has not reset the event";
+}
+
+TEST_F(SpinOnSeveralProcessors, EndsAfterTwentyMicroseconds) {
+    m_nsStep = 20000;
+    EXPECT_EQ(2 + 1, ReadingsOfAWait());
+    m_nsStep = 19999;
+    EXPECT_EQ(1, WaitsUntilTheNextSpin());
+    EXPECT_EQ(3 + 1, m_nRead);
+}
+
+TEST_F(SpinOnSeveralProcessors, EndsThoughTheClockStandsStill) {
+    m_nsStep = 0;
+    EXPECT_LT(2, ReadingsOfAWait());
+}
+
+TEST_F(SpinOnSeveralProcessors, IsHalfAsFrequentAfterEachInVain) {
+    EXPECT_EQ(0, WaitsUntilTheNextSpin());
+    for (const int expected : {1, 2, 4, 8, 16, 32, 64, 128, 256, 256, 256})
+        EXPECT_EQ(expected, WaitsUntilTheNextSpin());
+}
+
+TEST_F(SpinOnSeveralProcessors, IsTwiceAsFrequentAfterEachThatPaid) {
+    for (int i = 0; i < 4; ++i) // the next one in vain would make 16 waits block
+        WaitsUntilTheNextSpin();
+    for (int i = 0; i < 8; ++i)
+        ASSERT_EQ(1, ReadingsOfAWait());
+    SpinUntilSet();
+    SpinUntilSet();
+    EXPECT_EQ(0, WaitsUntilTheNextSpin());
+    EXPECT_EQ(4, WaitsUntilTheNextSpin());
+    for (int i = 0; i < 8; ++i)
+        ASSERT_EQ(1, ReadingsOfAWait());
+    for (int i = 0; i < 10; ++i)
+        SpinUntilSet();
+    EXPECT_EQ(0, WaitsUntilTheNextSpin());
+    EXPECT_EQ(1, WaitsUntilTheNextSpin()) << "one wait blocks after a spin in vain at the least";
+}
+
+TEST_F(Spin, IsNotForAWaitThatOnlyTries) {
+    EXPECT_FALSE(m_event.Wait(0));
+    EXPECT_EQ(0, m_nRead);
+}
+
+cpu_set_t AllowedProcessors() {
+    cpu_set_t allowed;
+    EXPECT_EQ(0, sched_getaffinity(0, sizeof allowed, &allowed));
+    return allowed;
+}
+
+// A program that this thread starts meanwhile has one processor.
+class BoundToOneProcessor {
+public:
+    BoundToOneProcessor() {
+        cpu_set_t one;
+        CPU_ZERO(&one);
+        CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
+        EXPECT_EQ(0, sched_setaffinity(0, sizeof one, &one));
+    }
+    ~BoundToOneProcessor() { sched_setaffinity(0, sizeof m_before, &m_before); }
+    BoundToOneProcessor(const BoundToOneProcessor&) = delete;
+    BoundToOneProcessor& operator=(const BoundToOneProcessor&) = delete;
+
+private:
+    const cpu_set_t m_before = AllowedProcessors();
+};
+
+TEST_F(Spin, IsLeftOutWhereThereIsOneProcessor) {
+    const cpu_set_t allowed = AllowedProcessors();
+    if (CPU_COUNT(&allowed) == 1) {
+        EXPECT_EQ(1, ReadingsOfAWait());
+        return;
+    }
+    const BoundToOneProcessor bound;
+    const VornTest::Outcome outcome =
+        VornTest::RunProgram({std::filesystem::read_symlink("/proc/self/exe"),
+                              "--gtest_filter=Spin.IsLeftOutWhereThereIsOneProcessor"});
+    EXPECT_EQ(0, outcome.status) << outcome.out;
+    EXPECT_NE(std::string::npos, outcome.out.find("[  PASSED  ] 1 test.")) << outcome.out;
+}
+
+} // namespace
