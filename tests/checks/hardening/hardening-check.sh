@@ -22,12 +22,13 @@ expect() {
     text=$1
     type=$2
     shift 2
+    options="-D_FORTIFY_SOURCE=2 -fstack-protector-strong $control $*"
     # shellcheck disable=SC2086 # these are several words
-    "$compiler" -fPIC -O2 -D_FORTIFY_SOURCE=2 -fstack-protector-strong $control "$@" \
-        -Wno-unused-command-line-argument -c -o "$dir/library.o" "$dir/library.cpp"
+    "$compiler" -fPIC -O2 $options -Wno-unused-command-line-argument \
+        -c -o "$dir/library.o" "$dir/library.cpp"
     "$compiler" -shared -Wl,-z,relro,-z,now "$@" -o "$dir/library.so" "$dir/library.o"
     status=0
-    actual=$(sh "$check" "$type" "$dir/library.so" "$dir/library.o" 2>&1) || status=$?
+    actual=$(sh "$check" "$type" "$options" "$dir/library.so" "$dir/library.o" 2>&1) || status=$?
     case $actual in
     *"$text"*) ;;
     *) status=other ;;
@@ -46,6 +47,8 @@ expect 'bound when' Release -Wl,-z,lazy
 expect 'stack is executable' Release -Wl,-z,execstack
 expect 'no stack protector' Release -fno-stack-protector
 expect 'no size is checked' Release -U_FORTIFY_SOURCE
+expect 'fewer sizes' Release -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=1
+expect '' Release -U_FORTIFY_SOURCE -D_FORTIFY_SOURCE=3
 expect '' Debug -U_FORTIFY_SOURCE
 [ -z "$control" ] || expect 'jumps may go anywhere' Release -fcf-protection=none
 exit "$failures"
