@@ -5,6 +5,7 @@ The programs of GoogleTest run as they are, all their tests in one process: ctes
 for each, which takes longer than most of them."""
 
 import json
+import math
 import os
 import random
 import re
@@ -123,9 +124,9 @@ def run_job(job, surroundings):
 
 # --- A whole run ---------------------------------------------------------------------------------
 
-def run_all(jobs, surroundings, workers, logs):
-    """Runs all jobs. Tells what failed, with the output below logs; returns whether all went
-    well."""
+def run_all(jobs, surroundings, workers, logs, seconds=math.inf):
+    """Runs all jobs, or those that begin within so many seconds. Tells what failed, with the output
+    below logs; returns whether all went well."""
     began, lock = time.monotonic(), threading.Lock()
     counts, failures = Counter(), []
     jobs = list(jobs)
@@ -133,6 +134,8 @@ def run_all(jobs, surroundings, workers, logs):
         random.Random(surroundings.seed).shuffle(jobs)
 
     def work(job):
+        if time.monotonic() - began > seconds:
+            return
         output, status = run_job(job, surroundings)
         count, failed = verdicts_of(job, output, status)
         with lock:
