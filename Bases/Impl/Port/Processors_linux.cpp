@@ -9,10 +9,12 @@ namespace Vorn {
 
 namespace {
 
-// A set that is too small for the machine's processors is refused.
+// A machine with more processors than the set holds is refused, which leaves the set empty.
 bool MayRunOnSeveral() {
     cpu_set_t processors;
-    return sched_getaffinity(0, sizeof processors, &processors) != 0 || CPU_COUNT(&processors) > 1;
+    CPU_ZERO(&processors);
+    sched_getaffinity(0, sizeof processors, &processors);
+    return CPU_COUNT(&processors) != 1;
 }
 
 // Asked while the library is loaded: later, each thread may be bound to a processor of its own.
