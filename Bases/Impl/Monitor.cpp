@@ -10,6 +10,7 @@
 #include <pthread.h>
 
 #include <Bases/Impl/Port/Processors.h>
+#include <Bases/Impl/ThreadSanitizer.h>
 #include <Bases/Thread.h>
 
 namespace Vorn {
@@ -217,8 +218,11 @@ bool Monitor::Attempt(Kind kind, Refuse refuse) {
     for (;;) {
         const bool passes = IsPassable(word, kind);
         const Word next = passes ? Passed(word, kind) : refuse(word);
-        if (next == word || Replace(word, next))
-            return passes;
+        if (next != word && !Replace(word, next))
+            continue;
+        if (passes)
+            TellAcquire(&m_word);
+        return passes;
     }
 }
 
@@ -231,6 +235,7 @@ bool Monitor::Replace(Word& word, Word next) {
 // The word is written also when nothing changes: what the caller has done before must be seen by
 // the thread that takes the earlier post.
 void Monitor::Post(Word flag) {
+    TellRelease(&m_word);
     do {
         Word word = m_word.load(std::memory_order_relaxed);
         while (!IsForWaiters(word, flag))

@@ -10,8 +10,9 @@
 # - static: the same for a static library, whose library directory is an absolute path
 # - build-directory: find_package finds BUILD_DIR itself
 # - sources: the program's project takes in the sources; it gets the library and nothing else
-# - watched: a program under the sanitizers of BUILD_DIR, or else those of addresses and of
-#   undefined behaviour, uses the installed library; no report is suppressed
+# - watched: a program under the sanitizers of BUILD_DIR, or else under those of addresses and of
+#   undefined behaviour, and then that of threads, uses the installed library; no report is
+#   suppressed
 set -euo pipefail
 readonly source_dir=$1 build_dir=$2 cxx=$3 way=$4
 readonly consumer=$source_dir/tests/checks/consumer
@@ -191,21 +192,26 @@ check_static() {
     ! grep -q libVorn-Bases <<<"$(ldd "$scratch/size")" || fail "the program needs a shared library"
 }
 
-# The thread sanitizer has to watch the library, too, so only its own build is tried with it.
-check_watched() {
-    local sanitizers flags mistake=read
-    sanitizers=$(sed -n 's/^VORN_BASES_SANITIZE:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
-    [ "$sanitizers" != thread ] || mistake=race
-    cmake --install "$build_dir" --prefix "$prefix" >/dev/null
-    use_pkg_config_below "$prefix"
+# MISTAKE SANITIZERS: a program under these says nothing of what is right, and reports the mistake.
+check_watched_by() {
+    local mistake=$1 sanitizers=$2 flags
     read -ra flags <<<"$(pkg-config --cflags --libs Vorn-Bases)"
-    "$cxx" -std=c++17 -g1 -fsanitize="${sanitizers:-address,undefined}" -fno-sanitize-recover=all \
+    "$cxx" -std=c++17 -g1 -fsanitize="$sanitizers" -fno-sanitize-recover=all \
         "$consumer/watched.cpp" "${flags[@]}" \
         -Wl,-rpath,"$(pkg-config --variable=libdir Vorn-Bases)" -o "$scratch/watched"
-    unset ASAN_OPTIONS LSAN_OPTIONS TSAN_OPTIONS UBSAN_OPTIONS
-    "$scratch/watched" || fail "the sanitizer reports what is right, or the program is wrong"
-    ! "$scratch/watched" "$mistake" >"$scratch/report" 2>&1 || fail "the mistake goes unnoticed"
+    "$scratch/watched" || fail "$sanitizers: what is right is reported, or the program is wrong"
+    ! "$scratch/watched" "$mistake" >"$scratch/report" 2>&1 || fail "$sanitizers: no report"
     grep -q 'SUMMARY: [A-Za-z]*Sanitizer' "$scratch/report" || fail "the program ended otherwise"
+}
+
+check_watched() {
+    local sanitizers
+    sanitizers=$(sed -n 's/^VORN_BASES_SANITIZE:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
+    cmake --install "$build_dir" --prefix "$prefix" >/dev/null
+    use_pkg_config_below "$prefix"
+    unset ASAN_OPTIONS LSAN_OPTIONS TSAN_OPTIONS UBSAN_OPTIONS
+    [ "$sanitizers" = thread ] || check_watched_by read "${sanitizers:-address,undefined}"
+    case $sanitizers in '' | thread) check_watched_by race thread ;; esac
 }
 
 check_sources() {
