@@ -165,7 +165,7 @@ std::string UndeclaredPrefixes() {
     std::string document = Utf8 + "<r>";
     for (int i = 0; i < 30; ++i) {
         const std::string p = "p" + std::to_string(i);
-        document += "<" + p + ":e " + p + ":a='1'/>";
+        document += "<" + p + ":e " + p + ":a='1' " + p + ":b='2'/>";
     }
     return document + "</r>";
 }
