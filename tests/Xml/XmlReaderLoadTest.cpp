@@ -232,6 +232,10 @@ TEST_F(XmlReaderLoad, AFileWithTheNameOfADashNeedsItsDirectory) {
     XmlReader reader;
     EXPECT_FALSE(reader.Load("-"));
     EXPECT_TRUE(reader.Load("./-"));
+    for (const std::string path : {"--", "-x", "~-"}) {
+        WriteFile(path, Utf8 + "<file/>");
+        EXPECT_TRUE(XmlReader().Load(path)) << path;
+    }
     std::filesystem::current_path(old);
     EXPECT_EQ("dash", NameOf(reader, reader.GetRootElement()));
 }
