@@ -384,6 +384,7 @@ bool IsTakenForLoss(std::string buffered, bool hasPrefix = true, bool hasParser 
 TEST(XmlNamespaceReport, IsOfLostMemoryWhereTheNamespaceIsNotEmpty) {
     EXPECT_TRUE(IsTakenForLoss(R"(<a xmlns:p="u")"));
     EXPECT_TRUE(IsTakenForLoss(R"(<a xmlns:p=' "u')"));
+    EXPECT_TRUE(IsTakenForLoss(R"(<a xmlns:p="&#32;u")"));
     EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p="")"));
     EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p=" &#9;&#xA;")"));
 }
