@@ -22,6 +22,13 @@ constexpr unsigned int LimitSeconds = 60;
     throw std::system_error(errno, std::generic_category(), what);
 }
 
+// Whoever started the tests may ignore some, as nohup does, and a shell for what it runs beside
+// itself.
+void MeetSignalsAsUsual() {
+    for (const int signal : {SIGALRM, SIGHUP, SIGINT, SIGPIPE, SIGQUIT, SIGTERM})
+        std::signal(signal, SIG_DFL);
+}
+
 [[noreturn]] void Become(const std::vector<std::string>& arguments,
                          const Surroundings& surroundings) {
     std::vector<char*> argv;
@@ -34,6 +41,7 @@ constexpr unsigned int LimitSeconds = 60;
         setenv(name.c_str(), value.c_str(), 1);
     if (!surroundings.directory.empty() && chdir(surroundings.directory.c_str()) != 0)
         _exit(127);
+    MeetSignalsAsUsual();
     alarm(LimitSeconds);
     if (surroundings.prepare)
         surroundings.prepare();

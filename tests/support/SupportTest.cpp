@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: MIT
-// What tests share: directories of their own, and captured output.
+// What tests share: directories of their own, captured output, and programs that they start.
 
+#include "support/Program.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
@@ -16,6 +18,7 @@
 
 namespace {
 
+using VornTest::RunProgram;
 using VornTest::StdoutCapture;
 using VornTest::StdoutOf;
 using VornTest::TempDir;
@@ -121,6 +124,14 @@ TEST(StdoutCaptures, LeaveTheLowDescriptorsAsTheyAre) {
 TEST(StdoutCaptures, ReadMoreThanOnePart) {
     const std::string line(9999, 'x');
     EXPECT_EQ(line + "\n", StdoutOf([&line] { std::puts(line.c_str()); }));
+}
+
+// Concerns: what a test starts is in surroundings of its own.
+
+TEST(Programs, MeetSignalsAsUsualWhateverTheirStarterIgnores) {
+    auto* const before = std::signal(SIGINT, SIG_IGN);
+    EXPECT_EQ(SIGINT, RunProgram({"/bin/sh", "-c", "kill -INT $$"}).signal);
+    std::signal(SIGINT, before);
 }
 
 } // namespace

@@ -19,6 +19,7 @@ function(vorn_discover_tests name)
   cmake_parse_arguments(PARSE_ARGV 1 ARG "" "" PROPERTIES)
   gtest_discover_tests(${name}
     DISCOVERY_MODE PRE_TEST
+    DISCOVERY_TIMEOUT 120 # on a machine that is busy with other work, too
     ${ARG_UNPARSED_ARGUMENTS}
     PROPERTIES
       TIMEOUT ${VORN_TEST_TIMEOUT}

@@ -206,10 +206,13 @@ check_watched_by() {
 
 check_watched() {
     local sanitizers
-    sanitizers=$(sed -n 's/^VORN_BASES_SANITIZE:[A-Z]*=//p' "$build_dir/CMakeCache.txt")
+    sanitizers=$(sed -n 's/^VORN_BASES_SANITIZE:[^=]*=//p' "$build_dir/CMakeCache.txt")
     cmake --install "$build_dir" --prefix "$prefix" >/dev/null
     use_pkg_config_below "$prefix"
     unset ASAN_OPTIONS LSAN_OPTIONS TSAN_OPTIONS UBSAN_OPTIONS
+    # The C library never frees its copy of LOCPATH, without which the locale may be unknown.
+    unset LOCPATH
+    export LC_ALL=C.UTF-8
     [ "$sanitizers" = thread ] || check_watched_by read "${sanitizers:-address,undefined}"
     case $sanitizers in '' | thread) check_watched_by race thread ;; esac
 }
