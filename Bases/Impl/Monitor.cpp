@@ -260,7 +260,8 @@ bool Monitor::PostToWaiters(Word flag) {
 bool Monitor::LookOn(Kind kind) {
     if (!HasSeveralProcessors() || !m_guess.ShouldSpin())
         return false;
-    const bool passes = SpinUntilPassable(m_word, kind) && Attempt(kind, Unchanged);
+    const bool passes =
+        SpinUntilPassable(m_word, kind) && Attempt(kind, Unchanged); // GCOVR_EXCL_BR_LINE race
     if (passes)
         m_guess.Paid();
     else

@@ -102,8 +102,8 @@ bool Thread::StartThread(int bSuspended) {
     try {
         if (!CreateEvents() || !CreateThread(bSuspended != 0))
             return false;
-    } catch (const std::bad_alloc&) {
-        CloseEvents(); // any left open would fail every later start
+    } catch (const std::bad_alloc&) { // GCOVR_EXCL_BR_LINE cancelled
+        CloseEvents();                // any left open would fail every later start
         throw;
     }
     usleep(StartPauseUs); // lets the new thread begin

@@ -48,12 +48,16 @@ class Coverage(unittest.TestCase):
                                (1, 1, 0), (0,)))
 
     def test_notices_marks_that_hide_nothing_or_give_no_reason(self):
-        for text, fault in [("a // GCOVR_EXCL_BR_LINE race", "hides nothing"),
-                            ("a // GCOVR_EXCL_LINE race", "hides nothing"),
+        for text, fault in [("a // GCOVR_EXCL_BR_LINE host", "hides nothing"),
+                            ("a // GCOVR_EXCL_LINE host", "hides nothing"),
                             ("a\nb // GCOVR_EXCL_BR_LINE", "one word"),
                             ("a\nb // GCOVR_EXCL_BR_LINE two words", "one word")]:
             found = marks(text, (1, 1, 1), (1, 0))
             self.assertIn(fault, coverage.faults_of(FIGURES, found, PAGE)[0])
+
+    def test_accepts_that_a_race_has_happened(self):
+        found = marks("a // GCOVR_EXCL_BR_LINE race", (1, 1, 1))
+        self.assertEqual([], coverage.faults_of(FIGURES, found, PAGE))
 
     def test_notices_that_marks_hide_more_than_one_branch_in_a_hundred(self):
         self.assertEqual([], coverage.faults_of(FIGURES, [("a:1", "race", 2, 0)], PAGE))
