@@ -20,12 +20,12 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
-#include <sched.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include "fault/Platform.h"
 #include "support/Files.h"
+#include "support/OneProcessor.h"
 #include "support/TempDir.h"
 
 #ifdef VORN_ON_SIMULATED_MAC
@@ -50,12 +50,6 @@ TEST(FileCopy, AdvancesBothPositionsByWhatItCopies) {
               VornTest::TextOf(dir.File("to")));
     close(from);
     close(to);
-}
-
-TEST(Processors, AreSeveralWhereThisProcessMayRunOnSeveral) {
-    cpu_set_t allowed;
-    ASSERT_EQ(0, sched_getaffinity(0, sizeof allowed, &allowed));
-    EXPECT_EQ(CPU_COUNT(&allowed) > 1, Vorn::HasSeveralProcessors());
 }
 
 TEST(FileTimes, AreThoseOfTheStatus) {
@@ -116,6 +110,10 @@ TEST(CpuFeatures, ArmsAesIsAsItsRegisterOfInstructionsSays) {
 
 using VornTest::SimulatedBundle::Lack;
 
+TEST(Processors, AreThoseOfTheMachineOnMacOS) {
+    EXPECT_EQ(std::thread::hardware_concurrency() > 1, Vorn::HasSeveralProcessors());
+}
+
 TEST(ConverterName, IsCharOnMacOS) { EXPECT_STREQ("char", Vorn::LocaleConverterName()); }
 
 TEST(ThreadIdentity, IsTheFirstWordOfTheThreadsObjectOnMacOS) {
@@ -174,6 +172,12 @@ TEST_F(ProgramDirOnMacOS, IsUnknownWithoutABundleOrItsPlace) {
 }
 
 #else
+
+TEST(Processors, AreThoseThatTheProcessMightRunOnAtItsStart) {
+    const cpu_set_t allowed = VornTest::AllowedProcessors();
+    const VornTest::BoundToOneProcessor bound;
+    EXPECT_EQ(CPU_COUNT(&allowed) > 1, Vorn::HasSeveralProcessors());
+}
 
 TEST(ProgramDir, IsAbsoluteWithoutATrailingSeparatorAndFitsExactly) {
     char buffer[4096];
