@@ -81,10 +81,10 @@ std::chrono::nanoseconds Now() {
 constexpr std::chrono::microseconds LongestSpin(20);
 
 // Returns false when there is nothing to pass by until the longest spin is over. The looks are
-// counted in case the clock stands still.
+// counted only in case the clock stands still: no processor takes so many in that time.
 bool SpinUntilPassable(const std::atomic<Word>& word, Monitor::Kind kind) {
     constexpr int LooksPerClock = 32;
-    constexpr int MostLooks = 64 * LooksPerClock;
+    constexpr int MostLooks = 1024 * LooksPerClock;
     const std::chrono::nanoseconds end = Now() + LongestSpin;
     for (int look = 1; look <= MostLooks; ++look) {
         if (IsPassable(word.load(std::memory_order_relaxed), kind))

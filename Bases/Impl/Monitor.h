@@ -27,9 +27,9 @@ namespace Vorn {
 ///   word and releases all of them, at once and for good. When each of them runs is up to the
 ///   scheduler; neither a reset nor a time-out in between changes anything for it.
 ///
-/// Before a thread blocks, it looks on for a few microseconds if that has paid lately: what comes
+/// Before a thread blocks, it looks on for some microseconds if that has paid lately: what comes
 /// meanwhile costs neither thread a call of the kernel. It has not joined the waiters yet, so that
-/// this is as if it had come a little later.
+/// this is as if it had come a little later; its time limit begins later, too.
 ///
 /// A thread may destroy the object when its wait has returned. So a post does nothing more after
 /// the step that lets threads pass, or after its unlock: threads that it has released need the lock

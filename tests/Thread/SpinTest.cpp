@@ -2,23 +2,30 @@
 // Looking on for a moment before a thread blocks.
 #include <Bases/Thread.h>
 
+#include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <ctime>
 #include <filesystem>
 #include <string>
+#include <thread>
+#include <vector>
 
 #include <gtest/gtest.h>
 #include <sched.h>
 
 #include <Bases/Impl/Port/Processors.h>
+#include <Bases/Impl/Sem_mac.h>
 
 #include "fault/Platform.h"
+#include "support/OneProcessor.h"
 #include "support/Program.h"
 
-// Concerns: what comes within the spin is taken without sleeping; the spin ends by the clock, and
-// also when that stands still; spins in vain become rare, and frequent again when they pay; there
-// is none on one processor, nor where the caller does not want to wait. Plan: the clock is
-// scripted, and tells by being read that a thread looks on; nobody sleeps.
+// Concerns: what comes within the spin is taken without sleeping, unless somebody else takes it;
+// the spin ends by the clock, and also when that stands still; spins in vain become rare, and
+// frequent again when they pay; there is none on one processor, nor where nobody has to wait or
+// wants to. Plan: the clock is scripted, and tells by being read that a thread looks on; nobody
+// sleeps but where two threads contend.
 
 namespace {
 
@@ -28,7 +35,8 @@ class Spin : public testing::Test {
 protected:
     void SetUp() override {
         m_event.Create(Vorn::EventKind::AutoReset, Vorn::EventState::NotSet, nullptr);
-        Platform::clock_gettime.Do([this](clockid_t, timespec* now) {
+        Platform::clock_gettime.Do([this](clockid_t clock, timespec* now) {
+            EXPECT_EQ(CLOCK_MONOTONIC, clock);
             if (++m_nRead == m_nSetAt)
                 m_event.Set();
             *now = {1000 + m_ns / 1000000000, m_ns % 1000000000};
@@ -47,7 +55,7 @@ protected:
 
     int WaitsUntilTheNextSpin() {
         int waits = 0;
-        while (ReadingsOfAWait() == 1)
+        while (ReadingsOfAWait() == 1 && waits < 1000)
             ++waits;
         return waits;
     }
@@ -90,6 +98,16 @@ TEST_F(SpinOnSeveralProcessors, EndsAfterTwentyMicroseconds) {
     EXPECT_EQ(3 + 1, m_nRead);
 }
 
+TEST_F(SpinOnSeveralProcessors, EndsAfterAsLongOnAProcessorThatLooksFast) {
+    m_nsStep = 100;
+    EXPECT_EQ(1 + 200 + 1, ReadingsOfAWait());
+}
+
+TEST_F(SpinOnSeveralProcessors, EndsAlsoIfASecondBeginsMeanwhile) {
+    m_ns = 999'999'999;
+    EXPECT_EQ(3 + 1, ReadingsOfAWait());
+}
+
 TEST_F(SpinOnSeveralProcessors, EndsThoughTheClockStandsStill) {
     m_nsStep = 0;
     EXPECT_LT(2, ReadingsOfAWait());
@@ -118,41 +136,62 @@ TEST_F(SpinOnSeveralProcessors, IsTwiceAsFrequentAfterEachThatPaid) {
     EXPECT_EQ(1, WaitsUntilTheNextSpin()) << "one wait blocks after a spin in vain at the least";
 }
 
+int LowestCount(Vorn::VornSemaphore& sem, int looks) {
+    int lowest = 0;
+    for (; looks > 0; --looks) {
+        int count = 0;
+        sem.GetSemCounts(count);
+        lowest = std::min(lowest, count);
+    }
+    return lowest;
+}
+
+// One thread waits for one semaphore after the other, and therefore looks on at each. The other one
+// posts and at once tries to take its post back: just when it cannot, the first one has it.
+TEST_F(SpinOnSeveralProcessors, PassesByWhatNobodyElseTakes) {
+    std::vector<Vorn::VornSemaphore> semaphores(10000);
+    for (Vorn::VornSemaphore& sem : semaphores)
+        ASSERT_TRUE(sem.Create(Vorn::VornSemaphore::SemLocked, nullptr, 1));
+    std::atomic<int> passed = 0;
+    std::thread waiter([&] {
+        for (Vorn::VornSemaphore& sem : semaphores) {
+            sem.Wait(Vorn::WaitForever);
+            ++passed;
+        }
+    });
+    int tried = 0;
+    for (Vorn::VornSemaphore& sem : semaphores) {
+        bool tookBack = true;
+        while (tookBack && passed <= tried) {
+            sem.Post();
+            tookBack = sem.Wait(Vorn::TryOnce);
+            const int lowest = tookBack ? LowestCount(sem, tried % 20) : 0;
+            EXPECT_LE(-2, lowest) << "a wait has counted twice";
+        }
+        EXPECT_FALSE(tookBack) << "both have passed by one post";
+        ++tried;
+    }
+    waiter.join();
+}
+
+TEST_F(Spin, IsNotForAWaitThatPassesAtOnce) {
+    m_event.Set();
+    EXPECT_TRUE(m_event.Wait(1));
+    EXPECT_EQ(0, m_nRead);
+}
+
 TEST_F(Spin, IsNotForAWaitThatOnlyTries) {
     EXPECT_FALSE(m_event.Wait(0));
     EXPECT_EQ(0, m_nRead);
 }
 
-cpu_set_t AllowedProcessors() {
-    cpu_set_t allowed;
-    EXPECT_EQ(0, sched_getaffinity(0, sizeof allowed, &allowed));
-    return allowed;
-}
-
-// A program that this thread starts meanwhile has one processor.
-class BoundToOneProcessor {
-public:
-    BoundToOneProcessor() {
-        cpu_set_t one;
-        CPU_ZERO(&one);
-        CPU_SET(static_cast<std::size_t>(sched_getcpu()), &one);
-        EXPECT_EQ(0, sched_setaffinity(0, sizeof one, &one));
-    }
-    ~BoundToOneProcessor() { sched_setaffinity(0, sizeof m_before, &m_before); }
-    BoundToOneProcessor(const BoundToOneProcessor&) = delete;
-    BoundToOneProcessor& operator=(const BoundToOneProcessor&) = delete;
-
-private:
-    const cpu_set_t m_before = AllowedProcessors();
-};
-
 TEST_F(Spin, IsLeftOutWhereThereIsOneProcessor) {
-    const cpu_set_t allowed = AllowedProcessors();
+    const cpu_set_t allowed = VornTest::AllowedProcessors();
     if (CPU_COUNT(&allowed) == 1) {
         EXPECT_EQ(1, ReadingsOfAWait());
         return;
     }
-    const BoundToOneProcessor bound;
+    const VornTest::BoundToOneProcessor bound;
     const VornTest::Outcome outcome =
         VornTest::RunProgram({std::filesystem::read_symlink("/proc/self/exe"),
                               "--gtest_filter=Spin.IsLeftOutWhereThereIsOneProcessor"});
