@@ -1,7 +1,7 @@
 #!/bin/sh
 # SPDX-License-Identifier: MIT
-# Checks that users can read of what a branch changes for them: it adds to CHANGELOG.md, or those of
-# its commits that touch what users get have the line "Changelog: none" in their message.
+# Checks that users can read of what a branch changes for them: it changes CHANGELOG.md, or those
+# of its commits that touch what users get have the line "Changelog: none" in their message.
 #
 # changes.sh SOURCE_DIR REVISION: prints the commits that do neither, of those since the branch left
 # the revision.
