@@ -41,11 +41,16 @@ LIB_FUZZING_ENGINE=$scratch/libengine.a cmake -S "$source_dir" -B "$scratch/buil
     -DCMAKE_BUILD_TYPE="$type" -DCMAKE_CXX_COMPILER="$cxx" --log-level=WARNING -Werror=dev \
     -DCMAKE_CXX_COMPILER_LAUNCHER="sh;$source_dir/tests/checks/consumer/copy-object.sh;$build_dir"
 cmake --build "$scratch/build" --target XmlReaderFuzz
+touch "$scratch/build/fuzz/ManifestFuzz" "$scratch/build/fuzz/SeedFuzz"
 bash "$source_dir/fuzz/collect.sh" "$scratch/build" "$scratch/out"
 
 cd "$scratch/out"
-[ -s XmlReaderFuzz.dict ] || fail "there is no dictionary"
-grep -q max_len XmlReaderFuzz.options || fail "there is no limit on the length"
+for name in XmlReader Manifest; do
+    cmp "$source_dir/fuzz/xml.dict" "${name}Fuzz.dict" || fail "$name: no dictionary"
+done
+[ ! -e SeedFuzz.dict ] || fail "Seed: a dictionary of XML"
+diff <(printf '[libfuzzer]\nmax_len = 4096\n') XmlReaderFuzz.options || fail "not the limit"
+[ "$(head -c 2 XmlReaderFuzz_seed_corpus.zip)" = PK ] || fail "the inputs are no ZIP archive"
 mkdir inputs
 (cd inputs && cmake -E tar xf ../XmlReaderFuzz_seed_corpus.zip)
 diff -r inputs "$source_dir/fuzz/corpus/XmlReader" || fail "the inputs are others"
