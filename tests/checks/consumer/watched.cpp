@@ -1,13 +1,10 @@
 // SPDX-License-Identifier: MIT
-// A program that a sanitizer watches and that uses a library which none does: what the threads hand
-// over, by each means that the library has, and memory that is used on both sides. The arguments
-// name the mistakes that it makes: race, leak.
+// A program that a sanitizer watches, with what threads hand over by each means that the library
+// has, and memory that is used on both sides. The argument names a mistake for it to make: race or
+// read.
 
-#include <cstdio>
-#include <cstring>
 #include <string>
 #include <thread>
-#include <vector>
 
 #include <Bases/Bases.h>
 #include <Bases/Container.h>
