@@ -102,6 +102,14 @@ TEST(SeedKernels, AreNotLostOnAHigherRoute) {
         [](Vorn::Route route) { return Vorn::FindSeedKernel(route) != nullptr; });
 }
 
+// With fewer instructions the portable code is faster, and these kernels could not run.
+TEST(SeedKernels, OfX86BeginWithAvx2) {
+    EXPECT_EQ(nullptr, Vorn::FindSeedKernel(Vorn::Route::Portable));
+    EXPECT_EQ(nullptr, Vorn::FindSeedKernel(Vorn::Route::Sse4));
+    EXPECT_EQ(Vorn::FindSeedKernel(Vorn::Route::Avx512) != nullptr,
+              Vorn::FindSeedKernel(Vorn::Route::Avx2) != nullptr);
+}
+
 INSTANTIATE_TEST_SUITE_P(Every, SeedRoute, VornTest::AllRoutes(), VornTest::RouteNameOf);
 
 } // namespace
