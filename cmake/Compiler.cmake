@@ -26,8 +26,9 @@ if(VORN_BASES_SANITIZE)
   target_compile_options(VornBasesOptions INTERFACE
     -fsanitize=${VORN_BASES_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(VornBasesOptions INTERFACE -fsanitize=${VORN_BASES_SANITIZE})
-  target_compile_definitions(VornBasesOptions INTERFACE
-    $<$<STREQUAL:${VORN_BASES_SANITIZE},thread>:VORN_BASES_WATCHES_THREADS>)
+  if(VORN_BASES_SANITIZE MATCHES "thread")
+    target_compile_definitions(VornBasesOptions INTERFACE VORN_BASES_WATCHES_THREADS)
+  endif()
 endif()
 
 # Code that libFuzzer watches; its own main comes with the targets. What another engine wants is in
