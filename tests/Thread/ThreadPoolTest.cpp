@@ -315,6 +315,23 @@ TEST(TaskPool, PostsUseTheListNodesOfALoopThatHasEnded) {
     EXPECT_THAT(Platform::operator_new.Calls(), IsEmpty());
 }
 
+TEST(TaskPool, KeepsListNodesOfAThousandTasksOfALoopThatHasEnded) {
+    constexpr int MostKept = 1024;
+    ThreadTaskPool pool;
+    EXPECT_TRUE(pool.StartThread(Vorn::ThreadStart::Suspended));
+    for (int i = 0; i < 2 * MostKept; ++i)
+        pool.Post(Nothing);
+    pool.Post([&pool] { pool.StopThreadEvent(); });
+    EXPECT_EQ(0, pool.OnThreadEntry());
+    EXPECT_EQ(0, pool.OnThreadEntry()); // ends at once and has no nodes to keep
+    Platform::operator_new.Record();
+    for (int i = 0; i < MostKept; ++i)
+        pool.Post(Nothing);
+    EXPECT_EQ(0U, Platform::operator_new.Count());
+    pool.Post(Nothing);
+    EXPECT_EQ(1U, Platform::operator_new.Count());
+}
+
 TEST(TaskPool, KeepsListNodesOfAtMostTwoThousandTasks) {
     constexpr int Tasks = 5000;
     constexpr int MostKept = 2 * 1024 + 10; // and the few that Drain and the deaf task have left
