@@ -5,12 +5,29 @@
 
 #include <ctime>
 #include <locale>
+#include <new>
 
 #include <libxml/parser.h>
 
 #include <Bases/Impl/XmlTextWriter.h>
 
 namespace Vorn {
+
+namespace {
+
+// A locale of C++ that has a name is the C library's, too. When there is no memory for a long name,
+// it has become that of C++ already.
+void TakeLocaleOfTheEnvironment() {
+    const std::locale before;
+    try {
+        std::locale::global(std::locale(""));
+    } catch (const std::bad_alloc&) {
+        std::locale::global(before);
+        throw;
+    }
+}
+
+} // namespace
 
 int BasesInit() {
     // The result is not used. The call itself initialises the C library's broken-down-time
@@ -19,7 +36,7 @@ int BasesInit() {
     std::tm utc{};
     gmtime_r(&anyTime, &utc);
 
-    std::locale::global(std::locale("")); // has a name, so the C library's locale follows
+    TakeLocaleOfTheEnvironment();
     xmlInitParser();
     return 1;
 }

@@ -32,8 +32,8 @@ namespace Vorn {
 /// classes and the decimal point of printed numbers follow that locale from here on.
 ///
 /// Returns 1, always. Throws the standard library's std::runtime_error when the environment names a
-/// locale that the machine does not have; the XML parser is then not initialised. Calling it again
-/// repeats every step.
+/// locale that the machine does not have, and std::bad_alloc when there is no memory for it; the
+/// locale then stays, and the XML parser is not initialised. Calling it again repeats every step.
 VORN_BASES_API int BasesInit();
 
 /// Frees the XML parser's process-wide state; every further call does so again. Note: the global

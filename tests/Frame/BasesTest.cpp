@@ -15,6 +15,7 @@
 #include <ctime>
 #include <filesystem>
 #include <locale>
+#include <new>
 #include <sstream>
 #include <thread>
 #include <tuple>
@@ -27,6 +28,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include "fault/Platform.h"
 #include "fault/Xml.h"
 #include "support/Locale.h"
 #include "support/StdoutCapture.h"
@@ -157,6 +159,23 @@ TEST_F(Setup, ThrowsForALocaleThatDoesNotExistAndStopsThere) {
         EXPECT_STREQ("C", std::setlocale(LC_ALL, nullptr));
         SetVariable(variable, nullptr);
     }
+}
+
+TEST_F(Setup, LeavesTheLocaleAloneWhenMemoryRunsOut) {
+    SetVariable("LC_ALL", Latin1Locale); // whose name is so long that it needs memory, too
+    bool throws = true;
+    for (std::size_t n = 1; throws; ++n) {
+        Platform::operator_new.At(n).Fail(ENOMEM);
+        try {
+            Vorn::BasesInit();
+            throws = false;
+        } catch (const std::bad_alloc&) {
+            EXPECT_EQ(std::locale::classic(), std::locale()) << "allocation " << n;
+            EXPECT_STREQ("C", std::setlocale(LC_ALL, nullptr)) << "allocation " << n;
+        }
+        Platform::operator_new.Reset();
+    }
+    EXPECT_STREQ(Latin1Locale, std::setlocale(LC_ALL, nullptr));
 }
 
 TEST_F(Setup, IsTestedWithoutTheLocaleVariablesOfTheDesktop) {

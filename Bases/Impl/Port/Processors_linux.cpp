@@ -9,7 +9,7 @@ namespace Vorn {
 
 namespace {
 
-// A machine with more processors than the set holds is refused, which leaves the set empty.
+// Linux refuses a set that is too small for the machine's processors, and leaves it empty.
 bool MayRunOnSeveral() {
     cpu_set_t processors;
     CPU_ZERO(&processors);
