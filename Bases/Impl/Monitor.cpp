@@ -87,7 +87,7 @@ bool SpinUntilPassable(const std::atomic<Word>& word, Monitor::Kind kind) {
     constexpr int MostLooks = 1024 * LooksPerClock;
     const std::chrono::nanoseconds end = Now() + LongestSpin;
     for (int look = 1; look <= MostLooks; ++look) {
-        if (IsPassable(word.load(std::memory_order_relaxed), kind))
+        if (IsPassable(word.load(std::memory_order_acquire), kind))
             return true;
         if (look % LooksPerClock == 0 && Now() >= end)
             return false;
@@ -260,8 +260,9 @@ bool Monitor::PostToWaiters(Word flag) {
 bool Monitor::LookOn(Kind kind) {
     if (!HasSeveralProcessors() || !m_guess.ShouldSpin())
         return false;
-    const bool passes =
-        SpinUntilPassable(m_word, kind) && Attempt(kind, Unchanged); // GCOVR_EXCL_BR_LINE race
+    const bool isPassable = SpinUntilPassable(m_word, kind);
+    pthread_testcancel(); // whoever cancels this thread before the post expects it not to pass
+    const bool passes = isPassable && Attempt(kind, Unchanged); // GCOVR_EXCL_BR_LINE race
     if (passes)
         m_guess.Paid();
     else

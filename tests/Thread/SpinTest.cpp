@@ -13,20 +13,22 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sched.h>
 
 #include <Bases/Impl/Port/Processors.h>
 #include <Bases/Impl/Sem_mac.h>
 
 #include "fault/Platform.h"
+#include "support/BlockedThreads.h"
 #include "support/OneProcessor.h"
 #include "support/Program.h"
 
-// Concerns: what comes within the spin is taken without sleeping, unless somebody else takes it;
-// the spin ends by the clock, and also when that stands still; spins in vain become rare, and
-// frequent again when they pay; there is none on one processor, nor where nobody has to wait or
-// wants to. Plan: the clock is scripted, and tells by being read that a thread looks on; nobody
-// sleeps but where two threads contend.
+// Concerns: what comes within the spin is taken without sleeping, unless somebody else takes it or
+// the thread was cancelled before; the spin ends by the clock, and also when that stands still;
+// spins in vain become rare, and frequent again when they pay; there is none on one processor, nor
+// where nobody has to wait or wants to. Plan: the clock is scripted, and tells by being read that a
+// thread looks on; nobody sleeps but where two threads contend.
 
 namespace {
 
@@ -37,10 +39,17 @@ class Spin : public testing::Test {
 protected:
     void SetUp() override {
         m_event.Create(Vorn::EventKind::AutoReset, Vorn::EventState::NotSet, nullptr);
+        ScriptThisThread();
+    }
+
+    void ScriptThisThread() {
         Platform::clock_gettime.Do([this](clockid_t clock, timespec* now) {
             EXPECT_EQ(CLOCK_MONOTONIC, clock);
-            if (++m_nRead == m_nSetAt)
+            if (++m_nRead == m_nSetAt) {
+                if (m_bCancelBeforeSet)
+                    pthread_cancel(pthread_self());
                 m_event.Set();
+            }
             *now = {1000 + m_ns / 1000000000, m_ns % 1000000000};
             m_ns += m_nsStep;
             return 0;
@@ -74,6 +83,7 @@ protected:
     long m_nsStep = 10000;
     int m_nRead = 0;
     int m_nSetAt = 0;
+    bool m_bCancelBeforeSet = false;
 };
 
 class SpinOnSeveralProcessors : public Spin {
@@ -90,6 +100,17 @@ TEST_F(SpinOnSeveralProcessors, TakesWhatComesMeanwhileWithoutSleeping) {
     EXPECT_EQ(2, m_nRead);
     EXPECT_EQ(0U, Platform::pthread_cond_timedwait.Scripted());
     EXPECT_FALSE(m_event.Wait(0)) << "the wait has not reset the event";
+}
+
+TEST_F(SpinOnSeveralProcessors, LeavesWhatComesAfterACancellation) {
+    m_bCancelBeforeSet = true;
+    m_nSetAt = 2;
+    VornTest::PosixThread waiter([this] {
+        ScriptThisThread();
+        m_event.Wait(1);
+    });
+    EXPECT_TRUE(waiter.Join()) << "the cancelled thread has passed";
+    EXPECT_TRUE(m_event.Wait(0)) << "the event is not set any more";
 }
 
 TEST_F(SpinOnSeveralProcessors, EndsAfterTwentyMicroseconds) {
