@@ -194,6 +194,16 @@ TEST_P(Utf8Route, ConvertsTheFirstAndLastCharacterOfEveryForm) {
         }
 }
 
+// Every bit of a code point alone, which a wrong mask may leave out or take for another.
+TEST_P(Utf8Route, ConvertsRunsOfOneCharacter) {
+    for (unsigned int bit = 1; bit <= 0x100000; bit *= 2)
+        for (const unsigned int character : {bit, bit | 1, bit | 0x80, bit | 0x800}) {
+            const std::wstring text(150, static_cast<wchar_t>(character));
+            ASSERT_NO_FATAL_FAILURE(ExpectTheSame(text)) << character;
+            ASSERT_NO_FATAL_FAILURE(ExpectTheSame(WideToMultibyte(text, m_facet))) << character;
+        }
+}
+
 // The codecs and the kernels look at ranges of bytes only.
 bool IsEndOfARange(int byte) {
     constexpr int Ends[] = {0x00, 0x01, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0,
@@ -306,10 +316,16 @@ TEST_P(Utf8Route, ReadsNothingBehindATextThatIsCutOff) {
     }
 }
 
-// A kernel converts what is in front, as much as it likes.
+// What a kernel may leave is less than it reads, or has less room than it writes, at a time.
+struct Step {
+    std::size_t read;
+    std::size_t written;
+};
+
+// A kernel converts what is in front, until either end is too near.
 template <typename From, typename To, typename Kernel>
 void ExpectInFront(const std::basic_string<From>& from, const std::basic_string<To>& to,
-                   std::size_t capacity, Kernel kernel) {
+                   std::size_t capacity, Kernel kernel, Step step) {
     Guarded<From> text(from);
     Guarded<To> result(capacity);
     const Vorn::Utf8Progress done = kernel(text.Data(), from.size(), result.Data(), capacity);
@@ -317,37 +333,62 @@ void ExpectInFront(const std::basic_string<From>& from, const std::basic_string<
     ASSERT_LE(done.written, capacity);
     ASSERT_EQ(to.substr(0, done.written), result.View().substr(0, done.written));
     ASSERT_EQ(done.read == from.size(), done.written == to.size());
+    ASSERT_TRUE(from.size() - done.read < step.read || capacity - done.written < step.written)
+        << "stops after " << done.read << " of " << from.size();
 }
 
+struct Candidate {
+    Vorn::Utf8Kernels kernels;
+    Step decoding;
+    Step encoding{16, 64};
+};
+
 // Those that the route takes, and those of Highway, which other routes may prefer others to.
-std::vector<Vorn::Utf8Kernels> CandidatesOf(Vorn::Route route) {
-    std::vector<Vorn::Utf8Kernels> candidates;
+std::vector<Candidate> CandidatesOf(Vorn::Route route) {
+    std::vector<Candidate> candidates;
     const Vorn::Utf8Kernels taken = Vorn::FindUtf8Kernels(route);
-    if (taken.decode != nullptr)
-        candidates.push_back(taken);
 #ifdef VORN_BASES_HIGHWAY
     const Vorn::Utf8Kernels others = Vorn::FindUtf8KernelsOfHighway(route);
-    if (others.decode != nullptr && others.decode != taken.decode)
-        candidates.push_back(others);
+    if (others.decode != nullptr)
+        candidates.push_back({others, {80, 68}});
+    if (taken.decode == others.decode)
+        return candidates;
 #endif
+    if (taken.decode != nullptr)
+        candidates.push_back({taken, {64, 64}});
     return candidates;
 }
 
-TEST_P(Utf8Route, WritesNothingBeyondTheCapacity) {
-    for (const Vorn::Utf8Kernels& kernels : CandidatesOf(GetParam()))
+TEST_P(Utf8Route, KernelsWriteNothingBeyondTheCapacity) {
+    for (const auto& [kernels, decoding, encoding] : CandidatesOf(GetParam()))
         for (const Kind kind : AllKinds)
             for (std::size_t capacity = 0; capacity <= MostCharacters; ++capacity) {
                 const std::wstring wide = RandomText(kind, MostCharacters);
                 const std::string utf8 = WideToMultibyte(wide, m_facet);
-                ASSERT_NO_FATAL_FAILURE(ExpectInFront(utf8, wide, capacity, kernels.decode))
+                ASSERT_NO_FATAL_FAILURE(
+                    ExpectInFront(utf8, wide, capacity, kernels.decode, decoding))
                     << capacity;
-                ASSERT_NO_FATAL_FAILURE(ExpectInFront(wide, utf8, capacity, kernels.encode))
+                ASSERT_NO_FATAL_FAILURE(
+                    ExpectInFront(wide, utf8, capacity, kernels.encode, encoding))
                     << capacity;
             }
 }
 
+TEST_P(Utf8Route, KernelsConvertAllOfAPlainTextButLessThanAStep) {
+    for (const auto& [kernels, decoding, encoding] : CandidatesOf(GetParam()))
+        for (const Kind kind : AllKinds)
+            for (std::size_t length = 0; length <= MostCharacters; ++length) {
+                const std::wstring wide = RandomText(kind, length);
+                const std::string utf8 = WideToMultibyte(wide, m_facet);
+                ASSERT_NO_FATAL_FAILURE(
+                    ExpectInFront(utf8, wide, length + decoding.written, kernels.decode, decoding));
+                ASSERT_NO_FATAL_FAILURE(ExpectInFront(wide, utf8, utf8.size() + encoding.written,
+                                                      kernels.encode, encoding));
+            }
+}
+
 TEST_P(Utf8Route, KernelsStopInFrontOfWhatIsNotPlain) {
-    for (const Vorn::Utf8Kernels& kernels : CandidatesOf(GetParam()))
+    for (const auto& [kernels, decoding, encoding] : CandidatesOf(GetParam()))
         for (const Kind kind : AllKinds)
             for (std::size_t place = 0; place < MostCharacters; place += 37) {
                 const std::wstring wide = RandomText(kind, MostCharacters);
@@ -382,6 +423,29 @@ TEST(Utf8Kernels, AreLostOnNoHigherRoute) {
     VornTest::ExpectNoKernelIsLostOnAHigherRoute(
         [](Vorn::Route route) { return Vorn::FindUtf8Kernels(route).encode != nullptr; });
 }
+
+#ifdef VORN_BASES_HIGHWAY
+TEST(Utf8Kernels, OfHighwayAreThereForEveryRoute) {
+    for (const Vorn::Route route : VornTest::RoutesOfThisKind()) {
+        EXPECT_NE(nullptr, Vorn::FindUtf8KernelsOfHighway(route).encode) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, Vorn::FindUtf8KernelsOfHighway(route).decode) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, Vorn::FindUtf8Kernels(route).encode) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, Vorn::FindUtf8Kernels(route).decode) << Vorn::NameOf(route);
+    }
+}
+#endif
+
+#ifdef VORN_BASES_VBMI
+// On lower routes the processor need not have their instructions.
+TEST(Utf8Kernels, OfVbmiAreTakenFromAvx512On) {
+    for (const auto& [route, name] : Vorn::AllRoutes) {
+        const Vorn::Utf8Kernels kernels = Vorn::FindUtf8Kernels(route);
+        const bool isForIt = route >= Vorn::Route::Avx512;
+        EXPECT_EQ(isForIt, kernels.encode == Vorn::Utf8EncodeKernelOfVbmi) << name;
+        EXPECT_EQ(isForIt, kernels.decode == Vorn::Utf8DecodeKernelOfVbmi) << name;
+    }
+}
+#endif
 
 INSTANTIATE_TEST_SUITE_P(Every, Utf8Route, VornTest::AllRoutes(), VornTest::RouteNameOf);
 

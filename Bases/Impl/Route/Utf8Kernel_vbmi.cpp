@@ -148,10 +148,9 @@ void DecodeAscii(DecodingPlace& place) {
     place.to += VectorSize;
 }
 
-// Whether the first sixteen characters have three bytes each.
-bool AreTriples(std::uint64_t starts) {
-    return (starts & 0xFFFFFFFFFFFF) == 0x249249249249; // every third bit
-}
+// Whether the first sixteen characters have three bytes each: every third bit is set, up to the
+// start of the character behind them, since the last one may be longer.
+bool AreTriples(std::uint64_t starts) { return (starts & 0x1FFFFFFFFFFFF) == 0x1249249249249; }
 
 // Sixteen characters of three bytes each. Returns false if one is not plain.
 bool DecodeTriples(Vector bytes, DecodingPlace& place) {
