@@ -1,7 +1,7 @@
 # SPDX-License-Identifier: MIT
 """Mutants whose outcome is known, one for each: whoever cannot tell them apart proves nothing."""
 
-from mutants import Mutant
+from mutants import Mutant, lacks_a_lock
 from programs import SANDBOX, run
 
 UNIT = "Bases/Impl/Endian.cpp"
@@ -13,6 +13,12 @@ int VornMutationCanary(int value) { return value + 1; }
 """
 PLANTED = ((b"value + 1", "value + 2", "survived"), (b"value + 1", "1 + value", "equal object"),
            (b"value + 1", "no + 1", "does not compile"))
+
+UNLOCKED = """
+struct __attribute__((capability("mutex"))) Mutex {} mutex;
+int value __attribute__((guarded_by(mutex)));
+int Value() { return value; }
+"""
 
 
 def planted(source, old, new):
@@ -29,6 +35,9 @@ def sings(judge):
     """Whether each has the outcome that it should, and no mutant could write into the sources."""
     if not is_shut_in(judge.scratch):
         print("mutants can write where the sources are", flush=True)
+        return False
+    if not lacks_a_lock("unlocked.cpp", UNLOCKED, []):
+        print("a lock that is left out is not noticed", flush=True)
         return False
     source = judge.build.objects[UNIT][0].source.read_bytes() + UNTESTED
     cases = [(planted(source, *case[:2]), case[2]) for case in PLANTED]

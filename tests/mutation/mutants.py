@@ -57,6 +57,14 @@ def shown(text):
     return " ".join(text.split())
 
 
+def lacks_a_lock(path, text, arguments):
+    """Whether Clang, which builds the library with a check of what each lock guards, refuses the
+    text of a unit."""
+    parsed = Index.create().parse(str(path), arguments + ["-Wthread-safety"],
+                                  unsaved_files=[(str(path), text)])
+    return any(d.option.startswith("-Wthread-safety") for d in parsed.diagnostics)
+
+
 class Maker:
     """Collects the changes of one unit."""
 

@@ -21,7 +21,7 @@ from pathlib import Path
 
 import canary
 from equivalents import read_equivalents
-from mutants import mutants_of
+from mutants import lacks_a_lock, mutants_of
 from programs import Build, measured, run, run_series
 
 HERE = Path(__file__).resolve().parent
@@ -59,6 +59,10 @@ def pairs_of_the_architecture():
     return [(re.findall("`([^`]+)`", row[2]), re.findall("`([^`]+)`", row[3])) for row in rows]
 
 
+class DoesNotLink(Exception):
+    """A program with a mutant that lacks a symbol."""
+
+
 class Judge:
     """Tries mutants."""
 
@@ -78,10 +82,28 @@ class Judge:
             return "does not compile", ""
         if changed.read_bytes() == self.original(first, source):
             return "equal object", ""
-        killer = self.ask(self.build, mutant, source, directory, only_own, {first.file: changed})
-        if killer is None and mutant.kind == "lock" and not only_own:
-            killer = self.ask(self.sanitized(mutant.unit), mutant, source, directory, True, {})
+        try:
+            killer = self.killer(mutant, source, directory, {first.file: changed}, only_own)
+        except DoesNotLink as program:
+            return "does not compile", f"{program} does not link"
         return ("survived", "") if killer is None else ("killed", killer)
+
+    def killer(self, mutant, source, directory, compiled, only_own):
+        """What notices the mutant; null: nothing does."""
+        obj = self.build.objects[mutant.unit][0]
+        if mutant.kind == "lock" and lacks_a_lock(obj.source, mutant.apply(source).decode(),
+                                                  clang_arguments(obj)):
+            return "Clang, which checks locks"
+        own, others = self.stages(self.build, mutant.unit, only_own)
+        killer = self.ask(self.build, mutant, source, directory, own, compiled)
+        for preset in () if only_own else ("asan", "tsan"):
+            if killer is None:
+                sanitized = self.sanitized(preset, mutant.unit)
+                watched, _ = self.stages(sanitized, mutant.unit, True)
+                killer = self.ask(sanitized, mutant, source, directory / preset, watched, {})
+        if killer is None:
+            killer = self.ask(self.build, mutant, source, directory, others, compiled)
+        return killer
 
     def original(self, obj, source):
         with self.locks[obj.file]:
@@ -98,35 +120,33 @@ class Judge:
             return kept.read_bytes()
 
     def stages(self, build, unit, only_own):
-        """The unit's own programs, then all others that reach it, each with the object it takes."""
+        """The unit's own programs, and all others that reach it, each with the object it takes."""
         pairs = [(p, o) for o in build.objects[unit] for p in build.programs.values()
                  if str(o.file) in build.reached(p)]
         own = [pair for pair in pairs if self.is_own(pair[0], unit)]
-        return [own] if only_own else [own, [pair for pair in pairs if pair not in own]]
+        return own, [] if only_own else [pair for pair in pairs if pair not in own]
 
-    def ask(self, build, mutant, source, directory, only_own, compiled):
-        """Runs the tests that can notice, the quick ones first. Stops at a failure. Objects of the
-        mutant that are there already are given."""
+    def ask(self, build, mutant, source, directory, pairs, compiled):
+        """Runs the programs' tests, the quick ones first. Stops at a failure. Objects of the mutant
+        that are there already are given."""
         linked = {}
-        for stage in self.stages(build, mutant.unit, only_own):
-            series = [(s, o) for p, o in stage for s in self.prepared(build, p)]
-            series.sort(key=lambda so: (so[0].name.endswith("slow"), so[0].seconds))
-            for one, obj in series:
-                if obj.file not in compiled:
-                    compiled[obj.file] = build.compile(obj, mutant.apply(source), directory)
-                if compiled[obj.file] is None:
-                    continue
-                name = one.program.name
-                if name not in linked:
-                    linked[name] = directory / name
-                    if not build.link(one.program, obj, compiled[obj.file], linked[name]):
-                        return f"{name} does not link"
-                failed = run_series(linked[name], one)
-                if failed:
-                    return f"{name}: {failed}"
-            for path in linked.values():
-                path.unlink(missing_ok=True)
-            linked = {}
+        series = [(s, o) for p, o in pairs for s in self.prepared(build, p)]
+        series.sort(key=lambda so: (so[0].name.endswith("slow"), so[0].seconds))
+        for one, obj in series:
+            if obj.file not in compiled:
+                compiled[obj.file] = build.compile(obj, mutant.apply(source), directory)
+            if compiled[obj.file] is None:
+                continue
+            name = one.program.name
+            if name not in linked:
+                linked[name] = directory / name
+                if not build.link(one.program, obj, compiled[obj.file], linked[name]):
+                    raise DoesNotLink(name)
+            failed = run_series(linked[name], one)
+            if failed:
+                return f"{name}: {failed}"
+        for path in linked.values():
+            path.unlink(missing_ok=True)
         return None
 
     def is_own(self, program, unit):
@@ -157,20 +177,21 @@ class Judge:
             parts = pickle.loads(kept.read_bytes())
         return [replace(p, program=program) for p in parts]
 
-    def sanitized(self, unit):
-        """The build for the thread sanitizer, with the unit's own programs."""
-        with self.locks["tsan"]:
-            if unit not in self.sanitizers:
-                directory = SOURCES / "build/tsan"
+    def sanitized(self, preset, unit):
+        """The build for a sanitizer, with the unit's own programs."""
+        with self.locks[preset]:
+            if (preset, unit) not in self.sanitizers:
+                directory = SOURCES / "build" / preset
                 names = [p.name for p in self.build.programs.values()
                          if self.is_own(p, unit) and "schedules" not in str(p.path)]
-                done = run(["cmake", "--preset", "tsan"], cwd=SOURCES).returncode == 0 and \
+                done = run(["cmake", "--preset", preset], cwd=SOURCES).returncode == 0 and \
                     run(["cmake", "--build", directory, "--target", *names],
                         cwd=SOURCES).returncode == 0
                 if not done:
-                    raise SystemExit("the preset tsan does not build")
-                self.sanitizers[unit] = Build(SOURCES, directory, self.scratch / "tsan", True)
-            return self.sanitizers[unit]
+                    raise SystemExit(f"the preset {preset} does not build")
+                self.sanitizers[preset, unit] = Build(SOURCES, directory, self.scratch / preset,
+                                                      names)
+            return self.sanitizers[preset, unit]
 
 
 def clang_arguments(obj):

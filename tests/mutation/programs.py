@@ -72,8 +72,11 @@ def run(command, **options):
 
 def finish(command, seconds, **options):
     """Runs in a sandbox. Returns what was printed and the exit status; null: it took too long."""
+    # In a session of its own: a mutant may send a signal to its whole process group, which a
+    # namespace does not confine.
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
-                               stderr=subprocess.STDOUT, text=True, errors="replace", **options)
+                               stderr=subprocess.STDOUT, text=True, errors="replace",
+                               start_new_session=True, **options)
     try:
         return process.communicate(timeout=seconds)[0], process.returncode
     except subprocess.TimeoutExpired:
@@ -82,12 +85,11 @@ def finish(command, seconds, **options):
 
 
 class Build:
-    """A configured and built preset. If it is partial, only some programs are built; it is used as
-    it is, without optimisation of ours."""
+    """A configured and built preset. If only some programs are built, these are told, and it is
+    used as it is, without optimisation of ours."""
 
-    def __init__(self, sources, directory, scratch, partial=False):
-        self.sources, self.directory, self.scratch = sources, directory, scratch
-        self.partial = partial
+    def __init__(self, sources, directory, scratch, only=None):
+        self.sources, self.directory, self.scratch, self.only = sources, directory, scratch, only
         self.lock = threading.Lock()
         self.reaching = threading.Lock()
         self.stripped, self.known_symbols, self.known_reached = {}, {}, {}
@@ -107,7 +109,7 @@ class Build:
             output = command[command.index("-o") + 1]
             plain = [a for a in command[:command.index("-o")] if a not in ("-g", "-g1", "-Werror")]
             primary = "VornBasesObjects" in output
-            if not self.partial and "-O1" not in plain:
+            if self.only is None and "-O1" not in plain:
                 plain.append("-O2")
             self.objects[str(source.relative_to(self.sources))].append(
                 Object(Path(output), source, plain + ["-w"], primary))
@@ -115,7 +117,8 @@ class Build:
             objects.sort(key=lambda o: not o.primary)
 
     def read_programs(self):
-        jobs = [job for job in jobs_in(self.directory, self.partial) if job.tests]
+        jobs = [job for job in jobs_in(self.directory, self.only is not None)
+                if job.tests and (self.only is None or job.name in self.only)]
         units = {str(o.file) for objects in self.objects.values() for o in objects}
         links = self.link_commands({job.command[0] for job in jobs})
         for job in jobs:
