@@ -53,10 +53,14 @@ constexpr GroupValues SecondValues = ValueTable(12);
 constexpr GroupValues ThirdValues = ValueTable(6);
 constexpr GroupValues Values = ValueTable(0);
 
+void WritePair(char* text, std::uint64_t value) {
+    std::memcpy(text, Pairs[value].data(), Pairs[value].size());
+}
+
 void EncodeGroup(const unsigned char* bytes, char* text) {
     const unsigned group = static_cast<unsigned>(bytes[0] << 16 | bytes[1] << 8 | bytes[2]);
-    std::memcpy(text, Pairs[group >> 12].data(), 2);
-    std::memcpy(text + 2, Pairs[group & 0xFFFU].data(), 2);
+    WritePair(text, group >> 12);
+    WritePair(text + 2, group & 0xFFFU);
 }
 
 // Encodes six bytes; reads eight.
@@ -64,18 +68,20 @@ void EncodeTwoGroups(const unsigned char* bytes, char* text) {
     std::uint64_t groups = 0;
     for (int i = 0; i < 8; ++i)
         groups = groups << 8 | bytes[i];
-    std::memcpy(text, Pairs[groups >> 52].data(), 2);
-    std::memcpy(text + 2, Pairs[groups >> 40 & 0xFFFU].data(), 2);
-    std::memcpy(text + 4, Pairs[groups >> 28 & 0xFFFU].data(), 2);
-    std::memcpy(text + 6, Pairs[groups >> 16 & 0xFFFU].data(), 2);
+    WritePair(text, groups >> 52);
+    WritePair(text + 2, groups >> 40 & 0xFFFU);
+    WritePair(text + 4, groups >> 28 & 0xFFFU);
+    WritePair(text + 6, groups >> 16 & 0xFFFU);
 }
 
 // Encodes the last one or two bytes; zero bits fill the last character.
 void EncodeRest(const unsigned char* bytes, std::size_t size, char* text) {
-    unsigned char group[3] = {};
-    std::memcpy(group, bytes, size);
+    const bool isOne = size == 1;
+    const unsigned char group[] = {bytes[0], isOne ? std::uint8_t{0} : bytes[1], 0};
     EncodeGroup(group, text);
-    std::memset(text + size + 1, '=', 3 - size);
+    if (isOne)
+        text[2] = '=';
+    text[3] = '=';
 }
 
 void EncodeBytes(const unsigned char* bytes, std::size_t size, char* text) {

@@ -102,7 +102,7 @@ void Combine(unsigned char* result, unsigned long size, Operand left, Operand ri
 template <typename Operation>
 Bits Combined(unsigned long size, Operand left, Operand right, Logic<Operation> logic) {
     Bits result;
-    if (result.SetSize(size, 1) != 0)
+    if (result.SetSize(size) != 0)
         Combine(result.GetData(), left.size, left, right, logic);
     return result;
 }
@@ -145,8 +145,8 @@ private:
 // The number of characters 0 and 1 at the end of a text.
 std::size_t CountDigits(const std::string& text) {
     std::size_t begin = text.size();
-    while (begin >= 8 && Digits(&text[begin - 8]).AreAll())
-        begin -= 8;
+    for (; begin >= 8 && Digits(&text[begin - 8]).AreAll(); begin -= 8) {
+    }
     while (begin > 0 && (text[begin - 1] == '0' || text[begin - 1] == '1'))
         --begin;
     return text.size() - begin;
@@ -156,7 +156,7 @@ std::size_t CountDigits(const std::string& text) {
 
 Bits::Bits() : m_nCapacity(0), m_nSize(0), m_nReserve(0) {}
 
-Bits::Bits(unsigned long size) : Bits() { SetSize(size, 1); }
+Bits::Bits(unsigned long size) : Bits() { SetSize(size); }
 
 Bits::Bits(const Bits& other) : Bits() { Clone(other); }
 
@@ -252,12 +252,12 @@ void Bits::Clear() {
 }
 
 unsigned long Bits::GetSetCount() {
-    const unsigned long whole = m_nSize / 8;
-    const unsigned long count = CountOnes(m_pData.get(), whole);
+    const unsigned long bytes = GetBytes();
+    const unsigned long count = CountOnes(m_pData.get(), bytes);
     if (m_nSize % 8 == 0)
         return count;
-    const unsigned lastBits = m_pData[whole] & (MaskOf(m_nSize) - 1U);
-    return count + static_cast<unsigned long>(std::popcount(lastBits));
+    const unsigned unused = m_pData[bytes - 1] & ~(MaskOf(m_nSize) - 1U);
+    return count - static_cast<unsigned long>(std::popcount(unused));
 }
 
 unsigned long Bits::GetUnsetCount() { return m_nSize - GetSetCount(); }
@@ -288,7 +288,7 @@ Bits& Bits::operator&=(const Bits& other) {
 // says what to combine, and read both pointers afterwards.
 Bits& Bits::operator|=(const Bits& other) {
     const unsigned long size = m_nSize;
-    SetSize(other.m_nSize, 1);
+    SetSize(other.m_nSize);
     Combine(m_pData.get(), m_nSize, {m_pData.get(), size}, {other.m_pData.get(), other.m_nSize},
             Or);
     return *this;
@@ -296,7 +296,7 @@ Bits& Bits::operator|=(const Bits& other) {
 
 Bits& Bits::operator^=(const Bits& other) {
     const unsigned long size = m_nSize;
-    SetSize(other.m_nSize, 1);
+    SetSize(other.m_nSize);
     Combine(m_pData.get(), m_nSize, {m_pData.get(), size}, {other.m_pData.get(), other.m_nSize},
             Xor);
     return *this;
@@ -365,23 +365,21 @@ void Bits::FromString(const std::string& text) {
     std::size_t pos = 0;
     // Allocates once; growing bit by bit ends with the same capacity. If memory does not suffice
     // for all, growing bit by bit keeps what fits.
-    if (SetSize(digits, 1) != 0) {
+    if (SetSize(digits) != 0) {
         for (; digits - pos >= 8; pos += 8)
             m_pData[pos / 8] = Digits(end - pos - 8).Byte();
     }
     for (; pos < digits; ++pos) {
-        SetSize(PosToSize(pos), 1);
+        SetSize(PosToSize(pos)); // its new bits are 0
         if (end[-1 - static_cast<std::ptrdiff_t>(pos)] == '1')
             Set(pos);
-        else
-            Reset(pos);
     }
 }
 
 void Bits::Clone(const Bits& other) {
     // If the size cannot be taken, this set may have fewer bytes than `other`, or more; see
     // BitsMemory.ClonesTheBytesThatBothHaveWhenItRunsOut.
-    SetSize(other.m_nSize, 1); // for the set itself, too: after SetData it reallocates
+    SetSize(other.m_nSize); // for the set itself, too: after SetData it reallocates
     if (&other == this)
         return;
     std::copy_n(other.m_pData.get(), std::min(GetBytes(), SizeToBytes(other.m_nSize)),

@@ -32,7 +32,7 @@ namespace {
 using Engine = boost::random::mt19937;
 using EngineState = std::array<std::uint32_t, Engine::state_size>;
 
-constexpr unsigned char GuidNone[16] = {};
+constexpr unsigned char GuidNone[sizeof(Guid)] = {};
 
 // The first outputs of Boost's engine with a complete state, drawn beforehand: the system is asked
 // once for all of it, and a failure shows before there is an engine. Each output comes from three
@@ -132,9 +132,10 @@ bool Read(const char* text, Bytes& bytes) {
 // the identifier alone. A text that is too short is passed to it uncut and refused there. It also
 // judges characters that are no digits, differently from version to version.
 std::string_view IdentifierAt(std::string_view text) {
-    const std::size_t brace = text.substr(0, 1) == "{" ? 1 : 0;
-    const bool dashed = text.size() > brace + 8 && text[brace + 8] == '-';
-    return text.substr(0, 2 * brace + (dashed ? 36 : 32));
+    const bool braced = text.starts_with('{');
+    const std::size_t dash = braced ? 9 : 8;
+    const bool dashed = text.size() > dash && text[dash] == '-';
+    return text.substr(0, (dashed ? 36U : 32U) + (braced ? 2U : 0U));
 }
 
 boost::uuids::uuid Parse(std::string_view identifier) {

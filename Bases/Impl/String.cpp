@@ -4,7 +4,6 @@
 #include <Bases/Text.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <cwchar>
 #include <iterator>
 #include <stdexcept>
@@ -90,7 +89,7 @@ void AppendByCLibrary(const char* from, std::wstring& wide) {
 
 // --- Whether they are those of UTF-8 -------------------------------------------------------------
 
-bool CLibraryUsesUtf8() { return std::strcmp(nl_langinfo(CODESET), "UTF-8") == 0; }
+bool CLibraryUsesUtf8() { return std::string_view(nl_langinfo(CODESET)) == "UTF-8"; }
 
 // Only the standard library's own facets are known to do nothing else. What such a one is for shows
 // in what it makes of characters of every length.

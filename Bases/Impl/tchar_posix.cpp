@@ -3,11 +3,13 @@
 
 #include <Bases/Text.h>
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
+#include <iterator>
 #include <limits>
 #include <string>
 
@@ -114,7 +116,7 @@ void WriteDecimal(Magnitude magnitude, char* text) {
 // The eight digits of a word, one to a byte in the order of the text: the word's halves are moved
 // apart, then the bytes, then the digits, and all eight become characters with one addition each.
 struct EightDigits {
-    char text[8];
+    char text[sizeof(std::uint64_t)];
 
     explicit EightDigits(std::uint32_t word) {
         constexpr std::uint64_t Each = 0x0101010101010101;
@@ -138,11 +140,11 @@ struct EightDigits {
     const EightDigits first(static_cast<std::uint32_t>(magnitude << (64 - 4 * count) >> 32));
     text[count] = '\0';
     if (count >= 8) {
-        std::memcpy(text, first.text, 8);
-        std::memcpy(text + count - 8, last.text, 8);
+        std::memcpy(text, first.text, sizeof first.text);
+        std::memcpy(text + count - 8, last.text, sizeof last.text);
     } else if (count >= 4) {
         std::memcpy(text, first.text, 4);
-        std::memcpy(text + count - 4, last.text + 4, 4);
+        std::copy(last.text + 4, std::end(last.text), text + count - 4);
     } else {
         text[0] = first.text[0];
         text[count / 2] = first.text[1];

@@ -233,6 +233,13 @@ TEST_P(BitsKernel, CombinesWholeVectorsAndSaysHowMany) {
     }
 }
 
+#ifdef VORN_BASES_HIGHWAY
+TEST(BitsKernels, AreThereForEveryRoute) {
+    for (const Vorn::Route route : VornTest::RoutesOfThisKind())
+        EXPECT_NE(nullptr, Vorn::FindBitsKernels(route).count) << Vorn::NameOf(route);
+}
+#endif
+
 INSTANTIATE_TEST_SUITE_P(Every, BitsRoute, VornTest::AllRoutes(), VornTest::RouteNameOf);
 INSTANTIATE_TEST_SUITE_P(Every, BitsKernel, VornTest::AllRoutes(), VornTest::RouteNameOf);
 

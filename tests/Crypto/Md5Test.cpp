@@ -309,6 +309,17 @@ TEST(Md5Update, KeepsChainCountAndRemainderInTheContext) {
     }
 }
 
+// Whole blocks are digested where they are, so that nothing of them stays in the context.
+TEST(Md5Update, WritesOnlyTheRemainderBehindTheCount) {
+    for (std::size_t length = 0; length <= 200; ++length) {
+        const std::size_t end = 24 + length % BlockSize;
+        Context context;
+        Begin(context);
+        Update(context, Message(length));
+        ASSERT_EQ(std::string(sizeof context - end, Guard), Bytes(context, end)) << length;
+    }
+}
+
 TEST(Md5Update, TakesAMessageInTwoPiecesCutAnywhere) {
     const std::string message = Message(195);
     for (std::size_t length = 0; length <= message.size(); ++length) {

@@ -110,6 +110,26 @@ TEST(SeedKernels, OfX86BeginWithAvx2) {
               Vorn::FindSeedKernel(Vorn::Route::Avx2) != nullptr);
 }
 
+#ifdef VORN_BASES_HIGHWAY
+TEST(SeedKernels, OfHighwayAreThereForEveryRouteFromAvx2On) {
+    for (const Vorn::Route route : VornTest::RoutesOfThisKind()) {
+        const bool isForIt = route != Vorn::Route::Sse4;
+        EXPECT_EQ(isForIt, Vorn::FindSeedKernelOfHighway(route) != nullptr) << Vorn::NameOf(route);
+        EXPECT_EQ(isForIt, Vorn::FindSeedKernel(route) != nullptr) << Vorn::NameOf(route);
+    }
+}
+#endif
+
+#ifdef VORN_BASES_GFNI
+// On other routes the processor need not have its instructions.
+TEST(SeedKernels, OfGfniIsTakenOnItsRouteOnly) {
+    for (const auto& [route, name] : Vorn::AllRoutes)
+        EXPECT_EQ(route == Vorn::Route::Avx512Gfni,
+                  Vorn::FindSeedKernel(route) == Vorn::SeedKernelOfGfni)
+            << name;
+}
+#endif
+
 INSTANTIATE_TEST_SUITE_P(Every, SeedRoute, VornTest::AllRoutes(), VornTest::RouteNameOf);
 
 } // namespace

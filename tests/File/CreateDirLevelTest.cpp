@@ -286,6 +286,10 @@ TEST_F(DirectoryChain, FindsTheFirstTwoSeparatorsFromTheThirdCharacterOn) {
 TEST_F(DirectoryChain, TakesTwoSeparatorsInARowForTwoDirectories) {
     EXPECT_TRUE(CreateDirLevel("/new//sub/", 0, 0));
     EXPECT_THAT(log, ElementsAre("look /new//sub/", "make /new//sub/", "kind /new//sub/"));
+    log.clear();
+    EXPECT_TRUE(CreateDirLevel("/a/b//c/", 0, 0));
+    EXPECT_THAT(log, ElementsAre("look /a/b//", "make /a/b//", "look /a/b//c/", "make /a/b//c/",
+                                 "kind /a/b//c/"));
 }
 
 TEST_F(DirectoryChain, OfARelativePathBeginsAtItsFirstCharacter) {

@@ -24,6 +24,7 @@
 
 #include <gmock/gmock.h>
 
+#include "support/ClosedInput.h"
 #include "support/Unprivileged.h"
 
 namespace {
@@ -32,6 +33,7 @@ namespace fs = std::filesystem;
 namespace FileSys = Vorn::FileSys;
 
 using testing::_;
+using testing::Contains;
 using testing::Each;
 using testing::ElementsAre;
 using testing::FieldsAre;
@@ -166,6 +168,25 @@ TEST_F(Copying, PassesTheWholeModeWhenItCreatesTheTarget) {
     EXPECT_TRUE(Copy());
     EXPECT_THAT(opens, ElementsAre(std::pair(O_RDONLY, 0U),
                                    std::pair(O_WRONLY | O_CREAT, unsigned{S_IFREG | 04751})));
+}
+
+// Another thread may execute a program at any time.
+TEST_F(Copying, OpensNothingThatExecutedProgramsInherit) {
+    WriteFile(from, "text");
+    Platform::open.Record();
+    EXPECT_TRUE(Copy());
+    ASSERT_EQ(2U, Platform::open.Count());
+    for (const auto& [path, flags, mode] : Platform::open.Calls())
+        EXPECT_EQ(O_CLOEXEC, flags & O_CLOEXEC) << path;
+}
+
+TEST_F(Copying, WorksWhereStandardInputIsClosed) {
+    WriteFile(from, "text");
+    const ClosedInput input;
+    Platform::open.Record();
+    EXPECT_TRUE(Copy());
+    EXPECT_THAT(Platform::open.Results(), Contains(STDIN_FILENO));
+    EXPECT_EQ("text", TextOf(to));
 }
 
 TEST_F(Copying, SetsTheOwnerAfterTheBytes) {

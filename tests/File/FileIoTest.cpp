@@ -426,6 +426,14 @@ TEST_F(OpenedFile, MovesToTheEndAndCutsNothingBySetEndOfFile) {
     EXPECT_EQ("0123456789", TextOf(path));
 }
 
+TEST_F(OpenedFile, MovesToAnEndThatIsTheBeginning) {
+    ASSERT_EQ(0, truncate(path.c_str(), 0));
+    EXPECT_TRUE(file.SetEndOfFile());
+    EXPECT_TRUE(file.SetFileSize(4));
+    EXPECT_EQ(0, file.Tell());
+    EXPECT_EQ("", TextOf(path));
+}
+
 TEST_F(OpenedFile, KeepsItsLengthAndMovesToTheEndBySetFileSize) {
     for (const long long size : {0LL, 4LL, 10LL, 1000LL}) {
         ASSERT_EQ(2, file.SeekFromBegin(2));

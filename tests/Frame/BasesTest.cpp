@@ -3,6 +3,7 @@
 
 #include <Bases/Bases.h>
 #include <Bases/Text.h>
+#include <Bases/Xml.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -208,6 +209,17 @@ TEST_F(Setup, CleansTheParserUpOnEveryRelease) {
     Vorn::BasesRelease();
     Vorn::BasesRelease();
     EXPECT_THAT(g_steps, ElementsAre("xmlCleanupParser in C", "xmlCleanupParser in C"));
+}
+
+// The parser's clean-up frees what they need.
+TEST_F(Setup, IsNotUndoneUnderADocumentThatIsBeingWritten) {
+    Vorn::BasesInit();
+    Vorn::XmlWriter writer;
+    ASSERT_TRUE(writer.BeginDocument("UTF-8"));
+    ASSERT_TRUE(writer.BeginElement("a"));
+    Vorn::BasesRelease();
+    EXPECT_FALSE(writer.BeginElement("b"));
+    EXPECT_FALSE(writer.EndDocument());
 }
 
 TEST_F(Setup, CanBeMadeAgainAfterARelease) {

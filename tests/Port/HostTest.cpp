@@ -12,6 +12,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 #include <set>
 #include <string>
 #include <thread>
@@ -26,6 +27,7 @@
 #include "fault/Platform.h"
 #include "support/Files.h"
 #include "support/OneProcessor.h"
+#include "support/Program.h"
 #include "support/TempDir.h"
 
 #ifdef VORN_ON_SIMULATED_MAC
@@ -104,6 +106,14 @@ TEST(CpuFeatures, ArmsAesIsAsItsRegisterOfInstructionsSays) {
 #else
     EXPECT_FALSE(Vorn::HasArmAes());
 #endif
+}
+
+TEST(Processors, AreOneForAProgramThatIsStartedOnOne) {
+    const VornTest::BoundToOneProcessor bound;
+    const VornTest::Outcome outcome = VornTest::RunProgram(
+        {std::filesystem::read_symlink("/proc/self/exe"), "--gtest_filter=Processors.AreThose*"});
+    EXPECT_EQ(0, outcome.status) << outcome.out;
+    EXPECT_NE(std::string::npos, outcome.out.find("[  PASSED  ] 1 test.")) << outcome.out;
 }
 
 #ifdef VORN_ON_SIMULATED_MAC

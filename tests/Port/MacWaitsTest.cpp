@@ -4,16 +4,21 @@
 // reaches it; a signal that the kernel keeps lets nobody pass.
 //
 // The kernel is a simulation: see support/mac/SimulatedKernel.h.
+#include <Bases/Impl/Port/KernelSem.h>
 #include <Bases/Impl/Sem_mac.h>
 #include <Bases/Thread.h>
 
 #include <chrono>
+#include <ctime>
 #include <thread>
+#include <utility>
 
 #include <gtest/gtest.h>
 #include <mach/mach.h>
 #include <pthread.h>
+#include <sched.h>
 
+#include "fault/Platform.h"
 #include "support/BlockedThreads.h"
 #include "support/mac/SimulatedKernel.h"
 
@@ -48,7 +53,11 @@ TEST_F(KernelSemaphore, IsCreatedWithTheInitialStateFirstInFirstOutAndFreed) {
 TEST_F(KernelSemaphore, AbortedInALimitedWaitIsTriedOnceMoreWithTheFullTime) {
     SimulatedKernel::EndWaits(1, KERN_ABORTED);
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_FALSE(m_sem.Wait(250));
+    SimulatedKernel::BeforeNextWait([&] {
+        while (std::chrono::steady_clock::now() - start < 100ms)
+            sched_yield();
+    });
+    EXPECT_FALSE(m_sem.Wait(150));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 250ms);
 
     SimulatedKernel::EndWaits(1, KERN_ABORTED);
@@ -129,6 +138,62 @@ TEST_F(KernelSemaphore, LeftWithASignalThatNobodyTookLetsNobodyPass) {
     const auto start = std::chrono::steady_clock::now();
     EXPECT_FALSE(m_sem.Wait(150)); // wakes for nothing, if the kernel kept the signals
     EXPECT_GE(std::chrono::steady_clock::now() - start, 150ms);
+}
+
+class KernelSleep : public testing::Test {
+protected:
+    void SetUp() override { ASSERT_TRUE(m_sem.Create(0)); }
+
+    Vorn::Lock m_lock;
+    Vorn::KernelSem m_sem;
+};
+
+TEST_F(KernelSleep, LastsUntilItsDeadlineButNoLongerThanATenthOfASecond) {
+    constexpr timespec Now{1000, 999'999'999};
+    for (const auto& [deadline, sleep] :
+         {std::pair(timespec{1001, 0}, 1ns), std::pair(timespec{1001, 50'000'000}, 50'000'001ns),
+          std::pair(timespec{1001, 100'000'000}, 100'000'000ns),
+          std::pair(timespec{1001, 999'999'999}, 100'000'000ns),
+          std::pair(timespec{1002, 0}, 100'000'000ns),
+          std::pair(timespec{5000, 0}, 100'000'000ns)}) {
+        VornTest::Platform::clock_gettime.Do([Now](clockid_t, timespec* now) {
+            *now = Now;
+            return 0;
+        });
+        SimulatedKernel::EndWaits(1, KERN_OPERATION_TIMED_OUT);
+        const Vorn::Locker locker(m_lock);
+        EXPECT_EQ(Vorn::KernelWait::Success, m_sem.Wait(m_lock, &deadline));
+        EXPECT_EQ(sleep, SimulatedKernel::LastLimit());
+        EXPECT_EQ(0, SimulatedKernel::WaitsToEnd());
+    }
+}
+
+TEST_F(KernelSleep, WithoutADeadlineLastsATenthOfASecond) {
+    SimulatedKernel::EndWaits(1, KERN_OPERATION_TIMED_OUT);
+    const Vorn::Locker locker(m_lock);
+    EXPECT_EQ(Vorn::KernelWait::Success, m_sem.Wait(m_lock, nullptr));
+    EXPECT_EQ(100ms, SimulatedKernel::LastLimit());
+}
+
+TEST_F(KernelSleep, DoesNotBeginAtItsDeadline) {
+    VornTest::Platform::clock_gettime.Do([](clockid_t, timespec* now) {
+        *now = {1000, 1};
+        return 0;
+    });
+    SimulatedKernel::EndWaits(1, KERN_OPERATION_TIMED_OUT);
+    for (const timespec deadline : {timespec{1000, 1}, timespec{1000, 0}, timespec{1, 2}}) {
+        const Vorn::Locker locker(m_lock);
+        EXPECT_EQ(Vorn::KernelWait::TimedOut, m_sem.Wait(m_lock, &deadline));
+    }
+    EXPECT_EQ(1, SimulatedKernel::WaitsToEnd());
+    SimulatedKernel::EndWaits(0, KERN_SUCCESS);
+}
+
+// Without the signal the thread would wake too, but only when its sleep is over.
+TEST_F(KernelSleep, IsEndedBySignallingAll) {
+    const int before = SimulatedKernel::Signals();
+    m_sem.PostAll();
+    EXPECT_EQ(before + 1, SimulatedKernel::Signals());
 }
 
 class KernelEvent : public testing::Test {

@@ -8,12 +8,16 @@
 #include <string>
 #include <vector>
 
+#if defined(__x86_64__)
+#include <cpuid.h>
+#endif
 #include <gtest/gtest.h>
 
 // Concerns: the machine's best route is in the table; the limit is kept, and allows what the
 // machine has; no route is mistaken for another by its name; a processor that lacks any instruction
 // of a route, or a system that does not save its registers, gets a lower one. Plan: each limit of
-// the table in turn, compared with the best route; a processor that lacks one bit, for every bit.
+// the table in turn, compared with the best route; a processor that lacks one bit, for every bit;
+// this machine, as the compiler's library sees it.
 
 namespace {
 
@@ -37,6 +41,8 @@ TEST_F(Routes, TheLimitStaysWhereAnotherThreadAsksForTheFirstTime) {
     Vorn::LimitRoute(Route::Portable);
     EXPECT_EQ(Route::Portable, Vorn::TakeBestRoute());
     EXPECT_EQ(Route::Portable, Vorn::CurrentRoute());
+    Vorn::LimitRoute(Vorn::NoLimit);
+    EXPECT_EQ(Vorn::BestRoute(), Vorn::TakeBestRoute());
 }
 
 TEST_F(Routes, NoneAboveTheLimitOrOfAnotherMachineIsTaken) {
@@ -106,6 +112,34 @@ TEST(RouteOfAProcessor, IsALowerOneForEachInstructionAndRegisterThatIsMissing) {
             words.*needs.word &= ~(1U << bit);
             EXPECT_EQ(needs.without, Vorn::RouteOf(words)) << "bit " << bit;
         }
+}
+
+TEST(WordsOfThisMachine, AreWhatTheProcessorAnswers) {
+    const auto c = [](unsigned int leaf) {
+        unsigned int words[4] = {};
+        __get_cpuid(leaf, &words[0], &words[1], &words[2], &words[3]);
+        return words[2];
+    };
+    EXPECT_EQ(c(1), Vorn::WordsOfThisMachine().c1);
+    EXPECT_EQ(c(0x80000001), Vorn::WordsOfThisMachine().c80000001);
+}
+
+TEST(BestRoute, IsTheOneForTheInstructionsOfThisMachine) {
+    const bool hasSse4 =
+        __builtin_cpu_supports("sse4.2") != 0 && __builtin_cpu_supports("popcnt") != 0 &&
+        __builtin_cpu_supports("aes") != 0 && __builtin_cpu_supports("pclmul") != 0;
+    const bool hasAvx2 = hasSse4 && __builtin_cpu_supports("avx2") != 0 &&
+                         __builtin_cpu_supports("fma") != 0 && __builtin_cpu_supports("bmi") != 0 &&
+                         __builtin_cpu_supports("bmi2") != 0;
+    const bool hasAvx512 =
+        hasAvx2 && __builtin_cpu_supports("avx512vl") != 0 &&
+        __builtin_cpu_supports("avx512bw") != 0 && __builtin_cpu_supports("avx512vbmi2") != 0 &&
+        __builtin_cpu_supports("avx512bitalg") != 0 && __builtin_cpu_supports("vpclmulqdq") != 0;
+    const bool hasGfni = hasAvx512 && __builtin_cpu_supports("gfni") != 0;
+    EXPECT_EQ(hasSse4, Vorn::BestRoute() >= Route::Sse4);
+    EXPECT_EQ(hasAvx2, Vorn::BestRoute() >= Route::Avx2);
+    EXPECT_EQ(hasAvx512, Vorn::BestRoute() >= Route::Avx512);
+    EXPECT_EQ(hasGfni, Vorn::BestRoute() >= Route::Avx512Gfni);
 }
 
 #endif

@@ -110,11 +110,9 @@ unsigned long DecodeInPlaceByBits(Bytes& area, std::size_t length, std::size_t d
     return pos;
 }
 
-[[maybe_unused]] char* AsText(GuardedBytes& bytes) { return reinterpret_cast<char*>(bytes.Data()); }
+char* AsText(GuardedBytes& bytes) { return reinterpret_cast<char*>(bytes.Data()); }
 
-[[maybe_unused]] std::ptrdiff_t Offset(std::size_t count) {
-    return static_cast<std::ptrdiff_t>(count);
-}
+std::ptrdiff_t Offset(std::size_t count) { return static_cast<std::ptrdiff_t>(count); }
 
 class Base64Route : public VornTest::RouteTest {
 protected:
@@ -180,59 +178,82 @@ TEST_P(Base64Route, DecodesDamagedTextsAsTheBitsDo) {
 }
 
 // The buffer is cleared before the first character is read, wherever the two lie. Characters that
-// are decoded to ones of the alphabet are read again where the buffer lies in the text.
+// are decoded to ones of the alphabet are read again where the buffer lies in the text, and may
+// take the place of its terminator.
 TEST_P(Base64Route, DecodesATextThatOverlapsItsBufferAsTheBitsDo) {
-    const std::string text = EncodedByBits(Bytes(150, 'Z')) + std::string(100, 'A');
-    for (std::size_t distance = 1; distance <= text.size(); ++distance) {
-        Bytes area(distance + text.size() + 1);
-        std::copy(text.begin(), text.end(), area.begin());
-        Bytes expected = area;
-        const unsigned long result = DecodeInPlaceByBits(expected, text.size(), distance);
-        Base64 base64;
-        ASSERT_EQ(result, base64.Decode(reinterpret_cast<const char*>(area.data()),
-                                        reinterpret_cast<char*>(area.data() + distance)))
-            << distance;
-        ASSERT_EQ(expected, area) << distance;
+    for (std::size_t rest = 100; rest < 104; ++rest) {
+        const std::string text = EncodedByBits(Bytes(150, 'Z')) + std::string(rest, 'A');
+        for (std::size_t distance = 1; distance <= text.size(); ++distance) {
+            Bytes area(distance + text.size() + 1);
+            std::copy(text.begin(), text.end(), area.begin());
+            Bytes expected = area;
+            const unsigned long result = DecodeInPlaceByBits(expected, text.size(), distance);
+            Base64 base64;
+            ASSERT_EQ(result, base64.Decode(reinterpret_cast<const char*>(area.data()),
+                                            reinterpret_cast<char*>(area.data() + distance)))
+                << distance;
+            ASSERT_EQ(expected, area) << distance;
+        }
     }
 }
 
+// Those that the route takes, and those of Highway, which other routes may prefer others to.
+std::vector<Vorn::Base64Kernels> CandidatesOf(Vorn::Route route) {
+    std::vector<Vorn::Base64Kernels> candidates;
+    const Vorn::Base64Kernels taken = Vorn::FindBase64Kernels(route);
+    if (taken.encode != nullptr)
+        candidates.push_back(taken);
 #ifdef VORN_BASES_HIGHWAY
-// Also for the routes that prefer a kernel with the processor's own instructions.
-TEST_P(Base64Route, KernelsOfHighwayConvertWhatIsInFrontAsTheBitsDo) {
-    const Vorn::Base64Kernels kernels = Vorn::FindBase64KernelsOfHighway(GetParam());
-    if (kernels.encode == nullptr)
-        GTEST_SKIP() << "no kernels";
-    for (std::size_t size = 0; size <= MostBytes; ++size) {
-        const Bytes bytes = RandomBytes(size);
-        const std::string text = EncodedByBits(bytes);
-
-        GuardedBytes encoded(size / 3 * 4);
-        const std::size_t done = kernels.encode(bytes.data(), size, AsText(encoded));
-        ASSERT_EQ(0U, done % 3);
-        ASSERT_EQ(text.substr(0, done / 3 * 4), std::string(AsText(encoded), done / 3 * 4));
-
-        const std::size_t length = text.size() / 4 * 4 - (size % 3 == 0 ? 0 : 4);
-        GuardedBytes decoded(length);
-        const std::size_t taken = kernels.decode(text.data(), length, decoded.Data());
-        ASSERT_EQ(0U, taken % 4);
-        ASSERT_TRUE(
-            std::equal(bytes.begin(), bytes.begin() + Offset(taken / 4 * 3), decoded.Data()));
-    }
-}
-
-TEST_P(Base64Route, KernelsOfHighwayStopAtACharacterOutsideTheAlphabet) {
-    const Vorn::Base64Kernels kernels = Vorn::FindBase64KernelsOfHighway(GetParam());
-    if (kernels.decode == nullptr)
-        GTEST_SKIP() << "no kernels";
-    const std::string text(MostBytes, 'Q');
-    for (std::size_t place = 0; place < text.size(); ++place) {
-        std::string damaged = text;
-        damaged[place] = '*';
-        GuardedBytes decoded(text.size());
-        ASSERT_LE(kernels.decode(damaged.data(), damaged.size(), decoded.Data()), place);
-    }
-}
+    const Vorn::Base64Kernels others = Vorn::FindBase64KernelsOfHighway(route);
+    if (others.encode != nullptr && others.encode != taken.encode)
+        candidates.push_back(others);
 #endif
+    return candidates;
+}
+
+constexpr std::size_t LargestVector = 64;
+
+TEST_P(Base64Route, KernelsEncodeAllButLessThanAVectorAsTheBitsDo) {
+    for (const Vorn::Base64Kernels& kernels : CandidatesOf(GetParam()))
+        for (std::size_t size = 0; size <= MostBytes; ++size) {
+            GuardedBytes bytes(RandomBytes(size));
+            const std::string text = EncodedByBits(bytes.Copy());
+            GuardedBytes encoded(size / 3 * 4);
+            const std::size_t done = kernels.encode(bytes.Data(), size, AsText(encoded));
+            ASSERT_EQ(0U, done % 3);
+            ASSERT_LE(done, size);
+            ASSERT_LT(size - done, LargestVector);
+            ASSERT_EQ(text.substr(0, done / 3 * 4), std::string(AsText(encoded), done / 3 * 4));
+        }
+}
+
+TEST_P(Base64Route, KernelsDecodeAllButLessThanAVectorAsTheBitsDo) {
+    for (const Vorn::Base64Kernels& kernels : CandidatesOf(GetParam()))
+        for (std::size_t size = 0; size <= MostBytes; size += 3) {
+            const Bytes bytes = RandomBytes(size);
+            const std::string text = EncodedByBits(bytes);
+            GuardedBytes characters(Bytes(text.begin(), text.end()));
+            GuardedBytes decoded(text.size());
+            const std::size_t taken =
+                kernels.decode(AsText(characters), text.size(), decoded.Data());
+            ASSERT_EQ(0U, taken % 4);
+            ASSERT_LE(taken, text.size());
+            ASSERT_LT(text.size() - taken, LargestVector);
+            ASSERT_TRUE(
+                std::equal(bytes.begin(), bytes.begin() + Offset(taken / 4 * 3), decoded.Data()));
+        }
+}
+
+TEST_P(Base64Route, KernelsStopAtACharacterOutsideTheAlphabet) {
+    const std::string text(MostBytes, 'Q');
+    for (const Vorn::Base64Kernels& kernels : CandidatesOf(GetParam()))
+        for (std::size_t place = 0; place < text.size(); ++place) {
+            std::string damaged = text;
+            damaged[place] = '*';
+            GuardedBytes decoded(text.size());
+            ASSERT_LE(kernels.decode(damaged.data(), damaged.size(), decoded.Data()), place);
+        }
+}
 
 TEST(Base64Kernels, AreNotLostOnAHigherRoute) {
     VornTest::ExpectNoKernelIsLostOnAHigherRoute(
@@ -240,6 +261,29 @@ TEST(Base64Kernels, AreNotLostOnAHigherRoute) {
     VornTest::ExpectNoKernelIsLostOnAHigherRoute(
         [](Vorn::Route route) { return Vorn::FindBase64Kernels(route).decode != nullptr; });
 }
+
+#ifdef VORN_BASES_HIGHWAY
+TEST(Base64Kernels, OfHighwayAreThereForEveryRoute) {
+    for (const Vorn::Route route : VornTest::RoutesOfThisKind()) {
+        EXPECT_NE(nullptr, Vorn::FindBase64KernelsOfHighway(route).encode) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, Vorn::FindBase64KernelsOfHighway(route).decode) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, Vorn::FindBase64Kernels(route).encode) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, Vorn::FindBase64Kernels(route).decode) << Vorn::NameOf(route);
+    }
+}
+#endif
+
+#ifdef VORN_BASES_VBMI
+// On lower routes the processor need not have their instructions.
+TEST(Base64Kernels, OfVbmiAreTakenFromAvx512On) {
+    for (const auto& [route, name] : Vorn::AllRoutes) {
+        const Vorn::Base64Kernels kernels = Vorn::FindBase64Kernels(route);
+        const bool isForIt = route >= Vorn::Route::Avx512;
+        EXPECT_EQ(isForIt, kernels.encode == Vorn::Base64EncodeKernelOfVbmi) << name;
+        EXPECT_EQ(isForIt, kernels.decode == Vorn::Base64DecodeKernelOfVbmi) << name;
+    }
+}
+#endif
 
 INSTANTIATE_TEST_SUITE_P(Every, Base64Route, VornTest::AllRoutes(), VornTest::RouteNameOf);
 

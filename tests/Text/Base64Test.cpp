@@ -6,8 +6,10 @@
 
 #include <cstdint>
 #include <iterator>
+#include <limits>
 #include <memory>
 #include <random>
+#include <stdexcept>
 #include <string>
 #include <thread>
 #include <type_traits>
@@ -168,6 +170,14 @@ TEST(Base64Encode, ReplacesWhatTheStringHeld) {
     EXPECT_EQ(1, base64.Encode("foo", 3, out));
     EXPECT_EQ("Zm9v", out);
     EXPECT_EQ(1, base64.Encode("foo", 0, out));
+    EXPECT_EQ("", out);
+}
+
+TEST(Base64Encode, ClearsTheStringEvenIfNoTextIsAsLong) {
+    Base64 base64;
+    std::string out = "old";
+    EXPECT_THROW(base64.Encode("foo", std::numeric_limits<unsigned long>::max() / 2, out),
+                 std::length_error);
     EXPECT_EQ("", out);
 }
 

@@ -64,6 +64,20 @@ TEST(Event, SetBeforeCreateIsRememberedAndEveryWaitPasses) {
     EXPECT_TRUE(event.Wait(0));
 }
 
+TEST(Event, CloseLeavesTheFlagAsItIs) {
+    Event event;
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 0, nullptr));
+    event.Set();
+    event.Close();
+    EXPECT_TRUE(event.Wait(0));
+    EXPECT_TRUE(event.Wait(0)); // no wait resets a closed event
+
+    ASSERT_TRUE(event.Create(EventKind::AutoReset, 1, nullptr));
+    event.Reset();
+    event.Close();
+    EXPECT_FALSE(event.Wait(0));
+}
+
 TEST(Event, ManualResetWaitsPassFromTheFlagWithoutTouchingTheSemaphore) {
     VornEvent event;
     ASSERT_TRUE(event.Create(EventKind::ManualReset, 1, nullptr));
@@ -72,6 +86,17 @@ TEST(Event, ManualResetWaitsPassFromTheFlagWithoutTouchingTheSemaphore) {
     EXPECT_EQ(1, ReportedCount(event));
     EXPECT_TRUE(event.Reset());
     EXPECT_EQ(0, ReportedCount(event)); // one stated try took the initial count
+}
+
+TEST(Event, WaitWithoutTheFlagTakesAPostOfTheSemaphoreAndCounts) {
+    for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
+        VornEvent event;
+        ASSERT_TRUE(event.Create(kind, 0, nullptr));
+        event.GetSemaphore()->Post();
+        EXPECT_TRUE(event.Wait(0));
+        EXPECT_EQ(-1, ReportedCount(event));
+        EXPECT_FALSE(event.Wait(0));
+    }
 }
 
 // Every sequence of up to seven operations against a model of one flag.

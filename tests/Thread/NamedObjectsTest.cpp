@@ -4,6 +4,7 @@
 // is a single try. The second process of these tests is a real one.
 #include <Bases/Thread.h>
 
+#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <string>
@@ -12,6 +13,7 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <semaphore.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -290,6 +292,10 @@ TEST_F(NamedSemaphore, LimitedWaitTriesAndYieldsUntilTheClockItselfShowsItsTime)
     clock = {{4000, 1000}, {4000, 999}};
     EXPECT_FALSE(sem.Wait(4000001));
     EXPECT_THAT(clock, testing::IsEmpty());
+
+    clock = {{1, 0}, {0, 999999}};
+    EXPECT_FALSE(sem.Wait(1000));
+    EXPECT_THAT(clock, testing::IsEmpty());
 }
 
 TEST_F(NamedMutex, CountsWhatAnotherProcessAnnouncesAlsoWhileALockFails) {
@@ -349,7 +355,9 @@ TEST_F(NamedEvent, ResetDrainsEveryCountThatTheSemaphoreReports) {
     ASSERT_TRUE(event.Create(1, 0, Name()));
     for (int i = 0; i < 5; ++i)
         event.GetSemaphore()->Post();
+    Platform::sem_trywait.Record();
     EXPECT_TRUE(event.Reset());
+    EXPECT_EQ(5U, Platform::sem_trywait.Count());
     int count = 77;
     EXPECT_TRUE(event.GetSemaphore()->GetSemCounts(count));
     EXPECT_EQ(0, count);
@@ -416,6 +424,22 @@ TEST_F(NamedEvent, SecondSetDoesNothingAlthoughAnotherObjectTookTheFirst) {
     EXPECT_TRUE(event.Reset());
     EXPECT_TRUE(event.Set());
     EXPECT_TRUE(other.Wait(0));
+}
+
+TEST_F(NamedEvent, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNot) {
+    Event event;
+    ASSERT_TRUE(event.Create(1, 1, Name()));
+    for (const unsigned int timeoutMs : {WaitForever, 1U}) {
+        std::atomic<bool> triedWithoutBlocking{false};
+        VornTest::PosixThread thread([&] {
+            pthread_cancel(pthread_self());
+            event.Wait(0);
+            triedWithoutBlocking = true;
+            event.Wait(timeoutMs); // the event is set: it would not block
+        });
+        EXPECT_TRUE(thread.Join());
+        EXPECT_TRUE(triedWithoutBlocking);
+    }
 }
 
 TEST_F(NamedEvent, CloseInOneProcessRemovesTheName) {

@@ -128,6 +128,12 @@ TEST_F(UnnamedSemaphore, WaitThatEndsOnAFullSecondHasNoNanosecondsLeft) {
     EXPECT_FALSE(m_sem.Wait(1002));
     EXPECT_EQ(7, deadline.tv_sec);
     EXPECT_EQ(1000000, deadline.tv_nsec);
+    EXPECT_FALSE(m_sem.Wait(999));
+    EXPECT_EQ(6, deadline.tv_sec);
+    EXPECT_EQ(998000000, deadline.tv_nsec);
+    EXPECT_FALSE(m_sem.Wait(2000));
+    EXPECT_EQ(7, deadline.tv_sec);
+    EXPECT_EQ(999000000, deadline.tv_nsec);
 }
 #endif
 
@@ -170,15 +176,17 @@ TEST_F(UnnamedSemaphore, ThreadReleasedWhileItsTimeRunsOutHasPassed) {
     EXPECT_FALSE(m_sem.Wait(0));
 }
 
-TEST_F(UnnamedSemaphore, CancellingAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
+TEST_F(UnnamedSemaphore, CancellingAWaiterAtAnyPlaceLeavesTheOthersWaitingAndLetsMoreJoin) {
     Make(VornSemaphore::SemLocked);
     for (std::size_t place = 0; place < 3; ++place) {
+        const auto wait = [this] { return m_sem.Wait(LongMs); };
         Waiters waiters;
         for (int i = 0; i < 3; ++i)
-            waiters.Add([this] { return m_sem.Wait(LongMs); });
+            waiters.Add(wait);
         EXPECT_TRUE(waiters.Cancel(place));
+        waiters.Add(wait);
         m_sem.Post();
-        EXPECT_EQ(2, waiters.PassedInTheEnd()) << place;
+        EXPECT_EQ(3, waiters.PassedInTheEnd()) << place;
         EXPECT_FALSE(m_sem.Wait(0));
     }
 }
@@ -230,6 +238,25 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     gate.open = true;
     EXPECT_TRUE(cancelled.Join());
     EXPECT_FALSE(late.Join());
+    EXPECT_EQ(-1, Count()); // 0 since the post, and the late wait: passing on does not count
+    EXPECT_FALSE(m_sem.Wait(0));
+    m_sem.Post(); // finds nobody waiting
+    EXPECT_TRUE(m_sem.Wait(0));
+}
+
+TEST_F(UnnamedSemaphore, PostOfACancelledThreadIsPassedOnUntilItServesOne) {
+    Make(VornSemaphore::SemLocked);
+    Gate gate;
+    PosixThread first(Waiting(OnWake::BeCancelled, &gate));
+    WaitUntilBlocked({&first});
+    m_sem.Post();
+    PosixThread second(Waiting(OnWake::BeCancelled));
+    WaitUntilBlocked({&second});
+    gate.open = true;
+    EXPECT_TRUE(first.Join());
+    EXPECT_TRUE(second.Join());
+    EXPECT_TRUE(m_sem.Wait(0));
+    EXPECT_FALSE(m_sem.Wait(0));
 }
 
 TEST_F(UnnamedSemaphore, PostThatServedAnotherThreadIsNotPassedOn) {

@@ -124,7 +124,7 @@ protected:
     ThreadCreationFailure() { m_thread.SetThreadHandler(&m_body); }
 
     void StartWithoutThread(int bSuspended = 0) {
-        m_createResult = EAGAIN;
+        m_createResult = 1; // the smallest error
         EXPECT_EQ(Success, Start(m_thread, bSuspended));
         EXPECT_THAT(TakeCalls(), ElementsAre("create", "usleep 100"));
         m_createResult = 0;

@@ -25,8 +25,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/types.h>
+#include <unistd.h>
 
 #include "fault/Platform.h"
+#include "support/GuardedBytes.h"
 #include "support/Thrown.h"
 
 namespace {
@@ -170,6 +172,14 @@ TEST_F(GuidGenerate, AsksTheSystemOnceForACompleteState) {
     EXPECT_THAT(Requests(), ElementsAre(WholeSeed, WholeSeed));
 }
 
+// While the system starts, it may have none yet.
+TEST_F(GuidGenerate, WaitsUntilTheSystemHasRandomBytes) {
+    Guid guid;
+    ASSERT_TRUE(guid.Generate());
+    for (const auto& [buffer, size, flags] : Platform::getrandom.Calls())
+        EXPECT_EQ(0U, flags) << "and neither GRND_NONBLOCK nor another source";
+}
+
 TEST_F(GuidGenerate, IsAMersenneTwisterSeededWithTheBytesOfTheSystem) {
     AnswerInTurn({WholeSeed});
     Guid guid;
@@ -293,12 +303,23 @@ std::vector<std::string> Shapes(const std::string& dashed) {
     return {dashed, plain, '{' + dashed + '}', '{' + plain + '}'};
 }
 
-// Checks that both text forms throw and leave the value unchanged. The text is in a block of its
-// exact size, beyond which the address sanitizer reports every read.
+// A text, its terminator included, at the end of a page that is the last one.
+class GuardedText {
+public:
+    explicit GuardedText(const std::string& text) : m_bytes(text.size() + 1) {
+        std::copy_n(text.c_str(), text.size() + 1, m_bytes.Data());
+    }
+    const char* Data() { return reinterpret_cast<const char*>(m_bytes.Data()); }
+
+private:
+    VornTest::GuardedBytes m_bytes;
+};
+
+// Checks that both text forms throw, leave the value unchanged and read no further than the text.
 void ExpectInvalid(const std::string& text) {
     Guid guid = GuidOf(Sample);
-    const std::vector<char> block(text.c_str(), text.c_str() + text.size() + 1);
-    EXPECT_EQ(Invalid, Thrown([&] { guid.FromString(block.data()); })) << text;
+    GuardedText guarded(text);
+    EXPECT_EQ(Invalid, Thrown([&] { guid.FromString(guarded.Data()); })) << text;
     if (!text.empty()) {
         EXPECT_EQ(Invalid, Thrown([&] { guid.FromString(text); })) << text;
     }
@@ -422,6 +443,13 @@ std::string ParsedByBoost(const std::string& text) {
     return thrown != "nothing" ? Invalid : std::string(value.begin(), value.end());
 }
 
+std::string ParsedByTheLibrary(const std::string& text) {
+    Guid guid;
+    const std::string thrown = Thrown([&] { guid.FromString(text.c_str()); });
+    const Bytes bytes = BytesOf(guid);
+    return thrown != "nothing" ? thrown : std::string(bytes.begin(), bytes.end());
+}
+
 TEST(GuidParse, ReadsDamagedTextsAsBoostDoes) {
     std::mt19937 random(Seed);
     const std::string characters = "0123456789abcdefABCDEF--{}gG/:@` x";
@@ -438,13 +466,64 @@ TEST(GuidParse, ReadsDamagedTextsAsBoostDoes) {
             else
                 text.erase(place, 1 + random() % 3);
         }
-        Guid guid;
-        std::string result = Thrown([&] { guid.FromString(text.c_str()); });
-        if (result == "nothing") {
-            const Bytes bytes = BytesOf(guid);
-            result.assign(bytes.begin(), bytes.end());
+        ASSERT_EQ(ParsedByBoost(text), ParsedByTheLibrary(text)) << text << ", seed " << Seed;
+    }
+}
+
+// A dash after each byte whose bit is 1.
+std::string Dashed(unsigned dashes) {
+    std::string text;
+    for (unsigned byte = 0; byte < 16; ++byte) {
+        text += "1f";
+        text += (dashes >> byte & 1U) != 0 ? "-" : "";
+    }
+    return text;
+}
+
+// Up to two dashes more or fewer than there should be, and than after all bytes from the fourth on;
+// one after the last byte makes no difference.
+TEST(GuidParse, ReadsDashesBetweenAnyBytesAsBoostDoes) {
+    for (const unsigned dashes : {0x2A8U, 0x7FF8U}) {
+        for (unsigned i = 0; i < 16; ++i) {
+            for (unsigned j = 0; j <= i; ++j) {
+                const std::string text = Dashed(dashes ^ 1U << i ^ 1U << j);
+                ASSERT_EQ(ParsedByBoost(text), ParsedByTheLibrary(text)) << text;
+            }
         }
-        ASSERT_EQ(ParsedByBoost(text), result) << text << ", seed " << Seed;
+    }
+}
+
+TEST(GuidParse, ReadsAnyCharacterInPlaceOfABraceAsBoostDoes) {
+    for (const std::string& inside : {std::string(SampleText), Undashed(SampleText)}) {
+        for (int value = 1; value < 256; ++value) {
+            const std::string character(1, static_cast<char>(value));
+            for (const std::string& text : {character + inside + '}', '{' + inside + character})
+                ASSERT_EQ(ParsedByBoost(text), ParsedByTheLibrary(text)) << text;
+        }
+    }
+}
+
+TEST(GuidParse, ReadsBytesThatAllLackADigitAsBoostDoes) {
+    for (const char* byte : {"g1", "1g", "gg", "\xFF\x31", "1\xFF"}) {
+        std::string text;
+        for (int i = 0; i < 16; ++i)
+            text += byte;
+        ASSERT_EQ(ParsedByBoost(text), ParsedByTheLibrary(text)) << text;
+    }
+}
+
+TEST(GuidParse, DoesNotLookAtWhatIsBeforeTheIdentifier) {
+    const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
+    for (const std::string& text : Shapes(SampleText)) {
+        for (const char before : {'{', '-', '0', 'f'}) {
+            Guid guid;
+            ASSERT_TRUE(guid.FromString((before + text).c_str() + 1));
+            EXPECT_EQ(Sample, BytesOf(guid)) << before << text;
+        }
+        GuardedText first(text + std::string(page - text.size() - 1, 'x'));
+        Guid guid;
+        ASSERT_TRUE(guid.FromString(first.Data()));
+        EXPECT_EQ(Sample, BytesOf(guid)) << text;
     }
 }
 

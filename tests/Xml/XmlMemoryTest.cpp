@@ -4,6 +4,7 @@
 #include <Bases/Xml.h>
 
 #include <functional>
+#include <initializer_list>
 #include <string>
 #include <utility>
 #include <vector>
@@ -16,6 +17,7 @@
 #include <gtest/gtest.h>
 
 #include <Bases/Impl/XmlSilence.h>
+#include <Bases/Impl/XmlTextWriter.h>
 
 #include "support/FailingXmlMemory.h"
 #include "support/IconvSpy.h"
@@ -86,13 +88,15 @@ class XmlReaderMemory : public VornTest::XmlTest {
 protected:
     using Load = std::function<bool(XmlReader&)>;
 
-    void Check(const Load& load) {
+    void Check(const Load& load, std::initializer_list<FailingXmlMemory::Mode> modes = {
+                                     FailingXmlMemory::Once, FailingXmlMemory::FromThenOn}) {
         XmlReader reference;
         ASSERT_TRUE(load(reference));
         const std::string expected = Tree(reference);
         m_converters = VornTest::IconvSpy::live;
         const auto scenario = [&](FailingXmlMemory& memory) { CheckOnce(load, expected, memory); };
-        EXPECT_EQ("", StdoutOf([&] { SweepXmlMemory(scenario); }));
+        for (const auto mode : modes)
+            EXPECT_EQ("", StdoutOf([&] { SweepXmlMemory(mode, scenario); }));
     }
 
     void CheckOnce(const Load& load, const std::string& expected, FailingXmlMemory& memory) {
@@ -209,6 +213,18 @@ TEST_F(XmlReaderMemory, FailsOrLoadsTheTypesByWhichValuesAreTrimmed) {
     const std::string document = Utf8 + "<!DOCTYPE r [" + types + "]><r>" + elements + "</r>";
     m_libxml2Loses = true;
     Check([&](XmlReader& reader) { return LoadText(reader, document); });
+}
+
+// libxml2 looks for such a name once more after the reader did.
+TEST_F(XmlReaderMemory, FailsOrLoadsNamesWithPrefixesWhenTwoAllocationsInARowFail) {
+    std::string document = Utf8 + "<r>";
+    for (std::size_t i = 0; i < 8; ++i) {
+        document += "<" + std::string(100 + i, 'p') + ":e/>";
+        document += "<e " + std::string(100 + i, 'q') + ":a='1'/>";
+    }
+    document += "</r>";
+    m_libxml2Loses = true;
+    Check([&](XmlReader& reader) { return LoadText(reader, document); }, {FailingXmlMemory::Twice});
 }
 
 // Standard input is a pipe that holds a document; a catalog leads from a missing name to another.
@@ -362,6 +378,30 @@ TEST_F(XmlWriterMemory, FailsTheOperationInWhichItRunsOut) {
     });
 }
 
+TEST_F(XmlWriterMemory, IsMissedInSilence) {
+    EXPECT_EQ("", StderrOf([&] {
+                  SweepXmlMemory([&](FailingXmlMemory&) {
+                      XmlWriter writer;
+                      Write(writer);
+                  });
+              }));
+}
+
+TEST_F(XmlWriterMemory, LeavesTheTextWriterClosedWithoutAny) {
+    xmlBuffer* const buffer = xmlBufferCreate();
+    Vorn::XmlTextWriter writer;
+    {
+        const FailingXmlMemory memory(1, FailingXmlMemory::FromThenOn);
+        const Vorn::XmlSilence silence;
+        EXPECT_FALSE(writer.Open(buffer));
+    }
+    EXPECT_FALSE(writer.IsOpen());
+    EXPECT_EQ(nullptr, writer.Get());
+    EXPECT_TRUE(writer.Open(buffer));
+    writer.Close();
+    xmlBufferFree(buffer);
+}
+
 // Reports, as the parser does right behind a declaration of a namespace, that it is empty.
 // `buffered` is what the parser's buffer holds up to there. Returns whether that is taken for a
 // namespace without memory.
@@ -387,6 +427,14 @@ TEST(XmlNamespaceReport, IsOfLostMemoryWhereTheNamespaceIsNotEmpty) {
     EXPECT_TRUE(IsTakenForLoss(R"(<a xmlns:p="&#32;u")"));
     EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p="")"));
     EXPECT_FALSE(IsTakenForLoss(R"(<a xmlns:p=" &#9;&#xA;")"));
+}
+
+TEST(XmlNamespaceReport, IsOfLostMemoryWhateverCharacterTheNamespaceIs) {
+    for (char character = '!'; character <= '~'; ++character) {
+        if (character == '"' || character == '&')
+            continue;
+        EXPECT_TRUE(IsTakenForLoss(std::string("<a xmlns:p=\"") + character + "\"")) << character;
+    }
 }
 
 TEST(XmlNamespaceReport, IsJudgedByWhatTheBufferStillHolds) {

@@ -16,6 +16,7 @@
 #include <libxml/tree.h>
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <Bases/Impl/Converter.h>
 
@@ -84,6 +85,11 @@ TEST_F(PlainText, IsEveryCharacterButTheSurrogates) {
     EXPECT_FALSE(IsKeptAsByIconv(Utf8Of(0x110000)));
 }
 
+TEST_F(PlainText, IsEveryAsciiCharacterBesideAnother) {
+    for (unsigned code = 0; code < 0x80; ++code)
+        EXPECT_TRUE(IsKeptAsByIconv(Utf8Of(0x20AC) + Utf8Of(code))) << code;
+}
+
 TEST_F(PlainText, IsNothingThatIconvRefusesOrChanges) {
     const std::string bytes("\x00\x41\x7F\x80\x8F\x90\x9F\xA0\xBF\xC0\xC1\xC2\xDF\xE0\xED\xEE\xEF"
                             "\xF0\xF1\xF4\xF5\xF7\xF8\xFB\xFC\xFD\xFE\xFF",
@@ -123,6 +129,14 @@ TEST_F(PlainText, IsReadToItsEndOnly) {
         std::copy(text.begin(), text.end(), bytes.Data());
         const std::string_view guarded(reinterpret_cast<char*>(bytes.Data()), text.size());
         EXPECT_EQ(m_converter.Keeps(text), m_converter.Keeps(guarded));
+    }
+}
+
+TEST_F(PlainText, IsReadFromItsBeginningOn) {
+    GuardedBytes page(static_cast<std::size_t>(sysconf(_SC_PAGESIZE)));
+    for (std::size_t size = 0; size < 40; ++size) {
+        std::fill_n(page.Data(), size, static_cast<unsigned char>('x'));
+        EXPECT_TRUE(m_converter.Keeps({reinterpret_cast<char*>(page.Data()), size})) << size;
     }
 }
 

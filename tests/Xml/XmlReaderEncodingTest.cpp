@@ -33,6 +33,7 @@ using VornTest::Repeat;
 using VornTest::TextOf;
 using VornTest::Utf8;
 using VornTest::ValueOf;
+using VornTest::WriteFile;
 using VornTest::XmlReaderTest;
 
 // Concerns: texts come in the locale's encoding; the converter is opened once per document, from
@@ -95,13 +96,21 @@ TEST_F(XmlReaderEncoding, IsOpenedFromTheDeclaredOneWithTheLocalesNameWhereCharI
 
 // What iconv allocates behind the tree would slow down its release.
 TEST_F(XmlReaderEncoding, IsOpenedBeforeTheTreeIsBuilt) {
+    WriteFile(m_dir.File("a.xml"), Utf8 + "<r/>");
     Platform::iconv_open.Record();
     Platform::xml_malloc.Record();
-    XmlReader reader;
-    ASSERT_TRUE(LoadText(reader, Utf8 + "<r/>"));
-    const std::vector<std::string> order = Platform::Order();
-    const auto opened = std::find(order.rbegin(), order.rend(), "iconv_open");
-    EXPECT_LE(2, std::count(order.rbegin(), opened, "xml malloc")) << "the element and its name";
+    const auto expectAllocationsBehindIt = [] {
+        const std::vector<std::string> order = Platform::Order();
+        const auto opened = std::find(order.rbegin(), order.rend(), "iconv_open");
+        EXPECT_LE(2, std::count(order.rbegin(), opened, "xml malloc"))
+            << "the element and its name";
+    };
+    XmlReader fromMemory;
+    ASSERT_TRUE(LoadText(fromMemory, Utf8 + "<r/>"));
+    expectAllocationsBehindIt();
+    XmlReader fromFile;
+    ASSERT_TRUE(fromFile.Load(m_dir.File("a.xml")));
+    expectAllocationsBehindIt();
 }
 
 TEST_F(XmlReaderEncoding, IsOpenedAsCharWhereThePlatformKnowsIt) {
@@ -230,6 +239,11 @@ TEST_F(XmlReaderScratch, GrowsForALongTextAndStaysAtThatSizeUntilClose) {
 
     auto none = std::make_unique<NoMemory>(Platform::operator_new, 4097U);
     EXPECT_EQ("(fails)", ValueOf(reader)) << "one byte more has to be fetched";
+    std::string name;
+    std::string value = "as it was";
+    XmlReader::Attribute* const a = reader.GetFirstAttribute(reader.GetRootElement());
+    EXPECT_FALSE(reader.GetAttribute(a, name, value));
+    EXPECT_EQ("as it was", value);
     EXPECT_EQ(4086u, TextOf(reader, reader.GetRootElement()).size());
     none.reset();
     EXPECT_EQ(4087u, ValueOf(reader).size());

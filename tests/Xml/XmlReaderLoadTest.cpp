@@ -4,6 +4,8 @@
 #include <Bases/Xml.h>
 
 #include <climits>
+#include <cstddef>
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -15,14 +17,18 @@
 #include <libxml/xmlIO.h>
 
 #include <gtest/gtest.h>
+#include <sys/mman.h>
 
 #include "Xml/Reader.h"
+#include "fault/Xml.h"
 #include "support/IconvSpy.h"
 #include "support/StdoutCapture.h"
 #include "support/TempDir.h"
 #include "support/XmlTest.h"
 
 namespace {
+
+namespace Platform = VornTest::Platform;
 
 using Vorn::XmlReader;
 using VornTest::Declared;
@@ -85,6 +91,7 @@ TEST_F(XmlReaderLoad, TakesAPathWithCharactersOfTheLocale) {
 TEST_F(XmlReaderLoad, RefusesNoBufferNoBytesAndMoreThanAnIntCounts) {
     std::string text = Utf8 + "<a/>";
     auto* bytes = reinterpret_cast<unsigned char*>(text.data());
+    Platform::xmlInitializeCatalog.Record();
     XmlReader reader;
     const std::string printed = StdoutOf([&] {
         EXPECT_FALSE(reader.Load(nullptr, text.size()));
@@ -94,8 +101,23 @@ TEST_F(XmlReaderLoad, RefusesNoBufferNoBytesAndMoreThanAnIntCounts) {
         EXPECT_FALSE(reader.Load(bytes, ULONG_MAX));
     });
     EXPECT_EQ("", printed);
+    EXPECT_EQ(0U, Platform::xmlInitializeCatalog.Count()) << "a parser's first step";
     ExpectEmpty(reader);
     EXPECT_TRUE(reader.Load(bytes, text.size()));
+}
+
+// The pages are read at the beginning only, since there is no memory for a copy.
+TEST_F(XmlReaderLoad, PassesOnAsManyBytesAsAnIntCounts) {
+    void* const pages =
+        mmap(nullptr, INT_MAX, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    if (pages == MAP_FAILED)
+        GTEST_SKIP() << "no address space for so many bytes";
+    Platform::xml_malloc.Do([](std::size_t) -> void* { return nullptr; });
+    Platform::xmlInitializeCatalog.Record();
+    XmlReader reader;
+    EXPECT_FALSE(reader.Load(static_cast<unsigned char*>(pages), INT_MAX));
+    EXPECT_EQ(1U, Platform::xmlInitializeCatalog.Count()) << "a parser's first step";
+    munmap(pages, INT_MAX);
 }
 
 TEST_F(XmlReaderLoad, FailsWhileADocumentIsLoadedAndKeepsIt) {

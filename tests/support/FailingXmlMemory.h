@@ -16,12 +16,12 @@
 
 namespace VornTest {
 
-/// Lets one allocation of libxml2 fail while it lives, alone or with all that follow, and notes the
-/// blocks. Memory still comes from malloc, so libxml2 may have been used before and may be
-/// afterwards. One at a time; not for several threads.
+/// Lets one allocation of libxml2 fail while it lives, alone, with the next one or with all that
+/// follow, and notes the blocks. Memory still comes from malloc, so libxml2 may have been used
+/// before and may be afterwards. One at a time; not for several threads.
 class FailingXmlMemory {
 public:
-    enum Mode { Once, FromThenOn };
+    enum Mode { Once, Twice, FromThenOn };
 
     /// The `number`-th allocation fails, counted from 1.
     FailingXmlMemory(int number, Mode mode) {
@@ -71,6 +71,8 @@ private:
         }
         if (s_mode == Once)
             s_left = 0;
+        else if (s_mode == Twice)
+            s_mode = Once;
         s_failed = true;
         return true;
     }
@@ -105,20 +107,25 @@ private:
     static inline std::set<void*> s_blocks;
 };
 
-/// Runs `scenario` with the first allocation failing, with the second and so on, each once and then
-/// with all that follow, until it needs no more allocations. The scenario is handed the memory.
+/// Runs `scenario` with the first allocation failing, with the second and so on, until it needs no
+/// more allocations. The scenario is handed the memory.
+template <typename Scenario>
+void SweepXmlMemory(FailingXmlMemory::Mode mode, Scenario scenario) {
+    constexpr const char* Others[] = {"", " and the next", " and all that follow"};
+    bool failed = true;
+    for (int number = 1; failed && !testing::Test::HasFailure(); ++number) {
+        SCOPED_TRACE("allocation " + std::to_string(number) + Others[mode]);
+        FailingXmlMemory memory(number, mode);
+        scenario(memory);
+        failed = memory.HasFailed();
+    }
+}
+
+/// The same, with each failing alone and then with all that follow.
 template <typename Scenario>
 void SweepXmlMemory(Scenario scenario) {
-    for (const auto mode : {FailingXmlMemory::Once, FailingXmlMemory::FromThenOn}) {
-        bool failed = true;
-        for (int number = 1; failed && !testing::Test::HasFailure(); ++number) {
-            SCOPED_TRACE("allocation " + std::to_string(number) +
-                         (mode == FailingXmlMemory::Once ? "" : " and all that follow"));
-            FailingXmlMemory memory(number, mode);
-            scenario(memory);
-            failed = memory.HasFailed();
-        }
-    }
+    for (const auto mode : {FailingXmlMemory::Once, FailingXmlMemory::FromThenOn})
+        SweepXmlMemory(mode, scenario);
 }
 
 } // namespace VornTest

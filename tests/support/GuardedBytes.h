@@ -3,7 +3,7 @@
 #define VORN_BASES_TESTS_SUPPORT_GUARDED_BYTES_H
 
 // A buffer that ends where a page begins that may not be touched: one byte read or written too many
-// ends the program.
+// ends the program. One of whole pages also begins where such a page ends.
 
 #include <algorithm>
 #include <cstddef>
@@ -20,14 +20,15 @@ public:
     explicit GuardedBytes(std::size_t size) : m_size(size) {
         const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         const std::size_t usable = (size + page - 1) / page * page;
-        m_mappedSize = usable + page;
+        m_mappedSize = page + usable + page;
         m_pMapped =
             mmap(nullptr, m_mappedSize, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
         if (m_pMapped == MAP_FAILED)
             throw std::runtime_error("no memory for a guarded buffer");
-        auto* const begin = static_cast<unsigned char*>(m_pMapped);
-        mprotect(begin + usable, page, PROT_NONE);
-        m_pData = begin + usable - size;
+        mprotect(m_pMapped, page, PROT_NONE);
+        unsigned char* const end = static_cast<unsigned char*>(m_pMapped) + page + usable;
+        mprotect(end, page, PROT_NONE);
+        m_pData = end - size;
     }
     explicit GuardedBytes(const std::vector<unsigned char>& bytes) : GuardedBytes(bytes.size()) {
         std::copy(bytes.begin(), bytes.end(), m_pData);

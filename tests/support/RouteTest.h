@@ -45,6 +45,17 @@ protected:
 
 using RouteTest = RouteTestOf<testing::Test>;
 
+/// The routes of the kind of processor that the build is for, but for the portable code.
+inline std::vector<Vorn::Route> RoutesOfThisKind() {
+#if defined(__x86_64__)
+    return {Vorn::Route::Sse4, Vorn::Route::Avx2, Vorn::Route::Avx512, Vorn::Route::Avx512Gfni};
+#elif defined(__aarch64__)
+    return {Vorn::Route::Neon};
+#else
+    return {};
+#endif
+}
+
 /// A route that no choice among kernels knows would fall back to the portable code, unnoticed by
 /// tests of results: what x86 routes have, those above them have, too.
 template <typename HasKernel>

@@ -63,6 +63,14 @@ function(vorn_add_test name)
   vorn_discover_tests(${name} TEST_FILTER "${VORN_TEST_FILTER}")
 endfunction()
 
+# Tells a test which kernels the build has. Those that only a machine or a compiler without others
+# would choose are tested, too.
+function(vorn_tell_kernels name)
+  get_target_property(definitions VornBasesObjects COMPILE_DEFINITIONS)
+  list(FILTER definitions INCLUDE REGEX "^VORN_BASES_(GFNI|HIGHWAY|VBMI)$")
+  target_compile_definitions(${name} PRIVATE ${definitions})
+endfunction()
+
 # The same program over the library's macOS variants, as NAMEOnMac, and its tests once for each
 # thing that macOS may do where its documentation is silent, as Suite.Name@KernelForgets and so on:
 # see support/mac/.

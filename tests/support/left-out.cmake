@@ -22,6 +22,7 @@ if(CMAKE_CROSSCOMPILING)
   # These start their own program again, which the system cannot do with one of another machine. (A
   # test's helper program is no obstacle: it is started through a script.)
   list(APPEND VORN_TESTS_LEFT_OUT
+    Processors.AreOneForAProgramThatIsStartedOnOne
     Spin.IsLeftOutWhereThereIsOneProcessor
     TaskPoolDeathTest.EmptyTaskIsAcceptedAndEndsTheProcessWhenItsTurnComes
     TaskPoolDeathTest.ExceptionThatLeavesATaskEndsTheProcess

@@ -18,12 +18,12 @@ namespace {
 constexpr long LongestSleepNs = 100'000'000;
 constexpr long NsPerSecond = 1'000'000'000;
 
+// The end of one sleep is not the end of the wait; the next call finds the deadline passed.
 KernelWait Translate(kern_return_t status) {
     switch (status) {
     case KERN_SUCCESS:
-        return KernelWait::Success;
     case KERN_OPERATION_TIMED_OUT:
-        return KernelWait::TimedOut;
+        return KernelWait::Success;
     case KERN_ABORTED:
         return KernelWait::Aborted;
     default:
@@ -80,9 +80,7 @@ KernelWait KernelSem::Wait(Lock& lock, const timespec* pDeadline) {
     const KernelWait result = Translate(semaphore_timedwait(m_pState->sem, limit));
     lock.Acquire();
     pthread_testcancel(); // the kernel's wait is no cancellation point
-
-    // The end of one sleep is not the end of the wait; the next call finds the deadline passed.
-    return result == KernelWait::TimedOut ? KernelWait::Success : result;
+    return result;
 }
 
 void KernelSem::PostAll() { semaphore_signal_all(m_pState->sem); }

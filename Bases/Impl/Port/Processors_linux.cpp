@@ -11,8 +11,7 @@ namespace {
 
 // Linux refuses a set that is too small for the machine's processors, and leaves it empty.
 bool MayRunOnSeveral() {
-    cpu_set_t processors;
-    CPU_ZERO(&processors);
+    cpu_set_t processors{};
     sched_getaffinity(0, sizeof processors, &processors);
     return CPU_COUNT(&processors) != 1;
 }

@@ -50,12 +50,7 @@ std::uint32_t SavedRegisters(const CpuId& features) {
 
 constexpr bool IsOfThisMachine(Route route) { return route != Route::Neon; }
 
-Route DetectRoute() {
-    const CpuId features(1, 0);
-    const CpuId structured(7, 0);
-    return RouteOf(
-        {features.c, CpuId(0x80000001, 0).c, structured.b, structured.c, SavedRegisters(features)});
-}
+Route DetectRoute() { return RouteOf(WordsOfThisMachine()); }
 
 #else
 
@@ -68,6 +63,13 @@ Route DetectRoute() { return HasArmAes() ? Route::Neon : Route::Portable; }
 } // namespace
 
 #if defined(__x86_64__)
+
+ProcessorWords WordsOfThisMachine() {
+    const CpuId features(1, 0);
+    const CpuId structured(7, 0);
+    return {features.c, CpuId(0x80000001, 0).c, structured.b, structured.c,
+            SavedRegisters(features)};
+}
 
 Route RouteOf(const ProcessorWords& words) {
     constexpr unsigned int YmmState = 0x6;

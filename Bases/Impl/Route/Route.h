@@ -47,6 +47,9 @@ struct ProcessorWords {
 /// routes below, and whose registers are saved.
 Route RouteOf(const ProcessorWords& words);
 
+/// What the processor of this machine says.
+ProcessorWords WordsOfThisMachine();
+
 /// The limit that allows every route.
 inline constexpr Route NoLimit = std::end(AllRoutes)[-1].route;
 

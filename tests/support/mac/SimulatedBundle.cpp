@@ -46,15 +46,18 @@ CFURLRef CFBundleCopyBundleURL(CFBundleRef /*bundle*/) {
     return new __CFURL{g_directory};
 }
 
-// A buffer that is too small may hold any part of the name afterwards.
-Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean /*resolveAgainstBase*/,
-                                         UInt8* buffer, CFIndex maxBufLen) {
+// A location may be relative to another. A buffer that is too small may hold any part of the name
+// afterwards.
+Boolean CFURLGetFileSystemRepresentation(CFURLRef url, Boolean resolveAgainstBase, UInt8* buffer,
+                                         CFIndex maxBufLen) {
     const auto capacity = static_cast<std::size_t>(maxBufLen);
-    if (url->path.size() >= capacity) {
-        std::memcpy(buffer, url->path.data(), capacity);
+    const std::string path =
+        resolveAgainstBase != 0 ? url->path : url->path.substr(url->path.rfind('/') + 1);
+    if (path.size() >= capacity) {
+        std::memcpy(buffer, path.data(), capacity);
         return 0;
     }
-    std::memcpy(buffer, url->path.c_str(), url->path.size() + 1);
+    std::memcpy(buffer, path.c_str(), path.size() + 1);
     return 1;
 }
 

@@ -46,6 +46,8 @@ struct Kernel {
     std::map<semaphore_t, std::unique_ptr<Semaphore>> semaphores;
     semaphore_t last = 0x1000;
     SimulatedKernel::Creation creation{-1, -1};
+    int signals = 0;
+    std::chrono::nanoseconds limit{};
     int waitsToEnd = 0;
     kern_return_t endStatus = KERN_SUCCESS;
 };
@@ -85,6 +87,7 @@ kern_return_t Wait(semaphore_t name, std::chrono::nanoseconds limit) {
     const auto end = std::chrono::steady_clock::now() + limit;
     Kernel& kernel = TheKernel();
     KernelLock lock;
+    kernel.limit = limit;
     Semaphore* const pSemaphore = Find(name);
     if (pSemaphore == nullptr)
         return KERN_INVALID_ARGUMENT;
@@ -157,6 +160,16 @@ int SimulatedKernel::Semaphores() {
     return static_cast<int>(TheKernel().semaphores.size());
 }
 
+std::chrono::nanoseconds SimulatedKernel::LastLimit() {
+    const KernelLock lock;
+    return TheKernel().limit;
+}
+
+int SimulatedKernel::Signals() {
+    const KernelLock lock;
+    return TheKernel().signals;
+}
+
 } // namespace VornTest
 
 using namespace VornTest;
@@ -178,14 +191,15 @@ kern_return_t semaphore_create(task_t task, semaphore_t* semaphore, int policy, 
     return KERN_SUCCESS;
 }
 
-// Nobody may be waiting: the library owes that to the kernel's waiters, whom it would free.
+// The library owes it to the kernel's waiters that nobody is waiting, since it would free them, and
+// to the process that the semaphore exists: its name may be another's by now.
 kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore) {
     const KernelLock lock;
     Semaphore* const pSemaphore = Find(semaphore);
-    if (task != Task || pSemaphore == nullptr || WaitsRefused::IsOn())
-        return KERN_INVALID_ARGUMENT;
-    if (pSemaphore->waiting > 0)
+    if (pSemaphore == nullptr || pSemaphore->waiting > 0)
         std::abort();
+    if (task != Task || WaitsRefused::IsOn())
+        return KERN_INVALID_ARGUMENT;
     TheKernel().semaphores.erase(semaphore);
     return KERN_SUCCESS;
 }
@@ -218,6 +232,7 @@ kern_return_t semaphore_signal_all(semaphore_t semaphore) {
     Semaphore* const pSemaphore = Find(semaphore);
     if (pSemaphore == nullptr)
         return KERN_INVALID_ARGUMENT;
+    ++TheKernel().signals;
     if (pSemaphore->waiting == 0) {
         SignalNobody(*pSemaphore);
         return KERN_SUCCESS;

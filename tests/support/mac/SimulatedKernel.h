@@ -6,6 +6,7 @@
 // written for them. It is made from their documentation and not from observation: that a test
 // passes over it does not show that it passes on macOS.
 
+#include <chrono>
 #include <functional>
 
 namespace VornTest {
@@ -40,6 +41,12 @@ Creation LastCreation();
 
 /// How many semaphores there are.
 int Semaphores();
+
+/// How long the last wait was to last at most.
+std::chrono::nanoseconds LastLimit();
+
+/// How often all that waited at a semaphore were signalled.
+int Signals();
 
 } // namespace SimulatedKernel
 
