@@ -190,9 +190,9 @@ bool Monitor::Create(int initialCount) {
 
 bool Monitor::Wait(unsigned int timeoutMs, Kind kind) {
     if (timeoutMs == TryOnce)
-        return Attempt(kind, Counted);
-    pthread_testcancel(); // a wait that may block is a cancellation point even if it does not
-    return Attempt(kind, Unchanged) || LookOn(kind) || Block(timeoutMs, kind);
+        return Attempt(kind, Counted, Cancellation::Ignored);
+    return Attempt(kind, Unchanged, Cancellation::Obeyed) || LookOn(kind) ||
+           Block(timeoutMs, kind);
 }
 
 void Monitor::Post() { Post(0); }
@@ -211,12 +211,16 @@ bool Monitor::IsSet() const { return (m_word.load(std::memory_order_acquire) & S
 
 int Monitor::Count() const { return CountOf(m_word.load(std::memory_order_acquire)); }
 
-// Passes if it can, and otherwise leaves the word as `refuse` says; either is one step.
+// Passes if it can, and otherwise leaves the word as `refuse` says; either is one step. Whether the
+// thread is cancelled is asked after the look at the word, so that it does not pass by what came
+// after its cancellation.
 template <typename Refuse>
-bool Monitor::Attempt(Kind kind, Refuse refuse) {
+bool Monitor::Attempt(Kind kind, Refuse refuse, Cancellation cancellation) {
     Word word = m_word.load(std::memory_order_acquire);
     for (;;) {
         const bool passes = IsPassable(word, kind);
+        if (passes && cancellation == Cancellation::Obeyed)
+            pthread_testcancel();
         const Word next = passes ? Passed(word, kind) : refuse(word);
         if (next != word && !Replace(word, next))
             continue;
@@ -260,9 +264,8 @@ bool Monitor::PostToWaiters(Word flag) {
 bool Monitor::LookOn(Kind kind) {
     if (!HasSeveralProcessors() || !m_guess.ShouldSpin())
         return false;
-    const bool isPassable = SpinUntilPassable(m_word, kind);
-    pthread_testcancel(); // whoever cancels this thread before the post expects it not to pass
-    const bool passes = isPassable && Attempt(kind, Unchanged); // GCOVR_EXCL_BR_LINE race
+    const bool passes = SpinUntilPassable(m_word, kind) &&
+                        Attempt(kind, Unchanged, Cancellation::Obeyed); // GCOVR_EXCL_BR_LINE race
     if (passes)
         m_guess.Paid();
     else
@@ -271,8 +274,9 @@ bool Monitor::LookOn(Kind kind) {
 }
 
 bool Monitor::Block(unsigned int timeoutMs, Kind kind) {
+    pthread_testcancel(); // before it counts
     const Locker lock(m_lock);
-    if (Attempt(kind, JoinedAndCounted))
+    if (Attempt(kind, JoinedAndCounted, Cancellation::Obeyed))
         return true;
 
     Waiter waiter(*this);

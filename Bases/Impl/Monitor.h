@@ -44,8 +44,9 @@ public:
     bool Create(int initialCount);
 
     /// Waits for a free wait, which it takes, or, unless the kind is Semaphore, for the event to be
-    /// set. Returns true when it has passed. Any wait but TryOnce is a cancellation point. A thread
-    /// that is cancelled does not hold the lock, and a post that has released it is not lost.
+    /// set. Returns true when it has passed. Any wait but TryOnce is a cancellation point: a thread
+    /// that is cancelled while there is nothing to pass by does not pass by what comes later. It
+    /// does not hold the lock, and a post that has released it is not lost.
     bool Wait(unsigned int timeoutMs, Kind kind);
 
     /// Releases every thread that has joined the waiters. With nobody waiting, leaves one wait
@@ -70,10 +71,11 @@ public:
 
 private:
     class Waiter;
+    enum class Cancellation { Ignored, Obeyed };
     using Word = std::uint64_t;
 
     template <typename Refuse>
-    bool Attempt(Kind kind, Refuse refuse);
+    bool Attempt(Kind kind, Refuse refuse, Cancellation cancellation);
     bool Replace(Word& word, Word next);
     void Post(Word flag);
     bool PostToWaiters(Word flag);

@@ -131,6 +131,21 @@ TEST_F(HostWaits, ThatAreCancelledHoldTheLockWhileTheStackIsUnwound) {
     const Locker locker(m_lock); // and free by now
 }
 
+// The C library looks for a cancellation only where it sleeps.
+TEST_F(HostWaits, AreCancellationPointsAlsoWhenAPostIsThereBeforeTheSleep) {
+    const timespec inAnHour = In(1h);
+    for (const timespec* pDeadline : {static_cast<const timespec*>(nullptr), &inAnHour}) {
+        VornTest::PosixThread waiter([&] {
+            Platform::pthread_cond_wait.Answer(0);
+            Platform::pthread_cond_timedwait.Answer(0);
+            pthread_cancel(pthread_self());
+            const Locker locker(m_lock);
+            m_sem.Wait(m_lock, pDeadline);
+        });
+        EXPECT_TRUE(waiter.Join());
+    }
+}
+
 TEST_F(HostWaits, FailToBeCreatedWhenThePlatformRefuses) {
     KernelSem sem;
     EXPECT_FALSE(sem.Destroy());

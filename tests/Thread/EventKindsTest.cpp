@@ -3,9 +3,11 @@
 // differ: see Naming.h.
 #include <Bases/Thread.h>
 
+#include <atomic>
 #include <chrono>
 
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <sched.h>
 
 #include <Bases/Impl/Sem_mac.h>
@@ -256,6 +258,21 @@ TYPED_TEST(EventKinds, IsUsableAfterAThreadWasCancelledInItsWait) {
             EXPECT_FALSE(this->m_event.Wait(0));
             this->m_event.Close();
         }
+}
+
+TYPED_TEST(EventKinds, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNot) {
+    this->Make(EventKind::ManualReset, 1);
+    for (const unsigned int timeoutMs : {WaitForever, 1U}) {
+        std::atomic<bool> triedWithoutBlocking{false};
+        PosixThread thread([&] {
+            pthread_cancel(pthread_self());
+            this->m_event.Wait(0);
+            triedWithoutBlocking = true;
+            this->m_event.Wait(timeoutMs); // the event is set: it would not block
+        });
+        EXPECT_TRUE(thread.Join());
+        EXPECT_TRUE(triedWithoutBlocking);
+    }
 }
 
 } // namespace

@@ -4,7 +4,6 @@
 // is a single try. The second process of these tests is a real one.
 #include <Bases/Thread.h>
 
-#include <atomic>
 #include <cerrno>
 #include <chrono>
 #include <string>
@@ -13,7 +12,6 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <pthread.h>
 #include <semaphore.h>
 #include <sys/stat.h>
 #include <sys/time.h>
@@ -424,22 +422,6 @@ TEST_F(NamedEvent, SecondSetDoesNothingAlthoughAnotherObjectTookTheFirst) {
     EXPECT_TRUE(event.Reset());
     EXPECT_TRUE(event.Set());
     EXPECT_TRUE(other.Wait(0));
-}
-
-TEST_F(NamedEvent, WaitsThatMayBlockAreCancellationPointsAndAWaitOfZeroIsNot) {
-    Event event;
-    ASSERT_TRUE(event.Create(1, 1, Name()));
-    for (const unsigned int timeoutMs : {WaitForever, 1U}) {
-        std::atomic<bool> triedWithoutBlocking{false};
-        VornTest::PosixThread thread([&] {
-            pthread_cancel(pthread_self());
-            event.Wait(0);
-            triedWithoutBlocking = true;
-            event.Wait(timeoutMs); // the event is set: it would not block
-        });
-        EXPECT_TRUE(thread.Join());
-        EXPECT_TRUE(triedWithoutBlocking);
-    }
 }
 
 TEST_F(NamedEvent, CloseInOneProcessRemovesTheName) {

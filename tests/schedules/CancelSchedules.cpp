@@ -163,6 +163,30 @@ SCENARIO(CancelSchedules, WaitThatNeedNotBlockIsACancellationPoint) {
     CHECK(event.Wait(TryOnce));
 }
 
+SCENARIO(CancelSchedules, SetAfterTheCancellationIsLeft) {
+    UnsetEvent event(Auto);
+    Actor waiter([&] {
+        event.Wait(WaitForever);
+        CHECK(false);
+    });
+    waiter.Cancel();
+    event.Set();
+    CHECK(waiter.Join());
+    CHECK(event.Wait(TryOnce));
+}
+
+SCENARIO(CancelSchedules, PostAfterTheCancellationIsLeft) {
+    Semaphore semaphore(Semaphore::SemLocked);
+    Actor waiter([&] {
+        semaphore.Wait(WaitForever);
+        CHECK(false);
+    });
+    waiter.Cancel();
+    semaphore.Post();
+    CHECK(waiter.Join());
+    CHECK(semaphore.Wait(TryOnce));
+}
+
 SCENARIO(CancelSchedules, CancelledWaitOnAFreeSemaphoreLeavesItFree) {
     Semaphore semaphore(Semaphore::SemFree);
     Actor waiter([&] {

@@ -119,7 +119,8 @@ void TestCancel() {
         BeCancelled();
 }
 
-// A thread that is cancelled when it has been woken already may return first.
+// A thread that is cancelled when it has been woken already may return first; so may one that is
+// woken when it has been cancelled, since it need not sleep by then.
 int Wait(pthread_cond_t* condition, pthread_mutex_t* mutex, long long limit, const void* code) {
     Thread& me = Me();
     TraceStep("wait", condition, code);
@@ -148,7 +149,11 @@ void Wake(pthread_cond_t* condition, bool one, const void* code) {
     Thread* last = nullptr;
     for (int i = 0; i < ThreadCount(); ++i) {
         Thread& thread = ThreadAt(i);
-        if (thread.state != State::Waiting || thread.condition != condition)
+        if (thread.condition != condition)
+            continue;
+        if (thread.state == State::Locking && thread.woken == Woken::ByCancel)
+            thread.woken = Woken::ByWake;
+        if (thread.state != State::Waiting)
             continue;
         if (one && last != nullptr && MayHappen())
             break;
@@ -351,6 +356,7 @@ void PlayTestCancel() {
         return;
     }
     const Outside outside;
+    TakeTurns("ask for a cancellation", &Me(), CODE);
     TestCancel();
 }
 
