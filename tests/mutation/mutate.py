@@ -206,6 +206,24 @@ def clang_arguments(obj):
     return kept
 
 
+def instructions_lacking(obj):
+    """What the unit is compiled for and this processor has not: the tests of the unit skip it."""
+    present = set(Path("/proc/cpuinfo").read_text().replace("_", "").split())
+    needed = {word.removeprefix("-m") for word in obj.command if re.match("-m(avx|gfni)", word)}
+    return sorted(needed - present)
+
+
+def runnable_units(build, units):
+    found = []
+    for unit in units:
+        lacking = instructions_lacking(build.objects[unit][0])
+        if lacking:
+            say(f"not tried: {unit}, since this processor lacks {' '.join(lacking)}")
+        else:
+            found.append(unit)
+    return found
+
+
 def all_mutants(build, units, scratch):
     """Each unit's mutants. They are kept, since reading the units takes half a minute."""
     found, script = {}, (HERE / "mutants.py").read_bytes()
@@ -323,7 +341,7 @@ def main():
     scratch.mkdir(parents=True, exist_ok=True)
     build = Build(SOURCES, options.build.resolve(), scratch)
     judge = Judge(build, scratch)
-    units = choose_units(build, options.files)
+    units = runnable_units(build, choose_units(build, options.files))
     by_unit = all_mutants(build, units, scratch)
     equivalents = read_equivalents(HERE / "equivalent.txt")
     keys = {m.key() for found in by_unit.values() for m in found}
