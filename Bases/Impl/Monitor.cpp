@@ -191,8 +191,7 @@ bool Monitor::Create(int initialCount) {
 bool Monitor::Wait(unsigned int timeoutMs, Kind kind) {
     if (timeoutMs == TryOnce)
         return Attempt(kind, Counted, Cancellation::Ignored);
-    return Attempt(kind, Unchanged, Cancellation::Obeyed) || LookOn(kind) ||
-           Block(timeoutMs, kind);
+    return Attempt(kind, Unchanged, Cancellation::Obeyed) || LookOn(kind) || Block(timeoutMs, kind);
 }
 
 void Monitor::Post() { Post(0); }

@@ -253,6 +253,17 @@ TEST_P(Utf8Route, TakesTailsWithoutLeadInAnyNumberAsTheCodecsDo) {
         }
 }
 
+// A zero is what is left of a character when nothing is moved into its lane.
+TEST_P(Utf8Route, TakesTailsAfterAZeroAsTheCodecsDo) {
+    for (const Kind kind : AllKinds)
+        for (std::size_t place = 0; place < 16; ++place)
+            for (std::size_t count = 1; count <= 16; ++count) {
+                std::string text = RandomUtf8(kind, MostCharacters);
+                text.insert(place, std::string(1, '\0') + std::string(count, '\x80'));
+                ASSERT_NO_FATAL_FAILURE(ExpectTheSame(text)) << count << " at " << place;
+            }
+}
+
 TEST_P(Utf8Route, TakesOddCharactersAnywhereAsTheCodecsDo) {
     for (const Kind kind : AllKinds)
         for (const unsigned int odd : OddCharacters)
@@ -350,7 +361,7 @@ std::vector<Candidate> CandidatesOf(Vorn::Route route) {
 #ifdef VORN_BASES_HIGHWAY
     const Vorn::Utf8Kernels others = Vorn::FindUtf8KernelsOfHighway(route);
     if (others.decode != nullptr)
-        candidates.push_back({others, {80, 68}});
+        candidates.push_back({others, {67, 64}});
     if (taken.decode == others.decode)
         return candidates;
 #endif

@@ -183,10 +183,16 @@ constexpr hn::Rebind<std::uint8_t, WordTag> InOctetsForWords;
 constexpr FourTag InFour;
 constexpr hn::Repartition<std::uint8_t, FourTag> InOctetsOfFour;
 
-// As many bytes or characters as are looked at together.
-constexpr std::size_t BlockSize = 64;
-
 // --- Decoding ------------------------------------------------------------------------------------
+
+// As many bytes as are looked at together, and where in them the last window may begin, so that the
+// ends in it are known. It is loaded with 16 bytes.
+constexpr std::size_t BlockSize = 64;
+constexpr std::size_t LastWindow = BlockSize - 1 - WindowSize;
+
+// No step needs more.
+constexpr std::ptrdiff_t MostRead = LastWindow + 16;
+constexpr std::ptrdiff_t MostDecoded = BlockSize;
 
 // From where text is read, and to where it is written.
 template <typename From, typename To>
@@ -279,7 +285,7 @@ HWY_INLINE bool DecodeMixture(DecodingPlace& place) {
     std::uint64_t ends = Ends(place.from);
     DecodingPlace next = place;
     auto wrong = hn::MaskFromVec(hn::Zero(InFour));
-    const std::uint8_t* const last = place.from + BlockSize - 1 - WindowSize;
+    const std::uint8_t* const last = place.from + LastWindow;
     while (next.from <= last) {
         const Window window = AllWindows.windows[ends & ((1U << WindowSize) - 1)];
         const Shape& shape = Decoding.shapes[window.shape];
@@ -302,12 +308,8 @@ HWY_INLINE bool DecodeMixture(DecodingPlace& place) {
 Utf8Progress Decode(const char* text, std::size_t size, wchar_t* characters, std::size_t capacity) {
     const auto* const from = reinterpret_cast<const std::uint8_t*>(text);
     auto* const to = reinterpret_cast<std::uint32_t*>(characters);
-    if (size < BlockSize + 16 || capacity < BlockSize + 4)
-        return {};
-    const std::uint8_t* const lastFrom = from + size - BlockSize - 16;
-    const std::uint32_t* const lastTo = to + capacity - BlockSize - 4;
     DecodingPlace place{from, to};
-    while (place.from <= lastFrom && place.to <= lastTo) {
+    while (from + size - place.from >= MostRead && to + capacity - place.to >= MostDecoded) {
         if (IsAscii(place.from))
             DecodeAscii(place);
         else if (!DecodeTriples(place) && !DecodeMixture(place))
@@ -321,8 +323,9 @@ Utf8Progress Decode(const char* text, std::size_t size, wchar_t* characters, std
 constexpr hn::RebindToSigned<FourTag> InSignedFour;
 constexpr hn::RebindToSigned<WordTag> InSignedWords;
 
-// As many characters as a step takes.
+// As many characters as a step takes, and the most bytes that it writes for them.
 constexpr std::size_t StepSize = 16;
+constexpr std::ptrdiff_t MostEncoded = StepSize * LongestForm;
 
 HWY_INLINE bool IsAscii(const std::uint32_t* from) {
     auto all = hn::Zero(InWords);
@@ -420,13 +423,9 @@ HWY_INLINE bool EncodeMixture(EncodingPlace& place) {
 Utf8Progress Encode(const wchar_t* characters, std::size_t size, char* text, std::size_t capacity) {
     const auto* const from = reinterpret_cast<const std::uint32_t*>(characters);
     auto* const to = reinterpret_cast<std::uint8_t*>(text);
-    const std::size_t most = StepSize * LongestForm;
-    if (size < StepSize || capacity < most)
-        return {};
-    const std::uint32_t* const lastFrom = from + size - StepSize;
-    const std::uint8_t* const lastTo = to + capacity - most;
     EncodingPlace place{from, to};
-    while (place.from <= lastFrom && place.to <= lastTo) {
+    while (from + size - place.from >= std::ptrdiff_t{StepSize} &&
+           to + capacity - place.to >= MostEncoded) {
         if (IsAscii(place.from))
             EncodeAscii(place);
         else if (!EncodeTriples(place) && !EncodeMixture(place))
