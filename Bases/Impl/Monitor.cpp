@@ -211,8 +211,8 @@ bool Monitor::IsSet() const { return (m_word.load(std::memory_order_acquire) & S
 int Monitor::Count() const { return CountOf(m_word.load(std::memory_order_acquire)); }
 
 // Passes if it can, and otherwise leaves the word as `refuse` says; either is one step. Whether the
-// thread is cancelled is asked after the look at the word, so that it does not pass by what came
-// after its cancellation.
+// thread is cancelled is asked after the look at the word: it must not pass by what has come since
+// its cancellation. It still may if that is what it had seen, and another thread took meanwhile.
 template <typename Refuse>
 bool Monitor::Attempt(Kind kind, Refuse refuse, Cancellation cancellation) {
     Word word = m_word.load(std::memory_order_acquire);

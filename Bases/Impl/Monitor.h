@@ -44,9 +44,9 @@ public:
     bool Create(int initialCount);
 
     /// Waits for a free wait, which it takes, or, unless the kind is Semaphore, for the event to be
-    /// set. Returns true when it has passed. Any wait but TryOnce is a cancellation point: a thread
-    /// that is cancelled while there is nothing to pass by does not pass by what comes later. It
-    /// does not hold the lock, and a post that has released it is not lost.
+    /// set. Returns true when it has passed. Any wait but TryOnce is a cancellation point. A thread
+    /// that has found nothing to pass by and is then cancelled does not pass by what comes later. A
+    /// cancelled thread does not hold the lock, and a post that had released it is not lost.
     bool Wait(unsigned int timeoutMs, Kind kind);
 
     /// Releases every thread that has joined the waiters. With nobody waiting, leaves one wait

@@ -235,8 +235,13 @@ TEST_P(BitsKernel, CombinesWholeVectorsAndSaysHowMany) {
 
 #ifdef VORN_BASES_HIGHWAY
 TEST(BitsKernels, AreThereForEveryRoute) {
-    for (const Vorn::Route route : VornTest::RoutesOfThisKind())
-        EXPECT_NE(nullptr, Vorn::FindBitsKernels(route).count) << Vorn::NameOf(route);
+    for (const Vorn::Route route : VornTest::RoutesOfThisKind()) {
+        const Vorn::BitsKernels kernels = Vorn::FindBitsKernels(route);
+        EXPECT_NE(nullptr, kernels.count) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, kernels.logicAnd) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, kernels.logicOr) << Vorn::NameOf(route);
+        EXPECT_NE(nullptr, kernels.logicXor) << Vorn::NameOf(route);
+    }
 }
 #endif
 

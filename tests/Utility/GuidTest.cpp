@@ -480,8 +480,8 @@ std::string Dashed(unsigned dashes) {
     return text;
 }
 
-// Up to two dashes more or fewer than there should be, and than after all bytes from the fourth on;
-// one after the last byte makes no difference.
+// Up to two dashes more or fewer than there should be, and the same for a text with one after every
+// byte from the fourth on; one after the last byte makes no difference.
 TEST(GuidParse, ReadsDashesBetweenAnyBytesAsBoostDoes) {
     for (const unsigned dashes : {0x2A8U, 0x7FF8U}) {
         for (unsigned i = 0; i < 16; ++i) {

@@ -72,7 +72,7 @@ def run(command, **options):
 
 def finish(command, seconds, **options):
     """Runs in a sandbox. Returns what was printed and the exit status; null: it took too long."""
-    # In a session of its own: a mutant may send a signal to its whole process group, which a
+    # In a process group of its own: a mutant may send a signal to all of its group, which a
     # namespace does not confine.
     process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                stderr=subprocess.STDOUT, text=True, errors="replace",
@@ -85,7 +85,7 @@ def finish(command, seconds, **options):
 
 
 class Build:
-    """A configured and built preset. If only some programs are built, these are told, and it is
+    """A configured and built preset. If only some programs are built, `only` names them, and it is
     used as it is, without optimisation of ours."""
 
     def __init__(self, sources, directory, scratch, only=None):
@@ -207,8 +207,8 @@ class Build:
             return self.program_digests[name]
 
     def headers(self, obj):
-        """What the unit includes first of all, precompiled: most of a mutant's time went there. Null
-        for objects whose command includes something before it."""
+        """What the unit includes first of all, precompiled: most of a mutant's time went there.
+        Null for objects whose command includes something before it."""
         if "-include" in obj.command:
             return None
         unit = obj.source.relative_to(self.sources)

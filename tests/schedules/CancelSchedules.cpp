@@ -187,6 +187,17 @@ SCENARIO(CancelSchedules, PostAfterTheCancellationIsLeft) {
     CHECK(semaphore.Wait(TryOnce));
 }
 
+SCENARIO(CancelSchedules, WaitThatBeginsCancelledDoesNotCount) {
+    Semaphore semaphore(Semaphore::SemLocked);
+    Actor waiter([&] {
+        pthread_cancel(pthread_self());
+        semaphore.Wait(WaitForever);
+        CHECK(false);
+    });
+    CHECK(waiter.Join());
+    CHECK(ReportedCount(semaphore) == 0);
+}
+
 SCENARIO(CancelSchedules, CancelledWaitOnAFreeSemaphoreLeavesItFree) {
     Semaphore semaphore(Semaphore::SemFree);
     Actor waiter([&] {

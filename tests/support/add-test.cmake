@@ -63,8 +63,8 @@ function(vorn_add_test name)
   vorn_discover_tests(${name} TEST_FILTER "${VORN_TEST_FILTER}")
 endfunction()
 
-# Tells a test which kernels the build has. Those that only a machine or a compiler without others
-# would choose are tested, too.
+# Tells a test which kernels the build has, so that it reaches also those that this machine would
+# not choose, since it has better ones.
 function(vorn_tell_kernels name)
   get_target_property(definitions VornBasesObjects COMPILE_DEFINITIONS)
   list(FILTER definitions INCLUDE REGEX "^VORN_BASES_(GFNI|HIGHWAY|VBMI)$")

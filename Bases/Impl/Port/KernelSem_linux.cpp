@@ -40,7 +40,7 @@ KernelWait KernelSem::Wait(Lock& lock, const timespec* pDeadline) {
     const int status = pDeadline != nullptr
                            ? pthread_cond_timedwait(&m_pState->posted, &lock.Native(), pDeadline)
                            : pthread_cond_wait(&m_pState->posted, &lock.Native());
-    pthread_testcancel(); // the C library does not look when a post comes before it sleeps
+    pthread_testcancel(); // the C library does not act on a cancellation when a post comes first
     return status == 0 ? KernelWait::Success : KernelWait::TimedOut;
 }
 

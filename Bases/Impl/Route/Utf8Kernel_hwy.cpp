@@ -185,12 +185,12 @@ constexpr hn::Repartition<std::uint8_t, FourTag> InOctetsOfFour;
 
 // --- Decoding ------------------------------------------------------------------------------------
 
-// As many bytes as are looked at together, and where in them the last window may begin, so that the
-// ends in it are known. It is loaded with 16 bytes.
+// As many bytes as are looked at together, and where the last window among them may begin, so that
+// all its ends are known. A window is loaded as 16 bytes.
 constexpr std::size_t BlockSize = 64;
 constexpr std::size_t LastWindow = BlockSize - 1 - WindowSize;
 
-// No step needs more.
+// No step reads or writes more than this.
 constexpr std::ptrdiff_t MostRead = LastWindow + 16;
 constexpr std::ptrdiff_t MostDecoded = BlockSize;
 
@@ -323,7 +323,7 @@ Utf8Progress Decode(const char* text, std::size_t size, wchar_t* characters, std
 constexpr hn::RebindToSigned<FourTag> InSignedFour;
 constexpr hn::RebindToSigned<WordTag> InSignedWords;
 
-// As many characters as a step takes, and the most bytes that it writes for them.
+// As many characters as a step takes, and the most bytes that it writes, whole vectors included.
 constexpr std::size_t StepSize = 16;
 constexpr std::ptrdiff_t MostEncoded = StepSize * LongestForm;
 

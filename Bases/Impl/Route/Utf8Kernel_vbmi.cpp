@@ -148,8 +148,8 @@ void DecodeAscii(DecodingPlace& place) {
     place.to += VectorSize;
 }
 
-// Whether the first sixteen characters have three bytes each: every third bit is set, up to the
-// start of the character behind them, since the last one may be longer.
+// Whether the first sixteen characters have three bytes each: every third bit is set, that of the
+// next character too, without which the sixteenth would be longer.
 bool AreTriples(std::uint64_t starts) { return (starts & 0x1FFFFFFFFFFFF) == 0x1249249249249; }
 
 // Sixteen characters of three bytes each. Returns false if one is not plain.

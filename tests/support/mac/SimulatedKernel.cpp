@@ -191,8 +191,8 @@ kern_return_t semaphore_create(task_t task, semaphore_t* semaphore, int policy, 
     return KERN_SUCCESS;
 }
 
-// The library owes it to the kernel's waiters that nobody is waiting, since it would free them, and
-// to the process that the semaphore exists: its name may be another's by now.
+// It is an error of the library to destroy a semaphore that has waiters, which would be freed, or
+// that does not exist: its name may be another's by now.
 kern_return_t semaphore_destroy(task_t task, semaphore_t semaphore) {
     const KernelLock lock;
     Semaphore* const pSemaphore = Find(semaphore);

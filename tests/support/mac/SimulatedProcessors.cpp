@@ -1,9 +1,9 @@
 // SPDX-License-Identifier: MIT
-// The processors of the machine, of which the C++ library tells: those that the process may run on,
+// The processors that the C++ library reports for the machine: those that the process may run on,
 // so that a test can start a program on a machine with one.
 #include <sched.h>
 
-// By its name it stands in front of std::thread::hardware_concurrency.
+// Replaces std::thread::hardware_concurrency, whose mangled name it has.
 unsigned ProcessorsOfTheMachine() noexcept __asm__("_ZNSt6thread20hardware_concurrencyEv");
 
 unsigned ProcessorsOfTheMachine() noexcept {
