@@ -5,6 +5,8 @@ add_library(VornBasesOptions INTERFACE) # whatever the edition of C++
 add_library(VornBasesCompiler INTERFACE)
 target_link_libraries(VornBasesCompiler INTERFACE VornBasesOptions)
 target_compile_features(VornBasesCompiler INTERFACE cxx_std_20)
+cmake_path(RELATIVE_PATH PROJECT_SOURCE_DIR BASE_DIRECTORY ${CMAKE_BINARY_DIR}
+  OUTPUT_VARIABLE VORN_BASES_SOURCES_FROM_BUILD)
 target_compile_options(VornBasesOptions INTERFACE
   $<$<BOOL:${VORN_BASES_WERROR}>:-Werror>
   # GCC 12 sees overlapping copies in optimised string concatenations where there are none.
@@ -13,8 +15,10 @@ target_compile_options(VornBasesOptions INTERFACE
   $<$<CXX_COMPILER_ID:Clang>:-Wno-deprecated-declarations>
   # The C++ library checks indices, iterators and pointers.
   $<$<CONFIG:Debug>:-D_GLIBCXX_ASSERTIONS>
-  # Assertions and other uses of __FILE__ name the file as it stands in the repository.
-  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=)
+  # Assertions and other uses of __FILE__ name the file as it stands in the repository, also where a
+  # compiler cache hands the compiler a path from the build directory.
+  -fmacro-prefix-map=${PROJECT_SOURCE_DIR}/=
+  -fmacro-prefix-map=${VORN_BASES_SOURCES_FROM_BUILD}/=)
 
 # Which warnings to see is the choice of the project at the top.
 if(PROJECT_IS_TOP_LEVEL)
