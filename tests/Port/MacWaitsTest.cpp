@@ -19,6 +19,7 @@
 #include <sched.h>
 
 #include "fault/Platform.h"
+#include "fault/WaitHooks.h"
 #include "support/BlockedThreads.h"
 #include "support/mac/SimulatedKernel.h"
 
@@ -57,6 +58,7 @@ TEST_F(KernelSemaphore, AbortedInALimitedWaitIsTriedOnceMoreWithTheFullTime) {
         while (std::chrono::steady_clock::now() - start < 100ms)
             sched_yield();
     });
+    VornTest::StopClockUntilSleep();
     EXPECT_FALSE(m_sem.Wait(150));
     EXPECT_GE(std::chrono::steady_clock::now() - start, 250ms);
 

@@ -230,6 +230,7 @@ TEST(Event, SetAfterATimeOutStaysForTheNextWait) {
     for (const int kind : {EventKind::ManualReset, EventKind::AutoReset}) {
         UnsetEvent event(kind);
         VornTest::RunAfterTimeOut([&] { event.Set(); });
+        VornTest::StopClockUntilSleep();
         EXPECT_FALSE(event.Wait(1));
         EXPECT_FALSE(VornTest::IsActionToCome());
         EXPECT_TRUE(event.Wait(0));

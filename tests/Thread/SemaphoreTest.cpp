@@ -202,6 +202,7 @@ TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
         bool passed = true;
         PosixThread timedOut([&] {
             SetGate(gate);
+            VornTest::StopClockUntilSleep();
             passed = m_sem.Wait(1);
         });
         while (!gate.reached)

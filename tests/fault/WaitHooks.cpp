@@ -4,6 +4,8 @@
 #include "fault/WaitHooks.h"
 
 #include <cerrno>
+#include <ctime>
+#include <optional>
 #include <utility>
 
 #include <pthread.h>
@@ -21,6 +23,7 @@ std::atomic<bool> g_refused{false};
 thread_local Gate* g_pGate = nullptr;
 thread_local OnWake g_onWake = OnWake::Nothing;
 thread_local bool g_timedOut = false;
+thread_local std::optional<timespec> g_stoppedClock;
 thread_local Action g_beforeLock;
 thread_local Action g_beforeUnlock;
 thread_local Action g_beforeSleep;
@@ -103,6 +106,18 @@ void RunAfterTimeOut(Action action) {
     HookUnlocks();
 }
 
+void StopClockUntilSleep() {
+    g_stoppedClock.emplace();
+    Platform::clock_gettime.Real(CLOCK_MONOTONIC, &*g_stoppedClock);
+    Platform::clock_gettime.OnAnyThread().Do([](clockid_t clock, timespec* now) {
+        if (!g_stoppedClock)
+            return Platform::clock_gettime.Real(clock, now);
+        *now = *g_stoppedClock;
+        return 0;
+    });
+    HookWaits();
+}
+
 bool IsWakeToCome() { return g_pGate != nullptr || g_onWake != OnWake::Nothing; }
 
 bool IsActionToCome() { return g_beforeLock || g_beforeUnlock || g_beforeSleep || g_afterTimeOut; }
@@ -119,7 +134,10 @@ WaitsRefused::~WaitsRefused() { g_refused = false; }
 
 bool WaitsRefused::IsOn() { return g_refused; }
 
-void FallAsleep() { RunOnce(g_beforeSleep); }
+void FallAsleep() {
+    g_stoppedClock.reset();
+    RunOnce(g_beforeSleep);
+}
 
 bool Wake() {
     if (g_pGate != nullptr) {

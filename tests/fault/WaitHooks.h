@@ -31,6 +31,10 @@ void RunBeforeUnlock(std::function<void()> action);
 void RunBeforeSleep(std::function<void()> action);
 void RunAfterTimeOut(std::function<void()> action);
 
+/// The clock stands still for this thread until it falls asleep: a short wait sleeps also where the
+/// thread does not get a processor in time.
+void StopClockUntilSleep();
+
 /// Whether this thread has a gate or something to do when it wakes.
 bool IsWakeToCome();
 
