@@ -33,6 +33,7 @@ using VornTest::SetGate;
 using VornTest::SetOnWake;
 using VornTest::Waiters;
 using VornTest::WaitUntilBlocked;
+using VornTest::WaitUntilReached;
 namespace Platform = VornTest::Platform;
 
 constexpr unsigned int LongMs = 20000; // a thread that no post reaches fails and does not hang
@@ -205,8 +206,7 @@ TEST_F(UnnamedSemaphore, TimeOutOfAWaiterAtAnyPlaceLeavesTheOthersWaiting) {
             VornTest::StopClockUntilSleep();
             passed = m_sem.Wait(1);
         });
-        while (!gate.reached)
-            sched_yield();
+        WaitUntilReached(gate);
         for (int i = place; i < 2; ++i)
             waiters.Add(wait);
         gate.open = true;
@@ -234,6 +234,7 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadReleasesWhoeverWaitsByThen) {
     PosixThread cancelled(Waiting(OnWake::BeCancelled, &gate));
     WaitUntilBlocked({&cancelled});
     m_sem.Post();
+    WaitUntilReached(gate);
     PosixThread late(Waiting());
     WaitUntilBlocked({&late});
     gate.open = true;
@@ -251,6 +252,7 @@ TEST_F(UnnamedSemaphore, PostOfACancelledThreadIsPassedOnUntilItServesOne) {
     PosixThread first(Waiting(OnWake::BeCancelled, &gate));
     WaitUntilBlocked({&first});
     m_sem.Post();
+    WaitUntilReached(gate);
     PosixThread second(Waiting(OnWake::BeCancelled));
     WaitUntilBlocked({&second});
     gate.open = true;

@@ -71,6 +71,11 @@ void HookUnlocks() {
 
 } // namespace
 
+void WaitUntilReached(const Gate& gate) {
+    while (!gate.reached)
+        ::sched_yield();
+}
+
 void SetGate(Gate& gate) {
     g_pGate = &gate;
     HookWaits();

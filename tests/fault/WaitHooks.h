@@ -19,6 +19,9 @@ struct Gate {
 
 enum class OnWake { Nothing, BeCancelled, TimeOut };
 
+/// Returns when a thread stays there. It holds no lock.
+void WaitUntilReached(const Gate& gate);
+
 /// Each is for the calling thread, until it ends.
 void SetGate(Gate& gate);
 void SetOnWake(OnWake what);
