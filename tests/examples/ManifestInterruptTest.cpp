@@ -119,11 +119,6 @@ TEST_F(ManifestInterrupt, IsLeftToARunThatIgnoresIt) {
 
 class ManifestLateInterrupt : public ManifestInterrupt {
 protected:
-    static Lines Repeat(Lines arguments, const std::string& name) {
-        arguments.insert(arguments.end(), 2000, name);
-        return arguments;
-    }
-
     /// Runs the program, sends it SIGINT after the first line that it writes to the descriptor, and
     /// returns how it ended, with what it wrote after that line.
     std::pair<Outcome, std::string> InterruptAfterALine(const Lines& arguments, int descriptor) {

@@ -13,6 +13,7 @@
 #include <thread>
 
 #include <sys/ipc.h>
+#include <sys/time.h>
 #include <unistd.h>
 
 #include <gmock/gmock.h>
@@ -38,6 +39,18 @@ key_t KeyOf(const std::string& name) {
 
 ManifestWatch::ManifestWatch() : ExampleTest(VORN_MANIFEST), m_cleaner([this] { CleanUp(); }) {
     Expect(getpid());
+}
+
+Lines ManifestWatch::Repeat(Lines arguments, const std::string& name) {
+    arguments.insert(arguments.end(), 2000, name);
+    return arguments;
+}
+
+void ManifestWatch::StopTheClock() {
+    Platform::gettimeofday.Do([](timeval* now, void*) {
+        *now = {1000000000, 0};
+        return 0;
+    });
 }
 
 void ManifestWatch::SetUp() {

@@ -47,6 +47,12 @@ protected:
     // Removes abandoned locks by their names, which are in the segments.
     void CleanUp() const;
 
+    /// The arguments, and so many names that what a program says of each is more than a pipe holds.
+    static Lines Repeat(Lines arguments, const std::string& name);
+
+    /// Whatever a publisher of this thread publishes, no time has passed.
+    static void StopTheClock();
+
     // The locks of these processes are the test's.
     void Expect(pid_t process);
 

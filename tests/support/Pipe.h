@@ -34,16 +34,6 @@ public:
             close(std::exchange(m_ends[1], -1));
     }
 
-    // Whoever writes next has to wait for a reader.
-    void Fill() const {
-        const int flags = fcntl(m_ends[1], F_GETFL);
-        fcntl(m_ends[1], F_SETFL, flags | O_NONBLOCK);
-        const std::string much(4096, 'x');
-        while (write(m_ends[1], much.data(), much.size()) > 0) {
-        }
-        fcntl(m_ends[1], F_SETFL, flags);
-    }
-
     std::string ReadLine() const {
         std::string line;
         char c = 0;

@@ -24,7 +24,8 @@ struct Kinds {
     Kinds(std::initializer_list<Kind> kinds);
 };
 
-/// What the names of a scenario's semaphores begin with, after their slash.
+/// What the names of a scenario's semaphores begin with, after their slash, and the name of its
+/// segment.
 std::string NamePrefix();
 
 /// Of the values, as often as each was taken more often than given back. What was given back only

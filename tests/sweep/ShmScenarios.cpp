@@ -4,11 +4,13 @@
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <string>
 
 #include <sys/shm.h>
 
 #include <Bases/Thread.h>
 
+#include "sweep/Holdings.h"
 #include "sweep/Sweep.h"
 
 namespace VornTest::Sweep {
@@ -19,7 +21,7 @@ using Vorn::Shm;
 namespace ShmAccess = Vorn::ShmAccess;
 namespace ShmFill = Vorn::ShmFill;
 
-constexpr const char* Name = "vorn sweep";
+const std::string g_name = NamePrefix(); // other scenarios may run at the same time
 constexpr unsigned long Size = 4096;
 
 // The first segment of a machine has the identifier 0, which Shm takes for none.
@@ -42,7 +44,9 @@ public:
     Segment(const Segment&) = delete;
     Segment& operator=(const Segment&) = delete;
 
-    bool Create(int access) { return m_isHeld = m_shm.Create(Size, Name, access, ShmFill::Zero); }
+    bool Create(int access) {
+        return m_isHeld = m_shm.Create(Size, g_name.c_str(), access, ShmFill::Zero);
+    }
     Shm& Get() { return m_shm; }
 
 private:
@@ -84,7 +88,7 @@ void Opens(Trial& trial) {
     Segment made;
     made.Create(ShmAccess::ReadOnly);
     Segment opened; // and never closed, for that would remove the segment
-    trial.Require(trial.Try([&] { return opened.Get().Open(Name, ShmAccess::ReadOnly); }),
+    trial.Require(trial.Try([&] { return opened.Get().Open(g_name.c_str(), ShmAccess::ReadOnly); }),
                   "says that it is open");
     unsigned char* const address = opened.Get().Map();
     trial.Require(IsRefused(address) == Trial::HasFailed(Platform::shmget),

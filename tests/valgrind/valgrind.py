@@ -20,7 +20,7 @@ SCRATCH = SOURCES / "build/valgrind"
 # The tests have operators of their own in the place of new, which can fail: they stay, and what
 # they call is watched. The C library keeps blocks in trees whose pointers are marked in their
 # lowest bit, so that they look as if they were lost, possibly.
-COMMAND = ("valgrind", "--quiet", "--error-exitcode=99", "--num-callers=30",
+COMMAND = ("valgrind", "--quiet", "--fair-sched=try", "--error-exitcode=99", "--num-callers=30",
            "--leak-check=full", "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite",
            "--soname-synonyms=somalloc=nouserintercepts",
            f"--suppressions={HERE / 'suppressions.txt'}", "--log-file=%q{VORN_REPORTS}/%p")
