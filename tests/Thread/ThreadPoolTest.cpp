@@ -269,7 +269,7 @@ TEST(TaskPool, IdleWorkerWaitsAHundredMillisecondsAtATime) {
     ManualEvent enough;
     WatchWaits([&](const timespec& deadline) {
         if (deadlines.size() == 4)
-            return; // the test looks at them
+            return; // the test may be reading them by now
         const long long time = Nanoseconds(deadline);
         longest = std::max(longest, time - Now());
         if (deadlines.empty() || deadlines.back() != time)

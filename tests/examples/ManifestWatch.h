@@ -47,10 +47,11 @@ protected:
     // Removes abandoned locks by their names, which are in the segments.
     void CleanUp() const;
 
-    /// The arguments, and so many names that what a program says of each is more than a pipe holds.
+    /// The arguments, and then the name so many times that what a program says about each is more
+    /// than a pipe holds.
     static Lines Repeat(Lines arguments, const std::string& name);
 
-    /// Whatever a publisher of this thread publishes, no time has passed.
+    /// From now on no time passes for publishers of this thread.
     static void StopTheClock();
 
     // The locks of these processes are the test's.

@@ -19,7 +19,7 @@ struct Gate {
 
 enum class OnWake { Nothing, BeCancelled, TimeOut };
 
-/// Returns when a thread stays there. It holds no lock.
+/// Returns when a thread has come to the gate. It holds no lock there.
 void WaitUntilReached(const Gate& gate);
 
 /// Each is for the calling thread, until it ends.
@@ -34,8 +34,8 @@ void RunBeforeUnlock(std::function<void()> action);
 void RunBeforeSleep(std::function<void()> action);
 void RunAfterTimeOut(std::function<void()> action);
 
-/// The clock stands still for this thread until it falls asleep: a short wait sleeps also where the
-/// thread does not get a processor in time.
+/// The clock stands still for this thread until it falls asleep, so that even a short wait sleeps
+/// when the thread gets no processor for a while.
 void StopClockUntilSleep();
 
 /// Whether this thread has a gate or something to do when it wakes.

@@ -7,10 +7,10 @@
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
+#include <fstream>
 #include <stdexcept>
 #include <string_view>
 
-#include <fcntl.h>
 #include <sched.h>
 #include <signal.h>
 #include <sys/syscall.h>
@@ -34,7 +34,7 @@ struct Sleep {
     std::string count;
 };
 
-// What follows the name of a line of the kernel's report.
+// What follows the name in its line of the kernel's report; empty when there is no such line.
 std::string_view Find(std::string_view report, std::string_view name) {
     const std::size_t begin = report.find(name);
     if (begin == std::string_view::npos)
@@ -43,16 +43,14 @@ std::string_view Find(std::string_view report, std::string_view name) {
     return rest.substr(0, rest.find('\n'));
 }
 
-// Reads at once: under an emulator, line by line takes longer than some threads sleep.
+// With a single read: under an emulator, reading line by line takes longer than some threads sleep.
 Sleep LookAt(const std::string& process, pid_t id) {
-    const std::string path = "/proc/" + process + "/task/" + std::to_string(id) + "/status";
-    const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (file == -1)
+    std::ifstream status("/proc/" + process + "/task/" + std::to_string(id) + "/status");
+    if (!status.is_open())
         GiveUp("the thread has not ended");
     std::array<char, 8192> buffer{};
-    const ssize_t size = read(file, buffer.data(), buffer.size());
-    close(file);
-    const std::string_view report(buffer.data(), size > 0 ? static_cast<std::size_t>(size) : 0);
+    status.read(buffer.data(), buffer.size());
+    const std::string_view report(buffer.data(), static_cast<std::size_t>(status.gcount()));
     return {Find(report, "\nState:\t").starts_with('S'),
             std::string(Find(report, "\nvoluntary_ctxt_switches:"))};
 }

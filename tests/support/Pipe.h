@@ -19,6 +19,8 @@ public:
     Pipe() {
         if (pipe2(m_ends.data(), O_CLOEXEC) != 0)
             throw std::system_error(errno, std::generic_category(), "pipe2");
+        // As small as can be: a program that writes much soon has to wait for its reader.
+        fcntl(m_ends[1], F_SETPIPE_SZ, 4096);
     }
     ~Pipe() {
         close(m_ends[0]);

@@ -21,7 +21,7 @@ using Vorn::Shm;
 namespace ShmAccess = Vorn::ShmAccess;
 namespace ShmFill = Vorn::ShmFill;
 
-const std::string g_name = NamePrefix(); // other scenarios may run at the same time
+const std::string g_name = NamePrefix(); // other processes may run scenarios, too
 constexpr unsigned long Size = 4096;
 
 // The first segment of a machine has the identifier 0, which Shm takes for none.

@@ -19,7 +19,8 @@ from suite import SOURCES, Surroundings, jobs_in, run_all, say
 SCRATCH = SOURCES / "build/valgrind"
 # The tests have operators of their own in the place of new, which can fail: they stay, and what
 # they call is watched. The C library keeps blocks in trees whose pointers are marked in their
-# lowest bit, so that they look as if they were lost, possibly.
+# lowest bit, so that they look as if they were lost, possibly. Threads take turns: one that only
+# looks again and again would keep the others from running.
 COMMAND = ("valgrind", "--quiet", "--fair-sched=try", "--error-exitcode=99", "--num-callers=30",
            "--leak-check=full", "--show-leak-kinds=definite", "--errors-for-leak-kinds=definite",
            "--soname-synonyms=somalloc=nouserintercepts",
