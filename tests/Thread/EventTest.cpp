@@ -265,7 +265,7 @@ TEST(Event, ThreadThatFoundTheEventNotSetIsReleasedByTheNextSetWhateverFollows) 
         sem_post(&start);
         VornTest::WaitUntilBlocked({&setter}); // done, or held up because this thread is joining
     });
-    EXPECT_TRUE(event.Wait(20000));
+    EXPECT_TRUE(event.Wait(2000));
     EXPECT_FALSE(VornTest::IsActionToCome());
     sem_post(&finish);
     EXPECT_FALSE(setter.Join());
